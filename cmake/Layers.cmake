@@ -1,0 +1,5 @@
+# The sources of a folder, new ones included without a change here.
+function(lighting_sources variable)
+  file(GLOB_RECURSE found CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/*.cpp)
+  set(${variable} ${found} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,393 @@
+#pragma once
+
+#include "lighting_common/Export.h"
+
+#include <string>
+#include <vector>
+
+// The vocabulary that every lighting driver shares with the controller and with its device: MIB ids,
+// capability keys, names of commands, variables, conditions and parameters. Each name stands here
+// once, as an immutable text, and is compared byte for byte (wire values, do not change; the order is
+// part of the vocabulary). Built once, when the library is loaded; valid until it is unloaded.
+//
+// A name whose meaning no class of this library gives belongs to the concrete drivers.
+
+// clang-format off
+// Device messages.
+#define LIGHTING_MIB_NAMES(X) \
+    X(DMX_BLC, "nx.dmx.blc") \
+    X(SY_ZPW, "nx.sy.zpw") \
+    X(DMX_PWR, "nx.dmx.pwr") \
+    X(DMX_PMTI, "nx.dmx.pmti") \
+    X(DMX_AMB, "nx.dmx.amb") \
+    X(DMX_DIM, "nx.dmx.dim") \
+    X(DM_SL, "nx.dm.sl") \
+    X(DM_TV, "nx.dm.tv") \
+    X(DMX_KEY, "nx.dmx.key") \
+    X(DM_RTL, "nx.dm.rtl") \
+    X(DM_TC, "nx.dm.tc") \
+    X(DM_TP, "nx.dm.tp") \
+    X(DMX_OFF, "nx.dmx.off") \
+    X(DMX_NDIM, "nx.dmx.ndim") \
+    X(DMX_PLM, "nx.dmx.plm") \
+    X(DMX_BTN, "nx.dmx.btn") \
+    X(DMX_LED, "nx.dmx.led") \
+    X(DMX_BMC, "nx.dmx.bmc") \
+    X(DMX_RBP, "nx.dmx.rbp") \
+    X(DMX_BP, "nx.dmx.bp") \
+    X(DMX_HB, "nx.dmx.hb") \
+    X(DMX_HC, "nx.dmx.hc") \
+    X(DMX_HE, "nx.dmx.he") \
+    X(DMX_SC, "nx.dmx.sc") \
+    X(DMX_CC, "nx.dmx.cc") \
+    X(ALS_SGA, "nx.als.sga") \
+    X(ALS_SGT, "nx.als.sgt") \
+    X(ALS_SAD, "nx.als.sad") \
+    X(ALS_SRM, "nx.als.srm") \
+    X(ALS_SRA, "nx.als.sra") \
+    X(ALS_SAC, "nx.als.sac") \
+    X(ALS_SGO, "nx.als.sgo") \
+    X(ALS_SST, "nx.als.sst") \
+    X(ALS_SSR, "nx.als.ssr") \
+    X(ALS_SKR, "nx.als.skr") \
+    X(ALS_RVT, "nx.als.rvt") \
+    X(ALS_SLN, "nx.als.sln") \
+    X(ALS_GAD, "nx.als.gad") \
+    X(ALS_GRM, "nx.als.grm") \
+    X(ALS_GRA, "nx.als.gra") \
+    X(ALS_GRTL, "nx.als.grtl") \
+    X(ALS_GSR, "nx.als.gsr") \
+    X(ALS_GKR, "nx.als.gkr") \
+    X(ALS_GGT, "nx.als.ggt")
+
+// Capability and property keys of a driver. The leading "+" of one key is part of it.
+#define LIGHTING_CAPABILITY_NAMES(X) \
+    X(DIMMER, "dimmer") \
+    X(ZERO_TEN_VOLT, "zero_ten_volt") \
+    X(ON_OFF, "on_off") \
+    X(SET_LEVEL, "set_level") \
+    X(RAMP_LEVEL, "ramp_level") \
+    X(CLICK_RATES, "click_rates") \
+    X(SUPPORTS_DEFAULT_ON, "supports_default_on") \
+    X(HOLD_RATES, "hold_rates") \
+    X(COLD_START, "cold_start") \
+    X(HAS_LEDS, "has_leds") \
+    X(MIN_MAX, "min_max") \
+    X(SUPPORTS_BROADCAST_SCENES, "supports_broadcast_scenes") \
+    X(SUPPORTS_MULTICHANNEL_SCENES, "supports_multichannel_scenes") \
+    X(HAS_KEYPAD, "has_keypad") \
+    X(HAS_LOAD, "has_load") \
+    X(NUMBER_OF_LOADS, "number_of_loads") \
+    X(REDUCED_ALS_SUPPORT, "reduced_als_support") \
+    X(ADVANCED_SCENE_SUPPORT, "advanced_scene_support") \
+    X(ON_COLOR, "on_color") \
+    X(OFF_COLOR, "off_color") \
+    X(MAX_POWER, "max_power") \
+    X(MIN_POWER, "+min_power") \
+    X(CAN_CHANGE_PHASES, "can_change_phases") \
+    X(NOMINAL_VOLTAGES, "nominal_voltages")
+
+// Commands, variables, events, conditions and parameters.
+#define LIGHTING_GENERAL_NAMES(X) \
+    X(GET_PROPERTIES, "GET_PROPERTIES") \
+    X(GET_LIGHT_LEVEL, "GET_LIGHT_LEVEL") \
+    X(TOGGLE, "TOGGLE") \
+    X(PROTOCOL_COMMAND, "PROTOCOL_COMMAND") \
+    X(ADD_DRIVER_COLOR_PRESET, "ADD_DRIVER_COLOR_PRESET") \
+    X(MODIFY_DRIVER_COLOR_PRESET, "MODIFY_DRIVER_COLOR_PRESET") \
+    X(DELETE_DRIVER_COLOR_PRESET, "DELETE_DRIVER_COLOR_PRESET") \
+    X(GET_CONNECTED_STATE, "GET_CONNECTED_STATE") \
+    X(SET_CLICK_RATE_UP, "SET_CLICK_RATE_UP") \
+    X(SET_CLICK_RATE_DOWN, "SET_CLICK_RATE_DOWN") \
+    X(SET_HOLD_RATE_UP, "SET_HOLD_RATE_UP") \
+    X(SET_HOLD_RATE_DOWN, "SET_HOLD_RATE_DOWN") \
+    X(SET_MIN_ON_LEVEL, "SET_MIN_ON_LEVEL") \
+    X(SET_MAX_ON_LEVEL, "SET_MAX_ON_LEVEL") \
+    X(SET_COLD_START_TIME, "SET_COLD_START_TIME") \
+    X(SET_COLD_START_LEVEL, "SET_COLD_START_LEVEL") \
+    X(SET_PRESET_LEVEL, "SET_PRESET_LEVEL") \
+    X(GET_DIMMING_MODE, "GET_DIMMING_MODE") \
+    X(SET_ALL_LED, "SET_ALL_LED") \
+    X(SET_BUTTON_COLOR, "SET_BUTTON_COLOR") \
+    X(SET_LOAD_TYPE, "SET_LOAD_TYPE") \
+    X(SET_AUTO_OFF, "SET_AUTO_OFF") \
+    X(RESTART_AUTO_OFF, "RESTART_AUTO_OFF") \
+    X(SET_PREVIOUS_ON_LEVEL, "SET_PREVIOUS_ON_LEVEL") \
+    X(RESET_ENERGY_USED, "RESET_ENERGY_USED") \
+    X(ERROR_MESSAGE, "ERROR_MESSAGE") \
+    X(NUMBER_BUTTONS, "NUMBER_BUTTONS") \
+    X(ONLINE_CHANGED, "ONLINE_CHANGED") \
+    X(CAN_CHANGE_PHASES, "CAN_CHANGE_PHASES") \
+    X(SWITCH_LEG_MODE, "SWITCH_LEG_MODE") \
+    X(DIMMING_ON_SWITCH_LEG_WARNING, "DIMMING_ON_SWITCH_LEG_WARNING") \
+    X(SWITCH_ON_SWITCH_LEG_WARNING, "SWITCH_ON_SWITCH_LEG_WARNING") \
+    X(AMBIENT_LIGHT_LEVEL, "AMBIENT_LIGHT_LEVEL") \
+    X(CLICK_COUNT, "CLICK_COUNT") \
+    X(LOAD_ON, "LOAD_ON") \
+    X(LOAD_OFF, "LOAD_OFF") \
+    X(IS_LEVEL, "IS_LEVEL") \
+    X(BUTTON_PRESSED, "BUTTON_PRESSED") \
+    X(BUTTON_RELEASED, "BUTTON_RELEASED") \
+    X(BUTTON_NOT_COLOR, "BUTTON_NOT_COLOR") \
+    X(BUTTON_USING_ON_COLOR, "BUTTON_USING_ON_COLOR") \
+    X(BUTTON_USING_OFF_COLOR, "BUTTON_USING_OFF_COLOR") \
+    X(IS_BRIGHTNESS_CURRENT, "IS_BRIGHTNESS_CURRENT") \
+    X(IS_BRIGHTNESS_TARGET, "IS_BRIGHTNESS_TARGET") \
+    X(IS_COLOR_CURRENT, "IS_COLOR_CURRENT") \
+    X(IS_COLOR_TARGET, "IS_COLOR_TARGET") \
+    X(LIGHT_STATE, "LIGHT_STATE") \
+    X(RATE, "RATE") \
+    X(BUTTON_ID, "BUTTON_ID") \
+    X(ENGRAVING, "ENGRAVING") \
+    X(CURRENT_COLOR, "CURRENT_COLOR") \
+    X(PUSH_SETTINGS, "PUSH_SETTINGS") \
+    X(SCENE_ID, "SCENE_ID") \
+    X(MEMBER_ID, "MEMBER_ID") \
+    X(ELEMENT_ID, "ELEMENT_ID") \
+    X(SEQUENCE_NUMBER, "SEQUENCE_NUMBER") \
+    X(GROUP_ID, "GROUP_ID") \
+    X(KEEP_SYNC, "KEEP_SYNC") \
+    X(RAMP_UP, "RAMP_UP") \
+    X(BUTTON_BEHAVIOR, "BUTTON_BEHAVIOR") \
+    X(LED_BEHAVIOR, "LED_BEHAVIOR") \
+    X(LED_BLINK_BEHAVIOR, "LED_BLINK_BEHAVIOR") \
+    X(SLOTS, "SLOTS") \
+    X(BINDING, "BINDING") \
+    X(LOCK_COLORS, "LOCK_COLORS") \
+    X(MIN_BRIGHTNESS, "MIN_BRIGHTNESS") \
+    X(MAX_BRIGHTNESS, "MAX_BRIGHTNESS") \
+    X(MIN_LUX, "MIN_LUX") \
+    X(MAX_LUX, "MAX_LUX") \
+    X(BACKLIGHT_CURVE, "BACKLIGHT_CURVE") \
+    X(ARC_FAULT, "ARC_FAULT") \
+    X(LOAD_NUMBER, "LOAD_NUMBER") \
+    X(PRESET_NAME, "PRESET_NAME") \
+    X(PRESET_ID, "PRESET_ID") \
+    X(PRESET_COLOR_X, "PRESET_COLOR_X") \
+    X(PRESET_COLOR_Y, "PRESET_COLOR_Y") \
+    X(PRESET_COLOR_MODE, "PRESET_COLOR_MODE") \
+    X(PRESET_COLOR_HUE, "PRESET_COLOR_HUE") \
+    X(PRESET_COLOR_SATURATION, "PRESET_COLOR_SATURATION") \
+    X(COLOR_STR, "COLOR_STR") \
+    X(MATCH_LED_STATE, "MATCH_LED_STATE") \
+    X(REQUEST_BUTTON_COLORS, "REQUEST_BUTTON_COLORS") \
+    X(DO_RELEASE, "DO_RELEASE") \
+    X(DO_PUSH, "DO_PUSH") \
+    X(DO_CLICK, "DO_CLICK") \
+    X(ROCKER_TOP_BUTTON, "Rocker Top Button") \
+    X(ROCKER_BOTTOM_BUTTON, "Rocker Bottom Button") \
+    X(NEW_KEYPAD_BUTTON, "NEW_KEYPAD_BUTTON") \
+    X(DELETE_KEYPAD_BUTTON, "DELETE_KEYPAD_BUTTON") \
+    X(KEYPAD_BUTTON_INFO, "KEYPAD_BUTTON_INFO") \
+    X(KEYPAD_BUTTON_ACTION, "KEYPAD_BUTTON_ACTION") \
+    X(KEYPAD_BUTTON_COLOR, "KEYPAD_BUTTON_COLOR") \
+    X(KEYPAD_ALL_BUTTON_COLOR, "KEYPAD_ALL_BUTTON_COLOR") \
+    X(LED_BEHAVIOR_NAME, "LED_BEHAVIOR_NAME") \
+    X(WATTS, "WATTS") \
+    X(MINUTES_ON, "MINUTES_ON") \
+    X(MINUTES_ON_TODAY, "MINUTES_ON_TODAY") \
+    X(MINUTES_OFF, "MINUTES_OFF") \
+    X(CURRENT_POWER, "CURRENT_POWER") \
+    X(ENERGY_USED_TODAY, "ENERGY_USED_TODAY") \
+    X(RESET_DEVICE, "RESET_DEVICE") \
+    X(FAULT_DETECTED, "FAULT_DETECTED") \
+    X(FAULT_DETECTED_LOAD_1, "FAULT_DETECTED_LOAD_1") \
+    X(FAULT_DETECTED_LOAD_2, "FAULT_DETECTED_LOAD_2") \
+    X(ADD_TO_SCENE, "ADD_TO_SCENE") \
+    X(MODIFY_SCENE, "MODIFY_SCENE") \
+    X(DELETE_FROM_SCENE, "DELETE_FROM_SCENE") \
+    X(EXECUTE_SCENE, "EXECUTE_SCENE") \
+    X(EXECUTE_OFF_SCENE, "EXECUTE_OFF_SCENE") \
+    X(SYNCHRONIZE, "SYNCHRONIZE") \
+    X(SYNC_LINKS, "SYNC_LINKS") \
+    X(SYNCHRONIZATION_DONE, "SYNCHRONIZATION_DONE") \
+    X(DEACTIVATE_SCENE, "DEACTIVATE_SCENE") \
+    X(TOGGLE_SCENE, "TOGGLE_SCENE") \
+    X(GET_SCENE, "GET_SCENE") \
+    X(GET_ALL_SCENES, "GET_ALL_SCENES") \
+    X(REMOVE_SCENE, "REMOVE_SCENE") \
+    X(CLEAR_ALL_SCENES, "CLEAR_ALL_SCENES") \
+    X(RAMP_SCENE_UP, "RAMP_SCENE_UP") \
+    X(RAMP_SCENE_DOWN, "RAMP_SCENE_DOWN") \
+    X(STOP_SCENE_RAMP, "STOP_SCENE_RAMP") \
+    X(PUSH_SCENE, "PUSH_SCENE") \
+    X(ALL_SCENES_PUSHED, "ALL_SCENES_PUSHED") \
+    X(PUSH_FAILURE, "PUSH_FAILURE") \
+    X(ELEMENTS, "ELEMENTS") \
+    X(FLASH, "FLASH") \
+    X(IGNORE_RAMP, "IGNORE_RAMP") \
+    X(FROM_GROUP, "FROM_GROUP") \
+    X(DELAY, "DELAY") \
+    X(NEXT_ID, "NEXT_ID") \
+    X(FLAGS, "FLAGS") \
+    X(JOIN_GROUP, "JOIN_GROUP") \
+    X(LEAVE_GROUP, "LEAVE_GROUP") \
+    X(CLEAR_ALL_GROUPS, "CLEAR_ALL_GROUPS") \
+    X(SET_GROUP_SYNC, "SET_GROUP_SYNC") \
+    X(GROUP_RAMP_TO_LEVEL, "GROUP_RAMP_TO_LEVEL") \
+    X(GROUP_SET_LEVEL, "GROUP_SET_LEVEL") \
+    X(GROUP_START_RAMP, "GROUP_START_RAMP") \
+    X(GROUP_STOP_RAMP, "GROUP_STOP_RAMP") \
+    X(GROUP_JOIN_SCENE, "GROUP_JOIN_SCENE") \
+    X(GROUP_LEAVE_SCENE, "GROUP_LEAVE_SCENE") \
+    X(SET_MODULE_OVERRIDE_LEVEL, "SET_MODULE_OVERRIDE_LEVEL") \
+    X(GET_DIMMABLE, "GET_DIMMABLE") \
+    X(GET_STATE, "GET_STATE") \
+    X(OPEN, "OPEN") \
+    X(CLOSE, "CLOSE") \
+    X(TRIGGER, "TRIGGER") \
+    X(JUST_BOUND, "JUST_BOUND") \
+    X(POWER_BOOST, "POWER_BOOST") \
+    X(EXTERNAL_RELAY, "EXTERNAL_RELAY") \
+    X(UNBIND_FROM_MODULE, "UNBIND_FROM_MODULE") \
+    X(AUTO_OFF_TIME, "AUTO_OFF_TIME") \
+    X(PREVIOUS_ON_LEVEL_ENABLED, "PREVIOUS_ON_LEVEL_ENABLED") \
+    X(BUS_485_BEGIN_IDENTIFY, "485_BEGIN_IDENTIFY") \
+    X(BUS_485_CANCEL_IDENTIFY, "485_CANCEL_IDENTIFY") \
+    X(BUS_485_IDENTIFY_MESSAGE, "485_IDENTIFY_MESSAGE") \
+    X(IDENTIFY_FAILED, "IDENTIFY_FAILED") \
+    X(IDENTIFY_SUCCESS, "IDENTIFY_SUCCESS") \
+    X(BUS_485_BUS_MESSAGE, "485_BUS_MESSAGE") \
+    X(BUS_485_FAILOVER_ADD, "485_FAILOVER_ADD") \
+    X(BUS_485_BUS_ONLINE, "485_BUS_ONLINE") \
+    X(FALLBACK_INFO, "FALLBACK_INFO") \
+    X(DEVICE_TYPE, "DEVICE_TYPE") \
+    X(DEVICE_ID, "DEVICE_ID") \
+    X(BUS_ID, "BUS_ID") \
+    X(SUBNET_ID, "SUBNET_ID") \
+    X(MAC_ADDRESS_485_BUS, "MAC_ADDRESS_485_BUS") \
+    X(OPCODE, "OPCODE") \
+    X(PAYLOAD, "PAYLOAD") \
+    X(LOAD_NUMBER_CHANGED, "LOAD_NUMBER_CHANGED") \
+    X(MIN_ON_CHANGED, "MIN_ON_CHANGED") \
+    X(MAX_ON_CHANGED, "MAX_ON_CHANGED") \
+    X(HOLD_RAMP_RATE_UP, "HOLD_RAMP_RATE_UP") \
+    X(HOLD_RAMP_RATE_DOWN, "HOLD_RAMP_RATE_DOWN") \
+    X(CHANNEL_OVERRIDE_LEVEL, "CHANNEL_OVERRIDE_LEVEL") \
+    X(SET_TOP_LED_ON, "SET_TOP_LED_ON") \
+    X(SET_TOP_LED_OFF, "SET_TOP_LED_OFF") \
+    X(SET_BOTTOM_LED_ON, "SET_BOTTOM_LED_ON") \
+    X(SET_BOTTOM_LED_OFF, "SET_BOTTOM_LED_OFF") \
+    X(SET_TOGGLE_LED_ON, "SET_TOGGLE_LED_ON") \
+    X(SET_TOGGLE_LED_OFF, "SET_TOGGLE_LED_OFF") \
+    X(ONLINE_STATUS, "ONLINE_STATUS") \
+    X(BUTTON_PRESS, "BUTTON_PRESS") \
+    X(GET_VITAL_PROPERTIES, "GET_VITAL_PROPERTIES") \
+    X(LIGHT_LEVEL_CHANGED, "LIGHT_LEVEL_CHANGED") \
+    X(PRESET_LEVEL_CHANGED, "PRESET_LEVEL_CHANGED") \
+    X(COLORS_VALID, "COLORS_VALID") \
+    X(START_ON_CHANGED, "START_ON_CHANGED") \
+    X(START_TIME_CHANGED, "START_TIME_CHANGED") \
+    X(SET_CLICK_RAMP_RATE_UP, "SET_CLICK_RAMP_RATE_UP") \
+    X(SET_CLICK_RAMP_RATE_DOWN, "SET_CLICK_RAMP_RATE_DOWN") \
+    X(CLICK_TOP_BUTTON, "CLICK_TOP_BUTTON") \
+    X(PUSH_TOP_BUTTON, "PUSH_TOP_BUTTON") \
+    X(RELEASE_TOP_BUTTON, "RELEASE_TOP_BUTTON") \
+    X(CLICK_TOGGLE_BUTTON, "CLICK_TOGGLE_BUTTON") \
+    X(PUSH_TOGGLE_BUTTON, "PUSH_TOGGLE_BUTTON") \
+    X(RELEASE_TOGGLE_BUTTON, "RELEASE_TOGGLE_BUTTON") \
+    X(CLICK_BOTTOM_BUTTON, "CLICK_BOTTOM_BUTTON") \
+    X(PUSH_BOTTOM_BUTTON, "PUSH_BOTTOM_BUTTON") \
+    X(RELEASE_BOTTOM_BUTTON, "RELEASE_BOTTOM_BUTTON") \
+    X(ENERGY_DATA, "ENERGY_DATA")
+
+// The names of the puck family.
+#define LIGHTING_PUCK_NAMES(X) \
+    X(PRESS_PREFIX, "PRESS_") \
+    X(RELEASE_PREFIX, "RELEASE_") \
+    X(CLICK_PREFIX, "CLICK_") \
+    X(STATE, "State") \
+    X(ALL_CONTACTS, "ALL_CONTACTS") \
+    X(BUTTON_LINK, "BUTTON_LINK") \
+    X(AUX_PREFIX, "Aux ") \
+    X(AUXILIARY, "AUXILIARY") \
+    X(BUTTON_NUMBER, "BUTTON_NUMBER") \
+    X(CONTACT_NUMBER, "CONTACT_NUMBER") \
+    X(VIRTUAL_COLOR, "VIRTUAL_COLOR") \
+    X(TOP_ON_COLOR, "TOP_ON_COLOR") \
+    X(TOP_OFF_COLOR, "TOP_OFF_COLOR") \
+    X(BOTTOM_ON_COLOR, "BOTTOM_ON_COLOR") \
+    X(BOTTOM_OFF_COLOR, "BOTTOM_OFF_COLOR") \
+    X(NUM_BUTTONS, "NUM_BUTTONS") \
+    X(BUTTON_STATUS, "BUTTON_STATUS") \
+    X(LED_MANAGED, "LED_MANAGED") \
+    X(FOLLOW_BOUND_COLOR, "FOLLOW_BOUND_COLOR") \
+    X(LED_ON_COLOR, "LED_ON_COLOR") \
+    X(LED_OFF_COLOR, "LED_OFF_COLOR") \
+    X(LED_CUR_COLOR, "LED_CUR_COLOR") \
+    X(CURRENT_STATE, "CURRENT_STATE") \
+    X(CONTROL_BOUND, "CONTROL_BOUND") \
+    X(BACKLIGHT_COLOR, "BACKLIGHT_COLOR") \
+    X(MIN_BACKLIGHT_LVL, "MIN_BACKLIGHT_LVL") \
+    X(MAX_BACKLIGHT_LVL, "MAX_BACKLIGHT_LVL") \
+    X(CONTACT_STATUS, "CONTACT_STATUS") \
+    X(AUX_LEDS, "AUX_LEDS") \
+    X(AUX_BEHAVIOR, "AUX_BEHAVIOR") \
+    X(PRESS_BTN, "PRESS_BTN") \
+    X(RELEASE_BTN, "RELEASE_BTN") \
+    X(CLICK_BTN, "CLICK_BTN") \
+    X(PRESS_CNT, "PRESS_CNT") \
+    X(RELEASE_CNT, "RELEASE_CNT") \
+    X(CLICK_CNT, "CLICK_CNT") \
+    X(TURN_LED_ON, "TURN_LED_ON") \
+    X(TURN_LED_OFF, "TURN_LED_OFF") \
+    X(SET_ON_COLOR, "SET_ON_COLOR") \
+    X(SET_OFF_COLOR, "SET_OFF_COLOR") \
+    X(SET_CUR_COLOR, "SET_CUR_COLOR") \
+    X(SET_ALL_ON_COLOR, "SET_ALL_ON_COLOR") \
+    X(SET_ALL_OFF_COLOR, "SET_ALL_OFF_COLOR") \
+    X(SET_ALL_CUR_COLOR, "SET_ALL_CUR_COLOR") \
+    X(CNT_HOLD_BEGIN, "CNT_HOLD_BEGIN") \
+    X(CNT_HOLD_CONTINUE, "CNT_HOLD_CONTINUE") \
+    X(CNT_HOLD_END, "CNT_HOLD_END") \
+    X(CNT_MULTI_CLICK_BUTTON, "CNT_MULTI_CLICK_BUTTON") \
+    X(HOLD_INTERVAL, "HOLD_INTERVAL") \
+    X(DEFAULT_COLOR, "0000b0")
+
+// The conditions of the puck driver.
+#define LIGHTING_CONDITION_NAMES(X) \
+    X(ON, "ON") \
+    X(OFF, "OFF")
+// clang-format on
+
+namespace names
+{
+#define LIGHTING_DECLARE_NAME(identifier, text) extern LIGHTING_COMMON_API const std::string identifier;
+
+namespace mib
+{
+LIGHTING_MIB_NAMES(LIGHTING_DECLARE_NAME)
+}
+namespace capability
+{
+LIGHTING_CAPABILITY_NAMES(LIGHTING_DECLARE_NAME)
+// Whether a puck module drives a load at all.
+LIGHTING_DECLARE_NAME(LOAD_PRESENT, "load_present")
+}  // namespace capability
+namespace general
+{
+LIGHTING_GENERAL_NAMES(LIGHTING_DECLARE_NAME)
+}
+namespace puck
+{
+LIGHTING_PUCK_NAMES(LIGHTING_DECLARE_NAME)
+}
+namespace condition
+{
+LIGHTING_CONDITION_NAMES(LIGHTING_DECLARE_NAME)
+}
+
+// An identifier kept for the drivers; the library does not read it.
+LIGHTING_DECLARE_NAME(DRIVER_GUID, "2ee99bed-4831-4f79-9607-19b3b1220ef7")
+
+// The logger of the whole library.
+LIGHTING_DECLARE_NAME(LOGGER, "lighting_nl")
+
+#undef LIGHTING_DECLARE_NAME
+
+// Every name of one kind, in the order above.
+LIGHTING_COMMON_API const std::vector<std::string>& AllMibs();
+LIGHTING_COMMON_API const std::vector<std::string>& AllCapabilities();
+LIGHTING_COMMON_API const std::vector<std::string>& AllGeneral();
+LIGHTING_COMMON_API const std::vector<std::string>& AllPuck();
+}  // namespace names
