@@ -4,6 +4,7 @@
 #include "tests/lighting_common/Gen3Doubles.h"
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -640,6 +641,12 @@ struct Edge
     std::size_t queued;
     int timesOffline = 0;
 };
+
+// What a failing row says of itself.
+void PrintTo(const Edge& edge, std::ostream* os)
+{
+    *os << "from " << static_cast<int>(edge.from) << " by " << static_cast<int>(edge.event);
+}
 
 const Edge EDGES[] = {
     {From::Idle, Event::Queue3, State::InTransit, {3}, 1},
