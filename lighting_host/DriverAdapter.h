@@ -44,6 +44,9 @@ public:
     // The answer to a query. False when the type has no such query.
     virtual bool Query(const std::string& word, Fields& fields, Json& value);
 
+    // An event of this driver in a few words ("Aux 1 pressed"), empty when it has none.
+    virtual std::string DescribeEvent(unsigned event) const;
+
     // What the table at the end of a run says of this driver: a few words each, label first.
     virtual std::vector<std::pair<std::string, std::string>> Summary() const;
 };

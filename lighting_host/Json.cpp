@@ -1,5 +1,7 @@
 #include "lighting_host/Json.h"
 
+#include "lighting_host/JsonWriter.h"
+
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -107,6 +109,39 @@ const std::string& ToText(const Json& value, const std::string& name)
     if (!value.is_string())
         throw InputError(fmt::format("\"{}\" is not a text", name));
     return value.get_ref<const std::string&>();
+}
+
+void AppendJson(std::string& out, const Json& value)
+{
+    const char* separator = "";
+    if (value.is_string())
+        AppendJsonText(out, value.get_ref<const std::string&>());
+    else if (value.is_array())
+    {
+        out += '[';
+        for (const Json& element : value)
+        {
+            out += separator;
+            AppendJson(out, element);
+            separator = ",";
+        }
+        out += ']';
+    }
+    else if (value.is_object())
+    {
+        out += '{';
+        for (const auto& field : value.items())
+        {
+            out += separator;
+            AppendJsonText(out, field.key());
+            out += ':';
+            AppendJson(out, field.value());
+            separator = ",";
+        }
+        out += '}';
+    }
+    else
+        out += value.dump();
 }
 
 std::string HexToBytes(const std::string& hex, const std::string& name)

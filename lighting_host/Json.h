@@ -55,6 +55,9 @@ long long ToInteger(const Json& value, const std::string& name, long long min, l
 bool ToBoolean(const Json& value, const std::string& name);
 const std::string& ToText(const Json& value, const std::string& name);
 
+// Appends the value as ASCII JSON; texts as AppendJsonText writes them.
+void AppendJson(std::string& out, const Json& value);
+
 // A hexadecimal text ("0a1b") as octets; an InputError when it is none.
 std::string HexToBytes(const std::string& hex, const std::string& name);
 } // namespace lighting_host
