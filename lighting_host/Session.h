@@ -45,7 +45,7 @@ public:
     // Destroys the drivers, in the order of the file; their effects still reach the sink.
     void Stop();
 
-    embedded_host::House& House() { return *m_house; }
+    embedded_host::House& House() const { return *m_house; }
 
     // The driver's adapter; null for a driver of a library of its own or one that does not run.
     DriverAdapter* AdapterOf(const nx::DriverHost& driver) const;

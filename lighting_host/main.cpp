@@ -3,6 +3,7 @@
 
 #include <iostream>
 #include <map>
+#include <random>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -26,8 +27,8 @@ const std::map<std::string, embedded_host::Draw> DRAWS = {
 // The options that every command which runs a house has.
 void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& start)
 {
-    command.add_option("--seed", options.seed, "Makes every random draw repeat")
-        ->capture_default_str();
+    command.add_option("--seed", options.seed,
+                       "Makes every random draw repeat; 1 by default, but for run");
     command.add_option("--draw", options.draw, "What a random draw gives: random, low or high")
         ->transform(CLI::CheckedTransformer(DRAWS).description("{random,low,high}"))
         ->default_str("random");
@@ -84,6 +85,7 @@ int main(int argc, char** argv)
            },
            "How long, as in 90s, 24h or 30d")
         ->type_name("TIME");
+    runOptions.session.seed = std::random_device()();
     AddSessionOptions(*run, runOptions.session, start);
 
     CLI::App* check = app.add_subcommand("check", "Replay transcripts and compare");
