@@ -1,0 +1,1 @@
+// A folder that has no sources yet.

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace embedded_host
+{
+// The time of a house: milliseconds since it started, and the local time of its wall.
+//
+// Two forms: VirtualClock, moved by the house as it works through its timers, and RealClock, moved
+// by the world. Both start at 0 ms and never go back.
+class Clock
+{
+public:
+    virtual ~Clock() = default;
+
+    // Milliseconds since the start.
+    virtual std::int64_t NowMs() const = 0;
+
+    // The same in nanoseconds, as finely as the clock knows it.
+    virtual std::int64_t NowNs() const = 0;
+
+    // The local time, in seconds since 1970-01-01T00:00:00 local time.
+    virtual std::int64_t LocalSeconds() const = 0;
+
+    // Called by the house before it works off what is due at `ms`. A real clock ignores it.
+    virtual void MoveTo(std::int64_t ms) = 0;
+
+    // Moves the wall, and only the wall, by so many seconds: somebody set the controller's clock.
+    virtual void StepWall(std::int64_t seconds) = 0;
+};
+
+// A clock that stands until it is moved.
+class VirtualClock : public Clock
+{
+public:
+    // `startLocalSeconds` is the local time at 0 ms.
+    explicit VirtualClock(std::int64_t startLocalSeconds) : m_startLocalSeconds(startLocalSeconds)
+    {
+    }
+
+    std::int64_t NowMs() const override { return m_nowMs; }
+    std::int64_t NowNs() const override { return m_nowMs * 1000000; }
+    std::int64_t LocalSeconds() const override;
+    void MoveTo(std::int64_t ms) override;
+    void StepWall(std::int64_t seconds) override { m_startLocalSeconds += seconds; }
+
+private:
+    std::int64_t m_startLocalSeconds;
+    std::int64_t m_nowMs = 0;
+};
+
+// The machine's own monotonic clock and wall.
+class RealClock : public Clock
+{
+public:
+    RealClock();
+
+    std::int64_t NowMs() const override { return NowNs() / 1000000; }
+    std::int64_t NowNs() const override;
+    std::int64_t LocalSeconds() const override;
+    void MoveTo(std::int64_t) override {}
+    void StepWall(std::int64_t seconds) override { m_step += seconds; }
+
+private:
+    std::chrono::steady_clock::time_point m_start;
+    std::int64_t m_step = 0;
+};
+} // namespace embedded_host

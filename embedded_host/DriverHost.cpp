@@ -1,0 +1,356 @@
+#include "embedded_host/DriverHost.h"
+
+#include "NxLibDriverBases/NxBaseMibDriver.h"
+#include "NxLibDriverBases/NxZclPacket.h"
+#include "embedded_host/Clock.h"
+#include "embedded_host/DeviceLink.h"
+#include "embedded_host/House.h"
+#include "nxshared/NxMIBPacket.h"
+#include "nxshared/XmlDocument.h"
+
+#include <algorithm>
+
+namespace nx
+{
+using namespace embedded_host;
+
+namespace
+{
+constexpr std::uint64_t MS_PER_SECOND = 1000;
+} // namespace
+
+DriverHost::DriverHost(House& house, DriverConfig config)
+    : m_house(house), m_config(std::move(config)), m_commands(*this)
+{
+}
+
+DriverHost::~DriverHost()
+{
+    Stop();
+}
+
+void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
+{
+    Enter([&] { m_driver.reset(m_config.create(*this)); });
+    if (!m_driver)
+        return;
+    Enter(
+        [&]
+        {
+            boost::shared_ptr<XmlNode> config = m_config.config;
+            if (!config)
+                config = CreateXmlNode();
+            if (!m_driver->Initialize(m_config.id, config, state))
+                Fault("Initialize failed");
+        });
+}
+
+void DriverHost::Stop()
+{
+    Enter([&] { m_driver.reset(); });
+    m_mibDriver = nullptr;
+    if (m_timers > 0)
+        m_house.Timers().KillAll(this, nullptr);
+    m_timers = 0;
+    m_commands.Clear();
+    m_mibs.Clear();
+    m_conditions.Clear();
+    m_variables.clear();
+    m_bindings.clear();
+    m_requests.clear();
+}
+
+void DriverHost::Restart()
+{
+    const std::string persisted = Persist();
+    Stop();
+    const auto document = persisted.empty() ? nullptr : CreateXmlDocument(persisted);
+    Start(document ? document->GetRoot() : nullptr);
+}
+
+std::string DriverHost::Command(const ICmdMessage& message, unsigned caller)
+{
+    CmdReturn ret;
+    Enter([&] { m_commands.Dispatch(message, &ret, caller); });
+    return ret.Reason();
+}
+
+void DriverHost::Condition(const ICondMessage& message)
+{
+    Enter([&] { Emit(ConditionResult{message.GetName(), m_conditions.Test(message)}); });
+}
+
+void DriverHost::Trap(const NxMIBPacket& trap)
+{
+    Enter([&] { m_mibs.DispatchTrap(trap); });
+}
+
+void DriverHost::Reply(const NxMIBPacket& reply)
+{
+    boost::shared_ptr<NxMIBPacket> request;
+    for (Requests& requests : m_requests)
+    {
+        if (requests.mib != reply.GetMib() || requests.unanswered.empty())
+            continue;
+        request = requests.unanswered.front();
+        requests.unanswered.erase(requests.unanswered.begin());
+    }
+    ReplyTo(reply, request.get());
+}
+
+void DriverHost::ReplyTo(const NxMIBPacket& reply, const NxMIBPacket* request)
+{
+    Enter([&] { m_mibs.DispatchResponse(reply, request); });
+}
+
+void DriverHost::Online(bool online)
+{
+    if (m_mibDriver)
+        Enter(
+            [&]
+            {
+                m_mibDriver->OnMIBDeviceOnlineStatusChanged(online ? DEVICE_ONLINE : DEVICE_OFFLINE,
+                                                            std::string(), std::string());
+            });
+    else if (m_driver)
+        Enter([&] { m_driver->OnDeviceOnlineChanged(online); });
+}
+
+void DriverHost::BindingMade(unsigned binding, const std::string& cls, bool bound)
+{
+    if (m_driver)
+        Enter([&] { m_driver->OnBindingChanged(binding, cls, bound, 0, 0); });
+}
+
+void DriverHost::BoundCall(unsigned binding, const IBindMessage& message)
+{
+    if (!m_driver)
+        return;
+    Enter(
+        [&]
+        {
+            CmdReturn ret;
+            const int result =
+                m_driver->BoundCall(binding, NX_BINDING_CONTROL, message.GetName(), message, &ret);
+            Emit(BoundCallResult{result});
+        });
+}
+
+std::string DriverHost::Persist()
+{
+    std::string text;
+    if (m_driver)
+        Enter(
+            [&]
+            {
+                if (const auto state = m_driver->GetPersistState(0))
+                    text = state->ToText();
+            });
+    return text;
+}
+
+void DriverHost::TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs,
+                          bool last)
+{
+    if (last)
+        --m_timers;
+    Enter([&] { callback->OnTimerExpired(id, static_cast<time_t>(elapsedNs)); });
+}
+
+void DriverHost::Emit(Effect effect) const
+{
+    m_house.GetSink().Write({m_house.GetClock().NowMs(), *this, std::move(effect)});
+}
+
+void DriverHost::ReportCall(const char* operation, const std::vector<CallArgument>& arguments) const
+{
+    Emit(OwnerCall{operation, arguments});
+}
+
+Clock& DriverHost::GetClock()
+{
+    return m_house.GetClock();
+}
+
+Random& DriverHost::GetRandom()
+{
+    return m_house.GetRandom();
+}
+
+void DriverHost::OnAssert(const char* file, int line)
+{
+    Emit(AssertRecord{file, line});
+}
+
+void DriverHost::OnLog(const std::string& text, int level, const std::string& file, int line,
+                       const std::string& function)
+{
+    Emit(LogRecord{text, level, file, line, function});
+}
+
+void* DriverHost::GetInterface(const std::string& interfaceId)
+{
+    if (interfaceId == ITimerManager::INTERFACE_ID)
+        return static_cast<ITimerManager*>(this);
+    if (interfaceId == INTERFACE_ID)
+        return this;
+    return nullptr;
+}
+
+bool DriverHost::AddVariable(unsigned id, const std::string& name, const std::string& value)
+{
+    if (FindVariable(id))
+        return false;
+    m_variables.push_back({id, InternName(name), value});
+    Emit(VariableChanged{id, name, value, Change::Add});
+    return true;
+}
+
+bool DriverHost::SetVariable(unsigned id, const std::string& value)
+{
+    Variable* variable = FindVariable(id);
+    if (!variable)
+        return false;
+    variable->value = value;
+    Emit(VariableChanged{id, *variable->name, value, Change::Set});
+    return true;
+}
+
+bool DriverHost::RemoveVariable(unsigned id)
+{
+    Variable* variable = FindVariable(id);
+    if (!variable)
+        return false;
+    const Variable removed = *variable;
+    m_variables.erase(m_variables.begin() + (variable - m_variables.data()));
+    Emit(VariableChanged{id, *removed.name, removed.value, Change::Remove});
+    return true;
+}
+
+bool DriverHost::AddBinding(unsigned id, const std::string& name, const std::string& cls)
+{
+    const auto same = [id](const embedded_host::Binding& binding)
+    {
+        return binding.id == id;
+    };
+    if (std::any_of(m_bindings.begin(), m_bindings.end(), same))
+        return false;
+    m_bindings.push_back({id, name, cls});
+    Emit(BindingChanged{id, name, cls, Change::Add});
+    return true;
+}
+
+bool DriverHost::RemoveBinding(unsigned id)
+{
+    const auto same = [id](const embedded_host::Binding& binding)
+    {
+        return binding.id == id;
+    };
+    const auto found = std::find_if(m_bindings.begin(), m_bindings.end(), same);
+    if (found == m_bindings.end())
+        return false;
+    const embedded_host::Binding removed = *found;
+    m_bindings.erase(found);
+    Emit(BindingChanged{id, removed.name, removed.cls, Change::Remove});
+    return true;
+}
+
+void DriverHost::SendBoundCall(unsigned binding, const IBindMessage& message)
+{
+    Emit(BoundCallSent{binding, message});
+}
+
+const std::string* DriverHost::Capability(const std::string& name) const
+{
+    for (const auto& capability : m_config.capabilities)
+    {
+        if (capability.first == name)
+            return &capability.second;
+    }
+    return nullptr;
+}
+
+// Only requests that somebody waits for are remembered: a reply that no handler takes needs none.
+void DriverHost::SendMib(const boost::shared_ptr<NxMIBPacket>& packet)
+{
+    if (m_mibs.HandlesResponse(packet->GetMib()))
+    {
+        const auto same = [&](const Requests& requests)
+        {
+            return requests.mib == packet->GetMib();
+        };
+        auto found = std::find_if(m_requests.begin(), m_requests.end(), same);
+        if (found == m_requests.end())
+            found = m_requests.insert(found, {packet->GetMib(), {}});
+        if (found->unanswered.size() == MAX_REQUESTS)
+            found->unanswered.erase(found->unanswered.begin());
+        found->unanswered.push_back(packet);
+    }
+    Emit(MibSent{*packet});
+    if (m_device)
+        m_device->OnMibSent(*packet);
+}
+
+void DriverHost::SendGateway(const ICmdMessage& command)
+{
+    Emit(GatewaySent{command});
+    if (m_device)
+        m_device->OnGatewaySent(command);
+}
+
+ID::Timer DriverHost::AddTimer(std::uint64_t amount, unsigned unitFlags,
+                               ITimerManagerCallback* callback)
+{
+    const std::uint64_t unit = (unitFlags & UNIT_SECONDS) != 0 ? MS_PER_SECOND : 1;
+    const std::uint64_t longest = UINT64_MAX / unit;
+    return Schedule(std::min(amount, longest) * unit,
+                    (unitFlags & REPEAT) != 0 ? TimerWheel::FOREVER : 1, callback);
+}
+
+ID::Timer DriverHost::AddTimer(unsigned long intervalMs, int, unsigned count,
+                               ITimerManagerCallback* callback)
+{
+    return Schedule(intervalMs, count, callback);
+}
+
+void DriverHost::KillTimer(ID::Timer& timer)
+{
+    if (m_house.Timers().Kill(timer))
+        --m_timers;
+    timer = 0;
+}
+
+void DriverHost::RemoveAllTimers(ITimerManagerCallback* callback)
+{
+    if (m_timers > 0 && callback)
+        m_timers -= m_house.Timers().KillAll(this, callback);
+}
+
+ID::Timer DriverHost::Schedule(std::uint64_t delayMs, std::uint32_t count,
+                               ITimerManagerCallback* callback)
+{
+    ++m_timers;
+    return m_house.Timers().Add(0, m_house.GetClock().NowNs(), delayMs, count, this, callback);
+}
+
+void DriverHost::OnUnhandled(const std::string& name)
+{
+    Emit(CommandUnhandled{name});
+}
+
+void DriverHost::Fault(const std::string& what) const
+{
+    const std::string words = "the driver failed: " + what;
+    Emit(DriverFault{words});
+}
+
+Variable* DriverHost::FindVariable(unsigned id)
+{
+    for (Variable& variable : m_variables)
+    {
+        if (variable.id == id)
+            return &variable;
+    }
+    return nullptr;
+}
+} // namespace nx

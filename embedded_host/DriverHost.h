@@ -1,0 +1,220 @@
+#pragma once
+
+#include "NxLibDriverBases/NxBaseDriver.h"
+#include "embedded_host/Dispatchers.h"
+#include "embedded_host/HostServices.h"
+#include "embedded_host/Messages.h"
+#include "embedded_host/Output.h"
+#include "nxshared/IInstanceManager.h"
+#include "nxshared/ITimerManager.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+class NxBaseMibDriver;
+class NxMIBPacket;
+
+namespace embedded_host
+{
+class DeviceLink;
+class House;
+
+// How a driver comes into a house.
+struct DriverConfig
+{
+    std::string name;
+    std::string type;
+    unsigned id = 0;
+    std::vector<std::pair<std::string, std::string>> capabilities;
+    // What Initialize gets; an empty node when null.
+    boost::shared_ptr<nx::XmlNode> config;
+    // The state to start from, null for none.
+    boost::shared_ptr<nx::XmlNode> state;
+    // Makes the driver; called again at a restart.
+    std::function<NxBaseDriver*(IInstanceManager&)> create;
+    // Whether a simulated device is to be attached.
+    bool simulatedDevice = false;
+};
+
+// A variable or a dynamic binding that a driver has at present.
+struct Variable
+{
+    unsigned id;
+    const std::string* name;
+    std::string value;
+};
+struct Binding
+{
+    unsigned id;
+    std::string name;
+    std::string cls;
+};
+} // namespace embedded_host
+
+namespace nx
+{
+// The host's side of one driver: its dispatchers, timers, variables and bindings; where its effects
+// leave, and where everything for it comes in. Owned by a House; outlives its driver, which it
+// makes, may make anew, and destroys.
+//
+// Every operation under "What comes in" runs the driver inside a HostScope and never throws: what a
+// handler throws becomes a DriverFault.
+class DriverHost : public IInstanceManager,
+                   public embedded_host::HostServices,
+                   private ITimerManager,
+                   private embedded_host::UnhandledSink
+{
+public:
+    // The interface id under which the driver bases find their DriverHost.
+    static constexpr const char* INTERFACE_ID = "{8D0C3B0E-6C0B-4E43-9C0B-7F3C1A5F2D11}";
+
+    // How many unanswered requests are remembered for each MIB id.
+    static constexpr std::size_t MAX_REQUESTS = 16;
+
+    // `house` must outlive this.
+    DriverHost(embedded_host::House& house, embedded_host::DriverConfig config);
+    ~DriverHost() override;
+
+    const embedded_host::DriverConfig& Config() const { return m_config; }
+    embedded_host::House& GetHouse() const { return m_house; }
+
+    // Null before Start, after Stop, and when the driver could not be made.
+    NxBaseDriver* Driver() const { return m_driver.get(); }
+    const std::vector<embedded_host::Variable>& Variables() const { return m_variables; }
+    const std::vector<embedded_host::Binding>& Bindings() const { return m_bindings; }
+
+    // Makes and initialises the driver with this state (null for none), or destroys it. Both may be
+    // called again.
+    void Start(const boost::shared_ptr<nx::XmlNode>& state);
+    void Stop();
+
+    // Takes the driver's state, destroys it, makes it anew and initialises it with that state.
+    void Restart();
+
+    // Runs `work` on behalf of this driver.
+    template <class Work>
+    void Enter(const Work& work)
+    {
+        const embedded_host::HostScope scope(*this);
+        try
+        {
+            work();
+        }
+        catch (const std::exception& error)
+        {
+            Fault(error.what());
+        }
+        catch (...)
+        {
+            Fault("something that is no exception");
+        }
+    }
+
+    // --- What comes in --------------------------------------------------------------------------
+
+    // A command. Returns why the driver refused it, empty when it did not.
+    std::string Command(const ICmdMessage& message, unsigned caller);
+
+    // A condition test; the answer leaves as a ConditionResult.
+    void Condition(const ICondMessage& message);
+
+    // An unsolicited packet from the device.
+    void Trap(const NxMIBPacket& trap);
+
+    // A reply from the device, paired with the oldest unanswered request of its id, or with none.
+    void Reply(const NxMIBPacket& reply);
+
+    // A reply that answers this request; null for none.
+    void ReplyTo(const NxMIBPacket& reply, const NxMIBPacket* request);
+
+    // The device's online status; a binding made or broken; a call on a binding, whose result
+    // leaves as a BoundCallResult.
+    void Online(bool online);
+    void BindingMade(unsigned binding, const std::string& cls, bool bound);
+    void BoundCall(unsigned binding, const IBindMessage& message);
+
+    // The driver's state as XML text, empty when it keeps none.
+    std::string Persist();
+
+    // A timer of this driver is due.
+    void TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs, bool last);
+
+    // What is attached at the other end; null for nothing. Must outlive this.
+    void Attach(embedded_host::DeviceLink* device) { m_device = device; }
+
+    // --- What goes out --------------------------------------------------------------------------
+
+    void Emit(embedded_host::Effect effect) const;
+
+    // A library object called an operation of its owner; for what a driver reports of itself.
+    void ReportCall(const char* operation,
+                    const std::vector<embedded_host::CallArgument>& arguments) const;
+
+    // HostServices.
+    embedded_host::Clock& GetClock() override;
+    embedded_host::Random& GetRandom() override;
+    void OnAssert(const char* file, int line) override;
+    void OnLog(const std::string& text, int level, const std::string& file, int line,
+               const std::string& function) override;
+
+    // IInstanceManager.
+    void* GetInterface(const std::string& interfaceId) override;
+
+    // --- What the driver bases ask for (see NxBaseDriver) ---------------------------------------
+
+    void SetMibDriver(NxBaseMibDriver* driver) { m_mibDriver = driver; }
+    embedded_host::CmdTable& Commands() { return m_commands; }
+    embedded_host::MibTable& Mibs() { return m_mibs; }
+    embedded_host::CondTable& Conditions() { return m_conditions; }
+    ITimerManager& Timers() { return *this; }
+    bool AddVariable(unsigned id, const std::string& name, const std::string& value);
+    bool SetVariable(unsigned id, const std::string& value);
+    bool RemoveVariable(unsigned id);
+    bool AddBinding(unsigned id, const std::string& name, const std::string& cls);
+    bool RemoveBinding(unsigned id);
+    void SendBoundCall(unsigned binding, const IBindMessage& message);
+    const std::string* Capability(const std::string& name) const;
+    void SendMib(const boost::shared_ptr<NxMIBPacket>& packet);
+    void SendZcl(NxZclPacket& packet, unsigned char endpoint);
+    void SendGateway(const ICmdMessage& command);
+
+private:
+    struct Requests
+    {
+        std::string mib;
+        std::vector<boost::shared_ptr<NxMIBPacket>> unanswered;
+    };
+
+    // ITimerManager.
+    ID::Timer AddTimer(std::uint64_t amount, unsigned unitFlags,
+                       ITimerManagerCallback* callback) override;
+    ID::Timer AddTimer(unsigned long intervalMs, int reserved, unsigned count,
+                       ITimerManagerCallback* callback) override;
+    void KillTimer(ID::Timer& timer) override;
+    void RemoveAllTimers(ITimerManagerCallback* callback) override;
+
+    void OnUnhandled(const std::string& name) override;
+    ID::Timer Schedule(std::uint64_t delayMs, std::uint32_t count, ITimerManagerCallback* callback);
+    void Fault(const std::string& what) const;
+    embedded_host::Variable* FindVariable(unsigned id);
+
+    embedded_host::House& m_house;
+    embedded_host::DriverConfig m_config;
+    embedded_host::CmdTable m_commands;
+    embedded_host::MibTable m_mibs;
+    embedded_host::CondTable m_conditions;
+    std::vector<embedded_host::Variable> m_variables;
+    std::vector<embedded_host::Binding> m_bindings;
+    std::vector<Requests> m_requests;
+    embedded_host::DeviceLink* m_device = nullptr;
+    NxBaseMibDriver* m_mibDriver = nullptr;
+    std::unique_ptr<NxBaseDriver> m_driver;
+    std::size_t m_timers = 0;
+    std::uint8_t m_zclSequence = 0;
+};
+} // namespace nx

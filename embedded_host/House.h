@@ -1,0 +1,100 @@
+#pragma once
+
+#include "embedded_host/Clock.h"
+#include "embedded_host/DriverHost.h"
+#include "embedded_host/Output.h"
+#include "embedded_host/Random.h"
+#include "embedded_host/TimerWheel.h"
+#include "nxshared/IVariableManager.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace embedded_host
+{
+// The embedded host: the drivers of one house, their timers, their groups of loads and the one sink
+// of their effects.
+//
+// Lives on one thread; nothing here waits or sleeps. A house on a VirtualClock moves only by
+// Advance; for one on a RealClock somebody calls Advance when NextWakeMs says so, and before
+// handing anything in.
+class House : private TimerWheel::Sink, private nx::IVariableManager
+{
+public:
+    // All three must outlive the house. The library's log is connected to the house's drivers (see
+    // ConnectLibraryLog) at the level TRACE unless it has been before.
+    House(Clock& clock, Random& random, OutputSink& sink);
+
+    // Destroys the drivers that are still there, in the order in which they were added.
+    ~House() override;
+    House(const House&) = delete;
+    House& operator=(const House&) = delete;
+
+    // Adds a driver; it is made by StartAll. Names and ids must be free: otherwise null, and
+    // nothing changed.
+    nx::DriverHost* Add(DriverConfig config);
+
+    // A group of loads: its members in order. Unknown members are left out; a second group of the
+    // same id replaces the first.
+    void AddGroup(unsigned id, const std::vector<std::string>& members);
+
+    // Makes and initialises every driver, or destroys every driver, in the order in which they were
+    // added.
+    void StartAll();
+    void StopAll();
+
+    nx::DriverHost* Find(const std::string& name) const;
+    const std::vector<std::unique_ptr<nx::DriverHost>>& Drivers() const { return m_drivers; }
+
+    // Lets `ms` pass, or goes to the clock's own present if that is further: fires every timer that
+    // is due on the way, the new time included, in order.
+    void Advance(std::int64_t ms);
+
+    // The number of milliseconds since the start before which nothing is due, -1 for nothing ever.
+    std::int64_t NextWakeMs() const { return m_timers.NextWakeMs(); }
+
+    // A timer of a simulated device: fires once. Its ids are apart from the drivers'.
+    unsigned AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback);
+    void KillDeviceTimer(unsigned id);
+
+    // Delivers a driver's command to every member of a group, in the group's own vocabulary. While
+    // a delivery to a group is under way, a second one to it delivers nothing.
+    void ForwardToGroup(unsigned group, const ICmdMessage& command);
+
+    // Called when a driver asks for its state to be persisted soon; empty for nobody.
+    std::function<void(nx::DriverHost&)> onPersistRequested;
+
+    Clock& GetClock() const { return m_clock; }
+    Random& GetRandom() const { return m_random; }
+    OutputSink& GetSink() const { return m_sink; }
+    TimerWheel& Timers() { return m_timers; }
+    nx::IVariableManager& Variables() { return *this; }
+
+private:
+    struct Group
+    {
+        std::vector<nx::DriverHost*> members;
+        bool delivering = false;
+    };
+
+    void OnTimerDue(const TimerWheel::Due& due) override;
+    int AddVariable(unsigned deviceId, unsigned id, const std::string& name, unsigned type,
+                    const std::string& value, int hidden, int readOnly, int reserved) override;
+    int SetVariable(unsigned deviceId, unsigned id, const std::string& value, unsigned source,
+                    int notify) override;
+    int RemoveVariable(unsigned deviceId, unsigned id) override;
+    nx::DriverHost* FindId(unsigned deviceId) const;
+
+    Clock& m_clock;
+    Random& m_random;
+    OutputSink& m_sink;
+    TimerWheel m_timers;
+    std::vector<std::unique_ptr<nx::DriverHost>> m_drivers;
+    std::unordered_map<std::string, nx::DriverHost*> m_byName;
+    std::unordered_map<unsigned, nx::DriverHost*> m_byId;
+    std::unordered_map<unsigned, Group> m_groups;
+};
+} // namespace embedded_host

@@ -1,0 +1,242 @@
+#include "embedded_host/XmlTree.h"
+
+#include "embedded_host/Messages.h"
+#include "nxshared/XmlDocument.h"
+
+#include <boost/make_shared.hpp>
+#include <fmt/format.h>
+#include <pugixml.hpp>
+
+namespace embedded_host
+{
+namespace
+{
+const std::string EMPTY;
+
+// White space in texts is kept as it was written, also where a text is nothing else.
+constexpr unsigned PARSE = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single;
+
+// XML has no NUL: it is written as U+FFFD, so that nothing behind it is lost.
+std::string WithoutNul(const std::string& text)
+{
+    std::string clean;
+    for (const char c : text)
+    {
+        if (c == '\0')
+            clean += "\xEF\xBF\xBD";
+        else
+            clean += c;
+    }
+    return clean;
+}
+
+void SetText(pugi::xml_node target, const std::string& text)
+{
+    if (!text.empty())
+        target.append_child(pugi::node_pcdata).set_value(WithoutNul(text).c_str());
+}
+
+// Writes a tree into a document. As deep as the tree, which parsing bounds.
+void Write(const XmlTree& from, pugi::xml_node parent)
+{
+    pugi::xml_node target = parent.append_child(WithoutNul(from.GetName()).c_str());
+    for (const auto& attribute : from.Attributes())
+        target.append_attribute(attribute.first.c_str()) = WithoutNul(attribute.second).c_str();
+    SetText(target, from.GetData());
+    for (const auto& child : from.Children())
+        Write(static_cast<const XmlTree&>(*child), target);
+}
+
+// Copies a parsed element; null when it goes too deep.
+boost::shared_ptr<XmlTree> Read(const pugi::xml_node& from, int depth)
+{
+    if (depth > XmlTree::MAX_DEPTH)
+        return nullptr;
+    const auto tree = boost::make_shared<XmlTree>();
+    tree->Initialize(from.name(), EMPTY);
+    for (const pugi::xml_attribute& attribute : from.attributes())
+        tree->SetAttribute(attribute.name(), attribute.value());
+    for (const pugi::xml_node& child : from.children())
+    {
+        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
+        {
+            tree->AppendData(child.value());
+            continue;
+        }
+        if (child.type() != pugi::node_element)
+            continue;
+        const auto read = Read(child, depth + 1);
+        if (!read)
+            return nullptr;
+        tree->AddChild(read);
+    }
+    return tree;
+}
+
+class StringWriter : public pugi::xml_writer
+{
+public:
+    void write(const void* data, std::size_t size) override
+    {
+        text.append(static_cast<const char*>(data), size);
+    }
+    std::string text;
+};
+
+class Document : public nx::XmlDocument
+{
+public:
+    explicit Document(boost::shared_ptr<nx::XmlNode> root) : m_root(std::move(root)) {}
+    boost::shared_ptr<nx::XmlNode> GetRoot() const override { return m_root; }
+    Iterator GetIterator() const override { return Iterator(m_root); }
+
+private:
+    boost::shared_ptr<nx::XmlNode> m_root;
+};
+} // namespace
+
+void XmlTree::Initialize(const std::string& name, const std::string& value)
+{
+    m_name = name;
+    m_data = value;
+}
+
+const std::string& XmlTree::GetAttribute(const std::string& name) const
+{
+    for (const auto& attribute : m_attributes)
+    {
+        if (attribute.first == name)
+            return attribute.second;
+    }
+    return EMPTY;
+}
+
+void XmlTree::SetAttribute(const std::string& name, const std::string& value)
+{
+    for (auto& attribute : m_attributes)
+    {
+        if (attribute.first == name)
+        {
+            attribute.second = value;
+            return;
+        }
+    }
+    m_attributes.emplace_back(name, value);
+}
+
+void XmlTree::AddChild(const std::string& name, const std::string& value)
+{
+    const auto child = boost::make_shared<XmlTree>();
+    child->Initialize(name, value);
+    m_children.push_back(child);
+}
+
+void XmlTree::AddChild(const std::string& name, const char* value)
+{
+    AddChild(name, std::string(value));
+}
+
+void XmlTree::AddChild(const std::string& name, int value)
+{
+    AddChild(name, fmt::format("{}", value));
+}
+
+void XmlTree::AddChild(const std::string& name, unsigned value)
+{
+    AddChild(name, fmt::format("{}", value));
+}
+
+void XmlTree::AddChild(const std::string& name, bool value)
+{
+    AddChild(name, std::string(value ? "true" : "false"));
+}
+
+void XmlTree::AddChild(const boost::shared_ptr<nx::XmlNode>& child)
+{
+    if (child)
+        m_children.push_back(child);
+}
+
+boost::shared_ptr<nx::XmlNode> XmlTree::GetChildAt(std::size_t index) const
+{
+    return index < m_children.size() ? m_children[index] : nullptr;
+}
+
+const boost::shared_ptr<nx::XmlNode>* XmlTree::Find(const std::string& name) const
+{
+    for (const auto& child : m_children)
+    {
+        if (child->GetName() == name)
+            return &child;
+    }
+    return nullptr;
+}
+
+boost::shared_ptr<nx::XmlNode> XmlTree::GetChild(const std::string& name) const
+{
+    const auto* child = Find(name);
+    return child ? *child : nullptr;
+}
+
+const std::string& XmlTree::GetChildData(const std::string& name) const
+{
+    const auto* child = Find(name);
+    return child ? (*child)->GetData() : EMPTY;
+}
+
+int XmlTree::GetChildDataNumber(const std::string& name) const
+{
+    return static_cast<int>(LeadingInteger(GetChildData(name)));
+}
+
+unsigned long XmlTree::GetChildDataULONG(const std::string& name) const
+{
+    return static_cast<unsigned long>(LeadingInteger(GetChildData(name)));
+}
+
+bool XmlTree::GetChildDataBool(const std::string& name) const
+{
+    return LeadingTruth(GetChildData(name));
+}
+
+std::string XmlTree::ToText() const
+{
+    pugi::xml_document document;
+    Write(*this, document);
+    StringWriter writer;
+    document.save(writer, "", pugi::format_raw | pugi::format_no_declaration, pugi::encoding_utf8);
+    return std::move(writer.text);
+}
+} // namespace embedded_host
+
+namespace nx
+{
+boost::shared_ptr<XmlNode> CreateXmlNode()
+{
+    return boost::make_shared<embedded_host::XmlTree>();
+}
+
+boost::shared_ptr<XmlDocument> CreateXmlDocument(const std::string& text)
+{
+    if (text.find('\0') != std::string::npos)
+        return nullptr;
+    pugi::xml_document document;
+    if (!document.load_buffer(text.data(), text.size(), embedded_host::PARSE, pugi::encoding_utf8))
+        return nullptr;
+    const pugi::xml_node root = document.document_element();
+    for (pugi::xml_node other = root.next_sibling(); other; other = other.next_sibling())
+    {
+        if (other.type() == pugi::node_element)
+            return nullptr;
+    }
+    const auto tree = embedded_host::Read(root, 1);
+    if (!root || !tree)
+        return nullptr;
+    return boost::make_shared<embedded_host::Document>(tree);
+}
+
+int ToInt(const std::string& text)
+{
+    return static_cast<int>(embedded_host::LeadingInteger(text));
+}
+} // namespace nx

@@ -1,0 +1,97 @@
+#pragma once
+
+#include "wire/BusFrame.h"
+#include "wire/MibMessage.h"
+#include "wire/ZclFrame.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace simulated
+{
+// The world around one simulated device: the wire to its driver, its own clock, chance, and the
+// terminal on which a person's actions are told.
+//
+// Not the host: a device knows nothing else of what is at the other end. Everything happens on one
+// thread. Must outlive the device. Faults of the link are environments that wrap another one
+// (see LinkFaults.h), so every device can be put behind every fault.
+class DeviceEnvironment
+{
+public:
+    virtual ~DeviceEnvironment() = default;
+
+    // Sends a message to the driver. It may arrive before this returns, and the driver may answer
+    // before this returns: a device has brought its own state in order before it sends.
+    virtual void Send(const wire::MibMessage& message) = 0;
+    virtual void Send(const wire::ZclFrame& frame) = 0;
+    virtual void Send(const wire::BusFrame& frame) = 0;
+
+    // Calls `callback` once, `delayMs` milliseconds from now on the device's clock; never inside
+    // this call, 0 included. Callbacks that are due together come in the order in which they were
+    // asked for. Devices use SimulatedDevice::After, which takes care of their own end.
+    virtual void Schedule(std::uint64_t delayMs, std::function<void()> callback) = 0;
+
+    // Milliseconds on the device's clock since the world began.
+    virtual std::uint64_t NowMs() const = 0;
+
+    // A uniformly random number from `min` to `max`, both included; repeats with the world's seed.
+    virtual int Random(int min, int max) = 0;
+
+    // Tells the terminal what a person just did at the device, for instance "presses contact 0".
+    virtual void ReportPerson(const std::string& what) = 0;
+};
+
+// The base of every simulated device: what reaches it from the wire.
+//
+// Holds no state of a device. Each device overrides what it listens to; the rest is ignored, as
+// hardware ignores what it does not understand. Nothing that arrives may do harm: a message, frame
+// or parameter can be anything.
+class SimulatedDevice
+{
+public:
+    // `environment` is not owned and must outlive the device.
+    explicit SimulatedDevice(DeviceEnvironment& environment) : m_environment(environment) {}
+    SimulatedDevice(const SimulatedDevice&) = delete;
+    SimulatedDevice& operator=(const SimulatedDevice&) = delete;
+    virtual ~SimulatedDevice() = default;
+
+    // Called when a message of the driver reaches the device. May be called while the device itself
+    // is sending.
+    virtual void OnMib(const wire::MibMessage&) {}
+    virtual void OnZcl(const wire::ZclFrame&) {}
+    virtual void OnBus(const wire::BusFrame&) {}
+
+    // Called when the device gets power: once at the start, and again after each power failure.
+    // What a device does not keep without power is at its start value afterwards. A device that
+    // announces itself does it here.
+    virtual void OnPowerOn() {}
+
+protected:
+    // The world. Valid as long as the device.
+    DeviceEnvironment& World() const { return m_environment; }
+
+    // Calls `callback` `delayMs` milliseconds from now, unless the device is gone by then or
+    // CancelPending was called meanwhile.
+    void After(std::uint64_t delayMs, std::function<void()> callback)
+    {
+        std::weak_ptr<int> life = m_life;
+        m_environment.Schedule(delayMs,
+                               [life, callback = std::move(callback)]
+                               {
+                                   if (!life.expired())
+                                       callback();
+                               });
+    }
+
+    // Forgets every callback that After still has to make, as a power failure does.
+    void CancelPending() { m_life = std::make_shared<int>(0); }
+
+private:
+    DeviceEnvironment& m_environment;
+    // Lives as long as the callbacks asked for are wanted.
+    std::shared_ptr<int> m_life = std::make_shared<int>(0);
+};
+} // namespace simulated
