@@ -24,6 +24,11 @@ namespace embedded_host
 class DeviceLink;
 class House;
 
+namespace zcl
+{
+struct Reply;
+}
+
 // How a driver comes into a house.
 struct DriverConfig
 {
@@ -137,6 +142,13 @@ public:
     void Online(bool online);
     void BindingMade(unsigned binding, const std::string& cls, bool bound);
     void BoundCall(unsigned binding, const IBindMessage& message);
+
+    // A ZCL frame from the light, for the driver's IZclListener. Null when it was taken; else what is
+    // wrong with it, in words, and nothing happened.
+    const char* ZclFrame(std::uint16_t cluster, const std::uint8_t* frame, std::size_t length);
+
+    // The same, already decoded.
+    void ZclReply(const embedded_host::zcl::Reply& reply);
 
     // The driver's state as XML text, empty when it keeps none.
     std::string Persist();

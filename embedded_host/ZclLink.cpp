@@ -1,11 +1,41 @@
 // The ZigBee side of a driver's host.
 
+#include "NxLibDriverBases/NxZclPacket.h"
+#include "embedded_host/DeviceLink.h"
 #include "embedded_host/DriverHost.h"
+#include "embedded_host/ZclMessages.h"
 
 namespace nx
 {
-void DriverHost::SendZcl(NxZclPacket&, unsigned char)
+using namespace embedded_host;
+
+void DriverHost::SendZcl(NxZclPacket& packet, unsigned char endpoint)
 {
-    Fault("this host has no ZigBee radio");
+    // An empty packet has been reported as an assertion; there is nothing to send.
+    const auto* message = dynamic_cast<const HostZclMessage*>(packet.GetMessage());
+    if (!message)
+        return;
+    std::uint8_t frame[HostZclMessage::MAX_FRAME];
+    const std::size_t length = message->Encode(m_zclSequence++, frame, sizeof frame);
+    Emit(ZclSent{*message, endpoint, frame, length});
+    if (m_device)
+        m_device->OnZclSent(message->Cluster(), endpoint, frame, length);
+}
+
+const char* DriverHost::ZclFrame(std::uint16_t cluster, const std::uint8_t* frame,
+                                 std::size_t length)
+{
+    zcl::Reply reply;
+    const char* const error = zcl::DecodeReply(cluster, frame, length, reply);
+    if (!error)
+        ZclReply(reply);
+    return error;
+}
+
+void DriverHost::ZclReply(const zcl::Reply& reply)
+{
+    IZclListener* const listener = m_driver ? m_driver->GetZclListener() : nullptr;
+    if (listener)
+        Enter([&] { zcl::Deliver(reply, *listener); });
 }
 } // namespace nx

@@ -1,0 +1,91 @@
+#include "embedded_host/ZclMessages.h"
+
+#include <iostream>
+
+namespace
+{
+using embedded_host::zcl::Request;
+using embedded_host::zcl::RequestKind;
+
+// The groups that a light may be asked to join.
+constexpr unsigned FIRST_GROUP = 0x0001;
+constexpr unsigned LAST_GROUP = 0xFFF7;
+
+constexpr std::int64_t MS_PER_SECOND = 1000;
+
+nx::ZclMessage* Make(RequestKind kind, std::uint16_t group = 0)
+{
+    Request request;
+    request.kind = kind;
+    request.group = group;
+    return new embedded_host::HostZclMessage(request);
+}
+
+nx::ZclMessage* MakeForScene(RequestKind kind, unsigned scene, int level = 0, int time = 0)
+{
+    Request request;
+    request.kind = kind;
+    request.group = nx::GetGroupId(scene);
+    request.scene = scene;
+    request.level = level;
+    request.timeMs = time;
+    return new embedded_host::HostZclMessage(request);
+}
+} // namespace
+
+namespace nx
+{
+ZclMessage* MakeGetAllGroupMembership()
+{
+    return Make(RequestKind::GetGroupMembership);
+}
+
+ZclMessage* MakeGetSceneCount()
+{
+    return Make(RequestKind::GetSceneCount);
+}
+
+ZclMessage* MakeGetSceneMembership(unsigned short group)
+{
+    return Make(RequestKind::GetSceneMembership, group);
+}
+
+ZclMessage* MakeViewScene(unsigned scene)
+{
+    return MakeForScene(RequestKind::ViewScene, scene);
+}
+
+ZclMessage* MakeRemoveScene(unsigned scene)
+{
+    return MakeForScene(RequestKind::RemoveScene, scene);
+}
+
+ZclMessage* MakeSceneRamp(unsigned scene, int level, int time)
+{
+    return MakeForScene(RequestKind::AddScene, scene, level, time);
+}
+
+ZclMessage* MakeJoinGroupPacket(unsigned groupOrScene)
+{
+    const unsigned short group = GetGroupId(groupOrScene);
+    if (group < FIRST_GROUP || group > LAST_GROUP)
+        std::cerr << "a light is asked to join group " << group << ", which no light may join\n";
+    return Make(RequestKind::AddGroup, group);
+}
+
+ZclMessage* MakeLeaveThisGroupPacket(unsigned short group)
+{
+    return Make(RequestKind::RemoveGroup, group);
+}
+
+unsigned short GetGroupId(unsigned scene)
+{
+    return static_cast<unsigned short>(scene & 0xFFFF);
+}
+
+int GetNearestSeconds(int milliseconds)
+{
+    // In 64 bits, so that the half second does not overflow.
+    return static_cast<int>((std::int64_t{milliseconds} + MS_PER_SECOND / 2) / MS_PER_SECOND);
+}
+} // namespace nx

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "lighting_common/Export.h"
+
+class NxZclPacket;
+
+// What a LightSceneMember asks of the driver that owns it.
+//
+// The driver implements it and owns the radio path; the member never owns its owner, which must
+// outlive it. Called on the driver's thread, from inside the member's operations. An implementation
+// may start or abort a synchronisation inside any of these calls; it must not destroy the member
+// there. The order of the operations is part of the interface (do not change).
+class LIGHTING_COMMON_API LightSceneMemberOwner
+{
+public:
+    // Sends the packet to that endpoint of the light. The packet lives only until this returns. It
+    // is empty when a builder gave no message; then nothing can be sent. The light's answer comes
+    // to the member's IZclListener operations, later or inside this call, or never.
+    virtual void SendZclMessage(NxZclPacket& packet, unsigned char endpoint) = 0;
+
+    // The synchronisation has ended: after success, when it was given up and when something that
+    // could not be is found alike. Not called when the driver itself aborts. May come several times
+    // for one synchronisation, and also when none runs: answers out of turn cause it.
+    virtual void SynchronizationDone() = 0;
+
+    // The light refused to store a scene; `status` is the ZCL status, never 0. Nothing is sent
+    // again.
+    virtual void AddSceneFailed(unsigned scene, unsigned char status, unsigned char endpoint) = 0;
+
+protected:
+    // Never deleted through this interface.
+    ~LightSceneMemberOwner() = default;
+};
