@@ -2,7 +2,7 @@
 #include "embedded_host/DriverHost.h"
 #include "lighting_host/Adapters.h"
 #include "lighting_host/DriverAdapter.h"
-#include "lighting_host/EnergyFacts.h"
+#include "lighting_host/LoadFacts.h"
 #include "nxshared/ICmdMessage.h"
 
 #include <fmt/format.h>
@@ -13,22 +13,13 @@ namespace
 {
 using embedded_host::CallArgument;
 
-Json SceneList(const SceneManager& scenes)
-{
-    Json list = Json::array();
-    for (const auto& scene : scenes.getAllScenes())
-        list.push_back(
-            {{"id", scene.first}, {"level", scene.second.level}, {"time_ms", scene.second.time}});
-    return list;
-}
-
 Json GroupList(const LoadGroupManager& groups)
 {
     Json list = Json::array();
     for (const auto& group : groups.getGroups())
         list.push_back({{"id", group.second.groupId},
                         {"keep_sync", group.second.keepSync},
-                        {"scenes", SceneList(group.second.scenes)}});
+                        {"scenes", SceneMapAnswer(group.second.scenes)}});
     return list;
 }
 
@@ -87,25 +78,20 @@ public:
 
     Action PrepareFact(const std::string& name, const Json& value) override
     {
-        using Setter = void (WiredDimmerAdapter::*)(bool);
-        static const std::pair<const char*, Setter> SWITCHES[] = {
-            {"load_on", &WiredDimmerAdapter::FactLoadOn},
-            {"energy_ready", &WiredDimmerAdapter::FactEnergyReady},
-            {"scene_mode", &WiredDimmerAdapter::FactSceneMode},
-            {"force_scene_push", &WiredDimmerAdapter::FactForceScenePush},
-        };
-        for (const auto& known : SWITCHES)
+        if (name == "scene_mode" || name == "force_scene_push")
         {
-            if (name != known.first)
-                continue;
             const bool on = ToBoolean(value, name);
-            const Setter set = known.second;
-            return [this, set, on]
+            if (name == "scene_mode")
+                return [this, on]
+                {
+                    SetSceneMode(on);
+                };
+            return [this, on]
             {
-                (this->*set)(on);
+                SetForceScenePush(on);
             };
         }
-        return PrepareEnergyFact(Energy(), name, value);
+        return PrepareLoadFact(*this, m_facts, name, value);
     }
 
     bool Query(const std::string& word, Fields& fields, Json& value) override
@@ -253,7 +239,7 @@ private:
         Host().ReportCall(operation, {Argument(arguments)...});
     }
 
-    Json QuerySceneMap(Fields&) const { return SceneList(Scenes()); }
+    Json QuerySceneMap(Fields&) const { return SceneMapAnswer(Scenes()); }
     Json QueryGroupCrc(Fields&) const { return Groups().getCRC(); }
     Json QuerySceneCrc(Fields&) const { return AdvScenes().getCRC(); }
     Json QueryHaveSyncGroup(Fields&) const { return Groups().haveSyncGroup(); }
@@ -270,19 +256,6 @@ private:
     }
     Json QueryGroupsHeld(Fields&) const { return GroupList(Groups()); }
     Json QueryEnergyFigures(Fields&) const { return EnergyAnswer(Energy()); }
-
-    void FactLoadOn(bool on)
-    {
-        m_facts.loadOn = on;
-        SetLoadOn(on);
-    }
-    void FactEnergyReady(bool ready)
-    {
-        m_facts.energyReady = ready;
-        SetEnergyReady(ready);
-    }
-    void FactSceneMode(bool enabled) { SetSceneMode(enabled); }
-    void FactForceScenePush(bool force) { SetForceScenePush(force); }
 
     LoadFacts& m_facts;
 };
