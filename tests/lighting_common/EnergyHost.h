@@ -1,0 +1,63 @@
+#pragma once
+
+#include "embedded_host/Clock.h"
+#include "embedded_host/HostServices.h"
+#include "embedded_host/LibraryLog.h"
+#include "embedded_host/Random.h"
+#include "tests/lighting_common/EnergyDoubles.h"
+
+#include <string>
+
+#include <log4cplus/loglevel.h>
+
+namespace energy_test
+{
+constexpr std::int64_t MINUTE_S = 60;
+constexpr std::int64_t DAY_S = 24 * 60 * MINUTE_S;
+
+// 2026-01-01T00:00:00, in seconds since 1970-01-01T00:00:00.
+constexpr std::int64_t NEW_YEAR_2026 = 1767225600;
+
+// How TestHost writes what the library reported.
+inline std::string Logged(const std::string& level, const std::string& file,
+                          const std::string& text)
+{
+    return level + " " + file + ": " + text;
+}
+inline std::string Asserted(const std::string& file, int line)
+{
+    return "assertion " + file + ":" + std::to_string(line);
+}
+
+// A host whose wall the test sets. Log records and assertions go to the record.
+class TestHost : public embedded_host::HostServices
+{
+public:
+    TestHost(Record& record, embedded_host::Draw draw, std::uint64_t seed = 1)
+        : m_record(record), m_clock(NEW_YEAR_2026), m_random(seed, draw), m_scope(*this)
+    {
+        embedded_host::ConnectLibraryLog(log4cplus::TRACE_LOG_LEVEL);
+    }
+
+    // Moves the wall, forwards or back.
+    void PassSeconds(std::int64_t seconds) { m_clock.StepWall(seconds); }
+
+    std::int64_t Now() const { return m_clock.LocalSeconds(); }
+
+    embedded_host::Clock& GetClock() override { return m_clock; }
+    embedded_host::Random& GetRandom() override { return m_random; }
+    void OnAssert(const char* file, int line) override { m_record.Note(Asserted(file, line)); }
+    void OnLog(const std::string& text, int level, const std::string& file, int,
+               const std::string& function) override
+    {
+        EXPECT_THAT(function, testing::HasSubstr("::"));
+        m_record.Note(Logged(log4cplus::getLogLevelManager().toString(level), file, text));
+    }
+
+private:
+    Record& m_record;
+    embedded_host::VirtualClock m_clock;
+    embedded_host::Random m_random;
+    embedded_host::HostScope m_scope;
+};
+} // namespace energy_test
