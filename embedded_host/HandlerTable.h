@@ -156,10 +156,10 @@ private:
         while (places < m_entries.size() * 2)
             places *= 2;
         m_places.assign(places, NONE);
-        for (std::uint16_t index = 0; index < m_entries.size(); ++index)
+        for (std::size_t index = 0; index < m_entries.size(); ++index)
         {
             m_entries[index].next = NONE;
-            Link(index);
+            Link(static_cast<std::uint16_t>(index));
         }
     }
 
