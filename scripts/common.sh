@@ -3,6 +3,7 @@
 # which ends in a program of its own leaves that program's standard output alone.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck disable=SC2034
 jobs=$(nproc)
 
 say()

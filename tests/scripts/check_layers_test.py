@@ -65,6 +65,16 @@ class CheckLayers(unittest.TestCase):
     def test_include_without_folder_is_refused(self):
         self.refused("drivers/puck/A.cpp", '#include "PuckDriver.h"\n', "names no folder of ours")
 
+    def test_example_including_host_is_refused(self):
+        self.refused("examples/bell/Bell.cpp", '#include "embedded_host/House.h"\n',
+                     "examples may not know embedded_host")
+
+    def test_test_of_an_example_including_host_is_taken(self):
+        self.taken("examples/bell/BellTest.cpp", '#include "embedded_host/House.h"\n')
+
+    def test_test_including_what_is_not_beside_it_is_refused(self):
+        self.refused("tests/drivers/ATest.cpp", '#include "Doubles.h"\n', "names no folder of ours")
+
     def test_odd_spacing_is_seen(self):
         self.refused("lighting_common/A.cpp", '  #  include   "embedded_host/House.h"\n',
                      "lighting_common may not know embedded_host")
