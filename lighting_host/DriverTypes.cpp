@@ -18,6 +18,8 @@ const std::vector<Type>& Types()
 {
     static const std::vector<Type> types = {
         {"puck", &MakePuck},
+        {"zigbee_light", &MakeZigbeeLight},
+        {"wired_dimmer", &MakeWiredDimmer},
     };
     return types;
 }

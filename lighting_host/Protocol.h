@@ -44,7 +44,7 @@ private:
     std::string m_line;
     unsigned long m_number = 0;
     bool m_refused = false;
-    // Last: the drivers' end is still written.
+    // Last: its drivers still write while they are destroyed.
     Session m_session;
 };
 
