@@ -11,4 +11,5 @@ struct LoadFacts;
 // must outlive the driver.
 NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts);
+NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
 } // namespace lighting_host
