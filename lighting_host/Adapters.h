@@ -11,5 +11,6 @@ struct LoadFacts;
 // must outlive the driver.
 NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts);
+NxBaseDriver* MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
 } // namespace lighting_host

@@ -19,6 +19,7 @@ const std::vector<Type>& Types()
     static const std::vector<Type> types = {
         {"puck", &MakePuck},
         {"zigbee_light", &MakeZigbeeLight},
+        {"wired_dimmer", &MakeWiredDimmer},
         {"energy_switch", &MakeEnergySwitch},
     };
     return types;

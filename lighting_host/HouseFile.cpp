@@ -1,5 +1,6 @@
 #include "lighting_host/HouseFile.h"
 
+#include "lighting_host/Devices.h"
 #include "lighting_host/DriverAdapter.h"
 #include "nxshared/XmlDocument.h"
 
@@ -169,6 +170,12 @@ void Reader::ReadDriver(const pugi::xml_node& node)
     {
         if (child.type() == pugi::node_element)
             ReadDriverChild(child, driver);
+    }
+    if (driver.device)
+    {
+        const std::string wrong = CheckDevice(driver);
+        if (!wrong.empty())
+            Error(node.child("device"), wrong);
     }
     m_house.drivers.push_back(std::move(driver));
 }
