@@ -18,6 +18,7 @@ struct Type
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
     {"wired_dimmer", &MakeWiredDimmerDevice},
+    {"energy_switch", &MakeMeteringPlug},
 };
 
 // A world in which nothing ever happens: a device made in it is only looked at.
