@@ -239,5 +239,3 @@ BENCHMARK(ExpireOurs)->Name("expire/ours");
 BENCHMARK(ExpireAsio)->Name("expire/asio");
 BENCHMARK(ExpireMultimap)->Name("expire/multimap");
 } // namespace
-
-BENCHMARK_MAIN();
