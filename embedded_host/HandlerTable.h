@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,14 +19,18 @@ const std::string* InternName(const std::string& name);
 //
 // Several handlers under one name run in order of registration. Handlers may add and remove
 // handlers, also of the name that is running, and may run names again. Looking up and running
-// allocate nothing.
+// allocate nothing. A table that grows while it runs copies its handlers, so they share nothing but
+// what they point to.
 template <class Handler>
 class HandlerTable
 {
 public:
-    // Adds a handler behind those of the same name.
+    // Adds a handler behind those of the same name. Throws std::length_error when the table holds
+    // its 65535 handlers.
     void Add(const std::string& name, Handler handler)
     {
+        if (m_entries.size() == NONE)
+            throw std::length_error("too many handlers");
         if (m_depth > 0 && m_entries.size() == m_entries.capacity())
             GrowWhileRunning();
         const std::uint32_t hash = Hash(name);
@@ -60,7 +65,9 @@ public:
     // Removes every handler. Not inside a handler.
     void Clear()
     {
-        m_entries.clear();
+        // What a handler holds may come back here when it goes: by then the table is empty.
+        std::vector<Entry> dropped;
+        dropped.swap(m_entries);
         m_places.clear();
     }
 
@@ -186,7 +193,8 @@ private:
             if (!entry.removed)
                 kept.push_back(std::move(entry));
         }
-        m_entries = std::move(kept);
+        // What goes with the removed handlers may come back here: the table is in order by then.
+        m_entries.swap(kept);
         Rebuild();
     }
 
