@@ -1,10 +1,20 @@
 #include "embedded_host/Clock.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 
 namespace embedded_host
 {
+namespace
+{
+std::int64_t MonotonicNs()
+{
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+} // namespace
+
 std::int64_t VirtualClock::LocalSeconds() const
 {
     return m_startLocalSeconds + m_nowMs / 1000;
@@ -12,16 +22,12 @@ std::int64_t VirtualClock::LocalSeconds() const
 
 void VirtualClock::MoveTo(std::int64_t ms)
 {
-    m_nowMs = std::max(m_nowMs, ms);
+    m_nowMs = std::max(m_nowMs, std::min(ms, LATEST_MS));
 }
 
-RealClock::RealClock() : m_start(std::chrono::steady_clock::now()) {}
-
-std::int64_t RealClock::NowNs() const
+RealClock::RealClock(Source source)
+    : m_source(source ? source : &MonotonicNs), m_startNs(m_source())
 {
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() -
-                                                                m_start)
-        .count();
 }
 
 std::int64_t RealClock::LocalSeconds() const
