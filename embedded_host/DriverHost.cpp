@@ -55,6 +55,17 @@ void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
             if (!m_driver->Initialize(m_config.id, config, state))
                 Fault("Initialize failed");
         });
+    Fit();
+}
+
+// Most drivers register once, when they are made: what their tables hold in reserve is given back.
+void DriverHost::Fit()
+{
+    m_commands.Fit();
+    m_mibs.Fit();
+    m_conditions.Fit();
+    m_variables.shrink_to_fit();
+    m_bindings.shrink_to_fit();
 }
 
 void DriverHost::Stop()
@@ -258,7 +269,7 @@ bool DriverHost::AddBinding(unsigned id, const std::string& name, const std::str
     };
     if (std::any_of(m_bindings.begin(), m_bindings.end(), same))
         return false;
-    m_bindings.push_back({id, name, cls});
+    m_bindings.push_back({id, InternName(name), InternName(cls)});
     Emit(BindingChanged{id, name, cls, Change::Add});
     return true;
 }
@@ -274,7 +285,7 @@ bool DriverHost::RemoveBinding(unsigned id)
         return false;
     const embedded_host::Binding removed = *found;
     m_bindings.erase(found);
-    Emit(BindingChanged{id, removed.name, removed.cls, Change::Remove});
+    Emit(BindingChanged{id, *removed.name, *removed.cls, Change::Remove});
     return true;
 }
 

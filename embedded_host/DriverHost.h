@@ -57,8 +57,8 @@ struct Variable
 struct Binding
 {
     unsigned id;
-    std::string name;
-    std::string cls;
+    const std::string* name;
+    const std::string* cls;
 };
 } // namespace embedded_host
 
@@ -219,6 +219,7 @@ private:
 
     void OnUnhandled(const std::string& name) override;
     void Forget();
+    void Fit();
     void Fault(const std::string& what) const;
     embedded_host::Variable* FindVariable(unsigned id);
 
