@@ -19,6 +19,11 @@
 #include <event2/event.h>
 #endif
 #if BENCH_WITH_EV
+// Names that the other library takes as macros; neither is used here.
+#undef EV_TIMEOUT
+#undef EV_READ
+#undef EV_WRITE
+#undef EV_SIGNAL
 #include <ev.h>
 #endif
 
