@@ -17,6 +17,7 @@ struct Type
 };
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
+    {"wired_dimmer", &MakeWiredDimmerDevice},
 };
 
 // A world in which nothing ever happens: a device made in it is only looked at.
