@@ -6,6 +6,7 @@
 #include "nxshared/ITimerManagerCallback.h"
 
 #include <chrono>
+#include <deque>
 #include <map>
 #include <memory>
 #include <random>
@@ -49,16 +50,21 @@ void RearmOurs(benchmark::State& state)
 {
     TimerWheel wheel;
     const auto delays = Delays();
+    // Each driver has a timer.
+    std::deque<TimerWheel::Owner> drivers;
     std::vector<unsigned> ids;
     for (std::size_t i = 0; i < OUTSTANDING; ++i)
-        ids.push_back(wheel.Add(0, 0, delays[i % delays.size()], 1, nullptr, nullptr));
+    {
+        drivers.emplace_back(TimerWheel::DRIVER, nullptr);
+        ids.push_back(wheel.Add(drivers.back(), 0, delays[i % delays.size()], 1, nullptr));
+    }
     std::size_t i = 0;
     const bench::CountAllocations count(state);
     for (auto _ : state)
     {
-        unsigned& id = ids[i * 7919 % OUTSTANDING];
-        wheel.Kill(id);
-        id = wheel.Add(0, 0, delays[i % delays.size()], 1, nullptr, nullptr);
+        const std::size_t which = i * 7919 % OUTSTANDING;
+        wheel.Kill(drivers[which], ids[which]);
+        ids[which] = wheel.Add(drivers[which], 0, delays[i % delays.size()], 1, nullptr);
         ++i;
     }
 }
@@ -126,15 +132,16 @@ BENCHMARK(RearmLibev)->Name("rearm/libev");
 void ExpireOurs(benchmark::State& state)
 {
     TimerWheel wheel;
+    TimerWheel::Owner driver(TimerWheel::DRIVER, nullptr);
     Ignore ignore;
     const auto delays = Delays();
     std::int64_t now = 0;
     std::size_t i = 0;
     for (; i < 1000; ++i)
-        wheel.Add(0, 0, delays[i % delays.size()], 1, nullptr, nullptr);
+        wheel.Add(driver, 0, delays[i % delays.size()], 1, nullptr);
     for (auto _ : state)
     {
-        wheel.Add(0, now * NS_PER_MS, delays[i % delays.size()], 1, nullptr, nullptr);
+        wheel.Add(driver, now * NS_PER_MS, delays[i % delays.size()], 1, nullptr);
         // On average as many expire as are added.
         if (++i % 16 == 0)
         {
