@@ -17,6 +17,7 @@ struct Type
 };
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
+    {"zigbee_light", &MakeZigbeeLightDevice},
 };
 
 // A world in which nothing ever happens: a device made in it is only looked at.
