@@ -18,6 +18,7 @@ struct Type
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
     {"zigbee_light", &MakeZigbeeLightDevice},
+    {"wired_dimmer", &MakeWiredDimmerDevice},
 };
 
 // A world in which nothing ever happens: a device made in it is only looked at.
