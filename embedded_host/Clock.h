@@ -2,9 +2,12 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 
 namespace embedded_host
 {
+class TimeZone;
+
 // The time of a house: milliseconds since it started, and the local time of its wall.
 //
 // Two forms: VirtualClock, moved by the house as it works through its timers, and RealClock, moved
@@ -34,19 +37,21 @@ public:
 class VirtualClock : public Clock
 {
 public:
-    // `startLocalSeconds` is the local time at 0 ms.
-    explicit VirtualClock(std::int64_t startLocalSeconds) : m_startLocalSeconds(startLocalSeconds)
-    {
-    }
+    // `startLocalSeconds` is the local time at 0 ms. In a zone, the wall follows the zone's
+    // daylight saving; without one, it shows what passes.
+    explicit VirtualClock(std::int64_t startLocalSeconds,
+                          std::shared_ptr<const TimeZone> zone = nullptr);
 
     std::int64_t NowMs() const override { return m_nowMs; }
     std::int64_t NowNs() const override { return m_nowMs * 1000000; }
     std::int64_t LocalSeconds() const override;
     void MoveTo(std::int64_t ms) override;
-    void StepWall(std::int64_t seconds) override { m_startLocalSeconds += seconds; }
+    void StepWall(std::int64_t seconds) override { m_startSeconds += seconds; }
 
 private:
-    std::int64_t m_startLocalSeconds;
+    std::shared_ptr<const TimeZone> m_zone;
+    // In UTC when there is a zone, else local.
+    std::int64_t m_startSeconds;
     std::int64_t m_nowMs = 0;
 };
 
@@ -54,7 +59,8 @@ private:
 class RealClock : public Clock
 {
 public:
-    RealClock();
+    // Without a zone, the wall is in the machine's own.
+    explicit RealClock(std::shared_ptr<const TimeZone> zone = nullptr);
 
     std::int64_t NowMs() const override { return NowNs() / 1000000; }
     std::int64_t NowNs() const override;
@@ -63,6 +69,7 @@ public:
     void StepWall(std::int64_t seconds) override { m_step += seconds; }
 
 private:
+    std::shared_ptr<const TimeZone> m_zone;
     std::chrono::steady_clock::time_point m_start;
     std::int64_t m_step = 0;
 };

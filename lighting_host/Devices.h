@@ -25,4 +25,6 @@ std::unique_ptr<simulated::SimulatedDevice>
 MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
 std::unique_ptr<simulated::SimulatedDevice>
 MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice> MakeMeteringPlug(const HouseFileDriver& driver,
+                                                             simulated::DeviceEnvironment& world);
 } // namespace lighting_host
