@@ -12,4 +12,5 @@ struct LoadFacts;
 NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts);
+NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
 } // namespace lighting_host

@@ -20,6 +20,7 @@ const std::vector<Type>& Types()
         {"puck", &MakePuck},
         {"zigbee_light", &MakeZigbeeLight},
         {"wired_dimmer", &MakeWiredDimmer},
+        {"energy_switch", &MakeEnergySwitch},
     };
     return types;
 }
