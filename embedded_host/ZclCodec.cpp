@@ -52,8 +52,6 @@ private:
     std::size_t m_size = 0;
 };
 
-void PutNothing(Writer&, const Request&) {}
-
 void PutSceneCountAttribute(Writer& out, const Request&)
 {
     out.U16(0x0000);
@@ -128,9 +126,8 @@ constexpr RequestRow REQUESTS[] = {
 };
 // clang-format on
 
-// A kind that is none of the enumeration's has no row and asks for nothing.
-constexpr RequestRow NO_REQUEST = {"unknown",   0,     TYPE_GENERAL, 0,    0,
-                                   &PutNothing, false, false,        false};
+// For a kind that is none of the enumeration's.
+constexpr RequestRow NO_REQUEST = {"unknown", 0, TYPE_GENERAL, 0, 0, nullptr, false, false, false};
 
 const RequestRow& Row(RequestKind kind)
 {
@@ -169,7 +166,7 @@ std::size_t EncodeRequest(const Request& request, std::uint8_t sequence, std::ui
 {
     const RequestRow& row = Row(request.kind);
     static_assert(HEADER_SIZE + 14 == MAX_FRAME, "the longest row of the table");
-    if (capacity < HEADER_SIZE + row.payloadSize)
+    if (!row.put || capacity < HEADER_SIZE + row.payloadSize)
         return 0;
     Writer writer(out);
     writer.U8(row.type);

@@ -1,0 +1,13 @@
+#pragma once
+
+class IInstanceManager;
+class NxBaseDriver;
+
+namespace lighting_host
+{
+struct LoadFacts;
+
+// Make the driver of each type of the program's own, with its adapter (see DriverAdapter). `facts`
+// must outlive the driver.
+NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
+} // namespace lighting_host

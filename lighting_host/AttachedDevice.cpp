@@ -1,0 +1,84 @@
+#include "lighting_host/AttachedDevice.h"
+
+#include "embedded_host/DriverHost.h"
+#include "embedded_host/House.h"
+#include "nxshared/NxMIBPacket.h"
+
+namespace lighting_host
+{
+AttachedDevice::AttachedDevice(nx::DriverHost& driver) : m_driver(driver) {}
+
+AttachedDevice::~AttachedDevice()
+{
+    for (const auto& scheduled : m_scheduled)
+        m_driver.GetHouse().KillDeviceTimer(scheduled.first);
+}
+
+void AttachedDevice::SetDevice(std::unique_ptr<simulated::SimulatedDevice> device)
+{
+    m_device = std::move(device);
+}
+
+void AttachedDevice::Send(const wire::MibMessage& message)
+{
+    NxMIBPacket packet(static_cast<NxMIB::Type>(message.type), message.mib);
+    for (const std::string& param : message.params)
+        packet.AddParam(param);
+    if (message.type == wire::MibMessage::Trap)
+        m_driver.Trap(packet);
+    else
+        m_driver.Reply(packet);
+}
+
+// What the host does not understand, it has said so; the device is not told.
+void AttachedDevice::Send(const wire::ZclFrame& frame)
+{
+    m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
+}
+
+void AttachedDevice::Send(const wire::BusFrame&) {}
+
+void AttachedDevice::Schedule(std::uint64_t delayMs, std::function<void()> callback)
+{
+    const unsigned timer = m_driver.GetHouse().AddDeviceTimer(delayMs, this);
+    m_scheduled.emplace(timer, std::move(callback));
+}
+
+std::uint64_t AttachedDevice::NowMs() const
+{
+    return static_cast<std::uint64_t>(m_driver.GetHouse().GetClock().NowMs());
+}
+
+int AttachedDevice::Random(int min, int max)
+{
+    return m_driver.GetHouse().GetRandom().Between(min, max);
+}
+
+void AttachedDevice::ReportPerson(const std::string& what)
+{
+    if (onPerson)
+        onPerson(m_driver, what);
+}
+
+void AttachedDevice::OnMibSent(const NxMIBPacket& packet)
+{
+    wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};
+    Schedule(0, [this, message = std::move(message)] { m_device->OnMib(message); });
+}
+
+void AttachedDevice::OnZclSent(std::uint16_t cluster, std::uint8_t endpoint,
+                               const std::uint8_t* frame, std::size_t length)
+{
+    wire::ZclFrame sent{cluster, endpoint, {frame, frame + length}};
+    Schedule(0, [this, sent = std::move(sent)] { m_device->OnZcl(sent); });
+}
+
+void AttachedDevice::OnGatewaySent(const ICmdMessage&) {}
+
+void AttachedDevice::OnTimerExpired(ID::Timer timer, time_t)
+{
+    auto node = m_scheduled.extract(timer);
+    if (!node.empty())
+        node.mapped()();
+}
+} // namespace lighting_host

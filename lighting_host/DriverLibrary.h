@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+class IInstanceManager;
+class NxBaseDriver;
+
+namespace lighting_host
+{
+// A shared object that makes drivers of a type of its own (see CreateDriver.h). Must outlive its
+// drivers.
+class DriverLibrary
+{
+public:
+    // Loads the object. Throws std::runtime_error, with the loader's own words, when it cannot be
+    // loaded or does not export CreateDriver.
+    explicit DriverLibrary(const std::string& path);
+    ~DriverLibrary();
+    DriverLibrary(const DriverLibrary&) = delete;
+    DriverLibrary& operator=(const DriverLibrary&) = delete;
+
+    // A new driver; the caller owns it.
+    NxBaseDriver* Create(IInstanceManager& instances) const { return m_create(instances); }
+
+private:
+    void* m_object;
+    NxBaseDriver* (*m_create)(IInstanceManager&);
+};
+} // namespace lighting_host

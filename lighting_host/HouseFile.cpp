@@ -1,0 +1,276 @@
+#include "lighting_host/HouseFile.h"
+
+#include "lighting_host/DriverAdapter.h"
+#include "nxshared/XmlDocument.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <pugixml.hpp>
+
+namespace lighting_host
+{
+namespace
+{
+constexpr unsigned PARSE = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single;
+
+// Reads one house; collects what is wrong instead of stopping at the first mistake.
+class Reader
+{
+public:
+    Reader(const std::string& text, std::string folder) : m_text(text), m_folder(std::move(folder))
+    {
+    }
+
+    HouseFile Read();
+
+private:
+    int LineOf(std::ptrdiff_t offset) const;
+    void Error(const pugi::xml_node& node, std::string what);
+    void OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known);
+    bool ReadId(const pugi::xml_node& node, unsigned& id);
+    bool ReadTruth(const pugi::xml_node& node, const char* attribute, bool& value);
+    boost::shared_ptr<nx::XmlNode> Copy(const pugi::xml_node& node);
+    void ReadDriver(const pugi::xml_node& node);
+    void ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver);
+    void ReadType(const pugi::xml_node& node, HouseFileDriver& driver);
+    void ReadGroup(const pugi::xml_node& node);
+    void CheckMembers();
+
+    const std::string& m_text;
+    std::string m_folder;
+    HouseFile m_house;
+    std::set<std::string> m_names;
+    std::set<unsigned> m_ids;
+    std::set<unsigned> m_groups;
+    std::vector<std::pair<int, std::string>> m_members;
+};
+
+int Reader::LineOf(std::ptrdiff_t offset) const
+{
+    const auto end =
+        std::min<std::size_t>(offset < 0 ? 0 : static_cast<std::size_t>(offset), m_text.size());
+    return 1 + static_cast<int>(std::count(
+                   m_text.begin(), m_text.begin() + static_cast<std::ptrdiff_t>(end), '\n'));
+}
+
+void Reader::Error(const pugi::xml_node& node, std::string what)
+{
+    m_house.errors.push_back({LineOf(node.offset_debug()), std::move(what)});
+}
+
+HouseFile Reader::Read()
+{
+    pugi::xml_document document;
+    const auto result =
+        document.load_buffer(m_text.data(), m_text.size(), PARSE, pugi::encoding_utf8);
+    if (!result || m_text.find('\0') != std::string::npos)
+    {
+        const auto offset = result ? static_cast<std::ptrdiff_t>(m_text.find('\0')) : result.offset;
+        m_house.errors.push_back(
+            {LineOf(offset),
+             fmt::format("this is no XML: {}", result ? "it has a NUL" : result.description())});
+        return std::move(m_house);
+    }
+    const pugi::xml_node root = document.document_element();
+    if (std::strcmp(root.name(), "house") != 0)
+    {
+        Error(root, fmt::format("the root element is <{}>, not <house>", root.name()));
+        return std::move(m_house);
+    }
+    OnlyAttributes(root, {});
+    for (const pugi::xml_node& child : root.children())
+    {
+        if (child.type() != pugi::node_element)
+            continue;
+        if (std::strcmp(child.name(), "driver") == 0)
+            ReadDriver(child);
+        else if (std::strcmp(child.name(), "load_group") == 0)
+            ReadGroup(child);
+        else
+            Error(child, fmt::format("unknown element <{}> in <house>", child.name()));
+    }
+    CheckMembers();
+    std::stable_sort(m_house.errors.begin(), m_house.errors.end(),
+                     [](const auto& a, const auto& b) { return a.line < b.line; });
+    return std::move(m_house);
+}
+
+void Reader::OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known)
+{
+    for (const pugi::xml_attribute& attribute : node.attributes())
+    {
+        if (std::find(known.begin(), known.end(), attribute.name()) == known.end())
+            Error(node,
+                  fmt::format("unknown attribute \"{}\" of <{}>", attribute.name(), node.name()));
+    }
+}
+
+bool Reader::ReadId(const pugi::xml_node& node, unsigned& id)
+{
+    const std::string text = node.attribute("id").value();
+    const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+    const unsigned long long value = digits && text.size() <= 10 ? std::stoull(text) : UINT64_MAX;
+    if (value > UINT32_MAX)
+    {
+        Error(node, fmt::format("the id \"{}\" of <{}> is not a number from 0 to {}", text,
+                                node.name(), UINT32_MAX));
+        return false;
+    }
+    id = static_cast<unsigned>(value);
+    return true;
+}
+
+bool Reader::ReadTruth(const pugi::xml_node& node, const char* attribute, bool& value)
+{
+    const std::string text = node.attribute(attribute).value();
+    value = text == "true";
+    if (value || text == "false" || text.empty())
+        return true;
+    Error(node, fmt::format("\"{}\" of <{}> is \"{}\", neither true nor false", attribute,
+                            node.name(), text));
+    return false;
+}
+
+boost::shared_ptr<nx::XmlNode> Reader::Copy(const pugi::xml_node& node)
+{
+    std::ostringstream text;
+    node.print(text, "", pugi::format_raw, pugi::encoding_utf8);
+    const auto copy = nx::CreateXmlDocument(text.str());
+    if (!copy)
+    {
+        Error(node, fmt::format("<{}> goes too deep", node.name()));
+        return nullptr;
+    }
+    return copy->GetRoot();
+}
+
+void Reader::ReadDriver(const pugi::xml_node& node)
+{
+    OnlyAttributes(node, {"name", "type", "id", "library"});
+    HouseFileDriver driver;
+    driver.name = node.attribute("name").value();
+    if (driver.name.empty())
+        Error(node, "a <driver> needs a name");
+    else if (!m_names.insert(driver.name).second)
+        Error(node, fmt::format("there is another driver named \"{}\"", driver.name));
+    if (ReadId(node, driver.id) && !m_ids.insert(driver.id).second)
+        Error(node, fmt::format("there is another driver with the id {}", driver.id));
+    ReadType(node, driver);
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() == pugi::node_element)
+            ReadDriverChild(child, driver);
+    }
+    m_house.drivers.push_back(std::move(driver));
+}
+
+void Reader::ReadType(const pugi::xml_node& node, HouseFileDriver& driver)
+{
+    driver.type = node.attribute("type").value();
+    const std::string library = node.attribute("library").value();
+    if (!library.empty())
+        driver.library = (std::filesystem::path(m_folder) / library).string();
+    if (driver.type.empty())
+        Error(node, "a <driver> needs a type");
+    else if (node.attribute("library"))
+    {
+        if (library.empty() || !std::filesystem::is_regular_file(driver.library))
+            Error(node, fmt::format("there is no driver library \"{}\"", library));
+    }
+    else if (std::find(DriverTypes().begin(), DriverTypes().end(), driver.type) ==
+             DriverTypes().end())
+        Error(node, fmt::format("unknown driver type \"{}\"; there are {}, and any other with a "
+                                "library of its own",
+                                driver.type, fmt::join(DriverTypes(), ", ")));
+}
+
+void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver)
+{
+    const std::string name = child.name();
+    if (name == "capability")
+    {
+        OnlyAttributes(child, {"name"});
+        if (!child.attribute("name"))
+            Error(child, "a <capability> needs a name");
+        driver.capabilities.emplace_back(child.attribute("name").value(), child.child_value());
+        return;
+    }
+    if (name == "device")
+    {
+        bool simulated = false;
+        if (ReadTruth(child, "simulated", simulated) && simulated)
+            driver.device = Copy(child);
+        return;
+    }
+    if (name != "config" && name != "state")
+    {
+        Error(child, fmt::format("unknown element <{}> in <driver>", name));
+        return;
+    }
+    boost::shared_ptr<nx::XmlNode>& target = name == "config" ? driver.config : driver.state;
+    if (target)
+        Error(child, fmt::format("a second <{}> in <driver>", name));
+    else
+        target = Copy(child);
+}
+
+void Reader::ReadGroup(const pugi::xml_node& node)
+{
+    OnlyAttributes(node, {"id"});
+    HouseFileGroup group;
+    if (ReadId(node, group.id) && !m_groups.insert(group.id).second)
+        Error(node, fmt::format("there is another load group with the id {}", group.id));
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() != pugi::node_element)
+            continue;
+        if (std::strcmp(child.name(), "member") != 0)
+        {
+            Error(child, fmt::format("unknown element <{}> in <load_group>", child.name()));
+            continue;
+        }
+        group.members.emplace_back(child.child_value());
+        m_members.emplace_back(LineOf(child.offset_debug()), child.child_value());
+    }
+    m_house.groups.push_back(std::move(group));
+}
+
+// Members may be named before their drivers, so they are looked at when all drivers are known.
+void Reader::CheckMembers()
+{
+    for (const auto& member : m_members)
+    {
+        if (m_names.count(member.second) == 0)
+            m_house.errors.push_back(
+                {member.first, fmt::format("there is no driver named \"{}\"", member.second)});
+    }
+}
+} // namespace
+
+HouseFile ParseHouseFile(const std::string& text, const std::string& folder)
+{
+    return Reader(text, folder).Read();
+}
+
+HouseFile ReadHouseFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::stringstream text;
+    if (!file || !(text << file.rdbuf()) || std::filesystem::is_directory(path))
+    {
+        HouseFile unread;
+        unread.errors.push_back({0, fmt::format("cannot be read: {}", std::strerror(errno))});
+        return unread;
+    }
+    return ParseHouseFile(text.str(), std::filesystem::path(path).parent_path().string());
+}
+} // namespace lighting_host

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+#include <nlohmann/json.hpp>
+
+// Included in few sources: it compiles slowly.
+namespace lighting_host
+{
+// Keeps the order in which an object was written.
+using Json = nlohmann::ordered_json;
+
+// What is wrong with an input, in words. Thrown before anything has been changed.
+struct InputError : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+// The fields of one input object, read by name and kind. Reads first, acts later: Finish refuses an
+// object that has fields nobody asked for, so an input with a wrong field changes nothing.
+class Fields
+{
+public:
+    // `object` must outlive this; `where` names it in errors ("the input", "button"). Anything but
+    // a JSON object is an InputError.
+    Fields(const Json& object, std::string where);
+
+    bool Has(const char* name) const { return m_object.contains(name); }
+
+    // The field's value; an InputError when it is missing or of another kind. Integers must lie in
+    // the range given.
+    const Json& Get(const char* name);
+    long long Integer(const char* name, long long min, long long max);
+    bool Boolean(const char* name);
+    std::string Text(const char* name);
+
+    // The same for a field that may be absent.
+    bool BooleanOr(const char* name, bool absent);
+    std::string TextOr(const char* name, const std::string& absent);
+    long long IntegerOr(const char* name, long long min, long long max, long long absent);
+
+    // Refuses fields that were never asked for.
+    void Finish() const;
+
+private:
+    const Json& m_object;
+    std::string m_where;
+    // Whether field i was asked for; inputs have few fields.
+    std::uint64_t m_seen = 0;
+};
+
+// The value as the integer, boolean or text of that name; an InputError when it is something else.
+long long ToInteger(const Json& value, const std::string& name, long long min, long long max);
+bool ToBoolean(const Json& value, const std::string& name);
+const std::string& ToText(const Json& value, const std::string& name);
+
+// Appends the value as ASCII JSON; texts as AppendJsonText writes them.
+void AppendJson(std::string& out, const Json& value);
+
+// A hexadecimal text ("0a1b") as octets; an InputError when it is none.
+std::string HexToBytes(const std::string& hex, const std::string& name);
+} // namespace lighting_host

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "embedded_host/Clock.h"
+#include "embedded_host/House.h"
+#include "embedded_host/Random.h"
+#include "lighting_host/DriverAdapter.h"
+#include "lighting_host/HouseFile.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lighting_host
+{
+class AttachedDevice;
+class DriverLibrary;
+
+// How a house is run, as the command line says.
+struct SessionOptions
+{
+    std::uint64_t seed = 1;
+    embedded_host::Draw draw = embedded_host::Draw::Random;
+    // The local time at virtual start, in seconds since 1970-01-01T00:00:00 local time.
+    std::int64_t startLocalSeconds = 0;
+    bool realTime = false;
+    // log4cplus's number of the level from which the library's records are reported.
+    int logLevel = 0;
+};
+
+// One house, as its file describes it, on its clock, with its drivers and simulated devices.
+class Session
+{
+public:
+    // `sink` must outlive the session. A house with errors must not be given.
+    Session(const HouseFile& file, const SessionOptions& options, embedded_host::OutputSink& sink);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Makes every driver and gives its device power.
+    void Start();
+
+    // Destroys the drivers, in the order of the file; their effects still reach the sink.
+    void Stop();
+
+    embedded_host::House& House() const { return *m_house; }
+
+    // The driver's adapter; null for a driver of a library of its own or one that does not run.
+    DriverAdapter* AdapterOf(const nx::DriverHost& driver) const;
+
+    // The devices that the file asked for, in the order of the file.
+    const std::vector<std::unique_ptr<AttachedDevice>>& Devices() const { return m_devices; }
+
+private:
+    void AddDriver(const HouseFileDriver& driver);
+
+    std::unique_ptr<embedded_host::Clock> m_clock;
+    embedded_host::Random m_random;
+    // Facts outlive restarts of their drivers. A map: its values stay where they are.
+    std::map<std::string, LoadFacts> m_facts;
+    // Loaded libraries outlive the drivers that they made.
+    std::vector<std::unique_ptr<DriverLibrary>> m_libraries;
+    std::vector<std::unique_ptr<AttachedDevice>> m_devices;
+    std::unique_ptr<embedded_host::House> m_house;
+};
+} // namespace lighting_host
