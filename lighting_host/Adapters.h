@@ -10,4 +10,5 @@ struct LoadFacts;
 // Make the driver of each type of the program's own, with its adapter (see DriverAdapter). `facts`
 // must outlive the driver.
 NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
+NxBaseDriver* MakeGen3Keypad(IInstanceManager& instances, LoadFacts& facts);
 } // namespace lighting_host
