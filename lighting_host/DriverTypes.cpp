@@ -19,6 +19,8 @@ const std::vector<Type>& Types()
     static const std::vector<Type> types = {
         {"puck", &MakePuck},
         {"gen3_keypad", &MakeGen3Keypad},
+        {"zigbee_light", &MakeZigbeeLight},
+        {"wired_dimmer", &MakeWiredDimmer},
     };
     return types;
 }

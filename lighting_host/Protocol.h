@@ -41,10 +41,11 @@ private:
     void Dispatch(const std::string& line);
 
     Writer m_writer;
-    Session m_session;
     std::string m_line;
     unsigned long m_number = 0;
     bool m_refused = false;
+    // Last: its drivers still write while they are destroyed.
+    Session m_session;
 };
 
 // Whether an input line is to be skipped: it is blank or begins with "#".

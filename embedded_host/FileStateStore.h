@@ -1,0 +1,52 @@
+#pragma once
+
+#include "embedded_host/StateStore.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace embedded_host
+{
+// The drivers' states in one SQLite file: write-ahead log, every save one transaction that is on
+// the disk when Save returns.
+//
+// A file is taken only when it is this program's own, whole, writable and of a schema version that
+// this program knows; otherwise opening throws and leaves every byte of it, and of its log, as it
+// was. Every state carries a digest and the file one over all of them, so that damage which SQLite
+// itself would not notice is an error too. While it is open, the file is locked against every other
+// process.
+class FileStateStore : public StateStore
+{
+public:
+    // The SQL steps that make the tables: step n takes a file of schema version n - 1 to n, and a
+    // new file takes them all. A released step is never changed; a new version appends one.
+    using Schema = std::vector<std::string>;
+    static const Schema& CurrentSchema();
+
+    // What marks a file as this program's own (wire value, do not change).
+    static constexpr std::uint32_t APPLICATION_ID = 0x4C437374;
+
+    // Opens the file at `path`, makes it when there is none, and takes an older one to the present
+    // version. Throws StateStoreError.
+    explicit FileStateStore(const std::string& path, const Schema& schema = CurrentSchema());
+    ~FileStateStore() override;
+    FileStateStore(const FileStateStore&) = delete;
+    FileStateStore& operator=(const FileStateStore&) = delete;
+
+    std::optional<std::string> Load(const std::string& driver) override;
+    void Save(const std::vector<DriverState>& states) override;
+    void Close() override;
+
+private:
+    class Tables;
+
+    Tables& Opened() const;
+
+    std::string m_path;
+    // Null after Close.
+    std::unique_ptr<Tables> m_tables;
+};
+} // namespace embedded_host

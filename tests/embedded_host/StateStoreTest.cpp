@@ -1,0 +1,618 @@
+#include "embedded_host/StateStore.h"
+
+#include "embedded_host/FileStateStore.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <sys/stat.h>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+using embedded_host::DriverState;
+using embedded_host::FileStateStore;
+using embedded_host::NoStateStore;
+using embedded_host::StateStore;
+using embedded_host::StateStoreError;
+using testing::HasSubstr;
+
+namespace fs = std::filesystem;
+
+namespace
+{
+// Every file of a folder and its bytes.
+using Files = std::map<std::string, std::string>;
+
+std::string BytesOf(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+void Write(const fs::path& path, const std::string& bytes)
+{
+    std::ofstream(path, std::ios::binary) << bytes;
+}
+
+Files FilesIn(const fs::path& folder)
+{
+    Files files;
+    for (const auto& entry : fs::directory_iterator(folder))
+        files[entry.path().filename()] = entry.is_directory() ? "folder" : BytesOf(entry.path());
+    return files;
+}
+
+// Runs SQL on a file as any other program would.
+void RunSql(const fs::path& path, const std::string& sql)
+{
+    sqlite3* handle = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &handle), SQLITE_OK);
+    char* error = nullptr;
+    EXPECT_EQ(sqlite3_exec(handle, sql.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
+    sqlite3_free(error);
+    sqlite3_close(handle);
+}
+
+// A folder of its own for each test, with the state file "house.db" in it.
+class StateStoreTest : public testing::Test
+{
+protected:
+    StateStoreTest()
+    {
+        std::string pattern = (fs::temp_directory_path() / "state-store-XXXXXX").string();
+        m_folder = mkdtemp(&pattern[0]);
+        m_path = m_folder / "house.db";
+    }
+    ~StateStoreTest() override { fs::remove_all(m_folder); }
+
+    std::unique_ptr<FileStateStore>
+    Open(const FileStateStore::Schema& schema = FileStateStore::CurrentSchema())
+    {
+        return std::make_unique<FileStateStore>(m_path.string(), schema);
+    }
+
+    // Makes the file with these states and closes it.
+    void Keep(const std::vector<DriverState>& states) { Open()->Save(states); }
+
+    // Why the file is refused; "taken" when it is not. A refused file must be left as it was.
+    std::string Refusal(const FileStateStore::Schema& schema = FileStateStore::CurrentSchema())
+    {
+        const Files before = FilesIn(m_folder);
+        try
+        {
+            Open(schema);
+            return "taken";
+        }
+        catch (const StateStoreError& error)
+        {
+            EXPECT_EQ(FilesIn(m_folder), before) << "was touched";
+            EXPECT_THAT(error.what(), HasSubstr(m_path.string())) << "does not name the file";
+            return error.what();
+        }
+    }
+
+    // The folder as it was at the moment of a crash, in which nothing was closed.
+    Files AtACrash() { return FilesIn(m_folder); }
+    void Restore(const Files& files)
+    {
+        for (const auto& entry : fs::directory_iterator(m_folder))
+            fs::remove_all(entry.path());
+        for (const auto& [name, bytes] : files)
+            Write(m_folder / name, bytes);
+    }
+
+    fs::path m_folder;
+    fs::path m_path;
+};
+
+const std::vector<DriverState> TWO = {{"hall", "<State><A>1</A></State>"},
+                                      {"sofa", "<State><B>2</B></State>"}};
+} // namespace
+
+// --- What every store does
+// ------------------------------------------------------------------------
+
+class AnyStateStoreTest : public StateStoreTest, public testing::WithParamInterface<bool>
+{
+protected:
+    std::unique_ptr<StateStore> Make()
+    {
+        if (GetParam())
+            return Open();
+        return std::make_unique<NoStateStore>();
+    }
+};
+INSTANTIATE_TEST_SUITE_P(Forms, AnyStateStoreTest, testing::Bool(),
+                         [](const auto& form) { return form.param ? "File" : "None"; });
+
+TEST_P(AnyStateStoreTest, FreshStore_HasNothing)
+{
+    const auto store = Make();
+    EXPECT_EQ(store->Load("hall"), std::nullopt);
+    EXPECT_EQ(store->Load(""), std::nullopt);
+}
+
+TEST_P(AnyStateStoreTest, SavesOfAnything_AreTaken)
+{
+    const auto store = Make();
+    EXPECT_NO_THROW(store->Save({}));
+    EXPECT_NO_THROW(store->Save(TWO));
+    EXPECT_NO_THROW(store->Save({{"hall", ""}, {"nobody", ""}, {"", "<x/>"}}));
+}
+
+TEST_P(AnyStateStoreTest, CloseTwice_IsTaken)
+{
+    const auto store = Make();
+    store->Close();
+    EXPECT_NO_THROW(store->Close());
+}
+
+// --- The file
+// -------------------------------------------------------------------------------------
+
+TEST_F(StateStoreTest, SavedStates_AreLoadedInTheNextLife)
+{
+    Keep(TWO);
+    const auto store = Open();
+    EXPECT_EQ(store->Load("hall"), "<State><A>1</A></State>");
+    EXPECT_EQ(store->Load("sofa"), "<State><B>2</B></State>");
+    EXPECT_EQ(store->Load("Hall"), std::nullopt);
+}
+
+TEST_F(StateStoreTest, SavedStates_AreLoadedInTheSameLife)
+{
+    const auto store = Open();
+    store->Save(TWO);
+    store->Save({{"hall", "<State/>"}});
+    EXPECT_EQ(store->Load("hall"), "<State/>");
+    EXPECT_EQ(store->Load("sofa"), "<State><B>2</B></State>");
+}
+
+TEST_F(StateStoreTest, SameDriverTwiceInOneSave_KeepsTheLast)
+{
+    Keep({{"hall", "<a/>"}, {"hall", "<b/>"}});
+    EXPECT_EQ(Open()->Load("hall"), "<b/>");
+}
+
+TEST_F(StateStoreTest, EmptyText_RemovesTheState)
+{
+    Keep(TWO);
+    Keep({{"hall", ""}});
+    const auto store = Open();
+    EXPECT_EQ(store->Load("hall"), std::nullopt);
+    EXPECT_EQ(store->Load("sofa"), "<State><B>2</B></State>");
+}
+
+TEST_F(StateStoreTest, TextsAndNamesOfAnyBytes_ComeBackAsTheyWere)
+{
+    const std::string odd("a\0b'\";--\xff\xc3\xbc\n", 13);
+    const std::string big(3000000, 'x');
+    Keep({{odd, "<" + odd + "/>"}, {"big", big}});
+    const auto store = Open();
+    EXPECT_EQ(store->Load(odd), "<" + odd + "/>");
+    EXPECT_EQ(store->Load("big"), big);
+}
+
+TEST_F(StateStoreTest, ThousandDrivers_AreSavedTogether)
+{
+    std::vector<DriverState> states;
+    for (int i = 0; i < 1000; ++i)
+        states.push_back({"driver " + std::to_string(i), "<n>" + std::to_string(i) + "</n>"});
+    Keep(states);
+    const auto store = Open();
+    for (const DriverState& state : states)
+        ASSERT_EQ(store->Load(state.driver), state.xml);
+}
+
+TEST_F(StateStoreTest, ClosedStore_RefusesToWork)
+{
+    const auto store = Open();
+    store->Close();
+    EXPECT_THROW(store->Load("hall"), StateStoreError);
+    EXPECT_THROW(store->Save(TWO), StateStoreError);
+}
+
+TEST_F(StateStoreTest, Closing_LeavesOneFile)
+{
+    Keep(TWO);
+    EXPECT_EQ(FilesIn(m_folder).size(), 1U);
+}
+
+TEST_F(StateStoreTest, FileInUse_IsRefusedToTheSecond)
+{
+    const auto store = Open();
+    store->Save(TWO);
+    EXPECT_THAT(Refusal(), HasSubstr("is in use by another program"));
+    store->Save({{"hall", "<after/>"}});
+    EXPECT_EQ(store->Load("hall"), "<after/>");
+}
+
+TEST_F(StateStoreTest, PathThatSqliteTreatsSpecially_IsAFileName)
+{
+    const fs::path before = fs::current_path();
+    fs::current_path(m_folder);
+    FileStateStore(":memory:").Save(TWO);
+    fs::current_path(before);
+    EXPECT_EQ(FilesIn(m_folder).count(":memory:"), 1U);
+}
+
+TEST_F(StateStoreTest, FileIsASqliteFileWithWal_ThatSaysWhatItIs)
+{
+    Keep(TWO);
+    const std::string bytes = BytesOf(m_path);
+    EXPECT_EQ(bytes.substr(0, 15), "SQLite format 3");
+    EXPECT_EQ(bytes.substr(18, 2), "\x02\x02");
+    EXPECT_EQ(bytes.substr(60, 4), std::string("\0\0\0\x01", 4));
+    EXPECT_EQ(bytes.substr(68, 4), "LCst");
+}
+
+TEST_F(StateStoreTest, CrashWhileTheFileWasMade_IsMadeAnew)
+{
+    Write(m_folder / "house.db.new", "half a file");
+    Write(m_folder / "house.db.new-journal", "its journal");
+    Keep(TWO);
+    EXPECT_EQ(FilesIn(m_folder).size(), 1U);
+    EXPECT_EQ(Open()->Load("sofa"), "<State><B>2</B></State>");
+}
+
+TEST_F(StateStoreTest, CrashAfterASave_KeepsIt)
+{
+    const auto store = Open();
+    store->Save(TWO);
+    store->Save({{"hall", "<last/>"}});
+    const Files crash = AtACrash();
+    EXPECT_EQ(crash.count("house.db-wal"), 1U);
+    store->Close();
+    Restore(crash);
+    EXPECT_EQ(Open()->Load("hall"), "<last/>");
+}
+
+// --- What is refused, and left as it was
+// ----------------------------------------------------------
+
+TEST_F(StateStoreTest, TextFile_IsRefused)
+{
+    Write(m_path, std::string(5000, 'x'));
+    EXPECT_THAT(Refusal(), HasSubstr("is no state file: it does not begin as one"));
+}
+
+TEST_F(StateStoreTest, EmptyFile_IsRefused)
+{
+    Write(m_path, "");
+    EXPECT_THAT(Refusal(), HasSubstr("is damaged: it has only 0 bytes"));
+}
+
+TEST_F(StateStoreTest, OtherProgramsFile_IsRefused)
+{
+    RunSql(m_path, "CREATE TABLE t (a); PRAGMA application_id = 17; PRAGMA user_version = 1;"
+                   "PRAGMA journal_mode = WAL");
+    EXPECT_THAT(Refusal(), HasSubstr("is no state file: its application id is 0x00000011"));
+}
+
+TEST_F(StateStoreTest, NewerFile_IsRefused)
+{
+    Keep(TWO);
+    RunSql(m_path, "PRAGMA user_version = 2");
+    EXPECT_THAT(Refusal(), HasSubstr("was written by a newer version of this program: its schema "
+                                     "version is 2, the newest known is 1"));
+}
+
+TEST_F(StateStoreTest, FileWithoutVersion_IsRefused)
+{
+    Keep(TWO);
+    RunSql(m_path, "PRAGMA user_version = 0");
+    EXPECT_THAT(Refusal(), HasSubstr("is damaged: it has no schema version"));
+}
+
+TEST_F(StateStoreTest, ReadOnlyFile_IsRefused)
+{
+    Keep(TWO);
+    chmod(m_path.c_str(), 0444);
+    EXPECT_THAT(Refusal(), HasSubstr("is read-only"));
+}
+
+TEST_F(StateStoreTest, Folder_IsRefused)
+{
+    fs::create_directory(m_path);
+    EXPECT_THAT(Refusal(), HasSubstr("is no file"));
+}
+
+TEST_F(StateStoreTest, MissingFolder_IsAnError)
+{
+    m_path = m_folder / "nowhere" / "house.db";
+    EXPECT_THAT(Refusal(), HasSubstr("unable to open"));
+}
+
+TEST_F(StateStoreTest, LostFileWithItsLogLeft_IsRefused)
+{
+    const auto store = Open();
+    store->Save(TWO);
+    Files crash = AtACrash();
+    store->Close();
+    crash.erase("house.db");
+    Restore(crash);
+    EXPECT_THAT(Refusal(), HasSubstr("is missing, but its write-ahead log is there"));
+}
+
+TEST_F(StateStoreTest, ForeignJournalBeside_IsRefused)
+{
+    Keep(TWO);
+    Write(m_folder / "house.db-journal", "x");
+    EXPECT_THAT(Refusal(), HasSubstr("has a rollback journal beside it"));
+}
+
+TEST_F(StateStoreTest, ChangedTables_AreRefused)
+{
+    Keep(TWO);
+    RunSql(m_path, "CREATE TABLE more (a)");
+    EXPECT_THAT(Refusal(), HasSubstr("its tables are not those of a state file"));
+}
+
+TEST_F(StateStoreTest, ChangedText_IsRefused)
+{
+    Keep(TWO);
+    RunSql(m_path, "UPDATE driver_state SET xml = '<State><A>2</A></State>' WHERE driver = 'hall'");
+    EXPECT_THAT(
+        Refusal(),
+        HasSubstr("is damaged: the state of driver \"hall\" is not the one that was saved"));
+}
+
+TEST_F(StateStoreTest, RemovedState_IsRefused)
+{
+    Keep(TWO);
+    RunSql(m_path, "DELETE FROM driver_state WHERE driver = 'hall'");
+    EXPECT_THAT(Refusal(), HasSubstr("is damaged: it has lost states"));
+}
+
+TEST_F(StateStoreTest, MissingSummary_IsRefused)
+{
+    Keep(TWO);
+    RunSql(m_path, "DELETE FROM summary");
+    EXPECT_THAT(Refusal(), HasSubstr("is damaged: it has lost states"));
+}
+
+// --- Versions
+// -------------------------------------------------------------------------------------
+
+namespace
+{
+// A schema as a later version of the program may have it.
+FileStateStore::Schema NextSchema()
+{
+    FileStateStore::Schema schema = FileStateStore::CurrentSchema();
+    schema.push_back("ALTER TABLE driver_state ADD COLUMN saved_at INTEGER;"
+                     "CREATE TABLE notes (text TEXT)");
+    schema.push_back("DROP TABLE notes");
+    return schema;
+}
+} // namespace
+
+TEST_F(StateStoreTest, OlderFile_IsTakenToThePresentVersionWithItsStates)
+{
+    Keep(TWO);
+    const auto store = Open(NextSchema());
+    EXPECT_EQ(store->Load("hall"), "<State><A>1</A></State>");
+    store->Save({{"hall", "<new/>"}});
+    store->Close();
+    EXPECT_EQ(Open(NextSchema())->Load("hall"), "<new/>");
+    EXPECT_THAT(Refusal(), HasSubstr("its schema version is 3, the newest known is 1"));
+}
+
+TEST_F(StateStoreTest, CrashAfterTheStepUp_IsStillRefusedByTheOlderProgram)
+{
+    Keep(TWO);
+    const auto store = Open(NextSchema());
+    const Files crash = AtACrash();
+    store->Close();
+    Restore(crash);
+    EXPECT_THAT(Refusal(), HasSubstr("its schema version is 3, the newest known is 1"));
+    EXPECT_EQ(Open(NextSchema())->Load("sofa"), "<State><B>2</B></State>");
+}
+
+TEST_F(StateStoreTest, StepUpThatFails_LeavesTheOlderFileUsable)
+{
+    Keep(TWO);
+    FileStateStore::Schema broken = NextSchema();
+    broken.push_back("DROP TABLE no_such_table");
+    EXPECT_THROW(Open(broken), StateStoreError);
+    EXPECT_EQ(Open()->Load("hall"), "<State><A>1</A></State>");
+}
+
+// --- Tearing
+// --------------------------------------------------------------------------------------
+
+namespace
+{
+using States = std::map<std::string, std::string>;
+
+// A house's life: the folder as a crash leaves it, and every whole state that was on the disk since
+// the file was last put in order, the last one last.
+struct Life
+{
+    Files crash;
+    std::vector<States> states;
+};
+} // namespace
+
+class TornStateStoreTest : public StateStoreTest
+{
+protected:
+    TornStateStoreTest()
+    {
+        Keep({{"driver 0", Xml(0, 0)}, {"driver 1", Xml(1, 0)}, {"driver 2", Xml(2, 0)}});
+        m_life.states.push_back(ReadAll());
+        const auto store = Open();
+        for (int round = 1; round <= 4; ++round)
+        {
+            States next = m_life.states.back();
+            std::vector<DriverState> saved;
+            for (int driver = 0; driver < 3; ++driver)
+            {
+                saved.push_back({"driver " + std::to_string(driver), Xml(driver, round)});
+                next[saved.back().driver] = saved.back().xml;
+            }
+            store->Save(saved);
+            m_life.states.push_back(next);
+        }
+        m_life.crash = AtACrash();
+    }
+
+    static std::string Xml(int driver, int round)
+    {
+        return "<State><N>" + std::to_string(driver * 1000 + round) + "</N><T>" +
+               std::string(static_cast<std::size_t>(700 * driver), 'a') + "</T></State>";
+    }
+
+    States ReadAll()
+    {
+        const auto store = Open();
+        States states;
+        for (int driver = 0; driver < 3; ++driver)
+        {
+            const std::string name = "driver " + std::to_string(driver);
+            if (const auto xml = store->Load(name))
+                states[name] = *xml;
+        }
+        return states;
+    }
+
+    // Whether damaged files are refused, or read as one of the whole states that they held; the
+    // number of that state, -1 for refused.
+    int Verdict(const Files& files)
+    {
+        Restore(files);
+        try
+        {
+            const States states = ReadAll();
+            for (std::size_t i = m_life.states.size(); i-- > 0;)
+                if (states == m_life.states[i])
+                    return static_cast<int>(i);
+            ADD_FAILURE() << "read as a state that never was";
+            return -2;
+        }
+        catch (const StateStoreError&)
+        {
+            EXPECT_EQ(FilesIn(m_folder), files) << "a refused file was touched";
+            return -1;
+        }
+    }
+
+    // The same as after a proper end: one file, no log.
+    Files Closed()
+    {
+        Restore(m_life.crash);
+        EXPECT_EQ(ReadAll(), m_life.states.back());
+        return FilesIn(m_folder);
+    }
+
+    int Last() const { return static_cast<int>(m_life.states.size()) - 1; }
+
+    Life m_life;
+};
+
+TEST_F(TornStateStoreTest, UndamagedCopies_ReadAsTheLastState)
+{
+    EXPECT_EQ(Verdict(m_life.crash), Last());
+    EXPECT_EQ(Verdict(Closed()), Last());
+}
+
+TEST_F(TornStateStoreTest, ClosedFileCutAnywhere_IsRefusedUnlessNothingIsLost)
+{
+    const Files closed = Closed();
+    const std::size_t size = closed.at("house.db").size();
+    for (std::size_t length = 0; length < size; length += length < 110 ? 1 : 997)
+    {
+        Files cut = closed;
+        cut["house.db"].resize(length);
+        // The end of the last page may be empty.
+        const int verdict = Verdict(cut);
+        EXPECT_TRUE(verdict == -1 || (verdict == Last() && length + 4096 > size))
+            << "cut to " << length << " of " << size << ": " << verdict;
+    }
+}
+
+TEST_F(TornStateStoreTest, LogCutAnywhere_ReadsAsAWholeStateThatGrowsWithTheLog)
+{
+    const std::size_t size = m_life.crash.at("house.db-wal").size();
+    int verdict = 0;
+    for (std::size_t length = 0; length <= size; length += 103)
+    {
+        Files cut = m_life.crash;
+        cut["house.db-wal"].resize(length);
+        const int next = Verdict(cut);
+        EXPECT_GE(next, verdict) << "cut to " << length << " of " << size;
+        verdict = next;
+    }
+    EXPECT_EQ(Verdict(m_life.crash), Last());
+}
+
+TEST_F(TornStateStoreTest, AnyBitOfTheHeaderFlipped_IsRefusedOrHarmless)
+{
+    const Files closed = Closed();
+    for (std::size_t bit = 0; bit < 100 * 8; ++bit)
+    {
+        Files flipped = closed;
+        flipped["house.db"][bit / 8] ^= static_cast<char>(1 << bit % 8);
+        const int verdict = Verdict(flipped);
+        EXPECT_TRUE(verdict == -1 || verdict == Last()) << "bit " << bit << ": " << verdict;
+    }
+}
+
+TEST_F(TornStateStoreTest, RandomBitsOfTheFileFlipped_AreRefusedOrHarmless)
+{
+    const Files closed = Closed();
+    std::mt19937 random(1);
+    int refused = 0;
+    for (int round = 0; round < 600; ++round)
+    {
+        Files flipped = closed;
+        std::string& bytes = flipped["house.db"];
+        bytes[random() % bytes.size()] ^= static_cast<char>(1 << random() % 8);
+        const int verdict = Verdict(flipped);
+        EXPECT_TRUE(verdict == -1 || verdict == Last()) << "round " << round << ": " << verdict;
+        refused += verdict == -1 ? 1 : 0;
+    }
+    EXPECT_GT(refused, 50) << "the flips did not reach what matters";
+}
+
+TEST_F(TornStateStoreTest, RandomBitsOfTheLogFlipped_ReadAsAWholeStateOrAreRefused)
+{
+    std::mt19937 random(2);
+    int older = 0;
+    for (int round = 0; round < 300; ++round)
+    {
+        Files flipped = m_life.crash;
+        std::string& bytes = flipped["house.db-wal"];
+        bytes[random() % bytes.size()] ^= static_cast<char>(1 << random() % 8);
+        const int verdict = Verdict(flipped);
+        EXPECT_GE(verdict, -1);
+        older += verdict >= 0 && verdict < Last() ? 1 : 0;
+    }
+    EXPECT_GT(older, 50) << "the flips did not reach what matters";
+}
+
+TEST_F(TornStateStoreTest, ZeroedOrMixedUpPages_AreRefusedOrHarmless)
+{
+    const Files closed = Closed();
+    const std::size_t pages = closed.at("house.db").size() / 4096;
+    ASSERT_GE(pages, 3U);
+    for (std::size_t page = 0; page < pages; ++page)
+    {
+        Files damaged = closed;
+        damaged["house.db"].replace(page * 4096, 4096, std::string(4096, '\0'));
+        EXPECT_EQ(Verdict(damaged), -1) << "page " << page << " zeroed";
+        damaged["house.db"].replace(page * 4096, 4096, closed.at("house.db"),
+                                    (page + 1) % pages * 4096, 4096);
+        EXPECT_EQ(Verdict(damaged), -1) << "page " << page << " is another";
+    }
+}
