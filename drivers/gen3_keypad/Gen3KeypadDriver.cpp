@@ -230,23 +230,42 @@ void Gen3KeypadDriver::OnAnswer(unsigned number)
     if (number == 0 || number != m_numberInTransit || m_bus.getQueuedCount() == 0)
         return;
     m_numberInTransit = 0;
-    const bool wasGivenUp = !m_bus.isDeviceOnline();
-    m_bus.setDeviceOnline(true);
+    for (const int opcode : STATES)
+    {
+        const auto owed = m_owed.find(opcode);
+        if (owed != m_owed.end() && owed->second == number)
+            m_owed.erase(owed);
+    }
     m_bus.resetRetryCounter();
     m_bus.sendNext();
-    if (wasGivenUp)
-        SendAllStates();
+    if (!m_bus.isDeviceOnline())
+        StartAgain();
 }
 
 void Gen3KeypadDriver::OnKeypadAnnounced(bool restarted)
 {
     if (m_bus.isDeviceOnline() && !restarted)
         return;
+    if (restarted)
+    {
+        for (const int opcode : STATES)
+            m_owed[opcode] = 0;
+    }
+    StartAgain();
+}
+
+// The keypad is there (again). What waited belongs to the past: a use of a button that comes late
+// is worse than none, and states are sent whole. Those that the keypad has confirmed are not
+// repeated, so that one which answers seldom gets on with the others.
+void Gen3KeypadDriver::StartAgain()
+{
     m_bus.setDeviceOnline(true);
-    // What waited belongs to the past: states are sent whole, and an action that comes late is
-    // worse than none.
     m_bus.resetQueue();
-    SendAllStates();
+    for (const int opcode : STATES)
+    {
+        if (m_owed.count(opcode) != 0)
+            SendState(opcode);
+    }
 }
 
 void Gen3KeypadDriver::OnButtonUsed(int id, int use)
@@ -282,15 +301,12 @@ std::uint16_t Gen3KeypadDriver::NextNumber()
 
 void Gen3KeypadDriver::SendState(int opcode)
 {
-    const KeypadState::Payload payload = m_state.Write(opcode, NextNumber());
-    if (!payload.empty())
-        m_bus.queueMessage(opcode, payload.data(), static_cast<int>(payload.size()));
-}
-
-void Gen3KeypadDriver::SendAllStates()
-{
-    for (int opcode : STATES)
-        SendState(opcode);
+    const std::uint16_t number = NextNumber();
+    const KeypadState::Payload payload = m_state.Write(opcode, number);
+    if (payload.empty())
+        return;
+    m_owed[opcode] = number;
+    m_bus.queueMessage(opcode, payload.data(), static_cast<int>(payload.size()));
 }
 
 boost::shared_ptr<ICmdMessage> Gen3KeypadDriver::CreateMessage()

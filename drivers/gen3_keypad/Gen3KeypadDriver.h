@@ -70,7 +70,8 @@ public:
 
     // A message arrived from the bus: an answer, an announce, a used button, the gateway's status.
     // Anything else, and what is too short, is ignored. A keypad that announces itself after it was
-    // offline or restarted is online, what waited for it is given up, and it gets its whole state.
+    // offline or restarted, or that answers after it was given up, is online; what waited for it is
+    // given up, and it gets the states that it has not confirmed (after a restart: all of them).
     void OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length);
 
     // Whether buttons watch for a missing release (default: yes), and whether the keypad's LEDs can
@@ -108,9 +109,9 @@ private:
     Gen3Button* RequireButton(const ICmdMessage& message, ICmdReturn* ret);
     void StopHold(const Gen3Button& button);
     void SendState(int opcode);
-    void SendAllStates();
     void OnAnswer(unsigned number);
     void OnKeypadAnnounced(bool restarted);
+    void StartAgain();
     void OnButtonUsed(int id, int use);
     void OnGatewayStatus(bool online);
     std::uint16_t NextNumber();
@@ -121,6 +122,9 @@ private:
     std::map<int, std::unique_ptr<Gen3Button>> m_buttons;
     BusParsers::FirmwareVersion m_firmware;
     std::uint16_t m_lastNumber = 0;
+    // The kinds of state whose newest form the keypad has not confirmed, and the number under which
+    // it was handed over last; 0 for not since the keypad restarted.
+    std::map<int, unsigned> m_owed;
     // The number of the front as it was sent last, and its retry timer; 0 for none.
     unsigned m_numberInTransit = 0;
     ID::Timer m_timerInTransit = 0;
