@@ -1,5 +1,7 @@
 #include "simulated_devices/BusFraming.h"
 
+#include <array>
+
 namespace simulated
 {
 namespace
@@ -10,15 +12,27 @@ constexpr std::uint8_t ESCAPED_BIT = 0x20;
 constexpr std::size_t HEADER = 7;
 constexpr std::size_t CHECKSUM = 2;
 
+// What each octet does to the checksum: every station on a line reckons for every frame.
+constexpr std::array<std::uint16_t, 256> MakeTable()
+{
+    std::array<std::uint16_t, 256> table{};
+    for (unsigned octet = 0; octet < table.size(); ++octet)
+    {
+        unsigned crc = octet;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1) != 0 ? crc >> 1 ^ 0x8408 : crc >> 1;
+        table[octet] = static_cast<std::uint16_t>(crc);
+    }
+    return table;
+}
+
+constexpr std::array<std::uint16_t, 256> TABLE = MakeTable();
+
 std::uint16_t Checksum(const std::uint8_t* octets, std::size_t length)
 {
-    std::uint16_t crc = 0xFFFF;
-    for (std::size_t i = 0; i < length; ++i)
-    {
-        crc ^= octets[i];
-        for (int bit = 0; bit < 8; ++bit)
-            crc = static_cast<std::uint16_t>((crc & 1) != 0 ? crc >> 1 ^ 0x8408 : crc >> 1);
-    }
+    unsigned crc = 0xFFFF;
+    for (const std::uint8_t* octet = octets; octet != octets + length; ++octet)
+        crc = crc >> 8 ^ TABLE.data()[(crc ^ *octet) & 0xFF];
     return static_cast<std::uint16_t>(~crc);
 }
 
@@ -34,6 +48,13 @@ std::uint32_t NumberAt(const Octets& octets, std::size_t at, std::size_t count)
     for (std::size_t i = 0; i < count; ++i)
         value = value << 8 | octets[at + i];
     return value;
+}
+// Whether octets that are long enough have a direction and the right checksum.
+bool IsFrame(const Octets& content)
+{
+    const std::size_t checked = content.size() - CHECKSUM;
+    return content[0] <= static_cast<std::uint8_t>(BusDirection::FromDevice) &&
+           Checksum(content.data(), checked) == NumberAt(content, checked, CHECKSUM);
 }
 } // namespace
 
@@ -82,23 +103,18 @@ void BusFrameReader::Read(const std::uint8_t* octets, std::size_t length)
 
 void BusFrameReader::EndOfFrame()
 {
-    Octets content;
-    content.swap(m_content);
-    const bool whole = !m_escaped && !m_overlong && content.size() >= HEADER + CHECKSUM;
+    const bool whole = !m_escaped && !m_overlong && m_content.size() >= HEADER + CHECKSUM;
+    if (whole && IsFrame(m_content))
+    {
+        const auto end = m_content.end() - CHECKSUM;
+        m_handler(static_cast<BusDirection>(m_content[0]),
+                  {NumberAt(m_content, 1, 4), static_cast<std::uint16_t>(NumberAt(m_content, 5, 2)),
+                   Octets(m_content.begin() + HEADER, end)});
+    }
+    else
+        m_noise += m_content.size();
+    m_content.clear();
     m_escaped = false;
     m_overlong = false;
-    const std::size_t checked = content.size() - CHECKSUM;
-    if (!whole || content[0] > 1 ||
-        Checksum(content.data(), checked) != NumberAt(content, checked, CHECKSUM))
-    {
-        m_noise += content.size();
-        return;
-    }
-    wire::BusFrame frame;
-    frame.device = NumberAt(content, 1, 4);
-    frame.opcode = static_cast<std::uint16_t>(NumberAt(content, 5, 2));
-    frame.payload.assign(content.begin() + HEADER,
-                         content.begin() + static_cast<std::ptrdiff_t>(checked));
-    m_handler(static_cast<BusDirection>(content[0]), frame);
 }
 } // namespace simulated
