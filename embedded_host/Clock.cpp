@@ -3,11 +3,21 @@
 #include "embedded_host/LocalTime.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 #include <utility>
 
 namespace embedded_host
 {
+namespace
+{
+std::int64_t MonotonicNs()
+{
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+}
+} // namespace
+
 VirtualClock::VirtualClock(std::int64_t startLocalSeconds, std::shared_ptr<const TimeZone> zone)
     : m_zone(std::move(zone)),
       m_startSeconds(m_zone ? m_zone->ToUtc(startLocalSeconds) : startLocalSeconds)
@@ -22,19 +32,12 @@ std::int64_t VirtualClock::LocalSeconds() const
 
 void VirtualClock::MoveTo(std::int64_t ms)
 {
-    m_nowMs = std::max(m_nowMs, ms);
+    m_nowMs = std::max(m_nowMs, std::min(ms, LATEST_MS));
 }
 
-RealClock::RealClock(std::shared_ptr<const TimeZone> zone)
-    : m_zone(std::move(zone)), m_start(std::chrono::steady_clock::now())
+RealClock::RealClock(std::shared_ptr<const TimeZone> zone, Source source)
+    : m_zone(std::move(zone)), m_source(source ? source : &MonotonicNs), m_startNs(m_source())
 {
-}
-
-std::int64_t RealClock::NowNs() const
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() -
-                                                                m_start)
-        .count();
 }
 
 std::int64_t RealClock::LocalSeconds() const

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -15,6 +14,9 @@ class TimeZone;
 class Clock
 {
 public:
+    // Where time ends, so that it can be counted in nanoseconds: 285 years after the start.
+    static constexpr std::int64_t LATEST_MS = 9000000000000;
+
     virtual ~Clock() = default;
 
     // Milliseconds since the start.
@@ -26,7 +28,8 @@ public:
     // The local time, in seconds since 1970-01-01T00:00:00 local time.
     virtual std::int64_t LocalSeconds() const = 0;
 
-    // Called by the house before it works off what is due at `ms`. A real clock ignores it.
+    // Called by the house before it works off what is due at `ms`, at most LATEST_MS; a time that
+    // has passed is ignored. A real clock ignores it altogether.
     virtual void MoveTo(std::int64_t ms) = 0;
 
     // Moves the wall, and only the wall, by so many seconds: somebody set the controller's clock.
@@ -59,18 +62,23 @@ private:
 class RealClock : public Clock
 {
 public:
-    // Without a zone, the wall is in the machine's own.
-    explicit RealClock(std::shared_ptr<const TimeZone> zone = nullptr);
+    // Where the time comes from: nanoseconds since some moment, never going back.
+    using Source = std::int64_t (*)();
+
+    // Starts now. Without a zone, the wall is in the machine's own. `source` is the machine's
+    // monotonic clock unless somebody knows better.
+    explicit RealClock(std::shared_ptr<const TimeZone> zone = nullptr, Source source = nullptr);
 
     std::int64_t NowMs() const override { return NowNs() / 1000000; }
-    std::int64_t NowNs() const override;
+    std::int64_t NowNs() const override { return m_source() - m_startNs; }
     std::int64_t LocalSeconds() const override;
     void MoveTo(std::int64_t) override {}
     void StepWall(std::int64_t seconds) override { m_step += seconds; }
 
 private:
     std::shared_ptr<const TimeZone> m_zone;
-    std::chrono::steady_clock::time_point m_start;
+    Source m_source;
+    std::int64_t m_startNs;
     std::int64_t m_step = 0;
 };
 } // namespace embedded_host

@@ -17,6 +17,7 @@ struct Type
 };
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
+    {"zigbee_light", &MakeZigbeeLightDevice},
     {"wired_dimmer", &MakeWiredDimmerDevice},
     {"energy_switch", &MakeMeteringPlug},
 };

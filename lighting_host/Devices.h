@@ -22,6 +22,8 @@ std::string CheckDevice(const HouseFileDriver& driver);
 std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver& driver,
                                                            simulated::DeviceEnvironment& world);
 std::unique_ptr<simulated::SimulatedDevice>
+MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice>
 MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
 std::unique_ptr<simulated::SimulatedDevice> MakeMeteringPlug(const HouseFileDriver& driver,
                                                              simulated::DeviceEnvironment& world);
