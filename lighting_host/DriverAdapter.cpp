@@ -17,6 +17,8 @@ bool DriverAdapter::Query(const std::string&, Fields&, Json&)
     return false;
 }
 
+void DriverAdapter::OnBusFrame(const wire::BusFrame&) {}
+
 std::string DriverAdapter::DescribeEvent(unsigned) const
 {
     return std::string();
@@ -25,5 +27,10 @@ std::string DriverAdapter::DescribeEvent(unsigned) const
 std::vector<std::pair<std::string, std::string>> DriverAdapter::Summary() const
 {
     return {};
+}
+
+std::optional<EnergyFigures> DriverAdapter::EnergyOfLoad() const
+{
+    return std::nullopt;
 }
 } // namespace lighting_host

@@ -5,11 +5,17 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 class NxBaseDriver;
+
+namespace wire
+{
+struct BusFrame;
+}
 
 namespace lighting_host
 {
@@ -18,6 +24,18 @@ struct LoadFacts
 {
     bool loadOn = false;
     bool energyReady = true;
+};
+
+// What a load has used, for the table at the end of a run.
+struct EnergyFigures
+{
+    int minutesOn = 0;
+    int minutesOff = 0;
+    int powerWatts = 0;
+    int wattHours = 0;
+    // Of a watt-hour, beside those in `wattHours`.
+    int hundredths = 0;
+    int wattHoursToday = 0;
 };
 
 // What the program can do with a driver beyond what holds for every driver: the inputs, facts and
@@ -44,11 +62,17 @@ public:
     // The answer to a query. False when the type has no such query.
     virtual bool Query(const std::string& word, Fields& fields, Json& value);
 
+    // A message from the bus on which the driver's device sits. This base does nothing.
+    virtual void OnBusFrame(const wire::BusFrame& frame);
+
     // An event of this driver in a few words ("Aux 1 pressed"), empty when it has none.
     virtual std::string DescribeEvent(unsigned event) const;
 
     // What the table at the end of a run says of this driver: a few words each, label first.
     virtual std::vector<std::pair<std::string, std::string>> Summary() const;
+
+    // What the driver's load has used; nothing for a driver that does not count it.
+    virtual std::optional<EnergyFigures> EnergyOfLoad() const;
 };
 
 // Makes the driver of a type, with its adapter; null for a type that is not known. `facts` outlives

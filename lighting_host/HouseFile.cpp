@@ -227,7 +227,11 @@ void Reader::ReadType(const pugi::xml_node& node, HouseFileDriver& driver)
     driver.type = node.attribute("type").value();
     const std::string library = node.attribute("library").value();
     if (!library.empty())
-        driver.library = (std::filesystem::path(m_folder) / library).string();
+    {
+        // Absolute: the loader looks for a bare name in the system's folders instead.
+        driver.library =
+            std::filesystem::absolute(std::filesystem::path(m_folder) / library).string();
+    }
     if (driver.type.empty())
         Error(node, "a <driver> needs a type");
     else if (node.attribute("library"))
