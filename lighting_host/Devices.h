@@ -22,5 +22,9 @@ std::string CheckDevice(const HouseFileDriver& driver);
 std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver& driver,
                                                            simulated::DeviceEnvironment& world);
 std::unique_ptr<simulated::SimulatedDevice>
+MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice>
 MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice> MakeMeteringPlug(const HouseFileDriver& driver,
+                                                             simulated::DeviceEnvironment& world);
 } // namespace lighting_host
