@@ -21,12 +21,12 @@ void CmdTable::RegisterCmd(const std::string& name, const Handler& handler)
 
 void CmdTable::RegisterCmd1(const std::string& name, const Handler1& handler)
 {
-    m_table.Add(name, handler);
+    m_table.Add(name, [handler](const ICmdMessage& message, ICmdReturn*) { handler(message); });
 }
 
 void CmdTable::RegisterCmd0(const std::string& name, const Handler0& handler)
 {
-    m_table.Add(name, handler);
+    m_table.Add(name, [handler](const ICmdMessage&, ICmdReturn*) { handler(); });
 }
 
 void CmdTable::RemoveCmd(const std::string& name)
@@ -36,16 +36,8 @@ void CmdTable::RemoveCmd(const std::string& name)
 
 bool CmdTable::Dispatch(const ICmdMessage& message, ICmdReturn* ret, unsigned)
 {
-    const bool handled = m_table.Run(message.GetName(),
-                                     [&](const auto& entry)
-                                     {
-                                         if (const auto* full = std::get_if<Handler>(&entry))
-                                             (*full)(message, ret);
-                                         else if (const auto* one = std::get_if<Handler1>(&entry))
-                                             (*one)(message);
-                                         else
-                                             std::get<Handler0>(entry)();
-                                     });
+    const bool handled =
+        m_table.Run(message.GetName(), [&](const Handler& handler) { handler(message, ret); });
     if (!handled)
         m_unhandled.OnUnhandled(message.GetName());
     return handled;

@@ -5,8 +5,6 @@
 #include "nxshared/CondDispatcher.h"
 #include "nxshared/MibDispatcher.h"
 
-#include <variant>
-
 namespace embedded_host
 {
 // Told of commands that nobody handles.
@@ -35,7 +33,7 @@ public:
 
 private:
     UnhandledSink& m_unhandled;
-    HandlerTable<std::variant<Handler, Handler1, Handler0>> m_table;
+    HandlerTable<Handler> m_table;
 };
 
 // The host's tables of response and trap handlers.

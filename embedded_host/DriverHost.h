@@ -143,8 +143,8 @@ public:
     void BindingMade(unsigned binding, const std::string& cls, bool bound);
     void BoundCall(unsigned binding, const IBindMessage& message);
 
-    // A ZCL frame from the light, for the driver's IZclListener. Null when it was taken; else what is
-    // wrong with it, in words, and nothing happened.
+    // A ZCL frame from the light, for the driver's IZclListener. Null when it was taken; else what
+    // is wrong with it, in words, and nothing happened.
     const char* ZclFrame(std::uint16_t cluster, const std::uint8_t* frame, std::size_t length);
 
     // The same, already decoded.

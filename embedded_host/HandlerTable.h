@@ -1,8 +1,9 @@
 #pragma once
 
+#include "embedded_host/NameShape.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -10,38 +11,43 @@
 
 namespace embedded_host
 {
-// One copy of every name that a handler was registered under, for the life of the process. Single
-// thread. Returns the copy that equals `name`.
+// One copy of every name that was handed in, for the life of the process. Single thread. Returns
+// the copy that equals `name`.
 const std::string* InternName(const std::string& name);
 
-// Handlers by name: what all dispatchers are made of. Open addressing over a flat list of entries.
+// Handlers by name: what all dispatchers are made of. The names and their look-up are a shared
+// NameShape; the table's own are the handlers alone.
 //
 // Several handlers under one name run in order of registration. Handlers may add and remove
 // handlers, also of the name that is running, and may run names again. Looking up and running
-// allocate nothing.
+// allocate nothing. A table that grows while it runs copies its handlers, so they share nothing but
+// what they point to. Owns its handlers.
 template <class Handler>
 class HandlerTable
 {
 public:
-    // Adds a handler behind those of the same name.
+    // Adds a handler behind those of the same name. Throws std::length_error when the table holds
+    // its 65535 handlers.
     void Add(const std::string& name, Handler handler)
     {
-        if (m_depth > 0 && m_entries.size() == m_entries.capacity())
+        NameShape::Pointer shape = m_shape->With(name);
+        if (m_depth > 0 && m_handlers.size() == m_handlers.capacity())
             GrowWhileRunning();
-        const std::uint32_t hash = Hash(name);
-        const auto added = static_cast<std::uint16_t>(m_entries.size());
-        m_entries.push_back({std::move(handler), InternName(name), hash, NONE, false});
-        if (m_entries.size() * 2 > m_places.size())
-            Rebuild();
-        else
-            Link(added);
+        m_handlers.push_back(std::move(handler));
+        m_shape = std::move(shape);
     }
 
     // Removes every handler of that name.
     void Remove(const std::string& name)
     {
-        for (std::uint16_t at = Find(name); at != NONE; at = m_entries[at].next)
-            m_entries[at].removed = m_removed = true;
+        std::uint16_t place = m_shape->First(name);
+        if (place == NONE)
+            return;
+        if (!m_changes)
+            m_changes = std::make_unique<Changes>();
+        m_changes->removed.resize(m_handlers.size());
+        for (; place != NONE; place = m_shape->Next(place))
+            m_changes->removed[place] = true;
         if (m_depth == 0)
             Tidy();
     }
@@ -49,9 +55,10 @@ public:
     // Whether there is a handler of that name.
     bool Has(const std::string& name) const
     {
-        for (std::uint16_t at = Find(name); at != NONE; at = m_entries[at].next)
+        for (std::uint16_t place = m_shape->First(name); place != NONE;
+             place = m_shape->Next(place))
         {
-            if (!m_entries[at].removed)
+            if (!IsRemoved(place))
                 return true;
         }
         return false;
@@ -60,140 +67,98 @@ public:
     // Removes every handler. Not inside a handler.
     void Clear()
     {
-        m_entries.clear();
-        m_places.clear();
+        // What a handler holds may come back here when it goes: by then the table is empty.
+        std::vector<Handler> dropped;
+        dropped.swap(m_handlers);
+        m_shape = NameShape::Empty();
     }
+
+    // Gives back memory that further handlers would need. Not inside a handler.
+    void Fit() { m_handlers.shrink_to_fit(); }
 
     // Calls call(handler) for every handler of that name that was there before; false when there is
     // none.
     template <class Call>
     bool Run(const std::string& name, const Call& call)
     {
-        std::uint16_t at = Find(name);
-        if (at == NONE)
+        std::uint16_t place = m_shape->First(name);
+        if (place == NONE)
             return false;
-        const std::size_t before = m_entries.size();
+        const std::size_t before = m_handlers.size();
         const Running running(*this);
         bool any = false;
-        while (at != NONE && at < before)
+        while (place < before)
         {
-            if (!m_entries[at].removed)
+            if (!IsRemoved(place))
             {
                 any = true;
-                call(static_cast<const Handler&>(m_entries[at].handler));
+                call(static_cast<const Handler&>(m_handlers[place]));
             }
-            at = m_entries[at].next;
+            // The shape may have grown meanwhile; what is new has higher places.
+            place = m_shape->Next(place);
         }
         return any;
     }
 
 private:
-    static constexpr std::uint16_t NONE = 0xFFFF;
+    static constexpr std::uint16_t NONE = NameShape::NONE;
 
-    struct Entry
+    // What handlers did to their own table while it ran.
+    struct Changes
     {
-        Handler handler;
-        const std::string* name;
-        std::uint32_t hash;
-        std::uint16_t next;
-        bool removed;
+        std::vector<bool> removed;
+        std::vector<std::vector<Handler>> retired;
     };
 
-    // Entries must not move or go away under a handler that runs.
+    // Handlers must not move or go away under one that runs.
     struct Running
     {
         explicit Running(HandlerTable& ran) : table(ran) { ++table.m_depth; }
         ~Running()
         {
-            if (--table.m_depth == 0)
+            if (--table.m_depth == 0 && table.m_changes)
                 table.Tidy();
         }
         HandlerTable& table;
     };
 
-    static std::uint32_t Hash(const std::string& name)
+    bool IsRemoved(std::size_t place) const
     {
-        return static_cast<std::uint32_t>(std::hash<std::string>{}(name));
-    }
-
-    std::uint16_t Find(const std::string& name) const
-    {
-        if (m_places.empty())
-            return NONE;
-        const std::uint32_t hash = Hash(name);
-        const std::size_t mask = m_places.size() - 1;
-        for (std::size_t place = hash & mask; m_places[place] != NONE; place = (place + 1) & mask)
-        {
-            const Entry& entry = m_entries[m_places[place]];
-            if (entry.hash == hash && *entry.name == name)
-                return m_places[place];
-        }
-        return NONE;
-    }
-
-    // Enters an entry: at a free place, or at the end of the chain of its name.
-    void Link(std::uint16_t index)
-    {
-        Entry& entry = m_entries[index];
-        std::uint16_t head = Find(*entry.name);
-        if (head != NONE)
-        {
-            while (m_entries[head].next != NONE)
-                head = m_entries[head].next;
-            m_entries[head].next = index;
-            return;
-        }
-        const std::size_t mask = m_places.size() - 1;
-        std::size_t place = entry.hash & mask;
-        while (m_places[place] != NONE)
-            place = (place + 1) & mask;
-        m_places[place] = index;
-    }
-
-    void Rebuild()
-    {
-        std::size_t places = 4;
-        while (places < m_entries.size() * 2)
-            places *= 2;
-        m_places.assign(places, NONE);
-        for (std::uint16_t index = 0; index < m_entries.size(); ++index)
-        {
-            m_entries[index].next = NONE;
-            Link(index);
-        }
+        return m_changes && place < m_changes->removed.size() && m_changes->removed[place];
     }
 
     void GrowWhileRunning()
     {
-        std::vector<Entry> grown;
-        grown.reserve(m_entries.size() * 2 + 4);
-        grown.assign(m_entries.begin(), m_entries.end());
-        if (!m_retired)
-            m_retired = std::make_unique<std::vector<std::vector<Entry>>>();
-        m_retired->push_back(std::move(m_entries));
-        m_entries = std::move(grown);
+        std::vector<Handler> grown;
+        grown.reserve(m_handlers.size() * 2 + 4);
+        grown.assign(m_handlers.begin(), m_handlers.end());
+        if (!m_changes)
+            m_changes = std::make_unique<Changes>();
+        m_changes->retired.push_back(std::move(m_handlers));
+        m_handlers = std::move(grown);
     }
 
+    // What goes with removed handlers may come back here: the table is in order by then.
     void Tidy()
     {
-        m_retired.reset();
-        if (!m_removed)
-            return;
-        m_removed = false;
-        std::vector<Entry> kept;
-        for (Entry& entry : m_entries)
+        const std::unique_ptr<Changes> changes = std::move(m_changes);
+        const std::vector<const std::string*> names = m_shape->Names();
+        std::vector<Handler> kept;
+        NameShape::Pointer shape = NameShape::Empty();
+        for (std::size_t place = 0; place < m_handlers.size(); ++place)
         {
-            if (!entry.removed)
-                kept.push_back(std::move(entry));
+            if (place < changes->removed.size() && changes->removed[place])
+                continue;
+            kept.push_back(std::move(m_handlers[place]));
+            shape = shape->With(*names[place]);
         }
-        m_entries = std::move(kept);
-        Rebuild();
+        m_shape = std::move(shape);
+        m_handlers.swap(kept);
     }
 
-    std::vector<Entry> m_entries;
-    std::vector<std::uint16_t> m_places;
-    std::unique_ptr<std::vector<std::vector<Entry>>> m_retired;
+    NameShape::Pointer m_shape = NameShape::Empty();
+    std::vector<Handler> m_handlers;
+    std::unique_ptr<Changes> m_changes;
     std::uint32_t m_depth = 0;
-    bool m_removed = false;
 };
 } // namespace embedded_host

@@ -401,7 +401,8 @@ bool SkipValue(Reader& in, std::uint8_t type)
     {
         if (type < range.first || type > range.last)
             continue;
-        in.Skip(static_cast<std::size_t>(range.size + range.step * (type - range.first)));
+        const unsigned steps = type - range.first;
+        in.Skip(range.size + range.step * steps);
         return true;
     }
     if (type != OCTET_STRING && type != CHARACTER_STRING)

@@ -39,8 +39,8 @@ public:
     void RemotePush() override;
     void RemoteRelease() override;
 
-    // As for PuckButton. In behaviours 4 and 5 the device will report this click too; its report
-    // then does not turn the button over a second time.
+    // As for PuckButton. In behaviours 4 and 5 the next click that the device reports then leaves
+    // the pressed flag as it is, unless the controller clicks once more before.
     void RemoteClick() override;
 
     // Sends both settings, and in LED behaviour 4 the state.
@@ -65,7 +65,7 @@ protected:
     puck::MIBS::LEDBehavior ledBehavior;
     // The load's last reported level.
     int loadLevel;
-    // Whether the device still has to report a click that the controller made.
+    // Whether the next click that the device reports leaves the pressed flag as it is.
     bool togglePending;
 
 private:

@@ -13,4 +13,5 @@ NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeGen3Keypad(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts);
 NxBaseDriver* MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts);
+NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
 } // namespace lighting_host

@@ -16,8 +16,7 @@ class House;
 namespace nx
 {
 class DriverHost;
-class XmlNode;
-} // namespace nx
+}
 
 namespace lighting_host
 {
@@ -65,10 +64,4 @@ private:
     std::unordered_map<unsigned, std::function<void()>> m_scheduled;
     std::unique_ptr<simulated::SimulatedDevice> m_device;
 };
-
-// Makes the simulated device for a driver of that type in that world; null when there is none for
-// the type. `settings` is the <device> element of the house file.
-std::unique_ptr<simulated::SimulatedDevice> MakeDevice(const std::string& type,
-                                                       simulated::DeviceEnvironment& world,
-                                                       const nx::XmlNode& settings);
 } // namespace lighting_host

@@ -1,10 +1,62 @@
-#include "lighting_host/AttachedDevice.h"
+#include "lighting_host/DeviceElement.h"
+#include "lighting_host/Devices.h"
+#include "lighting_host/HouseFile.h"
 
 namespace lighting_host
 {
-std::unique_ptr<simulated::SimulatedDevice>
-MakeDevice(const std::string&, simulated::DeviceEnvironment&, const nx::XmlNode&)
+namespace
 {
+using Maker = std::unique_ptr<simulated::SimulatedDevice> (*)(const HouseFileDriver&,
+                                                              simulated::DeviceEnvironment&);
+
+// Which device belongs to which type of driver.
+struct Type
+{
+    const char* name;
+    Maker make;
+};
+constexpr Type TYPES[] = {
+    {"puck", &MakePuckModule},
+    {"gen3_keypad", &MakeKeypadDevice},
+    {"wired_dimmer", &MakeWiredDimmerDevice},
+};
+
+// A world in which nothing ever happens: a device made in it is only looked at.
+class StillWorld : public simulated::DeviceEnvironment
+{
+public:
+    void Send(const wire::MibMessage&) override {}
+    void Send(const wire::ZclFrame&) override {}
+    void Send(const wire::BusFrame&) override {}
+    void Schedule(std::uint64_t, std::function<void()>) override {}
+    std::uint64_t NowMs() const override { return 0; }
+    int Random(int min, int) override { return min; }
+    void ReportPerson(const std::string&) override {}
+};
+} // namespace
+
+std::unique_ptr<simulated::SimulatedDevice> MakeDevice(const HouseFileDriver& driver,
+                                                       simulated::DeviceEnvironment& world)
+{
+    for (const Type& type : TYPES)
+    {
+        if (driver.type == type.name)
+            return type.make(driver, world);
+    }
     return nullptr;
+}
+
+std::string CheckDevice(const HouseFileDriver& driver)
+{
+    StillWorld world;
+    try
+    {
+        MakeDevice(driver, world);
+    }
+    catch (const DeviceError& error)
+    {
+        return error.what();
+    }
+    return std::string();
 }
 } // namespace lighting_host

@@ -28,4 +28,9 @@ std::vector<std::pair<std::string, std::string>> DriverAdapter::Summary() const
 {
     return {};
 }
+
+std::optional<EnergyFigures> DriverAdapter::EnergyOfLoad() const
+{
+    return std::nullopt;
+}
 } // namespace lighting_host

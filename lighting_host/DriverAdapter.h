@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +24,18 @@ struct LoadFacts
 {
     bool loadOn = false;
     bool energyReady = true;
+};
+
+// What a load has used, for the table at the end of a run.
+struct EnergyFigures
+{
+    int minutesOn = 0;
+    int minutesOff = 0;
+    int powerWatts = 0;
+    int wattHours = 0;
+    // Of a watt-hour, beside those in `wattHours`.
+    int hundredths = 0;
+    int wattHoursToday = 0;
 };
 
 // What the program can do with a driver beyond what holds for every driver: the inputs, facts and
@@ -57,6 +70,9 @@ public:
 
     // What the table at the end of a run says of this driver: a few words each, label first.
     virtual std::vector<std::pair<std::string, std::string>> Summary() const;
+
+    // What the driver's load has used; nothing for a driver that does not count it.
+    virtual std::optional<EnergyFigures> EnergyOfLoad() const;
 };
 
 // Makes the driver of a type, with its adapter; null for a type that is not known. `facts` outlives

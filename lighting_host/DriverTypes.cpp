@@ -21,6 +21,7 @@ const std::vector<Type>& Types()
         {"gen3_keypad", &MakeGen3Keypad},
         {"zigbee_light", &MakeZigbeeLight},
         {"wired_dimmer", &MakeWiredDimmer},
+        {"energy_switch", &MakeEnergySwitch},
     };
     return types;
 }

@@ -1,9 +1,11 @@
 #include "lighting_host/HouseFile.h"
 
+#include "lighting_host/Devices.h"
 #include "lighting_host/DriverAdapter.h"
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -20,7 +22,17 @@ namespace lighting_host
 {
 namespace
 {
+constexpr const char* BLANKS = " \t\r\n";
+
 constexpr unsigned PARSE = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single;
+
+pugi::xml_node NextElement(pugi::xml_node node)
+{
+    do
+        node = node.next_sibling();
+    while (node && node.type() != pugi::node_element);
+    return node;
+}
 
 // Reads one house; collects what is wrong instead of stopping at the first mistake.
 class Reader
@@ -36,6 +48,8 @@ private:
     int LineOf(std::ptrdiff_t offset) const;
     void Error(const pugi::xml_node& node, std::string what);
     void OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known);
+    void OnlyElements(const pugi::xml_node& node);
+    void OnlyText(const pugi::xml_node& node);
     bool ReadId(const pugi::xml_node& node, unsigned& id);
     bool ReadTruth(const pugi::xml_node& node, const char* attribute, bool& value);
     boost::shared_ptr<nx::XmlNode> Copy(const pugi::xml_node& node);
@@ -81,12 +95,15 @@ HouseFile Reader::Read()
         return std::move(m_house);
     }
     const pugi::xml_node root = document.document_element();
+    if (const pugi::xml_node second = NextElement(root))
+        Error(second, fmt::format("this is no XML: <{}> is a second root", second.name()));
     if (std::strcmp(root.name(), "house") != 0)
     {
         Error(root, fmt::format("the root element is <{}>, not <house>", root.name()));
         return std::move(m_house);
     }
     OnlyAttributes(root, {});
+    OnlyElements(root);
     for (const pugi::xml_node& child : root.children())
     {
         if (child.type() != pugi::node_element)
@@ -106,11 +123,35 @@ HouseFile Reader::Read()
 
 void Reader::OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known)
 {
+    std::set<std::string> given;
     for (const pugi::xml_attribute& attribute : node.attributes())
     {
+        if (!given.insert(attribute.name()).second)
+            Error(node, fmt::format("attribute \"{}\" of <{}> is given twice", attribute.name(),
+                                    node.name()));
         if (std::find(known.begin(), known.end(), attribute.name()) == known.end())
             Error(node,
                   fmt::format("unknown attribute \"{}\" of <{}>", attribute.name(), node.name()));
+    }
+}
+
+// Text that means nothing is a mistake, such as a tag that was misspelt.
+void Reader::OnlyElements(const pugi::xml_node& node)
+{
+    for (const pugi::xml_node& child : node.children())
+    {
+        const bool text = child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata;
+        if (text && std::string(child.value()).find_first_not_of(BLANKS) != std::string::npos)
+            Error(child, fmt::format("there is text in <{}>", node.name()));
+    }
+}
+
+void Reader::OnlyText(const pugi::xml_node& node)
+{
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() == pugi::node_element)
+            Error(child, fmt::format("unknown element <{}> in <{}>", child.name(), node.name()));
     }
 }
 
@@ -156,6 +197,7 @@ boost::shared_ptr<nx::XmlNode> Reader::Copy(const pugi::xml_node& node)
 void Reader::ReadDriver(const pugi::xml_node& node)
 {
     OnlyAttributes(node, {"name", "type", "id", "library"});
+    OnlyElements(node);
     HouseFileDriver driver;
     driver.name = node.attribute("name").value();
     if (driver.name.empty())
@@ -170,6 +212,12 @@ void Reader::ReadDriver(const pugi::xml_node& node)
         if (child.type() == pugi::node_element)
             ReadDriverChild(child, driver);
     }
+    if (driver.device)
+    {
+        const std::string wrong = CheckDevice(driver);
+        if (!wrong.empty())
+            Error(node.child("device"), wrong);
+    }
     m_house.drivers.push_back(std::move(driver));
 }
 
@@ -178,7 +226,11 @@ void Reader::ReadType(const pugi::xml_node& node, HouseFileDriver& driver)
     driver.type = node.attribute("type").value();
     const std::string library = node.attribute("library").value();
     if (!library.empty())
-        driver.library = (std::filesystem::path(m_folder) / library).string();
+    {
+        // Absolute: the loader looks for a bare name in the system's folders instead.
+        driver.library =
+            std::filesystem::absolute(std::filesystem::path(m_folder) / library).string();
+    }
     if (driver.type.empty())
         Error(node, "a <driver> needs a type");
     else if (node.attribute("library"))
@@ -199,6 +251,7 @@ void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& drive
     if (name == "capability")
     {
         OnlyAttributes(child, {"name"});
+        OnlyText(child);
         if (!child.attribute("name"))
             Error(child, "a <capability> needs a name");
         driver.capabilities.emplace_back(child.attribute("name").value(), child.child_value());
@@ -206,6 +259,8 @@ void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& drive
     }
     if (name == "device")
     {
+        if (driver.device)
+            Error(child, "a second <device> in <driver>");
         bool simulated = false;
         if (ReadTruth(child, "simulated", simulated) && simulated)
             driver.device = Copy(child);
@@ -226,6 +281,7 @@ void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& drive
 void Reader::ReadGroup(const pugi::xml_node& node)
 {
     OnlyAttributes(node, {"id"});
+    OnlyElements(node);
     HouseFileGroup group;
     if (ReadId(node, group.id) && !m_groups.insert(group.id).second)
         Error(node, fmt::format("there is another load group with the id {}", group.id));
@@ -238,6 +294,8 @@ void Reader::ReadGroup(const pugi::xml_node& node)
             Error(child, fmt::format("unknown element <{}> in <load_group>", child.name()));
             continue;
         }
+        OnlyAttributes(child, {});
+        OnlyText(child);
         group.members.emplace_back(child.child_value());
         m_members.emplace_back(LineOf(child.offset_debug()), child.child_value());
     }
@@ -264,13 +322,17 @@ HouseFile ParseHouseFile(const std::string& text, const std::string& folder)
 HouseFile ReadHouseFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    if (!file || !(text << file.rdbuf()) || std::filesystem::is_directory(path))
+    std::string text;
+    std::array<char, 65536> block;
+    while (file.read(block.data(), block.size()) || file.gcount() > 0)
+        text.append(block.data(), static_cast<std::size_t>(file.gcount()));
+    // A folder can be opened but not read, which sets the bad bit.
+    if (!file.is_open() || file.bad())
     {
         HouseFile unread;
         unread.errors.push_back({0, fmt::format("cannot be read: {}", std::strerror(errno))});
         return unread;
     }
-    return ParseHouseFile(text.str(), std::filesystem::path(path).parent_path().string());
+    return ParseHouseFile(text, std::filesystem::path(path).parent_path().string());
 }
 } // namespace lighting_host

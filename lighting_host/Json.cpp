@@ -20,7 +20,46 @@ int HexDigit(char c)
         return c - 'A' + 10;
     return -1;
 }
+
+// Looks at punctuation only, so that a text that goes beyond the limits is never turned into a
+// tree: trees are copied, compared and written by calls as deep as they are, and their fields are
+// looked up one after the other.
+void CheckLimits(const std::string& text)
+{
+    int depth = 0;
+    int fields = 0;
+    bool quoted = false;
+    for (std::size_t at = 0; at < text.size(); ++at)
+    {
+        const char c = text[at];
+        if (quoted && c == '\\')
+            ++at;
+        else if (c == '"')
+            quoted = !quoted;
+        else if (quoted)
+            continue;
+        else if ((c == '[' || c == '{') && ++depth > MAX_JSON_DEPTH)
+            throw InputError("the JSON nests too deep");
+        else if (c == ']' || c == '}')
+            --depth;
+        else if (c == ':' && ++fields > MAX_JSON_FIELDS)
+            throw InputError("the JSON has too many fields");
+    }
+}
 } // namespace
+
+Json ParseJson(const std::string& text)
+{
+    CheckLimits(text);
+    // The parser would take a NUL for the end of the text.
+    if (text.find('\0') == std::string::npos)
+    {
+        Json value = Json::parse(text, nullptr, false);
+        if (!value.is_discarded())
+            return value;
+    }
+    throw InputError("this is no JSON");
+}
 
 Fields::Fields(const Json& object, std::string where) : m_object(object), m_where(std::move(where))
 {

@@ -11,6 +11,11 @@ namespace lighting_host
 // Keeps the order in which an object was written.
 using Json = nlohmann::ordered_json;
 
+// How deep the arrays and objects of a text may nest, and how many fields its objects may have in
+// all; no input needs a tenth of it.
+constexpr int MAX_JSON_DEPTH = 64;
+constexpr int MAX_JSON_FIELDS = 10000;
+
 // What is wrong with an input, in words. Thrown before anything has been changed.
 struct InputError : std::runtime_error
 {
@@ -49,6 +54,10 @@ private:
     // Whether field i was asked for; inputs have few fields.
     std::uint64_t m_seen = 0;
 };
+
+// Reads one JSON value, which must be all of the text; an InputError when it is none, is not UTF-8
+// or goes beyond the limits above. Of a name given twice in an object the last value counts.
+Json ParseJson(const std::string& text);
 
 // The value as the integer, boolean or text of that name; an InputError when it is something else.
 long long ToInteger(const Json& value, const std::string& name, long long min, long long max);

@@ -1,103 +1,95 @@
 #pragma once
 
 #include "lighting_common/EnergyInfoCollector.h"
+#include "lighting_common/NxBaseEnergyDevice.h"
 #include "lighting_common/SceneManager.h"
 #include "lighting_host/DriverAdapter.h"
 #include "lighting_host/Json.h"
 
-#include <cmath>
-#include <cstdint>
-#include <limits>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
-// What adapters of drivers with a load share: its facts and the answers about its energy and its
-// scenes.
+// What adapters of drivers with a load share: its facts, and the answers about its energy and its
+// scenes. Both forms of the energy statistics fit: a driver that owns an EnergyInfoCollector, and
+// one that derives from NxBaseEnergyDevice.
+//
+// An adapter of such a driver, which has Energy(), SetLoadOn and SetEnergyReady, calls
+// PrepareLoadFact from its PrepareFact and EnergyAnswer from its Query, and hands LoadFacts to the
+// driver in its constructor.
 namespace lighting_host
 {
-// A watt-hour fact: an integer adds whole watt-hours, any other number goes to `addFraction`.
-template <class AddWhole, class AddFraction>
-DriverAdapter::Action PrepareEnergy(const Json& value, AddWhole addWhole, AddFraction addFraction)
+// One fact of a load, as "set" gives it.
+struct LoadFact
 {
-    if (!value.is_number_float())
+    enum Kind
     {
-        const auto whole = static_cast<int>(ToInteger(value, "energy_wh", INT32_MIN, INT32_MAX));
-        return [addWhole, whole]
-        {
-            addWhole(whole);
-        };
-    }
-    const double number = value.get<double>();
-    if (!(std::fabs(number) <= std::numeric_limits<float>::max()))
-        throw InputError("\"energy_wh\" is too large");
-    const auto fraction = static_cast<float>(number);
-    return [addFraction, fraction]
-    {
-        addFraction(fraction);
+        LoadOn,
+        EnergyReady,
+        AutoUpdateEnergy,
+        PowerWatts,
+        Fault,
+        // Watt-hours as a whole number, and as any other number.
+        EnergyWhole,
+        EnergyFraction,
     };
+    Kind kind;
+    bool flag = false;
+    int number = 0;
+    float fraction = 0;
+};
+
+// The fact of that name; nothing when a load has no such fact. Throws InputError for a value of
+// another kind.
+std::optional<LoadFact> ReadLoadFact(const std::string& name, const Json& value);
+
+// Hands a fact other than LoadOn and EnergyReady to the energy statistics.
+void TakeEnergyFact(EnergyInfoCollector& energy, const LoadFact& fact);
+
+// The same for the older form, which makes no energy from power: it is told and does nothing. It
+// counts whole watt-hours only: EnergyFraction must not be given.
+void TakeEnergyFact(NxBaseEnergyDevice& energy, const LoadFact& fact);
+
+// Whether the statistics know parts of a watt-hour.
+constexpr bool KnowsFractions(const EnergyInfoCollector&)
+{
+    return true;
+}
+constexpr bool KnowsFractions(const NxBaseEnergyDevice&)
+{
+    return false;
 }
 
-// A fact of a driver with an EnergyInfoCollector (Energy), SetLoadOn and SetEnergyReady. An empty
-// action for any other name.
+// What is to be done for a fact of a load. An empty action for any other name.
 template <class Driver>
 DriverAdapter::Action PrepareLoadFact(Driver& driver, LoadFacts& facts, const std::string& name,
                                       const Json& value)
 {
-    EnergyInfoCollector& energy = driver.Energy();
-    if (name == "energy_wh")
-        return PrepareEnergy(
-            value, [&energy](int whole) { energy.increaseEnergyUsed(whole); },
-            [&energy](float fraction) { energy.increaseEnergyUsed(fraction); });
-    if (name == "power_watts" || name == "fault")
-    {
-        const auto number = static_cast<int>(ToInteger(value, name, INT32_MIN, INT32_MAX));
-        if (name == "fault")
-            return [&energy, number]
-            {
-                energy.SetFault(number);
-            };
-        return [&energy, number]
-        {
-            energy.newCurrentPower(number);
-        };
-    }
-    if (name != "load_on" && name != "energy_ready" && name != "auto_update_energy")
+    const std::optional<LoadFact> fact = ReadLoadFact(name, value);
+    if (!fact)
         return nullptr;
-    const bool on = ToBoolean(value, name);
-    if (name == "auto_update_energy")
-        return [&energy, on]
-        {
-            energy.SetAutoUpdateEnergy(on);
-        };
-    if (name == "load_on")
-        return [&driver, &facts, on]
-        {
-            driver.SetLoadOn(facts.loadOn = on);
-        };
-    return [&driver, &facts, on]
+    if (fact->kind == LoadFact::EnergyFraction && !KnowsFractions(driver.Energy()))
+        throw InputError("\"energy_wh\" is not an integer");
+    return [&driver, &facts, fact = *fact]
     {
-        driver.SetEnergyReady(facts.energyReady = on);
+        if (fact.kind == LoadFact::LoadOn)
+            driver.SetLoadOn(facts.loadOn = fact.flag);
+        else if (fact.kind == LoadFact::EnergyReady)
+            driver.SetEnergyReady(facts.energyReady = fact.flag);
+        else
+            TakeEnergyFact(driver.Energy(), fact);
     };
 }
 
 // The answer to the query "energy".
-inline Json EnergyAnswer(const EnergyInfoCollector& energy)
-{
-    return {{"minutes_on", energy.GetMinutesOn()},
-            {"minutes_off", energy.GetMinutesOff()},
-            {"minutes_on_today", energy.GetMinutesOnToday()},
-            {"current_power", energy.GetCurrentPower()},
-            {"energy_used", energy.GetEnergyUsed()},
-            {"energy_used_today", energy.GetEnergyUsedToday()},
-            {"energy_fraction", energy.GetEnergyFraction()},
-            {"today_fraction", energy.GetTodayFraction()}};
-}
+Json EnergyAnswer(const EnergyInfoCollector& energy);
+Json EnergyAnswer(const NxBaseEnergyDevice& energy);
+
+// What the table at the end of a run says of a load's energy.
+EnergyFigures FiguresOf(const EnergyInfoCollector& energy);
+EnergyFigures FiguresOf(const NxBaseEnergyDevice& energy);
 
 // The answer to the query "scene_map".
-inline Json SceneMapAnswer(const SceneManager& scenes)
-{
-    Json list = Json::array();
-    for (const auto& [id, detail] : scenes.getAllScenes())
-        list.push_back({{"id", id}, {"level", detail.level}, {"time_ms", detail.time}});
-    return list;
-}
+Json SceneMapAnswer(const SceneManager& scenes);
 } // namespace lighting_host

@@ -5,6 +5,8 @@
 #include "lighting_host/JsonWriter.h"
 #include "nxshared/NxMIBPacket.h"
 
+#include <cmath>
+
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -16,6 +18,16 @@ namespace
 // The clock counts nanoseconds in 64 bits: it must not be moved past about 285 years.
 constexpr std::int64_t LAST_MS = 9000000000000;
 
+// A number as its shortest text. An integer beyond 64 bits keeps its digits: read as an integer it
+// must not become its first digit, as "1e+20" would.
+std::string NumberText(const Json& value)
+{
+    constexpr double BEYOND_64_BITS = 9e18;
+    if (value.is_number_float() && std::fabs(value.get<double>()) > BEYOND_64_BITS)
+        return fmt::format("{:.0f}", value.get<double>());
+    return value.dump();
+}
+
 std::string ParamText(const Json& value, const std::string& name)
 {
     if (value.is_string())
@@ -23,7 +35,7 @@ std::string ParamText(const Json& value, const std::string& name)
     if (value.is_boolean())
         return value.get<bool>() ? "true" : "false";
     if (value.is_number())
-        return value.dump();
+        return NumberText(value);
     throw InputError(
         fmt::format("the parameter \"{}\" is neither a text, a number nor a boolean", name));
 }
@@ -299,9 +311,7 @@ bool Protocol::Handle(const std::string& line, unsigned long number)
 
 void Protocol::Dispatch(const std::string& line)
 {
-    const Json input = Json::parse(line, nullptr, false);
-    if (input.is_discarded())
-        throw InputError("this is no JSON");
+    const Json input = ParseJson(line);
     Fields fields(input, "the input");
     if (fields.Has("advance_ms"))
         return Inputs::AdvanceMs(*this, fields);
@@ -328,14 +338,12 @@ void Protocol::Dispatch(const std::string& line)
 
 void Protocol::Write(const Output& output)
 {
-    AppendOutput(m_line, output);
-    const bool fault = std::holds_alternative<DriverFault>(output.effect);
-    if (fault)
+    if (const auto* fault = std::get_if<DriverFault>(&output.effect))
     {
-        m_refused = true;
-        m_line.pop_back();
-        m_line += fmt::format(",\"line\":{}}}", m_number);
+        WriteError(fmt::format("\"{}\": {}", output.driver.Config().name, fault->what));
+        return;
     }
+    AppendOutput(m_line, output);
     Flush(KindOf(output.effect));
 }
 
@@ -356,6 +364,19 @@ void Protocol::Flush(const char* kind)
 
 bool IsSkipped(const std::string& line)
 {
-    return line.find_first_not_of(" \t\r") == std::string::npos || line[0] == '#';
+    return line.empty() || line == "\r" || line[0] == '#';
+}
+
+bool IsJson(const std::string& line)
+{
+    try
+    {
+        ParseJson(line);
+        return true;
+    }
+    catch (const InputError&)
+    {
+        return false;
+    }
 }
 } // namespace lighting_host

@@ -28,8 +28,8 @@ public:
     void Stop();
 
     // Handles one input line; `number` counts lines from 1. False when the line was refused, which
-    // an output of the kind "error" has told; it then changed nothing. Blank lines and comments are
-    // the caller's business.
+    // an output of the kind "error" has told; it then changed nothing. Lines to be skipped are the
+    // caller's business.
     bool Handle(const std::string& line, unsigned long number);
 
 private:
@@ -48,6 +48,9 @@ private:
     Session m_session;
 };
 
-// Whether an input line is to be skipped: it is blank or begins with "#".
+// Whether an input line, without its line end, is to be skipped: it is empty or begins with "#".
 bool IsSkipped(const std::string& line);
+
+// Whether a line is JSON that the protocol looks at; what is not, is refused whatever it says.
+bool IsJson(const std::string& line);
 } // namespace lighting_host

@@ -172,12 +172,15 @@ private:
                 button.SetLocalLEDManaged(value, send);
             };
         }
-        return PrepareColor(button, action, fields.Text("color"), send);
+        return PrepareColor(button, action, fields, send);
     }
 
-    static Action PrepareColor(SnapOnButton& button, const std::string& action,
-                               const std::string& color, bool send)
+    static Action PrepareColor(SnapOnButton& button, const std::string& action, Fields& fields,
+                               bool send)
     {
+        if (action != "on_color" && action != "off_color" && action != "cur_color")
+            throw InputError(fmt::format("a snap-on button has no action \"{}\"", action));
+        const std::string color = fields.Text("color");
         if (action == "on_color")
             return [&button, color, send]
             {
@@ -188,12 +191,10 @@ private:
             {
                 button.SetOffColor(color, send);
             };
-        if (action == "cur_color")
-            return [&button, color, send]
-            {
-                button.SetCurColor(color, send);
-            };
-        throw InputError(fmt::format("a snap-on button has no action \"{}\"", action));
+        return [&button, color, send]
+        {
+            button.SetCurColor(color, send);
+        };
     }
 };
 } // namespace

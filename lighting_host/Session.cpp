@@ -2,6 +2,7 @@
 
 #include "embedded_host/LibraryLog.h"
 #include "lighting_host/AttachedDevice.h"
+#include "lighting_host/Devices.h"
 #include "lighting_host/DriverLibrary.h"
 
 namespace lighting_host
@@ -56,7 +57,7 @@ void Session::AddDriver(const HouseFileDriver& driver)
     if (!driver.device)
         return;
     auto attached = std::make_unique<AttachedDevice>(*added);
-    attached->SetDevice(MakeDevice(driver.type, *attached, *driver.device));
+    attached->SetDevice(MakeDevice(driver, *attached));
     if (!attached->Device())
         return;
     added->Attach(attached.get());
@@ -67,7 +68,12 @@ void Session::Start()
 {
     m_house->StartAll();
     for (const auto& device : m_devices)
-        device->Schedule(0, [&device] { device->Device()->OnPowerOn(); });
+        device->Schedule(0,
+                         [&device]
+                         {
+                             device->Device()->OnPowerOn();
+                             device->Driver().Online(true);
+                         });
 }
 
 void Session::Stop()

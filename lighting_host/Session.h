@@ -39,7 +39,8 @@ public:
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
-    // Makes every driver and gives its device power.
+    // Makes every driver; then each device gets power and is reported online, in a device timer of
+    // 0 ms.
     void Start();
 
     // Destroys the drivers, in the order of the file; their effects still reach the sink.

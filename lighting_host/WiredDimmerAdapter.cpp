@@ -128,6 +128,8 @@ public:
                 {"energy", fmt::format("{} Wh", Energy().GetEnergyUsed())}};
     }
 
+    std::optional<EnergyFigures> EnergyOfLoad() const override { return FiguresOf(Energy()); }
+
     // --- ILoadGroupOwner: told, then done -------------------------------------------------------
 
     void GroupSyncStarted() override

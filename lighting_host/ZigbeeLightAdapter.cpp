@@ -196,6 +196,8 @@ public:
                 {"energy", fmt::format("{} Wh", Energy().GetEnergyUsed())}};
     }
 
+    std::optional<EnergyFigures> EnergyOfLoad() const override { return FiguresOf(Energy()); }
+
 private:
     Action PrepareSynchronize(Fields& fields)
     {

@@ -52,6 +52,8 @@ void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& 
 int main(int argc, char** argv)
 {
     std::ios::sync_with_stdio(false);
+    // Whoever reads decides when what was written is to be seen.
+    std::cin.tie(nullptr);
     CLI::App app("Runs drivers of lighting products in an embedded controller host.",
                  "lighting-host");
     app.require_subcommand(1);

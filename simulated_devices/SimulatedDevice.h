@@ -16,8 +16,7 @@ namespace simulated
 // terminal on which a person's actions are told.
 //
 // Not the host: a device knows nothing else of what is at the other end. Everything happens on one
-// thread. Must outlive the device. Faults of the link are environments that wrap another one
-// (see LinkFaults.h), so every device can be put behind every fault.
+// thread. Must outlive the device.
 class DeviceEnvironment
 {
 public:

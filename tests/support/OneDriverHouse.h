@@ -124,6 +124,7 @@ public:
     }
 
     nx::DriverHost& Host() { return *m_host; }
+    embedded_host::House& House() { return *m_house; }
 
 private:
     static boost::shared_ptr<nx::XmlNode> Parse(const std::string& xml)

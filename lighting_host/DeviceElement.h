@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+namespace nx
+{
+class XmlNode;
+}
+
+namespace lighting_host
+{
+// What is wrong with a <device> element, in words.
+struct DeviceError : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+// An element of a house file that describes a simulated device, or what happens to it: its
+// attributes, read by name. Anything that cannot be understood is a DeviceError.
+class DeviceElement
+{
+public:
+    // `node` must outlive this.
+    explicit DeviceElement(const nx::XmlNode& node) : m_node(node) {}
+
+    bool Has(const char* name) const;
+
+    // A whole number from `min` to `max`, a time as on the command line ("500ms", "2s") in
+    // milliseconds, a word. An absent one is what is given last.
+    unsigned Number(const char* name, unsigned min, unsigned max, unsigned absent);
+    std::uint64_t Time(const char* name, std::uint64_t absent);
+    std::string Word(const char* name, const std::string& absent);
+
+    // The same for what must be there.
+    unsigned RequireNumber(const char* name, unsigned min, unsigned max);
+    std::uint64_t RequireTime(const char* name);
+
+    // Refuses attributes that nobody asked for.
+    void Finish() const;
+
+    [[noreturn]] void Fail(const std::string& what) const;
+
+private:
+    void Require(const char* name) const;
+
+    const nx::XmlNode& m_node;
+    std::set<std::string> m_seen;
+};
+} // namespace lighting_host

@@ -1,0 +1,81 @@
+# shellcheck shell=bash
+# What the scripts share; sourced, not run. Everything is said on standard error, so that a command
+# which ends in a program of its own leaves that program's standard output alone.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck disable=SC2034
+jobs=$(nproc)
+
+say()
+{
+    printf '%s\n' "$*" >&2
+}
+
+die()
+{
+    say "$*"
+    exit 1
+}
+
+# build_folder PRESET: where a preset builds.
+build_folder()
+{
+    case $1 in
+        release) echo "$root/build" ;;
+        *) echo "$root/build-$1" ;;
+    esac
+}
+
+# quietly TITLE LOG COMMAND...: runs a command with its output in LOG. Says TITLE only when the
+# command takes longer than three seconds, then where it stands once in a while, and shows the end
+# of the log only when it fails. Returns the command's result.
+quietly()
+{
+    local title=$1 log=$2
+    shift 2
+    "$@" >"$log" 2>&1 </dev/null &
+    local pid=$! seconds=0 pause=1 result=0
+    # A job in the background does not hear Ctrl-C.
+    trap 'kill "$pid" 2>/dev/null; exit 130' INT TERM
+    [ -t 2 ] || pause=20
+    while kill -0 "$pid" 2>/dev/null; do
+        if [ "$seconds" -lt 30 ]; then
+            sleep 0.1
+        else
+            [ "$seconds" -gt 30 ] || say "$title (output in ${log#"$root"/})"
+            wait_for "$pid" "$pause"
+            show_progress "$log"
+        fi
+        seconds=$((seconds + 1))
+    done
+    [ ! -t 2 ] || [ "$seconds" -le 30 ] || printf '\r\033[K' >&2
+    wait "$pid" || result=$?
+    trap - INT TERM
+    if [ "$result" -ne 0 ]; then
+        say "$title: failed. The end of ${log#"$root"/}:"
+        tail -n 60 "$log" >&2
+    fi
+    return "$result"
+}
+
+# wait_for PID SECONDS: until the process has ended, that long at most.
+wait_for()
+{
+    timeout "$2" tail --pid="$1" -f /dev/null || true
+}
+
+# The last line of a log, as one line that is written over on a terminal.
+show_progress()
+{
+    local line
+    line=$(tail -n 1 "$1" | tr -d '\r' | cut -c 1-100)
+    case $line in
+        "["*) ;;
+        *) return 0 ;;
+    esac
+    if [ -t 2 ]; then
+        printf '\r\033[K%s' "$line" >&2
+    else
+        say "  $line"
+    fi
+}

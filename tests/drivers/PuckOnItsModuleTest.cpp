@@ -1,0 +1,363 @@
+// The puck driver and a simulated module at the two ends of one wire. Neither knows the other's
+// code, so what they agree on is what crossed the wire.
+
+#include "drivers/puck/PuckDriver.h"
+#include "embedded_host/DeviceLink.h"
+#include "lighting_common/ContactButton.h"
+#include "lighting_common/SnapOnButton.h"
+#include "simulated_devices/PuckModule.h"
+#include "simulated_devices/PuckModuleFaults.h"
+#include "tests/support/OneDriverHouse.h"
+
+#include <map>
+
+#include <rapidcheck.h>
+#include <rapidcheck/gtest.h>
+
+using simulated::PuckModule;
+using test_support::Lines;
+using test_support::OneDriverHouse;
+
+namespace
+{
+const Lines NOTHING;
+constexpr int CONTACT_0 = 7;
+constexpr int CONTACT_1 = 8;
+constexpr int BUTTON_0 = 1;
+
+// The wire between the two, on the house's clock.
+class Wire : public simulated::DeviceEnvironment,
+             public embedded_host::DeviceLink,
+             private ITimerManagerCallback
+{
+public:
+    explicit Wire(OneDriverHouse& house) : m_house(house) {}
+
+    void Connect(PuckModule& module) { m_module = &module; }
+
+    void Send(const wire::MibMessage& message) override
+    {
+        if (message.type == wire::MibMessage::Trap)
+            m_house.Trap(message.mib, message.params);
+        else
+            m_house.Reply(message.mib, message.params);
+    }
+    void Send(const wire::ZclFrame&) override { ADD_FAILURE() << "a puck speaks no ZCL"; }
+    void Send(const wire::BusFrame&) override { ADD_FAILURE() << "a puck is on no bus"; }
+    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
+    {
+        m_due.emplace(m_house.House().AddDeviceTimer(delayMs, this), std::move(callback));
+    }
+    std::uint64_t NowMs() const override
+    {
+        return static_cast<std::uint64_t>(m_house.House().GetClock().NowMs());
+    }
+    int Random(int min, int max) override { return m_house.House().GetRandom().Between(min, max); }
+    void ReportPerson(const std::string&) override {}
+
+    void OnMibSent(const NxMIBPacket& packet) override
+    {
+        wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};
+        Schedule(0, [this, message] { m_module->OnMib(message); });
+    }
+    void OnZclSent(std::uint16_t, std::uint8_t, const std::uint8_t*, std::size_t) override
+    {
+        ADD_FAILURE() << "a puck speaks no ZCL";
+    }
+    void OnGatewaySent(const ICmdMessage&) override { ADD_FAILURE() << "a puck is on no bus"; }
+
+private:
+    void OnTimerExpired(ID::Timer timer, time_t) override
+    {
+        auto due = m_due.extract(timer);
+        ASSERT_FALSE(due.empty());
+        due.mapped()();
+    }
+
+    OneDriverHouse& m_house;
+    PuckModule* m_module = nullptr;
+    std::map<unsigned, std::function<void()>> m_due;
+};
+
+// A module with a load and two snap-on buttons, and its driver, both on.
+struct Pair
+{
+    OneDriverHouse house;
+    Wire wire{house};
+    PuckModule module{wire, 2};
+    PuckDriver* driver = nullptr;
+
+    explicit Pair(bool online = true)
+    {
+        house.Capability("load_present", "true");
+        house.Config("<config><NUM_BUTTONS>2</NUM_BUTTONS></config>");
+        driver = &house.Start<PuckDriver>();
+        wire.Connect(module);
+        house.Host().Attach(&wire);
+        module.OnPowerOn();
+        if (online)
+            house.Online(true);
+        Pass(100);
+        house.Take();
+    }
+    ~Pair()
+    {
+        house.Host().Attach(nullptr);
+        house.Stop();
+        house.Take();
+    }
+
+    void Pass(std::int64_t ms) { house.Advance(ms); }
+    Lines EventsWithin(std::int64_t ms)
+    {
+        Pass(ms);
+        return house.TakeOnly("event");
+    }
+    void SetContact(int contact, int behavior, int leds)
+    {
+        house.Command("CONTACT_STATUS", {{"CONTACT_NUMBER", std::to_string(contact)},
+                                         {"AUX_BEHAVIOR", std::to_string(behavior)},
+                                         {"AUX_LEDS", std::to_string(leds)}});
+        Pass(1);
+        house.Take();
+    }
+    template <class Fault, class... Arguments>
+    void Misbehave(Arguments... arguments)
+    {
+        module.Misbehave(std::make_unique<Fault>(arguments...));
+    }
+};
+
+class PuckOnItsModule : public testing::Test
+{
+protected:
+    Pair pair;
+    void TearDown() override { EXPECT_EQ(pair.module.NotUnderstood(), 0u); }
+};
+} // namespace
+
+TEST_F(PuckOnItsModule, GoingOnline_BringsHoldTimeAndSettings)
+{
+    EXPECT_TRUE(pair.driver->HasHoldFeedback());
+    EXPECT_EQ(pair.driver->HoldTimeMs(), 800u);
+    for (const unsigned index : {0u, 1u})
+        EXPECT_EQ(pair.module.Settings().contacts[index].behavior,
+                  pair.driver->Contact(index)->GetBehavior());
+}
+
+TEST_F(PuckOnItsModule, Click_FiresPressReleaseAndOneClick)
+{
+    pair.module.Click(CONTACT_0);
+    EXPECT_EQ(pair.EventsWithin(1000), Lines({"event 6001", "event 6000", "event 6002"}));
+}
+
+TEST_F(PuckOnItsModule, DoubleClickOfASnapOnButton_FiresItsTwoClickEvent)
+{
+    pair.module.Click(BUTTON_0, 2);
+    EXPECT_EQ(pair.EventsWithin(1000),
+              Lines({"event 5001", "event 5000", "event 5001", "event 5000", "event 5003"}));
+}
+
+TEST_F(PuckOnItsModule, LongHold_StaysPressedUntilItEnds)
+{
+    pair.module.Hold(CONTACT_1, 60000);
+    EXPECT_EQ(pair.EventsWithin(59999), Lines({"event 6011"}));
+    EXPECT_EQ(pair.EventsWithin(1), Lines({"event 6010"}));
+    EXPECT_EQ(pair.EventsWithin(60000), NOTHING);
+}
+
+TEST_F(PuckOnItsModule, LostEndOfAHold_IsMadeUpAfterTheHoldTime)
+{
+    pair.Misbehave<simulated::puck::LosesReleases>();
+    pair.module.Hold(CONTACT_0, 1200);
+    EXPECT_EQ(pair.EventsWithin(1799), Lines({"event 6001"}));
+    EXPECT_EQ(pair.EventsWithin(1), Lines({"event 6000"}));
+}
+
+TEST_F(PuckOnItsModule, RepeatedMessages_FireNoSecondPress)
+{
+    pair.Misbehave<simulated::puck::RepeatsMessages>(1, 10);
+    pair.module.Push(CONTACT_0);
+    EXPECT_EQ(pair.EventsWithin(100), Lines({"event 6001"}));
+}
+
+TEST_F(PuckOnItsModule, LateHoldReports_EndTheHoldEarlyButNotForEver)
+{
+    pair.Misbehave<simulated::puck::SendsLate>(2, 400);
+    pair.module.Hold(CONTACT_0, 1100);
+    const Lines events = pair.EventsWithin(10000);
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.front(), "event 6001");
+    EXPECT_EQ(events.back(), "event 6000");
+    EXPECT_EQ(pair.house.NextWakeMs(), -1);
+}
+
+TEST_F(PuckOnItsModule, ChatteringContact_EndsReleased)
+{
+    pair.Misbehave<simulated::puck::Chatters>(3);
+    pair.module.Hold(CONTACT_0, 200);
+    const Lines events = pair.EventsWithin(100);
+    EXPECT_EQ(events.size(), 7u);
+    EXPECT_EQ(pair.EventsWithin(2000), Lines({"event 6000", "event 6002"}));
+}
+
+TEST_F(PuckOnItsModule, ForgetfulModule_HasItsSettingsBackAfterGoingOnline)
+{
+    pair.SetContact(0, 3, 1);
+    pair.Misbehave<simulated::puck::ForgetsSettings>();
+    pair.module.OnPowerOn();
+    EXPECT_EQ(pair.module.Settings().contacts[0].behavior, 2);
+    pair.house.Online(true);
+    pair.Pass(100);
+    pair.house.Take();
+    EXPECT_EQ(pair.module.Settings().contacts[0].behavior, 3);
+    EXPECT_EQ(pair.module.Settings().contacts[0].led[1], 2);
+}
+
+TEST_F(PuckOnItsModule, ModuleThatNeverHearsTheHoldQuestion_NeverGetsAMadeUpRelease)
+{
+    Pair deaf(false);
+    deaf.Misbehave<simulated::puck::HearsBadly>(1);
+    deaf.Misbehave<simulated::puck::LosesReleases>();
+    deaf.house.Online(true);
+    deaf.Pass(100);
+    deaf.house.Take();
+    deaf.module.Hold(CONTACT_0, 1200);
+    EXPECT_EQ(deaf.EventsWithin(600000), Lines({"event 6001"}));
+}
+
+TEST_F(PuckOnItsModule, ContactLeds_ShowTheDriversState)
+{
+    for (const int leds : {0, 1})
+    {
+        pair.SetContact(1, 2, leds);
+        for (const int pushed : {1, 0})
+        {
+            if (pushed)
+                pair.module.Push(CONTACT_1);
+            else
+                pair.module.Release(CONTACT_1);
+            const bool on = pair.driver->Contact(1)->GetCurState() == 1;
+            EXPECT_EQ(on, leds == pushed) << leds;
+            EXPECT_EQ(pair.module.ContactLed(1), on ? "ffffff" : "000000") << leds;
+        }
+    }
+    pair.EventsWithin(1000);
+}
+
+TEST_F(PuckOnItsModule, LoadLeds_ShowTheDriversState)
+{
+    for (const int leds : {2, 3})
+    {
+        pair.SetContact(0, 2, leds);
+        for (int round = 0; round < 2; ++round)
+        {
+            pair.house.Command("CLICK_CNT", {{"CONTACT_NUMBER", "1"}});
+            pair.EventsWithin(10);
+            const bool load = pair.module.LoadIsOn();
+            pair.house.Enter([&] { pair.driver->ReportLightLevel(load ? 100 : 0); });
+            const bool on = pair.driver->Contact(0)->GetCurState() == 1;
+            EXPECT_EQ(on, load == (leds == 2));
+            EXPECT_EQ(pair.module.ContactLed(0), on ? "ffffff" : "000000");
+        }
+    }
+}
+
+TEST_F(PuckOnItsModule, ControllersLed_ShowsWhatTheControllerSets)
+{
+    pair.SetContact(0, 2, 4);
+    for (const char* command : {"TURN_LED_ON", "TURN_LED_OFF", "TURN_LED_ON"})
+    {
+        pair.house.Command(command, {{"CONTACT_NUMBER", "0"}});
+        pair.Pass(1);
+        pair.house.Take();
+        const bool on = pair.driver->Contact(0)->GetCurState() == 1;
+        EXPECT_EQ(on, std::string(command) == "TURN_LED_ON");
+        EXPECT_EQ(pair.module.ContactLed(0), on ? "ffffff" : "000000");
+    }
+}
+
+TEST_F(PuckOnItsModule, RemoteActions_MoveTheLoadByBehavior)
+{
+    const std::pair<int, bool> rows[] = {{0, true}, {0, true},  {1, false}, {2, true},
+                                         {3, true}, {4, false}, {5, false}};
+    for (const auto& row : rows)
+    {
+        pair.SetContact(0, row.first, 2);
+        pair.house.Command("CLICK_CNT", {{"CONTACT_NUMBER", "0"}});
+        pair.EventsWithin(10);
+        EXPECT_EQ(pair.module.LoadIsOn(), row.second) << row.first;
+    }
+}
+
+TEST_F(PuckOnItsModule, SnapOnSettings_ReachTheModuleWhenTheyAreSent)
+{
+    pair.house.Enter(
+        [&]
+        {
+            SnapOnButton& button = *pair.driver->SnapOn(1);
+            button.SetOnColor("00ff00", false);
+            button.SetLocalLEDManaged(false, false);
+            button.SetCurColor("123456", false);
+            button.SetCurState(1, false);
+            button.SendSettingsToHW();
+        });
+    pair.Pass(1);
+    EXPECT_EQ(pair.house.Take().size(), 6u);
+    EXPECT_EQ(pair.module.Settings().buttons[1].colors[0], "00ff00");
+    EXPECT_EQ(pair.module.Settings().buttons[1].state, 1);
+    EXPECT_EQ(pair.module.ButtonLed(1), "123456");
+}
+
+// What a person does to one contact, one thing after the other, tells which events must come.
+RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverAPersonDoes_FiresItsEventsAndNoOthers, ())
+{
+    Pair pair;
+    Lines expected;
+    const auto clicks = *rc::gen::container<std::vector<unsigned>>(rc::gen::inRange(0u, 5u));
+    for (const unsigned count : clicks)
+    {
+        if (count == 0)
+        {
+            pair.module.Hold(CONTACT_0, static_cast<std::uint64_t>(*rc::gen::inRange(501, 5000)));
+            expected.insert(expected.end(), {"event 6001", "event 6000"});
+        }
+        else
+            pair.module.Click(CONTACT_0, count);
+        for (unsigned i = 0; i < count; ++i)
+            expected.insert(expected.end(), {"event 6001", "event 6000"});
+        if (count > 0)
+            expected.push_back("event " + std::to_string(6001 + count));
+        pair.Pass(6000);
+    }
+    RC_ASSERT(pair.EventsWithin(0) == expected);
+}
+
+// However badly the wire behaves: once it is quiet, nobody is left holding.
+RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverTheFaults_EveryHoldEnds, ())
+{
+    Pair pair;
+    pair.Misbehave<simulated::puck::LosesMessages>(*rc::gen::inRange(0u, 4u));
+    pair.Misbehave<simulated::puck::SendsLate>(*rc::gen::inRange(0u, 4u),
+                                               *rc::gen::inRange<std::uint64_t>(1, 2000));
+    pair.Misbehave<simulated::puck::RepeatsMessages>(*rc::gen::inRange(0u, 4u),
+                                                     *rc::gen::inRange<std::uint64_t>(1, 2000));
+    for (int i = 0; i < 5; ++i)
+    {
+        pair.module.Hold(*rc::gen::element(CONTACT_0, CONTACT_1, BUTTON_0),
+                         static_cast<std::uint64_t>(*rc::gen::inRange(1, 3000)));
+        pair.Pass(*rc::gen::inRange(1, 3000));
+    }
+    pair.Pass(20000);
+    const Lines events = pair.EventsWithin(0);
+    std::map<std::string, bool> pressed;
+    for (const std::string& event : events)
+    {
+        const std::string last = event.substr(event.size() - 1);
+        if (last == "0" || last == "1")
+            pressed[event.substr(0, event.size() - 1)] = last == "1";
+    }
+    for (const auto& button : pressed)
+        RC_ASSERT(!button.second);
+    RC_ASSERT(pair.house.NextWakeMs() == -1);
+}
