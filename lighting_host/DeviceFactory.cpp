@@ -17,6 +17,9 @@ struct Type
 };
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
+    {"zigbee_light", &MakeZigbeeLightDevice},
+    {"wired_dimmer", &MakeWiredDimmerDevice},
+    {"energy_switch", &MakeMeteringPlug},
 };
 
 // A world in which nothing ever happens: a device made in it is only looked at.

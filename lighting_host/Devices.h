@@ -21,4 +21,10 @@ std::string CheckDevice(const HouseFileDriver& driver);
 // The makers of each type of driver's device.
 std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver& driver,
                                                            simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice>
+MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice>
+MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice> MakeMeteringPlug(const HouseFileDriver& driver,
+                                                             simulated::DeviceEnvironment& world);
 } // namespace lighting_host

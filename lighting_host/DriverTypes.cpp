@@ -18,6 +18,7 @@ const std::vector<Type>& Types()
 {
     static const std::vector<Type> types = {
         {"puck", &MakePuck},
+        {"gen3_keypad", &MakeGen3Keypad},
         {"zigbee_light", &MakeZigbeeLight},
         {"wired_dimmer", &MakeWiredDimmer},
         {"energy_switch", &MakeEnergySwitch},

@@ -1,8 +1,9 @@
 #include "simulated_devices/WiredDimmer.h"
 
+#include "simulated_devices/WiredDimmerFaults.h"
+
 #include <algorithm>
 #include <array>
-
 #include <zlib.h>
 
 namespace simulated
@@ -49,9 +50,24 @@ std::uint16_t Key(unsigned scene, unsigned index)
     return static_cast<std::uint16_t>(index << INDEX_SHIFT | (scene & SCENE_MASK));
 }
 
-bool HasNext(std::uint16_t id) { return (id >> INDEX_SHIFT) + 1u < INDICES; }
+bool HasNext(std::uint16_t id)
+{
+    return (id >> INDEX_SHIFT) + 1u < INDICES;
+}
 
-std::uint16_t Next(std::uint16_t id) { return static_cast<std::uint16_t>(id + (1u << INDEX_SHIFT)); }
+std::uint16_t Next(std::uint16_t id)
+{
+    return static_cast<std::uint16_t>(id + (1u << INDEX_SHIFT));
+}
+
+// `digits` lower-case hexadecimal digits.
+std::string Hex(std::uint32_t value, int digits)
+{
+    std::string text;
+    for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4)
+        text += "0123456789abcdef"[value >> shift & 0xf];
+    return text;
+}
 
 void PutNumber(std::vector<unsigned char>& bytes, std::uint32_t number, int width)
 {
@@ -66,7 +82,24 @@ std::uint32_t Checksum(const std::vector<unsigned char>& bytes)
 }
 } // namespace
 
-WiredDimmer::WiredDimmer(DeviceEnvironment& environment) : SimulatedDevice(environment) {}
+WiredDimmer::WiredDimmer(DeviceEnvironment& environment) : WiredDimmer(environment, Settings()) {}
+
+WiredDimmer::WiredDimmer(DeviceEnvironment& environment, const Settings& settings)
+    : SimulatedDevice(environment), m_settings(settings)
+{
+}
+
+WiredDimmer::~WiredDimmer() = default;
+
+void WiredDimmer::Misbehave(std::unique_ptr<WiredDimmerFault> fault)
+{
+    m_faults.push_back(std::move(fault));
+}
+
+void WiredDimmer::Behave()
+{
+    m_faults.clear();
+}
 
 // --- requests ------------------------------------------------------------------------------------
 
@@ -91,6 +124,9 @@ void WiredDimmer::OnMib(const wire::MibMessage& message)
 {
     if (message.type != wire::MibMessage::Invoke)
         return;
+    for (const auto& fault : m_faults)
+        if (!fault->OnRequest(message))
+            return;
     for (const Request& request : Requests())
         if (message.mib == request.mib && message.params.size() == request.params)
             (this->*request.handle)(message.params);
@@ -101,7 +137,7 @@ void WiredDimmer::AddGroup(const Params& params)
     std::array<std::uint32_t, 2> values{};
     if (!ReadAll<2>(params, {4, 2}, values))
         return;
-    m_groups.insert(static_cast<std::uint16_t>(values[0]));
+    m_tables.groups.insert(static_cast<std::uint16_t>(values[0]));
     Answer("nx.als.gad", {Hex(values[0], 4)});
 }
 
@@ -110,13 +146,13 @@ void WiredDimmer::RemoveGroup(const Params& params)
     std::uint32_t group = 0;
     if (!ReadHex(params[0], 4, group))
         return;
-    m_groups.erase(static_cast<std::uint16_t>(group));
+    m_tables.groups.erase(static_cast<std::uint16_t>(group));
     Answer("nx.als.grm", {Hex(group, 4)});
 }
 
 void WiredDimmer::RemoveAllGroups(const Params&)
 {
-    m_groups.clear();
+    m_tables.groups.clear();
     Answer("nx.als.gra", {});
 }
 
@@ -125,12 +161,12 @@ void WiredDimmer::AddElement(const Params& params)
     std::array<std::uint32_t, 5> values{};
     if (!ReadAll<5>(params, {4, 8, 8, 2, 2}, values))
         return;
-    Element element;
+    DimmerElement element;
     element.delay = values[1];
     element.rate = values[2];
     element.level = static_cast<std::uint8_t>(values[3]);
     element.flags = static_cast<std::uint8_t>(values[4]);
-    m_elements[static_cast<std::uint16_t>(values[0])] = element;
+    m_tables.elements[static_cast<std::uint16_t>(values[0])] = element;
     Answer("nx.als.sad", {Hex(values[0], 8)});
 }
 
@@ -139,13 +175,17 @@ void WiredDimmer::RemoveElement(const Params& params)
     std::uint32_t id = 0;
     if (!ReadHex(params[0], 8, id) || id > UINT16_MAX)
         return;
-    m_elements.erase(static_cast<std::uint16_t>(id));
+    bool obeys = true;
+    for (const auto& fault : m_faults)
+        obeys = fault->OnRemoveElement(static_cast<std::uint16_t>(id)) && obeys;
+    if (obeys)
+        m_tables.elements.erase(static_cast<std::uint16_t>(id));
     Answer("nx.als.srm", {Hex(id, 8)});
 }
 
 void WiredDimmer::RemoveAllElements(const Params&)
 {
-    m_elements.clear();
+    m_tables.elements.clear();
     StopPlaying();
     Answer("nx.als.sra", {});
 }
@@ -165,17 +205,12 @@ void WiredDimmer::ReportFrom(unsigned report, std::uint32_t firstId, std::uint16
 {
     if (report != m_report || firstId > UINT16_MAX)
         return;
-    const auto element = m_elements.lower_bound(static_cast<std::uint16_t>(firstId));
-    if (element == m_elements.end())
+    const auto element = m_tables.elements.lower_bound(static_cast<std::uint16_t>(firstId));
+    if (element == m_tables.elements.end())
         return;
     const std::uint16_t id = element->first;
     After(REPORT_MS, [this, report, id, sequence]
           { ReportFrom(report, id + 1u, static_cast<std::uint16_t>(sequence + 1)); });
-    SendReportTrap(sequence, id);
-}
-
-void WiredDimmer::SendReportTrap(std::uint16_t sequence, std::uint16_t id)
-{
     Trap("nx.als.sga", {Hex(sequence, 4), Hex(id, 4)});
 }
 
@@ -184,30 +219,35 @@ void WiredDimmer::ReportOne(const Params& params)
     std::uint32_t id = 0;
     if (!ReadHex(params[0], 4, id))
         return;
-    const auto element = m_elements.find(static_cast<std::uint16_t>(id));
-    if (element == m_elements.end())
+    const auto element = m_tables.elements.find(static_cast<std::uint16_t>(id));
+    if (element == m_tables.elements.end())
         return;
-    const Element& held = element->second;
+    const DimmerElement& held = element->second;
     Answer("nx.als.sgt", {Hex(id, 4), Hex(held.delay, 8), Hex(held.rate, 8), Hex(held.level, 2),
                           Hex(held.flags, 2)});
 }
 
-void WiredDimmer::Answer(const std::string& mib, const Params& params)
+void WiredDimmer::Answer(const char* mib, Params params)
 {
-    After(ANSWER_MS, [this, mib, params] { World().Send({wire::MibMessage::Reply, mib, params}); });
+    Transmit({wire::MibMessage::Reply, mib, std::move(params)}, ANSWER_MS);
 }
 
-void WiredDimmer::Trap(const std::string& mib, const std::vector<std::string>& params)
+void WiredDimmer::Trap(const char* mib, Params params)
 {
-    World().Send({wire::MibMessage::Trap, mib, params});
+    Transmit({wire::MibMessage::Trap, mib, std::move(params)}, 0);
 }
 
-std::string WiredDimmer::Hex(std::uint32_t value, int digits)
+// Everything that leaves goes through here, where faults have their say.
+void WiredDimmer::Transmit(const wire::MibMessage& message, std::uint64_t delayMs)
 {
-    std::string text;
-    for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4)
-        text += "0123456789abcdef"[value >> shift & 0xf];
-    return text;
+    WiredDimmerFault::Extra leaving;
+    bool lost = false;
+    for (const auto& fault : m_faults)
+        lost = !fault->OnSend(message, delayMs, leaving) || lost;
+    if (!lost)
+        leaving.emplace_back(message, delayMs);
+    for (const auto& one : leaving)
+        After(one.second, [this, sent = one.first] { World().Send(sent); });
 }
 
 // --- the load ------------------------------------------------------------------------------------
@@ -233,21 +273,20 @@ void WiredDimmer::StopRamp(const Params& params)
 
 void WiredDimmer::PlayScene(unsigned scene)
 {
-    if (scene > SCENE_MASK || m_elements.count(Key(scene, 0)) == 0)
+    if (scene > SCENE_MASK || m_tables.elements.count(Key(scene, 0)) == 0)
         return;
     StopPlaying();
     m_playing = true;
-    m_scene = scene;
     PlayStep(m_run, Key(scene, 0));
 }
 
 // Waits the step's delay, then ramps; EndStep comes when the ramp is over.
 void WiredDimmer::PlayStep(unsigned run, std::uint16_t id)
 {
-    const auto step = m_elements.find(id);
-    if (run != m_run || step == m_elements.end())
+    const auto step = m_tables.elements.find(id);
+    if (run != m_run || step == m_tables.elements.end())
         return;
-    const Element element = step->second;
+    const DimmerElement element = step->second;
     const bool atOnce = (element.flags & FLAG_IGNORE_RAMP) != 0;
     const std::uint64_t ramp = atOnce ? 0 : element.rate;
     After(element.delay,
@@ -265,13 +304,13 @@ void WiredDimmer::EndStep(unsigned run, std::uint16_t id)
 {
     if (run != m_run)
         return;
-    if (HasNext(id) && m_elements.count(Next(id)) != 0)
+    if (HasNext(id) && m_tables.elements.count(Next(id)) != 0)
     {
         PlayStep(run, Next(id));
         return;
     }
-    const auto last = m_elements.find(id);
-    if (last != m_elements.end() && (last->second.flags & FLAG_FLASH) != 0)
+    const auto last = m_tables.elements.find(id);
+    if (last != m_tables.elements.end() && (last->second.flags & FLAG_FLASH) != 0)
     {
         PlayStep(run, Key(id, 0));
         return;
@@ -311,30 +350,33 @@ void WiredDimmer::OnPowerOn()
     ++m_report;
     StopPlaying();
     RampTo(0, 0);
+    for (const auto& fault : m_faults)
+        fault->OnPowerOn(m_tables);
+    if (m_settings.personMaxMs > 0)
+        LetAPersonPlay();
 }
 
-void WiredDimmer::LetAPersonPlay(std::uint32_t minMs, std::uint32_t maxMs)
+void WiredDimmer::LetAPersonPlay()
 {
-    const int pause = World().Random(static_cast<int>(std::min<std::uint32_t>(minMs, INT32_MAX)),
-                                     static_cast<int>(std::min<std::uint32_t>(maxMs, INT32_MAX)));
+    const int pause = World().Random(m_settings.personMinMs, m_settings.personMaxMs);
     After(static_cast<std::uint64_t>(std::max(pause, 1)),
-          [this, minMs, maxMs]
+          [this]
           {
-              PersonPlays(minMs, maxMs);
-              LetAPersonPlay(minMs, maxMs);
+              LetAPersonPlay();
+              PersonPlays();
           });
 }
 
-void WiredDimmer::PersonPlays(std::uint32_t, std::uint32_t)
+void WiredDimmer::PersonPlays()
 {
     std::vector<unsigned> scenes;
-    for (const auto& element : m_elements)
+    for (const auto& element : m_tables.elements)
         if (element.first <= SCENE_MASK)
             scenes.push_back(element.first);
     if (scenes.empty())
         return;
-    const unsigned scene =
-        scenes[static_cast<std::size_t>(World().Random(0, static_cast<int>(scenes.size()) - 1))];
+    const int chosen = World().Random(0, static_cast<int>(scenes.size()) - 1);
+    const unsigned scene = scenes[static_cast<std::size_t>(chosen)];
     World().ReportPerson("starts scene " + std::to_string(scene));
     PlayScene(scene);
 }
@@ -344,7 +386,7 @@ void WiredDimmer::PersonPlays(std::uint32_t, std::uint32_t)
 std::uint32_t WiredDimmer::GroupChecksum() const
 {
     std::vector<unsigned char> bytes;
-    for (const std::uint16_t group : m_groups)
+    for (const std::uint16_t group : m_tables.groups)
     {
         PutNumber(bytes, group, 2);
         bytes.push_back(0);
@@ -359,8 +401,8 @@ std::uint32_t WiredDimmer::ElementChecksum() const
     {
         for (unsigned index = 0; index < INDICES; ++index)
         {
-            const auto element = m_elements.find(Key(scene, index));
-            if (element == m_elements.end())
+            const auto element = m_tables.elements.find(Key(scene, index));
+            if (element == m_tables.elements.end())
                 break;
             PutNumber(bytes, element->first, 2);
             PutNumber(bytes, element->second.delay, 4);

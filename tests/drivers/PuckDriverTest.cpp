@@ -60,11 +60,11 @@ protected:
     void TearDown() override
     {
         house.Stop();
-        EXPECT_EQ(
-            house.Take(),
-            Lines({"binding remove 1 'Aux 1' BUTTON_LINK", "variable remove 1014 'Aux 1' '0'",
-                   "binding remove 2 'Aux 2' BUTTON_LINK", "variable remove 1015 'Aux 2' '0'"}));
+        EXPECT_EQ(house.Take(), m_atEnd);
     }
+    // Only the contacts take something away with them.
+    Lines m_atEnd = {"binding remove 1 'Aux 1' BUTTON_LINK", "variable remove 1014 'Aux 1' '0'",
+                     "binding remove 2 'Aux 2' BUTTON_LINK", "variable remove 1015 'Aux 2' '0'"};
 };
 } // namespace
 
@@ -200,6 +200,14 @@ TEST_F(PuckDriverTest, TimerOfNobody_IsIgnored)
             driver->OnTimerExpired(UINT_MAX, 0);
         });
     EXPECT_EQ(house.Take(), NOTHING);
+}
+
+TEST_F(PuckDriverTest, NoTimer_ReleasesNoIdleSnapOnButtonEvenWithoutContacts)
+{
+    StartWith("1", "<State/>");
+    house.Enter([&] { driver->OnTimerExpired(0, 0); });
+    EXPECT_EQ(house.Take(), NOTHING);
+    m_atEnd.clear();
 }
 
 TEST_F(PuckDriverTest, Destruction_LeavesNoTimerOfASnapOnButtonBehind)

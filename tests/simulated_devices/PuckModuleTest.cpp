@@ -138,6 +138,8 @@ TEST_F(PuckModuleTest, RemoteActions_MoveTheLoadAtItsTargets)
     EXPECT_FALSE(module.LoadIsOn());
     Tell(INVOKE, "nx.dmx.rbp", {"0000000f", "00000002"});
     EXPECT_TRUE(module.LoadIsOn());
+    Tell(INVOKE, "nx.dmx.rbp", {"0000000f", "00000000"});
+    EXPECT_TRUE(module.LoadIsOn());
     Tell(INVOKE, "nx.dmx.rbp", {"0000000f", "00000001"});
     EXPECT_FALSE(module.LoadIsOn());
     EXPECT_EQ(module.NotUnderstood(), 0u);
@@ -151,6 +153,7 @@ TEST_F(PuckModuleTest, WhatMakesNoSense_IsCountedAndChangesNothing)
         {QUERY, "nx.dmx.bmc", {"1"}},
         {SET, "nx.dmx.bmc", {"01"}},
         {SET, "nx.dmx.btn", {"08", "01"}},
+        {SET, "nx.dmx.btn", {"08", "01", "05", "00"}},
         {SET, "nx.dmx.btn", {"08", "00", "01"}},
         {SET, "nx.dmx.btn", {"08", "01", "5"}},
         {SET, "nx.dmx.btn", {"09", "01", "05"}},

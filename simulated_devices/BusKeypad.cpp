@@ -1,0 +1,161 @@
+#include "simulated_devices/BusKeypad.h"
+
+namespace simulated
+{
+namespace
+{
+// What the driver sends. Each begins with the message's number.
+constexpr std::uint16_t BACKLIGHT = 0x1110;
+constexpr std::uint16_t LED_COLOURS = 0x1280;
+constexpr std::uint16_t LED_SETUP = 0x12C0;
+constexpr std::uint16_t BEHAVIORS = 0x13C0;
+constexpr std::uint16_t USE_BUTTON = 0x2110;
+
+// What the keypad sends.
+constexpr std::uint16_t ANSWER = 0x9000;
+constexpr std::uint16_t ANNOUNCE = 0x9010;
+constexpr std::uint16_t BUTTON_USED = 0x9030;
+
+constexpr std::size_t NUMBER_SIZE = 2;
+
+// Version 3.258.16 with the extension "release", in the announce's extended form.
+const Octets ANNOUNCE_PAYLOAD = {5, 0, 0,  0,   0,   0,   0,   0,   0,   3,  1,
+                                 2, 0, 16, 'r', 'e', 'l', 'e', 'a', 's', 'e'};
+
+BusKeypad::Colour ColourAt(const Octets& payload, std::size_t at)
+{
+    return {payload[at], payload[at + 1], payload[at + 2]};
+}
+} // namespace
+
+BusKeypad::BusKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address)
+    : SimulatedDevice(world), m_line(line), m_address(address),
+      m_reader(
+          [this](BusDirection direction, const wire::BusFrame& frame)
+          {
+              if (direction == BusDirection::ToDevice && frame.device == m_address)
+                  OnFrame(frame);
+          })
+{
+    m_line.Attach(*this);
+}
+
+BusKeypad::~BusKeypad()
+{
+    m_line.Detach(*this);
+}
+
+void BusKeypad::OnPowerOn()
+{
+    CancelPending();
+    m_power = true;
+    m_leds.clear();
+    m_currentColours.clear();
+    m_backlights.clear();
+    m_behaviors.clear();
+    m_lastAction = 0;
+    SendAnnounce(true);
+    AnnounceLater();
+}
+
+void BusKeypad::AnnounceLater()
+{
+    After(ANNOUNCE_EVERY_MS,
+          [this]
+          {
+              SendAnnounce(false);
+              AnnounceLater();
+          });
+}
+
+void BusKeypad::OnLine(const Octets& octets)
+{
+    if (m_power)
+        m_reader.Read(octets.data(), octets.size());
+}
+
+void BusKeypad::OnFrame(const wire::BusFrame& frame)
+{
+    if (frame.payload.size() < NUMBER_SIZE)
+        return;
+    const auto number = static_cast<std::uint16_t>(frame.payload[0] << 8 | frame.payload[1]);
+    if (onHeard)
+        onHeard(number);
+    // A state may be told twice; a use of a button must not be repeated.
+    if (frame.opcode != USE_BUTTON || number != m_lastAction)
+        Apply(frame.opcode, Octets(frame.payload.begin() + NUMBER_SIZE, frame.payload.end()));
+    if (frame.opcode == USE_BUTTON)
+        m_lastAction = number;
+    Answer(number);
+}
+
+void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
+{
+    const auto entries = [&payload](std::size_t size)
+    {
+        return payload.size() / size;
+    };
+    switch (opcode)
+    {
+    case BACKLIGHT:
+        for (std::size_t i = 0; i < entries(5); ++i)
+            m_backlights[payload[5 * i]] = {payload[5 * i + 1] == 0, ColourAt(payload, 5 * i + 2)};
+        return;
+    case LED_COLOURS:
+        for (std::size_t i = 0; i < entries(4); ++i)
+            m_currentColours[payload[4 * i]] = ColourAt(payload, 4 * i + 1);
+        return;
+    case LED_SETUP:
+        for (std::size_t i = 0; i < entries(10); ++i)
+            m_leds[payload[10 * i]] = {payload[10 * i + 1], payload[10 * i + 2],
+                                       payload[10 * i + 3], ColourAt(payload, 10 * i + 4),
+                                       ColourAt(payload, 10 * i + 7)};
+        return;
+    case BEHAVIORS:
+        m_behaviors.clear();
+        for (std::size_t i = 0; i < entries(5); ++i)
+        {
+            std::uint32_t value = 0;
+            for (std::size_t k = 1; k < 5; ++k)
+                value = value << 8 | payload[5 * i + k];
+            m_behaviors[static_cast<std::int8_t>(payload[5 * i])] =
+                static_cast<std::int32_t>(value);
+        }
+        return;
+    case USE_BUTTON:
+        ++m_actions;
+        return;
+    default:
+        return;
+    }
+}
+
+void BusKeypad::Answer(std::uint16_t number)
+{
+    After(m_answerDelayMs, [this, number] { SendAnswer(number); });
+}
+
+void BusKeypad::TellUse(int button, std::uint8_t use)
+{
+    if (m_power)
+        SendFrame(BUTTON_USED, {static_cast<std::uint8_t>(button), use});
+}
+
+void BusKeypad::SendFrame(std::uint16_t opcode, Octets payload)
+{
+    m_line.Transmit(
+        *this, EncodeBusFrame(BusDirection::FromDevice, {m_address, opcode, std::move(payload)}));
+}
+
+void BusKeypad::SendAnswer(std::uint16_t number)
+{
+    SendFrame(ANSWER, {static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)});
+}
+
+void BusKeypad::SendAnnounce(bool restarted)
+{
+    Octets payload = ANNOUNCE_PAYLOAD;
+    payload[1] = std::uint8_t{restarted};
+    SendFrame(ANNOUNCE, payload);
+}
+} // namespace simulated

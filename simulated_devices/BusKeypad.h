@@ -1,0 +1,99 @@
+#pragma once
+
+#include "simulated_devices/BusLine.h"
+
+#include <array>
+#include <functional>
+#include <map>
+
+namespace simulated
+{
+// A third-generation keypad on an RS-485 line, well-behaved; the faulty ones derive from it (see
+// BusKeypadFaults.h).
+//
+// Decodes what it gets with code of its own. Keeps its LEDs, backlight and button behaviours only
+// as long as it has power. Answers every message for it, a repeated one again. Announces itself
+// when it gets power, and from time to time.
+class BusKeypad : public SimulatedDevice, public BusStation
+{
+public:
+    using Colour = std::array<std::uint8_t, 3>;
+
+    struct Led
+    {
+        std::uint8_t actuator = 0;
+        std::uint8_t behavior = 0;
+        std::uint8_t blink = 0;
+        Colour on{};
+        Colour off{};
+    };
+    struct Backlight
+    {
+        bool usual = true;
+        Colour colour{};
+    };
+
+    static constexpr std::uint64_t DEFAULT_ANSWER_DELAY_MS = 20;
+    static constexpr std::uint64_t ANNOUNCE_EVERY_MS = 600000;
+
+    // `world` and `line` must outlive the keypad. `address` is its number on the bus.
+    BusKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address);
+    ~BusKeypad() override;
+
+    // How long an answer takes.
+    void SetAnswerDelay(std::uint64_t ms) { m_answerDelayMs = ms; }
+
+    // The keypad gets power: everything that it was told is gone, and it says so.
+    void OnPowerOn() override;
+
+    // A person uses a button. Without power nothing happens.
+    void Press(int button) { TellUse(button, 1); }
+    void Release(int button) { TellUse(button, 0); }
+    void Click(int button) { TellUse(button, 2); }
+    void KeepHeld(int button) { TellUse(button, 3); }
+
+    void OnLine(const Octets& octets) override;
+
+    std::uint32_t Address() const { return m_address; }
+
+    // What the keypad was told.
+    const std::map<std::uint8_t, Led>& Leds() const { return m_leds; }
+    const std::map<std::uint8_t, Colour>& CurrentColours() const { return m_currentColours; }
+    const std::map<std::uint8_t, Backlight>& Backlights() const { return m_backlights; }
+    const std::map<std::int8_t, std::int32_t>& Behaviors() const { return m_behaviors; }
+
+    // How often it acted as if a button were used.
+    unsigned ActionCount() const { return m_actions; }
+
+    // Told the number of each message that reached the keypad, repeated ones too; may be empty.
+    std::function<void(std::uint16_t)> onHeard;
+
+protected:
+    // Answers the message of that number, after the usual delay. A faulty keypad may do otherwise.
+    virtual void Answer(std::uint16_t number);
+
+    // Sends a frame with the keypad's own address.
+    void SendFrame(std::uint16_t opcode, Octets payload);
+    void SendAnswer(std::uint16_t number);
+    void SendAnnounce(bool restarted);
+    BusLine& Line() const { return m_line; }
+
+private:
+    void OnFrame(const wire::BusFrame& frame);
+    void Apply(std::uint16_t opcode, const Octets& payload);
+    void TellUse(int button, std::uint8_t use);
+    void AnnounceLater();
+
+    BusLine& m_line;
+    std::uint32_t m_address;
+    std::uint64_t m_answerDelayMs = DEFAULT_ANSWER_DELAY_MS;
+    BusFrameReader m_reader;
+    bool m_power = false;
+    std::map<std::uint8_t, Led> m_leds;
+    std::map<std::uint8_t, Colour> m_currentColours;
+    std::map<std::uint8_t, Backlight> m_backlights;
+    std::map<std::int8_t, std::int32_t> m_behaviors;
+    unsigned m_actions = 0;
+    std::uint16_t m_lastAction = 0;
+};
+} // namespace simulated

@@ -1,0 +1,537 @@
+// The keypad driver: its commands, its state, and what it says on the bus.
+#include "drivers/gen3_keypad/Gen3KeypadDriver.h"
+
+#include "tests/drivers/BusText.h"
+#include "tests/support/OneDriverHouse.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <rapidcheck/gtest.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Lines = test_support::Lines;
+using Params = test_support::OneDriverHouse::Params;
+
+namespace
+{
+// A driver that also writes down which button was used how.
+class NotedDriver : public Gen3KeypadDriver
+{
+public:
+    using Gen3KeypadDriver::Gen3KeypadDriver;
+    void ReportButtonEvent(int buttonId, int event) override
+    {
+        events.push_back(std::to_string(buttonId) + ":" + std::to_string(event));
+        Gen3KeypadDriver::ReportButtonEvent(buttonId, event);
+    }
+    std::vector<std::string> events;
+};
+
+const Params BUTTON_1 = {{"BUTTON_ID", "1"},       {"SLOTS", "1"},          {"NAME", "Hall"},
+                         {"ON_COLOR", "ffffff"},   {"OFF_COLOR", "0000ff"}, {"LED_BEHAVIOR", "1"},
+                         {"BUTTON_BEHAVIOR", "17"}};
+
+class Gen3KeypadDriverTest : public testing::Test
+{
+protected:
+    Gen3KeypadDriverTest() : driver(house.Start<NotedDriver>()) {}
+    ~Gen3KeypadDriverTest() override { house.Take(); }
+
+    void Online()
+    {
+        driver.Bus().setGatewayOnline(true);
+        driver.Bus().setDeviceOnline(true);
+    }
+    // Like Command of the house, but for the reason why the driver refused.
+    std::string Refused(const std::string& name, const std::string& id)
+    {
+        embedded_host::CmdMessage message(name);
+        message.AddParam("BUTTON_ID", "STRING", id);
+        return house.Host().Command(message, 0);
+    }
+    void Hear(int opcode, const std::vector<std::uint8_t>& payload)
+    {
+        house.Enter([&] { driver.OnBusMessage(opcode, payload.data(), payload.size()); });
+    }
+    void Answer(int number)
+    {
+        Hear(0x9000,
+             {static_cast<std::uint8_t>(number / 256), static_cast<std::uint8_t>(number % 256)});
+    }
+    void AnnounceRestart()
+    {
+        std::vector<std::uint8_t> announce(12, 0);
+        announce[1] = 1;
+        Hear(0x9010, announce);
+    }
+    void SetColor(const char* color)
+    {
+        house.Enter([&] { driver.Button(1)->SetCurColor(color, true); });
+    }
+    // What left for the keypad since the last time: "opcode number rest".
+    Lines Sent()
+    {
+        Lines sent;
+        for (const std::string& line : house.TakeOnly("gateway"))
+        {
+            const std::size_t opcode = line.find("OPCODE=") + 7;
+            const std::size_t payload = line.find("PAYLOAD=");
+            const std::string hex =
+                payload == std::string::npos
+                    ? ""
+                    : bus_test::ToHex(bus_test::DecodeBase64(line.substr(payload + 8)));
+            sent.push_back(fmt::format("{:04x} {} {}", std::stoi(line.substr(opcode)),
+                                       hex.substr(0, 4), hex.size() > 4 ? hex.substr(4) : ""));
+        }
+        return sent;
+    }
+    // Answers until nothing is in transit; what was sent, in order.
+    Lines SentUntilIdle()
+    {
+        Lines all;
+        for (Lines sent = Sent(); !sent.empty(); sent = Sent())
+        {
+            all.insert(all.end(), sent.begin(), sent.end());
+            Answer(std::stoi(sent.back().substr(5, 4), nullptr, 16));
+        }
+        return all;
+    }
+
+    test_support::OneDriverHouse house;
+    NotedDriver& driver;
+};
+} // namespace
+
+// --- Commands and state ---
+
+TEST_F(Gen3KeypadDriverTest, NewButton_IsThereWithItsSettings)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    ASSERT_NE(driver.Button(1), nullptr);
+    EXPECT_EQ(driver.Button(1)->GetName(), "Hall");
+    EXPECT_EQ(driver.Button(1)->GetBehavior(), 17);
+    EXPECT_THAT(driver.ButtonIds(), ElementsAre(1));
+}
+
+TEST_F(Gen3KeypadDriverTest, NewButtonWithAnIdInUse_Replaces)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Command("NEW_KEYPAD_BUTTON", {{"BUTTON_ID", "1"}, {"NAME", "Other"}});
+    EXPECT_EQ(driver.Button(1)->GetName(), "Other");
+    EXPECT_THAT(driver.ButtonIds(), ElementsAre(1));
+}
+
+TEST_F(Gen3KeypadDriverTest, ReplacedOrDeletedButton_TakesItsHoldTimerAlong)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    EXPECT_EQ(house.NextWakeMs(), -1);
+    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.Command("DELETE_KEYPAD_BUTTON", {{"BUTTON_ID", "1"}});
+    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_EQ(driver.Button(1), nullptr);
+    EXPECT_THAT(driver.events, ElementsAre("1:1", "1:1"));
+}
+
+TEST_F(Gen3KeypadDriverTest, UnknownId_IsRefused)
+{
+    EXPECT_EQ(Refused("KEYPAD_BUTTON_INFO", "3"), "there is no button 3");
+    EXPECT_EQ(Refused("DELETE_KEYPAD_BUTTON", "-1"), "there is no button -1");
+    EXPECT_EQ(Refused("NEW_KEYPAD_BUTTON", "3"), "");
+    EXPECT_EQ(Refused("KEYPAD_BUTTON_INFO", "3"), "");
+    EXPECT_EQ(Refused("DELETE_KEYPAD_BUTTON", "3"), "");
+    EXPECT_EQ(Refused("DELETE_KEYPAD_BUTTON", "3"), "there is no button 3");
+}
+
+TEST_F(Gen3KeypadDriverTest, IdBeyondEightBits_NamesTheButtonThatItMakes)
+{
+    EXPECT_EQ(Refused("NEW_KEYPAD_BUTTON", "300"), "");
+    EXPECT_THAT(driver.ButtonIds(), ElementsAre(44));
+    EXPECT_EQ(Refused("DELETE_KEYPAD_BUTTON", "300"), "");
+}
+
+TEST_F(Gen3KeypadDriverTest, ButtonInfo_AppliesSettings)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Command("KEYPAD_BUTTON_INFO", {{"BUTTON_ID", "1"}, {"NAME", "Door"}, {"STATE", "1"}});
+    EXPECT_EQ(driver.Button(1)->GetName(), "Door");
+    EXPECT_EQ(driver.Button(1)->GetCurColor(), "ffffff");
+}
+
+TEST_F(Gen3KeypadDriverTest, Persisted_InOrderOfIdAndMadeAnew)
+{
+    EXPECT_EQ(house.Persist(), "<State><ALL_BUTTONS/></State>");
+    house.Command("NEW_KEYPAD_BUTTON", {{"BUTTON_ID", "2"}, {"NAME", "B"}});
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    const std::string state = house.Persist();
+    EXPECT_EQ(state, "<State><ALL_BUTTONS><KEYPAD_BUTTON_INFO><BUTTON_ID>1</BUTTON_ID>"
+                     "<NAME>Hall</NAME><LED_BEHAVIOR>1</LED_BEHAVIOR>"
+                     "<LED_BLINK_BEHAVIOR>0</LED_BLINK_BEHAVIOR><ON_COLOR>ffffff</ON_COLOR>"
+                     "<OFF_COLOR>0000ff</OFF_COLOR><BUTTON_BEHAVIOR>17</BUTTON_BEHAVIOR>"
+                     "<SLOTS>1</SLOTS></KEYPAD_BUTTON_INFO><KEYPAD_BUTTON_INFO>"
+                     "<BUTTON_ID>2</BUTTON_ID><NAME>B</NAME><LED_BEHAVIOR>0</LED_BEHAVIOR>"
+                     "<LED_BLINK_BEHAVIOR>0</LED_BLINK_BEHAVIOR><ON_COLOR/><OFF_COLOR/>"
+                     "<BUTTON_BEHAVIOR>0</BUTTON_BEHAVIOR><SLOTS>0</SLOTS></KEYPAD_BUTTON_INFO>"
+                     "</ALL_BUTTONS></State>");
+    house.Restart();
+    EXPECT_EQ(house.Persist(), state);
+}
+
+TEST_F(Gen3KeypadDriverTest, OddState_IsTakenAsFarAsItGoes)
+{
+    test_support::OneDriverHouse odd;
+    odd.State("<State><X/><ALL_BUTTONS><OTHER/><KEYPAD_BUTTON_INFO><BUTTON_ID>x</BUTTON_ID>"
+              "</KEYPAD_BUTTON_INFO><KEYPAD_BUTTON_INFO/></ALL_BUTTONS></State>");
+    const auto& made = odd.Start<Gen3KeypadDriver>();
+    EXPECT_THAT(made.ButtonIds(), ElementsAre(0));
+    odd.Take();
+}
+
+// --- Buttons in use ---
+
+TEST_F(Gen3KeypadDriverTest, PressWithoutRelease_EndsAfterASecond)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.Advance(999);
+    EXPECT_THAT(driver.events, ElementsAre("1:1"));
+    house.Advance(1);
+    EXPECT_THAT(driver.events, ElementsAre("1:1", "1:0"));
+    EXPECT_EQ(house.NextWakeMs(), -1);
+}
+
+TEST_F(Gen3KeypadDriverTest, TwoHeldButtons_EachHaveTheirTimer)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Command("NEW_KEYPAD_BUTTON", {{"BUTTON_ID", "2"}});
+    house.Enter([&] { driver.Button(2)->DoPush(); });
+    house.Advance(500);
+    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.Advance(500);
+    EXPECT_THAT(driver.events, ElementsAre("2:1", "1:1", "2:0"));
+    house.Advance(500);
+    EXPECT_EQ(driver.events.back(), "1:0");
+}
+
+TEST_F(Gen3KeypadDriverTest, WithoutHoldTimers_APressStays)
+{
+    driver.SetUsesHoldTimer(false);
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Enter([&] { driver.Button(1)->DoPush(); });
+    EXPECT_EQ(house.NextWakeMs(), -1);
+}
+
+TEST_F(Gen3KeypadDriverTest, UseTheKeypadTells_ReachesTheButton)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Hear(0x9030, {1, 1});
+    house.Advance(900);
+    Hear(0x9030, {1, 3});
+    house.Advance(900);
+    Hear(0x9030, {1, 0});
+    Hear(0x9030, {1, 2});
+    Hear(0x9030, {1, 9});
+    Hear(0x9030, {2, 1});
+    EXPECT_THAT(driver.events, ElementsAre("1:1", "1:0", "1:2"));
+}
+
+// --- To the keypad ---
+
+TEST_F(Gen3KeypadDriverTest, Offline_WritesAreDroppedAndSaidToBe)
+{
+    house.Command(
+        "NEW_KEYPAD_BUTTON",
+        {{"BUTTON_ID", "1"}, {"SLOTS", "0"}, {"LED_BEHAVIOR", "1"}, {"BUTTON_BEHAVIOR", "-1"}});
+    EXPECT_THAT(house.TakeOnly("log"),
+                testing::Contains("log DEBUG lighting_common/Bus485Helper: Bus485Helper(101)p::"
+                                  "queueMessage(): Not queing packet, Gateway Online: No, Device "
+                                  "Online: No")
+                    .Times(3));
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
+}
+
+TEST_F(Gen3KeypadDriverTest, LedSetup_HoldsEveryLed)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    house.Enter([&] { driver.SetLedParam(2, 0, 5); });
+    // LED 1: actuator 0, behaviour 1, blink 0, on cccccc, off 0000cc. LED 2: actuator 5.
+    const Lines sent = SentUntilIdle();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].substr(0, 5), "12c0 ");
+    EXPECT_EQ(sent[0].substr(10), "01000100cccccc0000cc02050000000000000000");
+}
+
+TEST_F(Gen3KeypadDriverTest, EachKindOfState_HasItsMessage)
+{
+    Online();
+    house.Enter(
+        [&]
+        {
+            driver.SetLedParam(3, 1, -56);
+            driver.SetLedParam(3, 2, -1);
+            driver.SetLedColor(3, 3, "010203");
+            driver.SetLedColor(3, 4, "040506");
+            driver.SetLedColor(3, 5, "070809");
+            driver.SetBacklightDefault(4);
+            driver.SetBacklightColor(5, "0a0b0c");
+        });
+    EXPECT_THAT(SentUntilIdle(), ElementsAre("12c0 0001 0300c800000000000000",
+                                             "12c0 0004 0300c8ff010203040506", "1280 0005 03070809",
+                                             "1110 0007 0400000000"
+                                             "05010a0b0c"));
+}
+
+TEST_F(Gen3KeypadDriverTest, Behaviours_AreOneStateForAllButtons)
+{
+    Online();
+    house.Command("NEW_KEYPAD_BUTTON", {{"BUTTON_ID", "-1"}, {"BUTTON_BEHAVIOR", "-2"}});
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Lines behaviors;
+    for (const std::string& line : SentUntilIdle())
+    {
+        if (line.substr(0, 4) == "13c0")
+            behaviors.push_back(line.substr(10));
+    }
+    EXPECT_EQ(behaviors.back(), "fffffffffe"
+                                "0100000011");
+    house.Command("DELETE_KEYPAD_BUTTON", {{"BUTTON_ID", "-1"}});
+    house.Enter([&] { driver.Button(1)->SetBehavior(2, false); });
+    EXPECT_EQ(SentUntilIdle().back().substr(10), "0100000002");
+}
+
+TEST_F(Gen3KeypadDriverTest, RemoteActions_AreNeverFolded)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    house.Enter(
+        [&]
+        {
+            driver.Button(1)->RemotePush();
+            driver.Button(1)->RemoteRelease();
+            driver.Button(1)->RemoteClick();
+        });
+    const Lines sent = SentUntilIdle();
+    ASSERT_EQ(sent.size(), 3u);
+    EXPECT_EQ(sent[0].substr(0, 4) + sent[0].substr(9), "2110 010100000011");
+    EXPECT_EQ(sent[1].substr(10), "010000000011");
+    EXPECT_EQ(sent[2].substr(10), "010200000011");
+}
+
+TEST_F(Gen3KeypadDriverTest, WaitingStates_GiveWayToNewerOnes)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    for (const char* color : {"100000", "200000", "300000", "400000"})
+        SetColor(color);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 2u);
+    const Lines sent = SentUntilIdle();
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0].substr(10), "010c0000");
+    EXPECT_EQ(sent[1].substr(10), "01330000");
+}
+
+TEST_F(Gen3KeypadDriverTest, LedsBeyondOneOctet_AreNotSentAtAll)
+{
+    Online();
+    house.Enter(
+        [&]
+        {
+            for (int led : {-1, 256, -2147483647 - 1, 2147483647})
+            {
+                driver.SetLedParam(led, 0, 1);
+                driver.SetLedColor(led, 5, "ffffff");
+                driver.SetBacklightDefault(led);
+                driver.SetBacklightColor(led, "ffffff");
+            }
+        });
+    EXPECT_THAT(Sent(), IsEmpty());
+    house.Enter([&] { driver.SetBacklightDefault(255); });
+    EXPECT_EQ(Sent().size(), 1u);
+}
+
+TEST_F(Gen3KeypadDriverTest, Numbers_SkipZeroWhenTheyWrap)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    house.Enter([&] { driver.Bus().resetQueue(); });
+    std::string number;
+    for (int i = 0; i < 65536 && number != "ffff"; ++i)
+    {
+        // While offline numbers are used up, but nothing is sent.
+        driver.Bus().setDeviceOnline(i % 5000 == 0 || i > 65500);
+        SetColor("100000");
+        const Lines sent = SentUntilIdle();
+        if (!sent.empty())
+            number = sent.back().substr(5, 4);
+    }
+    EXPECT_EQ(number, "ffff");
+    SetColor("100000");
+    EXPECT_EQ(SentUntilIdle().back().substr(5, 4), "0001");
+}
+
+// --- From the keypad ---
+
+TEST_F(Gen3KeypadDriverTest, AnswerOfTheRightNumber_MovesOn)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    SetColor("100000");
+    SetColor("200000");
+    const int first = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
+    Answer(first + 1);
+    Answer(0);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 2u);
+    Answer(first);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    Answer(first);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    Answer(first + 1);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
+}
+
+TEST_F(Gen3KeypadDriverTest, LateSecondAnswer_DoesNotDropWhatWasNeverSent)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    SetColor("100000");
+    SetColor("200000");
+    const int first = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
+    driver.Bus().setGatewayOnline(false);
+    Answer(first);
+    Answer(first);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    EXPECT_THAT(Sent(), IsEmpty());
+}
+
+TEST_F(Gen3KeypadDriverTest, InstantMessage_LeavesTheAnswerToTheQueue)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    SetColor("100000");
+    const int number = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
+    const std::uint8_t payload[] = {0x77, 0x77, 0x77};
+    house.Enter([&] { driver.Bus().sendInstant(1, payload, 3); });
+    EXPECT_THAT(Sent(), ElementsAre("0001 7777 77"));
+    Answer(0x7777);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    Answer(number);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
+}
+
+TEST_F(Gen3KeypadDriverTest, Announce_BringsAnOfflineKeypadUpToDate)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    driver.Bus().setGatewayOnline(true);
+    Hear(0x9010, {1, 0, 0, 0, 0, 0, 0, 0, 0, 3, 1, 7});
+    EXPECT_TRUE(driver.Bus().isDeviceOnline());
+    EXPECT_EQ(driver.Firmware().ToString(), "3.1.7");
+    Lines kinds;
+    for (const std::string& line : SentUntilIdle())
+        kinds.push_back(line.substr(0, 4));
+    EXPECT_THAT(kinds, ElementsAre("13c0", "12c0", "1280", "1110"));
+}
+
+TEST_F(Gen3KeypadDriverTest, AnnounceWhileOnline_OnlyTellsTheVersion)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    Hear(0x9010, {1, 0, 0, 0, 0, 0, 0, 0, 0, 3, 1, 7});
+    EXPECT_THAT(Sent(), IsEmpty());
+    EXPECT_EQ(driver.Firmware().ToString(), "3.1.7");
+}
+
+TEST_F(Gen3KeypadDriverTest, AnnounceOfARestart_GivesUpWhatWaited)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    house.Enter(
+        [&]
+        {
+            driver.Button(1)->RemotePush();
+            driver.Button(1)->RemoteClick();
+        });
+    Sent();
+    AnnounceRestart();
+    const Lines sent = SentUntilIdle();
+    ASSERT_EQ(sent.size(), 4u);
+    EXPECT_EQ(sent[0].substr(0, 4), "13c0");
+}
+
+TEST_F(Gen3KeypadDriverTest, GivenUpKeypadThatAnswersAfterAll_GetsWhatItMissed)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    driver.Bus().setGatewayOnline(true);
+    AnnounceRestart();
+    SentUntilIdle();
+    SetColor("100000");
+    SetColor("200000");
+    const int number = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
+    house.Advance(121000);
+    EXPECT_FALSE(driver.Bus().isDeviceOnline());
+    EXPECT_EQ(Sent().size(), 2u);
+    SetColor("300000");
+    Answer(number);
+    EXPECT_TRUE(driver.Bus().isDeviceOnline());
+    EXPECT_EQ(driver.Bus().getRetryCount(), 0);
+    const Lines sent = SentUntilIdle();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].substr(0, 4) + sent[0].substr(9), "1280 01260000");
+}
+
+TEST_F(Gen3KeypadDriverTest, AnnounceAfterBeingGivenUp_SendsOnlyWhatWasNotConfirmed)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    driver.Bus().setGatewayOnline(true);
+    AnnounceRestart();
+    ASSERT_EQ(SentUntilIdle().size(), 4u);
+    SetColor("100000");
+    house.Advance(121000);
+    Sent();
+    Hear(0x9010, std::vector<std::uint8_t>(12, 0));
+    const Lines sent = SentUntilIdle();
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].substr(0, 4), "1280");
+}
+
+TEST_F(Gen3KeypadDriverTest, GatewayComingBack_SendsWhatIsStuck)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    SetColor("100000");
+    Hear(0x9100, {0});
+    EXPECT_FALSE(driver.Bus().isGatewayOnline());
+    house.Advance(40000);
+    EXPECT_EQ(Sent().size(), 1u);
+    Hear(0x9100, {1});
+    EXPECT_EQ(Sent().size(), 1u);
+    EXPECT_TRUE(driver.Bus().isGatewayOnline());
+}
+
+TEST_F(Gen3KeypadDriverTest, FirmwareReply_IsKeptUnlessItIsTooShort)
+{
+    Hear(0x9020, {3, 1});
+    EXPECT_TRUE(driver.Firmware().Empty());
+    Hear(0x9020, {255, '1', '.', '2', '.', '3', '.', 'x', 0});
+    EXPECT_EQ(driver.Firmware().ToExtString(), "1.2.3.x");
+    Hear(0x9010, {5, 1, 0});
+    EXPECT_EQ(driver.Firmware().ToExtString(), "1.2.3.x");
+    EXPECT_FALSE(driver.Bus().isDeviceOnline());
+}
+
+RC_GTEST_FIXTURE_PROP(Gen3KeypadDriverTest, AnyMessageFromTheBus_IsTakenOrIgnored,
+                      (const std::vector<std::uint8_t>& payload))
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    const int opcode = *rc::gen::element(0x9000, 0x9010, 0x9020, 0x9030, 0x9100, 0x1280, 0);
+    Hear(opcode, payload);
+    house.Advance(200000);
+    RC_ASSERT(driver.Button(1) != nullptr);
+    RC_ASSERT(driver.Bus().getQueuedCount() < 10u);
+}

@@ -1,0 +1,212 @@
+// A day in the life of a full bus: 32 keypads behind one gateway, three of them faulty.
+#include "simulated_devices/BusKeypadFaults.h"
+#include "tests/drivers/BusHouse.h"
+#include "tests/drivers/MessageLedger.h"
+
+#include <algorithm>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace simulated;
+using bus_test::BusHouse;
+using bus_test::MessageLedger;
+using testing::IsEmpty;
+
+namespace
+{
+constexpr unsigned KEYPADS = 32;
+constexpr std::int64_t STEP_MS = 15000;
+constexpr std::int64_t DAY_MS = 24 * 3600 * 1000;
+// What the keypads get to come to rest: a late one needs 25 seconds for each of a few messages.
+constexpr std::int64_t REST_MS = 1800 * 1000;
+
+// A burst makes at most this many entries: the states fold, the clicks do not.
+constexpr std::size_t BURST = 6;
+// A keypad that does not answer is offline after three times 40 seconds; so long writes may come
+// in.
+constexpr std::size_t LONGEST_QUEUE = BURST * (120000 / STEP_MS + 1);
+
+using AddFaulty = std::function<void(BusHouse&)>;
+
+struct Faults
+{
+    const char* name;
+    std::vector<AddFaulty> keypads;
+    // Whether they too show in the end what they were told last.
+    bool recover;
+};
+
+void PrintTo(const Faults& faults, std::ostream* os)
+{
+    *os << faults.name;
+}
+
+class Gen3KeypadSoak : public testing::TestWithParam<Faults>
+{
+protected:
+    Gen3KeypadSoak()
+    {
+        for (const AddFaulty& add : GetParam().keypads)
+            add(house);
+        faulty = house.Count();
+        while (house.Count() < KEYPADS)
+            house.Add<BusKeypad>();
+        for (unsigned id = 1; id <= KEYPADS; ++id)
+            ledger.Watch(house.Keypad(id));
+        wanted.resize(KEYPADS + 1, "00ff00");
+        house.Start();
+        house.Advance(STEP_MS);
+    }
+
+    bool IsSound(unsigned id) const { return id > faulty; }
+
+    // Somebody does something with one keypad in four minutes or so.
+    void LiveOneStep()
+    {
+        for (unsigned id = 1; id <= KEYPADS; ++id)
+        {
+            switch (house.Draw(0, 50))
+            {
+            case 0:
+                Show(id);
+                break;
+            case 1:
+                for (int i = 0; i < 5; ++i)
+                    Show(id);
+                house.RemoteClick(id);
+                ++clicks[id];
+                break;
+            case 2:
+                house.Keypad(id).Click(1);
+                break;
+            default:
+                break;
+            }
+        }
+        house.Advance(STEP_MS);
+    }
+
+    void Show(unsigned id)
+    {
+        static const char* const colors[] = {"ff0000", "00ff00", "0000ff", "ffffff"};
+        wanted[id] = colors[house.Draw(0, 3)];
+        house.Show(id, wanted[id]);
+    }
+
+    void ExpectSoundOnesWork()
+    {
+        for (unsigned id = faulty + 1; id <= KEYPADS; ++id)
+        {
+            ASSERT_TRUE(house.Driver(id).Bus().isDeviceOnline()) << id;
+            ASSERT_EQ(house.Driver(id).Bus().getRetryCount(), 0) << id;
+            ASSERT_EQ(house.Driver(id).Bus().getQueuedCount(), 0u) << id;
+        }
+    }
+
+    // What is shown dimmed to 80 per cent, by hand.
+    static BusKeypad::Colour Dimmed(const std::string& color)
+    {
+        BusKeypad::Colour dimmed{};
+        for (std::size_t i = 0; i < 3; ++i)
+            dimmed[i] = color.substr(2 * i, 2) == "ff" ? 0xCC : 0;
+        return dimmed;
+    }
+
+    void ExpectShown(unsigned id)
+    {
+        EXPECT_EQ(house.Keypad(id).CurrentColours().at(1), Dimmed(wanted[id])) << id;
+    }
+
+    // Every message has one fate, and nobody believes in an answer that was none.
+    void ExpectBooksInOrder(unsigned id)
+    {
+        const MessageLedger::Account& account = ledger.Of(id);
+        std::size_t settled = 0;
+        for (int fate = MessageLedger::ANSWERED; fate < MessageLedger::FATES; ++fate)
+            settled += account.Count(static_cast<MessageLedger::Fate>(fate));
+        const std::size_t waiting = house.Driver(id).Bus().getQueuedCount();
+        EXPECT_EQ(settled + waiting, account.messages.size()) << id;
+        EXPECT_EQ(account.Count(MessageLedger::WAITS), waiting) << id;
+        EXPECT_EQ(account.queue.size(), waiting) << id;
+        for (const auto& message : account.messages)
+        {
+            const bool heard = account.heardAt.count(message.first) != 0;
+            const MessageLedger::Fate fate = message.second;
+            if (fate == MessageLedger::ANSWERED)
+            {
+                EXPECT_TRUE(heard) << id << ": " << message.first << " was never heard";
+            }
+            else if (fate == MessageLedger::REPLACED || fate == MessageLedger::DROPPED)
+            {
+                EXPECT_FALSE(heard) << id << ": " << message.first << " was heard";
+            }
+        }
+        EXPECT_LE(account.longestQueue, LONGEST_QUEUE) << id;
+    }
+
+    BusHouse house{7};
+    MessageLedger ledger{house};
+    unsigned faulty = 0;
+    std::vector<std::string> wanted;
+    std::map<unsigned, unsigned> clicks;
+};
+} // namespace
+
+TEST_P(Gen3KeypadSoak, ADayWithThreeFaultyOfThirtyTwo)
+{
+    ExpectSoundOnesWork();
+    for (std::int64_t passed = 0; passed < DAY_MS && !HasFatalFailure(); passed += STEP_MS)
+    {
+        LiveOneStep();
+        ExpectSoundOnesWork();
+    }
+    house.Advance(REST_MS);
+    for (unsigned id = 1; id <= KEYPADS; ++id)
+    {
+        ExpectBooksInOrder(id);
+        if (IsSound(id) || GetParam().recover)
+            ExpectShown(id);
+        if (!IsSound(id))
+            continue;
+        EXPECT_EQ(house.Keypad(id).ActionCount(), clicks[id]) << id;
+        EXPECT_EQ(ledger.Of(id).heardTwice, 0u) << id;
+        EXPECT_LE(ledger.Of(id).longestQueue, BURST) << id;
+        EXPECT_GT(ledger.Of(id).Count(MessageLedger::ANSWERED), 200u) << id;
+        EXPECT_GT(ledger.Of(id).Count(MessageLedger::REPLACED), 100u) << id;
+    }
+    EXPECT_THAT(house.asserted, IsEmpty());
+}
+
+namespace
+{
+template <class Keypad>
+AddFaulty One()
+{
+    return [](BusHouse& house)
+    {
+        house.Add<Keypad>();
+    };
+}
+
+AddFaulty EveryFifthAnswered()
+{
+    return [](BusHouse& house)
+    {
+        house.Add<NthReplyKeypad>(5u);
+    };
+}
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, Gen3KeypadSoak,
+    testing::Values(Faults{"DeafSeldomBabbling",
+                           {One<DeafKeypad>(), EveryFifthAnswered(), One<BabblingKeypad>()},
+                           false},
+                    Faults{"LateForgetfulBabbling",
+                           {One<LateKeypad>(), One<ForgetfulKeypad>(), One<BabblingKeypad>()},
+                           true}),
+    [](const auto& run) { return std::string(run.param.name); });
