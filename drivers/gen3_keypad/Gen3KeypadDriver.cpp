@@ -301,6 +301,8 @@ std::uint16_t Gen3KeypadDriver::NextNumber()
 
 void Gen3KeypadDriver::SendState(int opcode)
 {
+    if (!m_tellsKeypad)
+        return;
     const std::uint16_t number = NextNumber();
     const KeypadState::Payload payload = m_state.Write(opcode, number);
     if (payload.empty())
@@ -353,6 +355,8 @@ bool Gen3KeypadDriver::IsLedTrackingDevice()
 
 void Gen3KeypadDriver::SendButtonAction(int buttonId, int action, int behavior)
 {
+    if (!m_tellsKeypad)
+        return;
     KeypadState::Payload payload;
     const auto append = [&payload](unsigned octet)
     {
