@@ -304,6 +304,8 @@ std::uint16_t Gen3KeypadDriver::NextNumber()
 
 void Gen3KeypadDriver::SendState(int opcode)
 {
+    if (!m_tellsKeypad)
+        return;
     const std::uint16_t number = NextNumber();
     const KeypadState::Payload payload = m_state.Write(opcode, number);
     if (payload.empty())
@@ -356,6 +358,8 @@ bool Gen3KeypadDriver::IsLedTrackingDevice()
 
 void Gen3KeypadDriver::SendButtonAction(int buttonId, int action, int behavior)
 {
+    if (!m_tellsKeypad)
+        return;
     KeypadState::Payload payload;
     const auto append = [&payload](unsigned octet)
     {
