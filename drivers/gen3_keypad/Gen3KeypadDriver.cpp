@@ -197,6 +197,9 @@ bool Gen3KeypadDriver::OnAnnounce(const std::uint8_t* payload, std::size_t lengt
 
 void Gen3KeypadDriver::OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length)
 {
+    // What comes through the gateway shows that it is online, also after a restart of the driver.
+    if (opcode != keypad_bus::GATEWAY_STATUS && !m_bus.isGatewayOnline())
+        OnGatewayStatus(true);
     switch (opcode)
     {
     case keypad_bus::ANSWER:
