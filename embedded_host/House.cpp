@@ -54,6 +54,17 @@ CmdMessage ForGroup(const ICmdMessage& command)
     }
     return message;
 }
+
+bool SameCommand(const CmdMessage& one, const CmdMessage& other)
+{
+    const auto same = [](const MessageParam& a, const MessageParam& b)
+    {
+        return a.name == b.name && a.value == b.value;
+    };
+    return one.GetName() == other.GetName() &&
+           std::equal(one.Params().begin(), one.Params().end(), other.Params().begin(),
+                      other.Params().end(), same);
+}
 } // namespace
 
 House::House(Clock& clock, Random& random, OutputSink& sink)
@@ -143,6 +154,21 @@ void House::KillDeviceTimer(unsigned id)
     m_timers.Kill(m_devices, id);
 }
 
+// Without a scope around it, a forward is a chain of its own.
+bool House::Group::IsNewInThisChain(const CmdMessage& message)
+{
+    if (chain != HostScope::Chain() || !HostScope::Current())
+        delivered.clear();
+    chain = HostScope::Chain();
+    for (const CmdMessage& earlier : delivered)
+    {
+        if (SameCommand(earlier, message))
+            return false;
+    }
+    delivered.push_back(message);
+    return true;
+}
+
 void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
 {
     const auto found = m_groups.find(group);
@@ -152,6 +178,8 @@ void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
     if (message.GetName().empty())
         return;
     message.AddParam(GROUP_ID, INT, static_cast<long long>(group));
+    if (!found->second.IsNewInThisChain(message))
+        return;
     found->second.delivering = true;
     for (nx::DriverHost* member : found->second.members)
         member->Command(message, CmdDispatcher::CONTROLLER);

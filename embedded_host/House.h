@@ -2,6 +2,7 @@
 
 #include "embedded_host/Clock.h"
 #include "embedded_host/DriverHost.h"
+#include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
 #include "embedded_host/Random.h"
 #include "embedded_host/TimerWheel.h"
@@ -66,7 +67,9 @@ public:
     // Delivers a driver's command to every member of a group, in order and at once, in the group's
     // own vocabulary: RAMP_TO_LEVEL and SET_LEVEL with their parameters, BUTTON_ACTION as the start
     // or stop of a ramp; other commands, and groups that nobody knows, reach nobody. While a
-    // delivery to a group is under way, a second one to it delivers nothing.
+    // delivery to a group is under way, a second one to it delivers nothing; and all that follows
+    // from one input delivers the same command to a group once, so that loads in many groups at
+    // once do not multiply it.
     void ForwardToGroup(unsigned group, const ICmdMessage& command);
 
     // Called when a driver asks for its state to be persisted soon; empty for nobody.
@@ -83,6 +86,11 @@ private:
     {
         std::vector<nx::DriverHost*> members;
         bool delivering = false;
+        // What the chain of that number (HostScope::Chain) has brought here.
+        std::uint64_t chain = 0;
+        std::vector<CmdMessage> delivered;
+
+        bool IsNewInThisChain(const CmdMessage& message);
     };
 
     void OnTimerDue(const TimerWheel::Due& due) override;
