@@ -96,8 +96,8 @@ protected:
 
 TEST_F(StateAfterKillTest, HundredsOfKillsUnderLoad_LoseAtMostOneIntervalAndNeverTearOrFall)
 {
-    constexpr int KILLS = 300;
-    constexpr std::size_t MOST_DONE = 160;
+    constexpr int KILLS = 200;
+    constexpr std::size_t MOST_DONE = 120;
     constexpr int ROUNDS = 400;
     std::string input = Questions();
     for (int i = 0; i < ROUNDS; ++i)
