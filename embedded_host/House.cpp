@@ -87,6 +87,7 @@ void House::AddGroup(unsigned id, const std::vector<std::string>& members)
             group.members.push_back(member);
     }
     m_groups[id] = group;
+    m_groupMembers.insert(group.members.begin(), group.members.end());
 }
 
 void House::StartAll()
@@ -143,6 +144,16 @@ void House::KillDeviceTimer(unsigned id)
     m_timers.Kill(m_devices, id);
 }
 
+// Without a scope around it, a forward is a chain of its own.
+bool House::ChainGoesOn()
+{
+    if (m_chain != HostScope::Chain() || !HostScope::Current())
+        m_chainCommands = 0;
+    m_chain = HostScope::Chain();
+    const std::size_t most = std::max(SHORTEST_CUT, m_groups.size() * m_groupMembers.size());
+    return m_chainCommands++ < most;
+}
+
 void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
 {
     const auto found = m_groups.find(group);
@@ -154,7 +165,10 @@ void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
     message.AddParam(GROUP_ID, INT, static_cast<long long>(group));
     found->second.delivering = true;
     for (nx::DriverHost* member : found->second.members)
-        member->Command(message, CmdDispatcher::CONTROLLER);
+    {
+        if (ChainGoesOn())
+            member->Command(message, CmdDispatcher::CONTROLLER);
+    }
     found->second.delivering = false;
 }
 

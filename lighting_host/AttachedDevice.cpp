@@ -2,10 +2,41 @@
 
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/House.h"
+#include "lighting_common/Names.h"
+#include "lighting_host/DriverAdapter.h"
+#include "nxshared/ICmdMessage.h"
 #include "nxshared/NxMIBPacket.h"
 
 namespace lighting_host
 {
+namespace
+{
+// Base64 without line breaks; what is no digit ends it.
+std::vector<std::uint8_t> DecodeBase64(const std::string& text)
+{
+    static const std::string digits =
+        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    constexpr int BITS_A_DIGIT = 6;
+    constexpr int BITS_AN_OCTET = 8;
+    std::vector<std::uint8_t> octets;
+    unsigned bits = 0;
+    int count = 0;
+    for (char c : text)
+    {
+        const std::size_t value = digits.find(c);
+        if (value == std::string::npos)
+            break;
+        bits = bits << BITS_A_DIGIT | static_cast<unsigned>(value);
+        count += BITS_A_DIGIT;
+        if (count < BITS_AN_OCTET)
+            continue;
+        count -= BITS_AN_OCTET;
+        octets.push_back(static_cast<std::uint8_t>(bits >> count));
+    }
+    return octets;
+}
+} // namespace
+
 AttachedDevice::AttachedDevice(nx::DriverHost& driver) : m_driver(driver) {}
 
 AttachedDevice::~AttachedDevice()
@@ -36,7 +67,12 @@ void AttachedDevice::Send(const wire::ZclFrame& frame)
     m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
 }
 
-void AttachedDevice::Send(const wire::BusFrame&) {}
+void AttachedDevice::Send(const wire::BusFrame& frame)
+{
+    auto* adapter = dynamic_cast<DriverAdapter*>(m_driver.Driver());
+    if (adapter)
+        m_driver.Enter([&] { adapter->OnBusFrame(frame); });
+}
 
 void AttachedDevice::Schedule(std::uint64_t delayMs, std::function<void()> callback)
 {
@@ -78,7 +114,14 @@ void AttachedDevice::OnZclSent(std::uint16_t cluster, std::uint8_t endpoint,
     Schedule(0, [this, sent = std::move(sent)] { m_device->OnZcl(sent); });
 }
 
-void AttachedDevice::OnGatewaySent(const ICmdMessage&) {}
+void AttachedDevice::OnGatewaySent(const ICmdMessage& command)
+{
+    wire::BusFrame frame;
+    frame.device = command.GetParamUInt(names::general::DEVICE_ID);
+    frame.opcode = static_cast<std::uint16_t>(command.GetParamInt(names::general::OPCODE));
+    frame.payload = DecodeBase64(command.GetParamString(names::general::PAYLOAD));
+    Schedule(0, [this, frame = std::move(frame)] { m_device->OnBus(frame); });
+}
 
 void AttachedDevice::OnTimerExpired(ID::Timer timer, time_t)
 {

@@ -18,6 +18,7 @@ struct Type
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
     {"zigbee_light", &MakeZigbeeLightDevice},
+    {"gen3_keypad", &MakeKeypadDevice},
     {"wired_dimmer", &MakeWiredDimmerDevice},
     {"energy_switch", &MakeMeteringPlug},
 };

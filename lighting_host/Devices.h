@@ -21,6 +21,8 @@ std::string CheckDevice(const HouseFileDriver& driver);
 // The makers of each type of driver's device.
 std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver& driver,
                                                            simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice> MakeKeypadDevice(const HouseFileDriver& driver,
+                                                             simulated::DeviceEnvironment& world);
 std::unique_ptr<simulated::SimulatedDevice>
 MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
 std::unique_ptr<simulated::SimulatedDevice>

@@ -54,6 +54,7 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
     config.capabilities = driver.capabilities;
     config.config = driver.config;
     config.state = state;
+    config.simulatedDevice = driver.device != nullptr;
     if (!driver.library.empty())
     {
         m_libraries.push_back(std::make_unique<DriverLibrary>(driver.library));

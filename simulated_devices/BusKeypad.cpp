@@ -16,6 +16,13 @@ constexpr std::uint16_t ANSWER = 0x9000;
 constexpr std::uint16_t ANNOUNCE = 0x9010;
 constexpr std::uint16_t BUTTON_USED = 0x9030;
 
+// How a button is used.
+constexpr std::uint8_t RELEASED = 0;
+constexpr std::uint8_t PRESSED = 1;
+constexpr std::uint8_t CLICKED = 2;
+constexpr std::uint8_t STILL_HELD = 3;
+constexpr std::uint64_t HOLD_REPORT_MS = 500;
+
 constexpr std::size_t NUMBER_SIZE = 2;
 
 // Version 3.258.16 with the extension "release", in the announce's extended form.
@@ -133,6 +140,45 @@ void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
 void BusKeypad::Answer(std::uint16_t number)
 {
     After(m_answerDelayMs, [this, number] { SendAnswer(number); });
+}
+
+void BusKeypad::Press(int button)
+{
+    World().ReportPerson("presses button " + std::to_string(button));
+    TellUse(button, PRESSED);
+}
+
+void BusKeypad::Release(int button)
+{
+    World().ReportPerson("releases button " + std::to_string(button));
+    TellUse(button, RELEASED);
+}
+
+void BusKeypad::Click(int button)
+{
+    World().ReportPerson("clicks button " + std::to_string(button));
+    TellUse(button, CLICKED);
+}
+
+void BusKeypad::Hold(int button, std::uint64_t ms)
+{
+    Press(button);
+    KeepHeld(button, ms);
+}
+
+void BusKeypad::KeepHeld(int button, std::uint64_t ms)
+{
+    if (ms <= HOLD_REPORT_MS)
+    {
+        After(ms, [this, button] { Release(button); });
+        return;
+    }
+    After(HOLD_REPORT_MS,
+          [this, button, ms]
+          {
+              TellUse(button, STILL_HELD);
+              KeepHeld(button, ms - HOLD_REPORT_MS);
+          });
 }
 
 void BusKeypad::TellUse(int button, std::uint8_t use)

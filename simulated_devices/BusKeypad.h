@@ -46,11 +46,13 @@ public:
     // The keypad gets power: everything that it was told is gone, and it says so.
     void OnPowerOn() override;
 
-    // A person uses a button. Without power nothing happens.
-    void Press(int button) { TellUse(button, 1); }
-    void Release(int button) { TellUse(button, 0); }
-    void Click(int button) { TellUse(button, 2); }
-    void KeepHeld(int button) { TellUse(button, 3); }
+    // A person uses a button; the world is told. Without power the keypad does not notice. Hold
+    // presses, lets the keypad report twice a second that the button is still held, and releases
+    // after that time.
+    void Press(int button);
+    void Release(int button);
+    void Click(int button);
+    void Hold(int button, std::uint64_t ms);
 
     void OnLine(const Octets& octets) override;
 
@@ -82,6 +84,7 @@ private:
     void OnFrame(const wire::BusFrame& frame);
     void Apply(std::uint16_t opcode, const Octets& payload);
     void TellUse(int button, std::uint8_t use);
+    void KeepHeld(int button, std::uint64_t ms);
     void AnnounceLater();
 
     BusLine& m_line;

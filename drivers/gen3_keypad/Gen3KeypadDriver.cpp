@@ -197,6 +197,9 @@ bool Gen3KeypadDriver::OnAnnounce(const std::uint8_t* payload, std::size_t lengt
 
 void Gen3KeypadDriver::OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length)
 {
+    // What comes through the gateway shows that it is online, also after a restart of the driver.
+    if (opcode != keypad_bus::GATEWAY_STATUS && !m_bus.isGatewayOnline())
+        OnGatewayStatus(true);
     switch (opcode)
     {
     case keypad_bus::ANSWER:
@@ -301,6 +304,8 @@ std::uint16_t Gen3KeypadDriver::NextNumber()
 
 void Gen3KeypadDriver::SendState(int opcode)
 {
+    if (!m_tellsKeypad)
+        return;
     const std::uint16_t number = NextNumber();
     const KeypadState::Payload payload = m_state.Write(opcode, number);
     if (payload.empty())
@@ -353,6 +358,8 @@ bool Gen3KeypadDriver::IsLedTrackingDevice()
 
 void Gen3KeypadDriver::SendButtonAction(int buttonId, int action, int behavior)
 {
+    if (!m_tellsKeypad)
+        return;
     KeypadState::Payload payload;
     const auto append = [&payload](unsigned octet)
     {

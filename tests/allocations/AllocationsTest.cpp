@@ -12,8 +12,8 @@
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
 #include "embedded_host/Random.h"
-#include "embedded_host/TimerWheel.h"
 #include "lighting_common/Names.h"
+#include "nxshared/ITimerManager.h"
 #include "nxshared/ITimerManagerCallback.h"
 #include "nxshared/NxMIBPacket.h"
 
@@ -101,23 +101,23 @@ protected:
     const NxMIBPacket m_release = Report(NxMIB::Trap, "nx.dmx.he", 7);
 };
 
-// A timer's owner that starts it again whenever it fires.
-class Again : public ITimerManagerCallback, public TimerWheel::Sink
+// Starts a timer again whenever it fires.
+class Again : public ITimerManagerCallback
 {
 public:
-    explicit Again(TimerWheel& wheel) : m_wheel(wheel) {}
+    explicit Again(ITimerManager& timers) : m_timers(timers) {}
 
-    void OnTimerDue(const TimerWheel::Due& due) override
+    void Start(unsigned long delayMs) { m_timers.AddTimer(delayMs, 0, 1, this); }
+    void OnTimerExpired(ID::Timer, time_t) override
     {
-        m_wheel.Add(0, due.dueMs * 1000000, 10, 1, nullptr, this);
         ++fired;
+        Start(10);
     }
-    void OnTimerExpired(ID::Timer, time_t) override {}
 
     std::size_t fired = 0;
 
 private:
-    TimerWheel& m_wheel;
+    ITimerManager& m_timers;
 };
 
 class NoSink : public UnhandledSink
@@ -179,13 +179,16 @@ TEST_F(AllocationsTest, HoldTimerThatExpiresIntoAReleaseEvent_AllocatesNothing)
 
 TEST_F(AllocationsTest, TimersThatStartAnewWhenTheyFire_AllocateNothing)
 {
-    TimerWheel wheel;
-    Again again(wheel);
-    for (int i = 0; i < 1000; ++i)
-        wheel.Add(0, 0, static_cast<std::uint64_t>(i), 1, nullptr, &again);
-    std::int64_t now = 0;
-    EXPECT_EQ(allocations::Of([&] { wheel.Advance(now += 100, again); }), 0u);
-    EXPECT_GT(again.fired, 17u * 9000u);
+    void* const service = m_hall->GetInterface(ITimerManager::INTERFACE_ID);
+    ITimerManager& timers = *static_cast<ITimerManager*>(service);
+    Again again(timers);
+    for (unsigned long i = 0; i < 1000; ++i)
+        again.Start(i);
+    EXPECT_EQ(allocations::Of([this] { m_house.Advance(100); }), 0u);
+    // Each at its own millisecond of the first second and every 10 ms from then on, for 1700 ms:
+    // the sum of 1701 - 10 k over k from 0 to 99.
+    EXPECT_EQ(again.fired, 120600u);
+    timers.RemoveAllTimers(&again);
 }
 
 TEST_F(AllocationsTest, CommandAmongTwoHundredNames_AllocatesNothing)

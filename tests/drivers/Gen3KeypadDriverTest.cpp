@@ -138,6 +138,19 @@ TEST_F(Gen3KeypadDriverTest, ReplacedOrDeletedButton_TakesItsHoldTimerAlong)
     EXPECT_THAT(driver.events, ElementsAre("1:1", "1:1"));
 }
 
+TEST_F(Gen3KeypadDriverTest, NoKeypadToTell_ButtonsLeaveTheBusAlone)
+{
+    Online();
+    driver.SetTellsKeypad(false);
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    EXPECT_THAT(house.Take(), IsEmpty());
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
+    EXPECT_THAT(driver.events, ElementsAre("1:2"));
+    house.Enter([&] { driver.Bus().queueMessage(0x2110, nullptr, 0); });
+    EXPECT_THAT(Sent(), ElementsAre("2110  "));
+}
+
 TEST_F(Gen3KeypadDriverTest, UnknownId_IsRefused)
 {
     EXPECT_EQ(Refused("KEYPAD_BUTTON_INFO", "3"), "there is no button 3");
@@ -395,18 +408,19 @@ TEST_F(Gen3KeypadDriverTest, AnswerOfTheRightNumber_MovesOn)
     EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
 }
 
-TEST_F(Gen3KeypadDriverTest, LateSecondAnswer_DoesNotDropWhatWasNeverSent)
+TEST_F(Gen3KeypadDriverTest, AnythingFromTheBus_ShowsThatTheGatewayIsOnline)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
     SetColor("100000");
     SetColor("200000");
     const int first = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
-    driver.Bus().setGatewayOnline(false);
+    Hear(0x9100, {0});
     Answer(first);
-    Answer(first);
+    EXPECT_TRUE(driver.Bus().isGatewayOnline());
     EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
-    EXPECT_THAT(Sent(), IsEmpty());
+    Hear(0x9100, {});
+    EXPECT_TRUE(driver.Bus().isGatewayOnline());
 }
 
 TEST_F(Gen3KeypadDriverTest, InstantMessage_LeavesTheAnswerToTheQueue)

@@ -158,14 +158,17 @@ TEST_F(BusKeypadTest, IncompleteEntries_AreLeftOut)
 TEST_F(BusKeypadTest, PersonAtTheButtons_IsTold)
 {
     Given<BusKeypad>();
-    keypad->Press(3);
-    keypad->KeepHeld(3);
-    keypad->Release(3);
+    keypad->Hold(3, 1200);
     keypad->Click(-1);
-    world.Advance(1000);
+    world.Advance(1199);
     const std::string used = std::to_string(0x9030);
     EXPECT_THAT(Told(),
-                ElementsAre(used + ": 3 1", used + ": 3 3", used + ": 3 0", used + ": 255 2"));
+                ElementsAre(used + ": 3 1", used + ": 255 2", used + ": 3 3", used + ": 3 3"));
+    world.Advance(100);
+    EXPECT_THAT(Told(), ElementsAre(used + ": 3 0"));
+    EXPECT_EQ(world.NextTold(), "presses button 3");
+    EXPECT_EQ(world.NextTold(), "clicks button -1");
+    EXPECT_EQ(world.NextTold(), "releases button 3");
 }
 
 TEST_F(BusKeypadTest, WithoutPower_NothingHappens)
@@ -176,6 +179,7 @@ TEST_F(BusKeypadTest, WithoutPower_NothingHappens)
     keypad->Press(1);
     world.Advance(1000000);
     EXPECT_THAT(Told(), IsEmpty());
+    EXPECT_EQ(world.NextTold(), "presses button 1");
 }
 
 TEST_F(BusKeypadTest, GatewayStatus_ReachesItsDriversOnly)
@@ -191,9 +195,10 @@ TEST_F(BusKeypadTest, GatewayWithoutPower_PassesNothingOn)
     Given<BusKeypad>();
     gateway.SetPower(false);
     Send(0x1280, {0, 1});
-    keypad->Press(1);
+    keypad->Release(1);
     world.Advance(1000);
     EXPECT_THAT(Told(), IsEmpty());
+    EXPECT_EQ(world.NextTold(), "releases button 1");
 }
 
 TEST_F(BusKeypadTest, Line_CarriesOneTransmissionAfterTheOther)
