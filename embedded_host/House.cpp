@@ -54,17 +54,6 @@ CmdMessage ForGroup(const ICmdMessage& command)
     }
     return message;
 }
-
-bool SameCommand(const CmdMessage& one, const CmdMessage& other)
-{
-    const auto same = [](const MessageParam& a, const MessageParam& b)
-    {
-        return a.name == b.name && a.value == b.value;
-    };
-    return one.GetName() == other.GetName() &&
-           std::equal(one.Params().begin(), one.Params().end(), other.Params().begin(),
-                      other.Params().end(), same);
-}
 } // namespace
 
 House::House(Clock& clock, Random& random, OutputSink& sink)
@@ -98,6 +87,7 @@ void House::AddGroup(unsigned id, const std::vector<std::string>& members)
             group.members.push_back(member);
     }
     m_groups[id] = group;
+    m_groupMembers.insert(group.members.begin(), group.members.end());
 }
 
 void House::StartAll()
@@ -155,18 +145,13 @@ void House::KillDeviceTimer(unsigned id)
 }
 
 // Without a scope around it, a forward is a chain of its own.
-bool House::Group::IsNewInThisChain(const CmdMessage& message)
+bool House::ChainGoesOn()
 {
-    if (chain != HostScope::Chain() || !HostScope::Current())
-        delivered.clear();
-    chain = HostScope::Chain();
-    for (const CmdMessage& earlier : delivered)
-    {
-        if (SameCommand(earlier, message))
-            return false;
-    }
-    delivered.push_back(message);
-    return true;
+    if (m_chain != HostScope::Chain() || !HostScope::Current())
+        m_chainCommands = 0;
+    m_chain = HostScope::Chain();
+    const std::size_t most = std::max(SHORTEST_CUT, m_groups.size() * m_groupMembers.size());
+    return m_chainCommands++ < most;
 }
 
 void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
@@ -178,11 +163,12 @@ void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
     if (message.GetName().empty())
         return;
     message.AddParam(GROUP_ID, INT, static_cast<long long>(group));
-    if (!found->second.IsNewInThisChain(message))
-        return;
     found->second.delivering = true;
     for (nx::DriverHost* member : found->second.members)
-        member->Command(message, CmdDispatcher::CONTROLLER);
+    {
+        if (ChainGoesOn())
+            member->Command(message, CmdDispatcher::CONTROLLER);
+    }
     found->second.delivering = false;
 }
 

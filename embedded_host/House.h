@@ -2,7 +2,6 @@
 
 #include "embedded_host/Clock.h"
 #include "embedded_host/DriverHost.h"
-#include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
 #include "embedded_host/Random.h"
 #include "embedded_host/TimerWheel.h"
@@ -12,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace embedded_host
@@ -67,10 +67,14 @@ public:
     // Delivers a driver's command to every member of a group, in order and at once, in the group's
     // own vocabulary: RAMP_TO_LEVEL and SET_LEVEL with their parameters, BUTTON_ACTION as the start
     // or stop of a ramp; other commands, and groups that nobody knows, reach nobody. While a
-    // delivery to a group is under way, a second one to it delivers nothing; and all that follows
-    // from one input delivers the same command to a group once, so that loads in many groups at
-    // once do not multiply it.
+    // delivery to a group is under way, a second one to it delivers nothing. That ends every chain,
+    // but where many loads share many groups only after a number of commands beyond all measure: a
+    // chain is cut when it has delivered as many commands as there are groups times members, and
+    // never below SHORTEST_CUT.
     void ForwardToGroup(unsigned group, const ICmdMessage& command);
+
+    // How many commands a chain of forwards may always deliver.
+    static constexpr std::size_t SHORTEST_CUT = 64;
 
     // Called when a driver asks for its state to be persisted soon; empty for nobody.
     std::function<void(nx::DriverHost&)> onPersistRequested;
@@ -86,11 +90,6 @@ private:
     {
         std::vector<nx::DriverHost*> members;
         bool delivering = false;
-        // What the chain of that number (HostScope::Chain) has brought here.
-        std::uint64_t chain = 0;
-        std::vector<CmdMessage> delivered;
-
-        bool IsNewInThisChain(const CmdMessage& message);
     };
 
     void OnTimerDue(const TimerWheel::Due& due) override;
@@ -100,6 +99,7 @@ private:
                     int notify) override;
     int RemoveVariable(unsigned deviceId, unsigned id) override;
     nx::DriverHost* FindId(unsigned deviceId) const;
+    bool ChainGoesOn();
 
     Clock& m_clock;
     Random& m_random;
@@ -109,6 +109,10 @@ private:
     std::unordered_map<std::string, nx::DriverHost*> m_byName;
     std::unordered_map<unsigned, nx::DriverHost*> m_byId;
     std::unordered_map<unsigned, Group> m_groups;
+    std::unordered_set<nx::DriverHost*> m_groupMembers;
+    // How many commands the chain of that number (HostScope::Chain) has delivered.
+    std::uint64_t m_chain = 0;
+    std::size_t m_chainCommands = 0;
     TimerWheel::Owner m_devices{TimerWheel::DEVICE, nullptr};
 };
 } // namespace embedded_host

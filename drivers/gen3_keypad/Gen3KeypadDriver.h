@@ -79,8 +79,9 @@ public:
     void SetUsesHoldTimer(bool uses) { m_usesHoldTimer = uses; }
     void SetTracksLeds(bool tracks) { m_tracksLeds = tracks; }
 
-    // Whether what buttons ask for goes to the bus (default: yes). Off where there is no keypad that
-    // would understand this driver's opcodes: then the bus carries only what goes to Bus() itself.
+    // Whether what buttons ask for goes to the bus (default: yes). Off where there is no keypad
+    // that would understand this driver's opcodes: then the bus carries only what goes to Bus()
+    // itself.
     void SetTellsKeypad(bool tells) { m_tellsKeypad = tells; }
 
     // IGen3ButtonOwner.

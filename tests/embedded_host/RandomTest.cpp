@@ -45,15 +45,18 @@ TEST(Random, EveryValueOfARange_ComesAboutEquallyOften)
     }
 }
 
-TEST(Random, EmptyOrSingleRange_GivesItsFirst)
+TEST(Random, SingleRange_GivesItsOnlyNumber)
 {
     for (const Draw draw : {Draw::Random, Draw::Low, Draw::High})
-    {
-        Random random(1, draw);
-        EXPECT_EQ(7, random.Between(7, 7));
-        EXPECT_EQ(7, random.Between(7, 6));
-        EXPECT_EQ(INT_MAX, random.Between(INT_MAX, INT_MIN));
-    }
+        EXPECT_EQ(7, Random(1, draw).Between(7, 7));
+}
+
+TEST(Random, EndsTheWrongWayRound_GiveTheFirstUnlessTheOtherIsAskedFor)
+{
+    EXPECT_EQ(7, Random(1, Draw::Random).Between(7, 6));
+    EXPECT_EQ(7, Random(1, Draw::Low).Between(7, 6));
+    EXPECT_EQ(6, Random(1, Draw::High).Between(7, 6));
+    EXPECT_EQ(INT_MAX, Random(1, Draw::Random).Between(INT_MAX, INT_MIN));
 }
 
 TEST(Random, LowAndHigh_GiveTheEnds)
