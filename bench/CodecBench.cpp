@@ -102,5 +102,3 @@ BENCHMARK(ParseIstringstream)->Name("parse/istringstream");
 BENCHMARK(FormatOurs)->Name("format/ours");
 BENCHMARK(FormatFmt)->Name("format/fmt");
 } // namespace
-
-BENCHMARK_MAIN();

@@ -71,5 +71,3 @@ void DispatchUnorderedMap(benchmark::State& state)
 BENCHMARK(DispatchOurs)->Name("dispatch/ours");
 BENCHMARK(DispatchUnorderedMap)->Name("dispatch/unordered_map");
 } // namespace
-
-BENCHMARK_MAIN();

@@ -43,5 +43,3 @@ void LogPeer(benchmark::State& state)
 BENCHMARK(LogOurs)->Name("log_off/ours");
 BENCHMARK(LogPeer)->Name("log_off/isEnabledFor");
 } // namespace
-
-BENCHMARK_MAIN();

@@ -8,23 +8,25 @@ function(lighting_sources variable)
   set(${variable} ${found} PARENT_SCOPE)
 endfunction()
 
-# The programs of a folder, one for each of its sources, in bin/<folder>/. What the programs share
-# lives in headers there. The target <folder>_programs builds them all.
+# The programs of a folder: one for each source whose name ends in SUFFIX, in bin/<folder>/. The
+# folder's other sources are part of each. The target <folder>_programs builds them all.
 #
-#     lighting_programs(FOLDER LINK libraries... [LINK_OPTIONS options...])
-function(lighting_programs folder)
-  cmake_parse_arguments(PARSE_ARGV 1 program "" "" "LINK;LINK_OPTIONS")
+#     lighting_programs(FOLDER SUFFIX LINK libraries... [LINK_OPTIONS options...])
+function(lighting_programs folder suffix)
+  cmake_parse_arguments(PARSE_ARGV 2 program "" "" "LINK;LINK_OPTIONS")
   add_custom_target(${folder}_programs)
   file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${folder}/*.cpp)
+  set(shared ${sources})
+  list(FILTER shared EXCLUDE REGEX "${suffix}\\.cpp$")
+  list(FILTER sources INCLUDE REGEX "${suffix}\\.cpp$")
   foreach(source IN LISTS sources)
     get_filename_component(name ${source} NAME_WE)
-    add_executable(${folder}_${name} ${source})
-    set_target_properties(${folder}_${name} PROPERTIES
-      OUTPUT_NAME ${name}
+    add_executable(${name} ${source} ${shared})
+    set_target_properties(${name} PROPERTIES
       RUNTIME_OUTPUT_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${folder})
-    target_include_directories(${folder}_${name} PRIVATE ${PROJECT_SOURCE_DIR})
-    target_link_libraries(${folder}_${name} PRIVATE ${program_LINK})
-    target_link_options(${folder}_${name} PRIVATE ${program_LINK_OPTIONS})
-    add_dependencies(${folder}_programs ${folder}_${name})
+    target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${name} PRIVATE ${program_LINK})
+    target_link_options(${name} PRIVATE ${program_LINK_OPTIONS})
+    add_dependencies(${folder}_programs ${name})
   endforeach()
 endfunction()

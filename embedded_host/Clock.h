@@ -1,10 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
+#include <memory>
 
 namespace embedded_host
 {
+class TimeZone;
+
 // The time of a house: milliseconds since it started, and the local time of its wall.
 //
 // Two forms: VirtualClock, moved by the house as it works through its timers, and RealClock, moved
@@ -12,6 +14,9 @@ namespace embedded_host
 class Clock
 {
 public:
+    // Where time ends, so that it can be counted in nanoseconds: 285 years after the start.
+    static constexpr std::int64_t LATEST_MS = 9000000000000;
+
     virtual ~Clock() = default;
 
     // Milliseconds since the start.
@@ -23,7 +28,8 @@ public:
     // The local time, in seconds since 1970-01-01T00:00:00 local time.
     virtual std::int64_t LocalSeconds() const = 0;
 
-    // Called by the house before it works off what is due at `ms`. A real clock ignores it.
+    // Called by the house before it works off what is due at `ms`, at most LATEST_MS; a time that
+    // has passed is ignored. A real clock ignores it altogether.
     virtual void MoveTo(std::int64_t ms) = 0;
 
     // Moves the wall, and only the wall, by so many seconds: somebody set the controller's clock.
@@ -34,19 +40,21 @@ public:
 class VirtualClock : public Clock
 {
 public:
-    // `startLocalSeconds` is the local time at 0 ms.
-    explicit VirtualClock(std::int64_t startLocalSeconds) : m_startLocalSeconds(startLocalSeconds)
-    {
-    }
+    // `startLocalSeconds` is the local time at 0 ms. In a zone, the wall follows the zone's
+    // daylight saving; without one, it shows what passes.
+    explicit VirtualClock(std::int64_t startLocalSeconds,
+                          std::shared_ptr<const TimeZone> zone = nullptr);
 
     std::int64_t NowMs() const override { return m_nowMs; }
     std::int64_t NowNs() const override { return m_nowMs * 1000000; }
     std::int64_t LocalSeconds() const override;
     void MoveTo(std::int64_t ms) override;
-    void StepWall(std::int64_t seconds) override { m_startLocalSeconds += seconds; }
+    void StepWall(std::int64_t seconds) override { m_startSeconds += seconds; }
 
 private:
-    std::int64_t m_startLocalSeconds;
+    std::shared_ptr<const TimeZone> m_zone;
+    // In UTC when there is a zone, else local.
+    std::int64_t m_startSeconds;
     std::int64_t m_nowMs = 0;
 };
 
@@ -54,16 +62,23 @@ private:
 class RealClock : public Clock
 {
 public:
-    RealClock();
+    // Where the time comes from: nanoseconds since some moment, never going back.
+    using Source = std::int64_t (*)();
+
+    // Starts now. Without a zone, the wall is in the machine's own. `source` is the machine's
+    // monotonic clock unless somebody knows better.
+    explicit RealClock(std::shared_ptr<const TimeZone> zone = nullptr, Source source = nullptr);
 
     std::int64_t NowMs() const override { return NowNs() / 1000000; }
-    std::int64_t NowNs() const override;
+    std::int64_t NowNs() const override { return m_source() - m_startNs; }
     std::int64_t LocalSeconds() const override;
     void MoveTo(std::int64_t) override {}
     void StepWall(std::int64_t seconds) override { m_step += seconds; }
 
 private:
-    std::chrono::steady_clock::time_point m_start;
+    std::shared_ptr<const TimeZone> m_zone;
+    Source m_source;
+    std::int64_t m_startNs;
     std::int64_t m_step = 0;
 };
 } // namespace embedded_host

@@ -80,6 +80,12 @@ void MibTable::Clear()
     m_traps.Clear();
 }
 
+void MibTable::Fit()
+{
+    m_responses.Fit();
+    m_traps.Fit();
+}
+
 void CondTable::RegisterCond(const std::string& name, const Handler& handler)
 {
     m_table.Add(name, handler);

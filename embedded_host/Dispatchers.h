@@ -28,8 +28,9 @@ public:
     void RemoveCmd(const std::string& name) override;
     bool Dispatch(const ICmdMessage& message, ICmdReturn* ret, unsigned caller) override;
 
-    // Drops every handler.
+    // Drops every handler; gives back memory that further handlers would need.
     void Clear() { m_table.Clear(); }
+    void Fit() { m_table.Fit(); }
 
 private:
     UnhandledSink& m_unhandled;
@@ -51,8 +52,9 @@ public:
 
     bool HandlesResponse(const std::string& mib) const { return m_responses.Has(mib); }
 
-    // Drops every handler.
+    // Drops every handler; gives back memory that further handlers would need.
     void Clear();
+    void Fit();
 
 private:
     HandlerTable<ResponseHandler> m_responses;
@@ -69,8 +71,9 @@ public:
     // The answer of the last handler of the message's name; false when there is none.
     bool Test(const ICondMessage& message);
 
-    // Drops every handler.
+    // Drops every handler; gives back memory that further handlers would need.
     void Clear() { m_table.Clear(); }
+    void Fit() { m_table.Fit(); }
 
 private:
     HandlerTable<Handler> m_table;

@@ -95,10 +95,7 @@ nx::IVariableManager& NxBaseDriver::GetVariableManager()
 
 ID::Timer NxBaseDriver::AddTimer(unsigned long amount, unsigned unit, unsigned count)
 {
-    constexpr unsigned long MS_PER_SECOND = 1000;
-    const unsigned long interval =
-        unit == ITimerManager::UNIT_SECONDS ? amount * MS_PER_SECOND : amount;
-    return m_host->Timers().AddTimer(interval, 0, count, this);
+    return m_host->StartTimer(amount, unit, count, this);
 }
 
 void NxBaseDriver::KillTimer(ID::Timer timer)

@@ -20,7 +20,8 @@ constexpr std::uint64_t MS_PER_SECOND = 1000;
 } // namespace
 
 DriverHost::DriverHost(House& house, DriverConfig config)
-    : m_house(house), m_config(std::move(config)), m_commands(*this)
+    : m_house(house), m_config(std::move(config)), m_timers(TimerWheel::DRIVER, this),
+      m_commands(*this)
 {
 }
 
@@ -31,9 +32,20 @@ DriverHost::~DriverHost()
 
 void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
 {
-    Enter([&] { m_driver.reset(m_config.create(*this)); });
+    Stop();
+    Enter(
+        [&]
+        {
+            m_driver.reset(m_config.create(*this));
+            if (!m_driver)
+                Fault("it was not made");
+        });
     if (!m_driver)
+    {
+        // What a half-made driver left behind refers to it.
+        Forget();
         return;
+    }
     Enter(
         [&]
         {
@@ -43,15 +55,31 @@ void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
             if (!m_driver->Initialize(m_config.id, config, state))
                 Fault("Initialize failed");
         });
+    Fit();
+}
+
+// Most drivers register once, when they are made: what their tables hold in reserve is given back.
+void DriverHost::Fit()
+{
+    m_commands.Fit();
+    m_mibs.Fit();
+    m_conditions.Fit();
+    m_variables.shrink_to_fit();
+    m_bindings.shrink_to_fit();
 }
 
 void DriverHost::Stop()
 {
+    if (!m_driver)
+        return;
     Enter([&] { m_driver.reset(); });
+    Forget();
+}
+
+void DriverHost::Forget()
+{
     m_mibDriver = nullptr;
-    if (m_timers > 0)
-        m_house.Timers().KillAll(this, nullptr);
-    m_timers = 0;
+    m_house.Timers().KillAll(m_timers, nullptr);
     m_commands.Clear();
     m_mibs.Clear();
     m_conditions.Clear();
@@ -65,24 +93,29 @@ void DriverHost::Restart()
     const std::string persisted = Persist();
     Stop();
     const auto document = persisted.empty() ? nullptr : CreateXmlDocument(persisted);
+    if (!persisted.empty() && !document)
+        Fault("its state cannot be read back");
     Start(document ? document->GetRoot() : nullptr);
 }
 
 std::string DriverHost::Command(const ICmdMessage& message, unsigned caller)
 {
     CmdReturn ret;
-    Enter([&] { m_commands.Dispatch(message, &ret, caller); });
+    if (m_driver)
+        Enter([&] { m_commands.Dispatch(message, &ret, caller); });
     return ret.Reason();
 }
 
 void DriverHost::Condition(const ICondMessage& message)
 {
-    Enter([&] { Emit(ConditionResult{message.GetName(), m_conditions.Test(message)}); });
+    if (m_driver)
+        Enter([&] { Emit(ConditionResult{message.GetName(), m_conditions.Test(message)}); });
 }
 
 void DriverHost::Trap(const NxMIBPacket& trap)
 {
-    Enter([&] { m_mibs.DispatchTrap(trap); });
+    if (m_driver)
+        Enter([&] { m_mibs.DispatchTrap(trap); });
 }
 
 void DriverHost::Reply(const NxMIBPacket& reply)
@@ -94,26 +127,30 @@ void DriverHost::Reply(const NxMIBPacket& reply)
             continue;
         request = requests.unanswered.front();
         requests.unanswered.erase(requests.unanswered.begin());
+        break;
     }
     ReplyTo(reply, request.get());
 }
 
 void DriverHost::ReplyTo(const NxMIBPacket& reply, const NxMIBPacket* request)
 {
-    Enter([&] { m_mibs.DispatchResponse(reply, request); });
+    if (m_driver)
+        Enter([&] { m_mibs.DispatchResponse(reply, request); });
 }
 
 void DriverHost::Online(bool online)
 {
-    if (m_mibDriver)
-        Enter(
-            [&]
-            {
+    if (!m_driver)
+        return;
+    Enter(
+        [&]
+        {
+            if (m_mibDriver)
                 m_mibDriver->OnMIBDeviceOnlineStatusChanged(online ? DEVICE_ONLINE : DEVICE_OFFLINE,
                                                             std::string(), std::string());
-            });
-    else if (m_driver)
-        Enter([&] { m_driver->OnDeviceOnlineChanged(online); });
+            else
+                m_driver->OnDeviceOnlineChanged(online);
+        });
 }
 
 void DriverHost::BindingMade(unsigned binding, const std::string& cls, bool bound)
@@ -149,11 +186,8 @@ std::string DriverHost::Persist()
     return text;
 }
 
-void DriverHost::TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs,
-                          bool last)
+void DriverHost::TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs)
 {
-    if (last)
-        --m_timers;
     Enter([&] { callback->OnTimerExpired(id, static_cast<time_t>(elapsedNs)); });
 }
 
@@ -235,7 +269,7 @@ bool DriverHost::AddBinding(unsigned id, const std::string& name, const std::str
     };
     if (std::any_of(m_bindings.begin(), m_bindings.end(), same))
         return false;
-    m_bindings.push_back({id, name, cls});
+    m_bindings.push_back({id, InternName(name), InternName(cls)});
     Emit(BindingChanged{id, name, cls, Change::Add});
     return true;
 }
@@ -251,7 +285,7 @@ bool DriverHost::RemoveBinding(unsigned id)
         return false;
     const embedded_host::Binding removed = *found;
     m_bindings.erase(found);
-    Emit(BindingChanged{id, removed.name, removed.cls, Change::Remove});
+    Emit(BindingChanged{id, *removed.name, *removed.cls, Change::Remove});
     return true;
 }
 
@@ -301,36 +335,34 @@ void DriverHost::SendGateway(const ICmdMessage& command)
 ID::Timer DriverHost::AddTimer(std::uint64_t amount, unsigned unitFlags,
                                ITimerManagerCallback* callback)
 {
-    const std::uint64_t unit = (unitFlags & UNIT_SECONDS) != 0 ? MS_PER_SECOND : 1;
-    const std::uint64_t longest = UINT64_MAX / unit;
-    return Schedule(std::min(amount, longest) * unit,
-                    (unitFlags & REPEAT) != 0 ? TimerWheel::FOREVER : 1, callback);
+    return StartTimer(amount, unitFlags & ~REPEAT,
+                      (unitFlags & REPEAT) != 0 ? TimerWheel::FOREVER : 1, callback);
 }
 
 ID::Timer DriverHost::AddTimer(unsigned long intervalMs, int, unsigned count,
                                ITimerManagerCallback* callback)
 {
-    return Schedule(intervalMs, count, callback);
+    return StartTimer(intervalMs, UNIT_MILLISECONDS, count, callback);
 }
 
 void DriverHost::KillTimer(ID::Timer& timer)
 {
-    if (m_house.Timers().Kill(timer))
-        --m_timers;
+    m_house.Timers().Kill(m_timers, timer);
     timer = 0;
 }
 
 void DriverHost::RemoveAllTimers(ITimerManagerCallback* callback)
 {
-    if (m_timers > 0 && callback)
-        m_timers -= m_house.Timers().KillAll(this, callback);
+    if (callback)
+        m_house.Timers().KillAll(m_timers, callback);
 }
 
-ID::Timer DriverHost::Schedule(std::uint64_t delayMs, std::uint32_t count,
-                               ITimerManagerCallback* callback)
+ID::Timer DriverHost::StartTimer(std::uint64_t amount, unsigned unit, unsigned count,
+                                 ITimerManagerCallback* callback)
 {
-    ++m_timers;
-    return m_house.Timers().Add(0, m_house.GetClock().NowNs(), delayMs, count, this, callback);
+    const std::uint64_t unitMs = unit == UNIT_SECONDS ? MS_PER_SECOND : 1;
+    const std::uint64_t delayMs = std::min(amount, UINT64_MAX / unitMs) * unitMs;
+    return m_house.Timers().Add(m_timers, m_house.GetClock().NowNs(), delayMs, count, callback);
 }
 
 void DriverHost::OnUnhandled(const std::string& name)

@@ -5,6 +5,7 @@
 #include "embedded_host/HostServices.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
+#include "embedded_host/TimerWheel.h"
 #include "nxshared/IInstanceManager.h"
 #include "nxshared/ITimerManager.h"
 
@@ -56,8 +57,8 @@ struct Variable
 struct Binding
 {
     unsigned id;
-    std::string name;
-    std::string cls;
+    const std::string* name;
+    const std::string* cls;
 };
 } // namespace embedded_host
 
@@ -68,7 +69,8 @@ namespace nx
 // makes, may make anew, and destroys.
 //
 // Every operation under "What comes in" runs the driver inside a HostScope and never throws: what a
-// handler throws becomes a DriverFault.
+// handler throws becomes a DriverFault. Without a driver (before Start, while it is being made or
+// destroyed, after Stop) they do nothing: no handler may run on what is not there yet or any more.
 class DriverHost : public IInstanceManager,
                    public embedded_host::HostServices,
                    private ITimerManager,
@@ -93,12 +95,14 @@ public:
     const std::vector<embedded_host::Variable>& Variables() const { return m_variables; }
     const std::vector<embedded_host::Binding>& Bindings() const { return m_bindings; }
 
-    // Makes and initialises the driver with this state (null for none), or destroys it. Both may be
-    // called again.
+    // Makes and initialises the driver with this state (null for none), or destroys it, with its
+    // handlers, timers, variables and bindings. Both may be called again; Start destroys a driver
+    // that is there. A driver that cannot be made is a DriverFault, and none is there.
     void Start(const boost::shared_ptr<nx::XmlNode>& state);
     void Stop();
 
-    // Takes the driver's state, destroys it, makes it anew and initialises it with that state.
+    // Takes the driver's state, destroys it, makes it anew and initialises it with that state, or
+    // with none when it keeps none. A state that cannot be read back is a DriverFault.
     void Restart();
 
     // Runs `work` on behalf of this driver.
@@ -132,6 +136,7 @@ public:
     void Trap(const NxMIBPacket& trap);
 
     // A reply from the device, paired with the oldest unanswered request of its id, or with none.
+    // Requests are remembered from the moment on at which a response handler of their id is there.
     void Reply(const NxMIBPacket& reply);
 
     // A reply that answers this request; null for none.
@@ -154,7 +159,7 @@ public:
     std::string Persist();
 
     // A timer of this driver is due.
-    void TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs, bool last);
+    void TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs);
 
     // What is attached at the other end; null for nothing. Must outlive this.
     void Attach(embedded_host::DeviceLink* device) { m_device = device; }
@@ -184,6 +189,8 @@ public:
     embedded_host::MibTable& Mibs() { return m_mibs; }
     embedded_host::CondTable& Conditions() { return m_conditions; }
     ITimerManager& Timers() { return *this; }
+    ID::Timer StartTimer(std::uint64_t amount, unsigned unit, unsigned count,
+                         ITimerManagerCallback* callback);
     bool AddVariable(unsigned id, const std::string& name, const std::string& value);
     bool SetVariable(unsigned id, const std::string& value);
     bool RemoveVariable(unsigned id);
@@ -211,12 +218,14 @@ private:
     void RemoveAllTimers(ITimerManagerCallback* callback) override;
 
     void OnUnhandled(const std::string& name) override;
-    ID::Timer Schedule(std::uint64_t delayMs, std::uint32_t count, ITimerManagerCallback* callback);
+    void Forget();
+    void Fit();
     void Fault(const std::string& what) const;
     embedded_host::Variable* FindVariable(unsigned id);
 
     embedded_host::House& m_house;
     embedded_host::DriverConfig m_config;
+    embedded_host::TimerWheel::Owner m_timers;
     embedded_host::CmdTable m_commands;
     embedded_host::MibTable m_mibs;
     embedded_host::CondTable m_conditions;
@@ -226,7 +235,6 @@ private:
     embedded_host::DeviceLink* m_device = nullptr;
     NxBaseMibDriver* m_mibDriver = nullptr;
     std::unique_ptr<NxBaseDriver> m_driver;
-    std::size_t m_timers = 0;
     std::uint8_t m_zclSequence = 0;
 };
 } // namespace nx

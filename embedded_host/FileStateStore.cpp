@@ -274,8 +274,12 @@ public:
             ReadSummary();
             for (const DriverState& state : states)
                 SaveOne(state);
-            m_writeSummary.Restart().Bind(1, m_drivers).Bind(2, m_all.data(), m_all.size()).Next();
-            m_writeSummary.Restart();
+            if (m_changed)
+            {
+                m_writeSummary.Restart().Bind(1, m_drivers).Bind(2, m_all.data(), m_all.size());
+                m_writeSummary.Next();
+                m_writeSummary.Restart();
+            }
             m_connection->Run("COMMIT");
         }
         catch (...)
@@ -291,6 +295,7 @@ private:
         m_readSummary.Restart();
         if (!m_readSummary.Next() || m_readSummary.Bytes(1).size() != m_all.size())
             Fail(m_connection->Path(), "is damaged: it has no summary");
+        m_changed = false;
         m_drivers = m_readSummary.Number(0);
         const std::string all = m_readSummary.Bytes(1);
         std::copy(all.begin(), all.end(), m_all.begin());
@@ -306,6 +311,7 @@ private:
                 return;
             Toggle(m_all, DigestOf(state.driver, *old));
             --m_drivers;
+            m_changed = true;
             m_remove.Restart().Bind(1, state.driver).Next();
             m_remove.Restart();
         }
@@ -314,6 +320,7 @@ private:
         const Digest digest = DigestOf(state.driver, state.xml);
         Toggle(m_all, digest);
         ++m_drivers;
+        m_changed = true;
         m_put.Restart().Bind(1, state.driver).Bind(2, state.xml);
         m_put.Bind(3, digest.data(), digest.size()).Next();
         m_put.Restart();
@@ -334,8 +341,10 @@ private:
     SqliteQuery m_remove{*m_connection, "DELETE FROM driver_state WHERE driver = ?"};
     SqliteQuery m_readSummary{*m_connection, "SELECT drivers, digest FROM summary"};
     SqliteQuery m_writeSummary{*m_connection, "UPDATE summary SET drivers = ?, digest = ?"};
+    // The summary, and whether what is being saved changes it.
     std::int64_t m_drivers = 0;
     Digest m_all{};
+    bool m_changed = false;
 };
 
 FileStateStore::FileStateStore(const std::string& path, const Schema& schema)

@@ -20,8 +20,8 @@ const std::string* InternName(const std::string& name);
 //
 // Several handlers under one name run in order of registration. Handlers may add and remove
 // handlers, also of the name that is running, and may run names again. Looking up and running
-// allocate nothing. A table that grows while it runs copies its handlers, so they share nothing but
-// what they point to. Owns its handlers.
+// allocate nothing but for a shape's first look-up. A table that grows while it runs copies its
+// handlers, so they share nothing but what they point to. Owns its handlers.
 template <class Handler>
 class HandlerTable
 {

@@ -22,6 +22,7 @@
 namespace embedded_host
 {
 thread_local HostServices* HostScope::s_current = nullptr;
+thread_local std::uint64_t HostScope::s_chain = 0;
 
 namespace
 {

@@ -31,7 +31,12 @@ public:
 class HostScope
 {
 public:
-    explicit HostScope(HostServices& services) : m_outer(s_current) { s_current = &services; }
+    explicit HostScope(HostServices& services) : m_outer(s_current)
+    {
+        if (!m_outer)
+            ++s_chain;
+        s_current = &services;
+    }
     ~HostScope() { s_current = m_outer; }
     HostScope(const HostScope&) = delete;
     HostScope& operator=(const HostScope&) = delete;
@@ -39,8 +44,13 @@ public:
     // Null outside every scope.
     static HostServices* Current() { return s_current; }
 
+    // Tells one chain of effects from the next: the same number inside an outermost scope and
+    // everything nested in it, another one in the next outermost scope.
+    static std::uint64_t Chain() { return s_chain; }
+
 private:
     static thread_local HostServices* s_current;
+    static thread_local std::uint64_t s_chain;
     HostServices* m_outer;
 };
 } // namespace embedded_host

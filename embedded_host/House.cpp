@@ -17,46 +17,41 @@ const std::string BUTTON_ACTION = "BUTTON_ACTION";
 const std::string GROUP_START_RAMP = "GROUP_START_RAMP";
 const std::string GROUP_STOP_RAMP = "GROUP_STOP_RAMP";
 const std::string GROUP_ID = "GROUP_ID";
-const std::string LEVEL = "LEVEL";
-const std::string TIME = "TIME";
 const std::string BUTTON_ID = "BUTTON_ID";
 const std::string ACTION = "ACTION";
 const std::string RATE = "RATE";
 const std::string RAMP_UP = "RAMP_UP";
 const std::string INT = "INT";
 const std::string BOOL = "BOOL";
+constexpr int ACTION_STOP = 0;
+constexpr int ACTION_START = 1;
+constexpr int BUTTON_UP = 0;
 
-void CopyNumber(const ICmdMessage& from, const std::string& name, CmdMessage& to)
-{
-    to.AddParam(name, INT, static_cast<long long>(from.GetParamInt(name)));
-}
-
-// The group's form of a command; empty name when the command has none.
-CmdMessage ForGroup(unsigned group, const ICmdMessage& command)
+// The group's form of a command; an empty name when the command has none.
+CmdMessage ForGroup(const ICmdMessage& command)
 {
     const std::string& name = command.GetName();
-    CmdMessage message{std::string()};
-    if (name == RAMP_TO_LEVEL)
+    if (name == BUTTON_ACTION)
     {
-        message = CmdMessage(GROUP_RAMP_TO_LEVEL);
-        CopyNumber(command, LEVEL, message);
-        CopyNumber(command, TIME, message);
+        const int action = command.GetParamInt(ACTION);
+        if (action == ACTION_STOP)
+            return CmdMessage(GROUP_STOP_RAMP);
+        if (action != ACTION_START)
+            return CmdMessage(std::string());
+        CmdMessage start(GROUP_START_RAMP);
+        start.AddParam(RATE, INT, 0LL);
+        const bool up = command.GetParamInt(BUTTON_ID) == BUTTON_UP;
+        start.AddParam(RAMP_UP, BOOL, std::string(up ? "true" : "false"));
+        return start;
     }
-    else if (name == SET_LEVEL)
+    if (name != RAMP_TO_LEVEL && name != SET_LEVEL)
+        return CmdMessage(std::string());
+    CmdMessage message(name == SET_LEVEL ? GROUP_SET_LEVEL : GROUP_RAMP_TO_LEVEL);
+    for (const MessageParam& param : ParamsOf(command))
     {
-        message = CmdMessage(GROUP_SET_LEVEL);
-        CopyNumber(command, LEVEL, message);
+        if (param.name != GROUP_ID)
+            message.Append(param);
     }
-    else if (name == BUTTON_ACTION && command.GetParamInt(ACTION) == 1)
-    {
-        message = CmdMessage(GROUP_START_RAMP);
-        message.AddParam(RATE, INT, 0LL);
-        message.AddParam(RAMP_UP, BOOL,
-                         std::string(command.GetParamInt(BUTTON_ID) == 0 ? "true" : "false"));
-    }
-    else if (name == BUTTON_ACTION)
-        message = CmdMessage(GROUP_STOP_RAMP);
-    message.AddParam(GROUP_ID, INT, static_cast<long long>(group));
     return message;
 }
 } // namespace
@@ -92,6 +87,7 @@ void House::AddGroup(unsigned id, const std::vector<std::string>& members)
             group.members.push_back(member);
     }
     m_groups[id] = group;
+    m_groupMembers.insert(group.members.begin(), group.members.end());
 }
 
 void House::StartAll()
@@ -120,7 +116,8 @@ nx::DriverHost* House::FindId(unsigned deviceId) const
 
 void House::Advance(std::int64_t ms)
 {
-    const std::int64_t until = m_clock.NowMs() + std::max<std::int64_t>(ms, 0);
+    const std::int64_t now = m_clock.NowMs();
+    const std::int64_t until = now + std::clamp<std::int64_t>(ms, 0, Clock::LATEST_MS - now);
     m_timers.Advance(until, *this);
     m_clock.MoveTo(until);
 }
@@ -131,7 +128,7 @@ void House::OnTimerDue(const TimerWheel::Due& due)
     if (due.context)
     {
         static_cast<nx::DriverHost*>(due.context)
-            ->TimerDue(due.id, due.callback, m_clock.NowNs() - due.startedNs, due.last);
+            ->TimerDue(due.id, due.callback, m_clock.NowNs() - due.startedNs);
         return;
     }
     due.callback->OnTimerExpired(due.id, static_cast<time_t>(m_clock.NowNs() - due.startedNs));
@@ -139,13 +136,22 @@ void House::OnTimerDue(const TimerWheel::Due& due)
 
 unsigned House::AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback)
 {
-    return m_timers.Add(TimerWheel::DEVICE, m_clock.NowNs(), delayMs, 1, nullptr, callback);
+    return m_timers.Add(m_devices, m_clock.NowNs(), delayMs, 1, callback);
 }
 
 void House::KillDeviceTimer(unsigned id)
 {
-    if ((id & TimerWheel::DEVICE) != 0)
-        m_timers.Kill(id);
+    m_timers.Kill(m_devices, id);
+}
+
+// Without a scope around it, a forward is a chain of its own.
+bool House::ChainGoesOn()
+{
+    if (m_chain != HostScope::Chain() || !HostScope::Current())
+        m_chainCommands = 0;
+    m_chain = HostScope::Chain();
+    const std::size_t most = std::max(SHORTEST_CUT, m_groups.size() * m_groupMembers.size());
+    return m_chainCommands++ < most;
 }
 
 void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
@@ -153,12 +159,16 @@ void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
     const auto found = m_groups.find(group);
     if (found == m_groups.end() || found->second.delivering)
         return;
-    const CmdMessage message = ForGroup(group, command);
+    CmdMessage message = ForGroup(command);
     if (message.GetName().empty())
         return;
+    message.AddParam(GROUP_ID, INT, static_cast<long long>(group));
     found->second.delivering = true;
     for (nx::DriverHost* member : found->second.members)
-        member->Command(message, CmdDispatcher::CONTROLLER);
+    {
+        if (ChainGoesOn())
+            member->Command(message, CmdDispatcher::CONTROLLER);
+    }
     found->second.delivering = false;
 }
 

@@ -11,6 +11,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace embedded_host
@@ -49,20 +50,31 @@ public:
     nx::DriverHost* Find(const std::string& name) const;
     const std::vector<std::unique_ptr<nx::DriverHost>>& Drivers() const { return m_drivers; }
 
-    // Lets `ms` pass, or goes to the clock's own present if that is further: fires every timer that
-    // is due on the way, the new time included, in order.
+    // Lets `ms` pass, counted from the clock's own present: fires every timer that is due on the
+    // way, the new time included, in order. Less than 0 is 0; time ends at Clock::LATEST_MS. Not
+    // inside a driver, a device or the sink.
     void Advance(std::int64_t ms);
 
     // The number of milliseconds since the start before which nothing is due, -1 for nothing ever.
     std::int64_t NextWakeMs() const { return m_timers.NextWakeMs(); }
 
-    // A timer of a simulated device: fires once. Its ids are apart from the drivers'.
+    // A timer of a simulated device: fires once, after the drivers' timers of the same millisecond.
+    // Its ids are apart from the drivers'. Killing one that is 0, unknown or has fired does
+    // nothing.
     unsigned AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback);
     void KillDeviceTimer(unsigned id);
 
-    // Delivers a driver's command to every member of a group, in the group's own vocabulary. While
-    // a delivery to a group is under way, a second one to it delivers nothing.
+    // Delivers a driver's command to every member of a group, in order and at once, in the group's
+    // own vocabulary: RAMP_TO_LEVEL and SET_LEVEL with their parameters, BUTTON_ACTION as the start
+    // or stop of a ramp; other commands, and groups that nobody knows, reach nobody. While a
+    // delivery to a group is under way, a second one to it delivers nothing. That ends every chain,
+    // but where many loads share many groups only after a number of commands beyond all measure: a
+    // chain is cut when it has delivered as many commands as there are groups times members, and
+    // never below SHORTEST_CUT.
     void ForwardToGroup(unsigned group, const ICmdMessage& command);
+
+    // How many commands a chain of forwards may always deliver.
+    static constexpr std::size_t SHORTEST_CUT = 64;
 
     // Called when a driver asks for its state to be persisted soon; empty for nobody.
     std::function<void(nx::DriverHost&)> onPersistRequested;
@@ -87,6 +99,7 @@ private:
                     int notify) override;
     int RemoveVariable(unsigned deviceId, unsigned id) override;
     nx::DriverHost* FindId(unsigned deviceId) const;
+    bool ChainGoesOn();
 
     Clock& m_clock;
     Random& m_random;
@@ -96,5 +109,10 @@ private:
     std::unordered_map<std::string, nx::DriverHost*> m_byName;
     std::unordered_map<unsigned, nx::DriverHost*> m_byId;
     std::unordered_map<unsigned, Group> m_groups;
+    std::unordered_set<nx::DriverHost*> m_groupMembers;
+    // How many commands the chain of that number (HostScope::Chain) has delivered.
+    std::uint64_t m_chain = 0;
+    std::size_t m_chainCommands = 0;
+    TimerWheel::Owner m_devices{TimerWheel::DEVICE, nullptr};
 };
 } // namespace embedded_host

@@ -11,6 +11,7 @@ namespace embedded_host
 namespace
 {
 const std::string EMPTY;
+const std::vector<MessageParam> NO_PARAMS;
 const std::string COMMAND = "command";
 const std::string PARAM = "param";
 const std::string NAME = "name";
@@ -120,14 +121,15 @@ void BindMessage::AddParam(const std::string& name, const std::string& type,
     Append({name, type, value});
 }
 
-// Every message that reaches the host was made by the host.
 const std::vector<MessageParam>& ParamsOf(const ICmdMessage& message)
 {
-    return static_cast<const CmdMessage&>(message).Params();
+    const auto* own = dynamic_cast<const CmdMessage*>(&message);
+    return own ? own->Params() : NO_PARAMS;
 }
 
 const std::vector<MessageParam>& ParamsOf(const IBindMessage& message)
 {
-    return static_cast<const BindMessage&>(message).Params();
+    const auto* own = dynamic_cast<const BindMessage*>(&message);
+    return own ? own->Params() : NO_PARAMS;
 }
 } // namespace embedded_host

@@ -102,7 +102,7 @@ private:
     std::string m_reason;
 };
 
-// The message's parameters, in order, for any message of the host's.
+// The message's parameters, in order; none for a message that the host did not make.
 const std::vector<MessageParam>& ParamsOf(const ICmdMessage& message);
 const std::vector<MessageParam>& ParamsOf(const IBindMessage& message);
 

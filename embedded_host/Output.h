@@ -163,7 +163,7 @@ public:
     virtual ~OutputSink() = default;
 
     // Called for each effect, in order, while the driver is still inside the call that caused it.
-    // Must not call into the house.
+    // Must not call into the house and must not throw.
     virtual void Write(const Output& output) = 0;
 };
 } // namespace embedded_host

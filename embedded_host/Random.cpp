@@ -8,10 +8,10 @@ Random::Random(std::uint64_t seed, Draw draw) : m_engine(seed), m_draw(draw) {}
 
 int Random::Between(int min, int max)
 {
-    if (min >= max || m_draw == Draw::Low)
-        return min;
     if (m_draw == Draw::High)
         return max;
+    if (m_draw == Draw::Low || min >= max)
+        return min;
     return boost::random::uniform_int_distribution<int>(min, max)(m_engine);
 }
 } // namespace embedded_host

@@ -21,7 +21,8 @@ public:
     Random(std::uint64_t seed, Draw draw);
 
     // A uniformly distributed integer from `min` to `max`, both included, or always the one or the
-    // other end, as the house was told. `min` for an empty range.
+    // other end, as the house was told, also where the ends are the wrong way round; a random draw
+    // then gives `min`.
     int Between(int min, int max);
 
 private:

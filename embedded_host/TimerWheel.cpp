@@ -8,8 +8,11 @@ namespace embedded_host
 namespace
 {
 constexpr std::int64_t NS_PER_MS = 1000000;
+// Far enough to be never, near enough to add two of them.
 constexpr std::int64_t LATEST = std::numeric_limits<std::int64_t>::max() / 4;
-constexpr std::size_t FIRST_MAP_SIZE = 64;
+constexpr unsigned FIRST_MAP_BITS = 6;
+constexpr unsigned ID_BITS = 32;
+constexpr unsigned NO_SLOT = 0xFFFFFFFF;
 
 // How many low bits of a time a level leaves to the levels below it.
 unsigned Shift(unsigned level)
@@ -18,108 +21,121 @@ unsigned Shift(unsigned level)
 }
 } // namespace
 
-TimerWheel::TimerWheel() : m_map(FIRST_MAP_SIZE) {}
-
-unsigned TimerWheel::Add(unsigned kind, std::int64_t nowNs, std::uint64_t delayMs,
-                         std::uint32_t count, void* context, ITimerManagerCallback* callback)
+TimerWheel::TimerWheel(unsigned lastId)
+    : m_lastDriverId(lastId), m_lastDeviceId(lastId | DEVICE),
+      m_map(std::size_t{1} << FIRST_MAP_BITS), m_mapShift(ID_BITS - FIRST_MAP_BITS)
 {
-    const std::int64_t nowMs = std::max(m_now, (nowNs + NS_PER_MS - 1) / NS_PER_MS);
+    static_assert(sizeof(Node) <= 64, "a timer fills one cache line");
+}
+
+unsigned TimerWheel::Add(Owner& owner, std::int64_t nowNs, std::uint64_t delayMs,
+                         std::uint32_t count, ITimerManagerCallback* callback)
+{
+    const std::int64_t startedMs = nowNs / NS_PER_MS + (nowNs % NS_PER_MS > 0 ? 1 : 0);
+    const std::int64_t nowMs = std::max(m_now, startedMs);
     const auto longest = static_cast<std::uint64_t>(LATEST - std::min(nowMs, LATEST));
+    const std::uint64_t delay =
+        std::min(count == 1 ? delayMs : std::max<std::uint64_t>(delayMs, 1), longest);
     const std::uint32_t index = TakeNode();
     Node& node = m_nodes[index];
-    node.due = nowMs + static_cast<std::int64_t>(std::min(delayMs, longest));
+    node.due = nowMs + static_cast<std::int64_t>(delay);
     node.startedNs = nowNs;
-    node.interval = std::clamp<std::uint64_t>(delayMs, 1, LATEST);
-    node.context = context;
+    node.interval = delay;
+    node.owner = &owner;
     node.callback = callback;
-    node.id = kind == DEVICE ? ++m_lastDeviceId : ++m_lastDriverId;
+    node.id = NewId(owner.m_kind);
     node.left = count;
-    MapInsert(node.id, index);
+    m_map[PlaceOf(node.id)] = {node.id, index};
+    LinkToOwner(index);
     Link(index);
     return node.id;
 }
 
-bool TimerWheel::Kill(unsigned id)
+bool TimerWheel::Kill(const Owner& owner, unsigned id)
 {
-    const std::size_t place = PlaceOf(id);
-    if (id == 0 || m_map[place].first != id)
+    const MapEntry entry = m_map[PlaceOf(id)];
+    if (id == 0 || entry.id != id || m_nodes[entry.index].owner != &owner)
         return false;
-    const std::uint32_t index = m_map[place].second;
-    Unlink(index);
-    Release(index);
+    Unlink(entry.index);
+    Release(entry.index);
     return true;
 }
 
-std::size_t TimerWheel::KillAll(const void* context, const ITimerManagerCallback* callback)
+void TimerWheel::KillAll(const Owner& owner, const ITimerManagerCallback* callback)
 {
-    std::size_t killed = 0;
-    for (std::uint32_t index = 0; index < m_nodes.size(); ++index)
+    std::uint32_t index = owner.m_first;
+    while (index != NONE)
     {
-        const Node& node = m_nodes[index];
-        if (node.id == 0 || node.context != context || (callback && node.callback != callback))
-            continue;
-        Unlink(index);
-        Release(index);
-        ++killed;
+        const std::uint32_t next = m_nodes[index].nextOfOwner;
+        if (!callback || m_nodes[index].callback == callback)
+        {
+            Unlink(index);
+            Release(index);
+        }
+        index = next;
     }
-    return killed;
 }
 
 std::int64_t TimerWheel::NextWakeMs() const
 {
-    const int slot = NextUsed(0, static_cast<unsigned>(m_now & (SLOTS - 1)));
-    if (slot >= 0)
-        return (m_now & ~std::int64_t{SLOTS - 1}) | slot;
-    return NextBlockStart();
+    const unsigned slot = NextSlot();
+    if (slot == NO_SLOT)
+        return NextBlockStart();
+    return (m_now & ~std::int64_t{SLOTS - 1}) | (slot % SLOTS);
 }
 
 void TimerWheel::Advance(std::int64_t ms, Sink& sink)
 {
     for (;;)
     {
-        const int slot = NextUsed(0, static_cast<unsigned>(m_now & (SLOTS - 1)));
-        const std::int64_t due =
-            slot >= 0 ? (m_now & ~std::int64_t{SLOTS - 1}) | slot : NextBlockStart();
-        if (due < 0 || due > ms)
+        const unsigned slot = NextSlot();
+        const std::int64_t next = slot == NO_SLOT
+                                      ? NextBlockStart()
+                                      : (m_now & ~std::int64_t{SLOTS - 1}) | (slot % SLOTS);
+        if (next < 0 || next > ms)
             break;
-        if (slot < 0)
+        if (slot == NO_SLOT)
         {
-            EnterBlock(due);
+            EnterBlock(next);
             continue;
         }
-        m_now = due;
-        FireFirst(static_cast<unsigned>(slot), sink);
+        m_now = next;
+        FireFirst(slot, sink);
     }
     m_now = std::max(m_now, ms);
 }
 
 // The first level whose byte of the time differs from now: so a level's slots never wrap, and a
-// slot of the lowest level holds timers of one millisecond only.
-unsigned TimerWheel::SlotFor(std::int64_t due) const
+// slot of the lowest level holds timers of one millisecond only. The answer stays the same until
+// the time enters the block that the slot stands for, which empties it; so no node needs to
+// remember its slot.
+unsigned TimerWheel::SlotFor(const Node& node) const
 {
-    const std::int64_t differing = due ^ m_now;
+    const std::int64_t differing = node.due ^ m_now;
     if (differing >= REACH)
         return FAR;
-    unsigned level = 0;
-    while ((differing >> Shift(level + 1)) != 0)
-        ++level;
-    return level * SLOTS + static_cast<unsigned>((due >> Shift(level)) & (SLOTS - 1));
+    const unsigned highest =
+        63u -
+        static_cast<unsigned>(__builtin_clzll(static_cast<unsigned long long>(differing) | 1));
+    const unsigned level = highest / 8;
+    const auto slot = static_cast<unsigned>((node.due >> Shift(level)) & (SLOTS - 1));
+    if (level == 0 && (node.id & DEVICE) != 0)
+        return DEVICE_LEVEL * SLOTS + slot;
+    return level * SLOTS + slot;
 }
 
 void TimerWheel::Link(std::uint32_t index)
 {
     Node& node = m_nodes[index];
-    const unsigned slot = SlotFor(node.due);
+    const unsigned slot = SlotFor(node);
     List& list = m_slots[slot];
-    node.slot = slot;
     node.next = NONE;
     node.previous = list.last;
     if (list.last == NONE)
     {
         list.first = index;
         list.sorted = true;
-        if (slot < FAR)
-            m_used[slot / SLOTS][slot % SLOTS / 64] |= std::uint64_t{1} << (slot % 64);
+        MarkUsed(slot, true);
     }
     else
     {
@@ -132,21 +148,41 @@ void TimerWheel::Link(std::uint32_t index)
 void TimerWheel::Unlink(std::uint32_t index)
 {
     const Node& node = m_nodes[index];
-    List& list = m_slots[node.slot];
+    const unsigned slot = SlotFor(node);
+    List& list = m_slots[slot];
     (node.previous == NONE ? list.first : m_nodes[node.previous].next) = node.next;
     (node.next == NONE ? list.last : m_nodes[node.next].previous) = node.previous;
-    if (list.first == NONE && node.slot < FAR)
-        m_used[node.slot / SLOTS][node.slot % SLOTS / 64] &=
-            ~(std::uint64_t{1} << (node.slot % 64));
+    if (list.first == NONE)
+        MarkUsed(slot, false);
+}
+
+void TimerWheel::LinkToOwner(std::uint32_t index)
+{
+    Node& node = m_nodes[index];
+    std::uint32_t& first = node.owner->m_first;
+    node.previousOfOwner = NONE;
+    node.nextOfOwner = first;
+    if (first != NONE)
+        m_nodes[first].previousOfOwner = index;
+    first = index;
+}
+
+void TimerWheel::UnlinkFromOwner(std::uint32_t index)
+{
+    const Node& node = m_nodes[index];
+    if (node.previousOfOwner == NONE)
+        node.owner->m_first = node.nextOfOwner;
+    else
+        m_nodes[node.previousOfOwner].nextOfOwner = node.nextOfOwner;
+    if (node.nextOfOwner != NONE)
+        m_nodes[node.nextOfOwner].previousOfOwner = node.previousOfOwner;
 }
 
 void TimerWheel::Cascade(unsigned slot)
 {
-    List& list = m_slots[slot];
-    std::uint32_t index = list.first;
-    list = List();
-    if (slot < FAR)
-        m_used[slot / SLOTS][slot % SLOTS / 64] &= ~(std::uint64_t{1} << (slot % 64));
+    std::uint32_t index = m_slots[slot].first;
+    m_slots[slot] = List();
+    MarkUsed(slot, false);
     while (index != NONE)
     {
         const std::uint32_t next = m_nodes[index].next;
@@ -167,13 +203,24 @@ void TimerWheel::EnterBlock(std::int64_t start)
         Cascade(level * SLOTS + static_cast<unsigned>((m_now >> Shift(level)) & (SLOTS - 1)));
 }
 
+// The slot of the present lowest block in which the next timers are due, the drivers' first.
+unsigned TimerWheel::NextSlot() const
+{
+    const auto from = static_cast<unsigned>(m_now & (SLOTS - 1));
+    const unsigned drivers = NextUsed(0, from);
+    const unsigned devices = NextUsed(DEVICE_LEVEL, from);
+    if (devices < drivers)
+        return DEVICE_LEVEL * SLOTS + devices;
+    return drivers < SLOTS ? drivers : NO_SLOT;
+}
+
 std::int64_t TimerWheel::NextBlockStart() const
 {
     for (unsigned level = 1; level < LEVELS; ++level)
     {
         const auto current = static_cast<unsigned>((m_now >> Shift(level)) & (SLOTS - 1));
-        const int slot = NextUsed(level, current + 1);
-        if (slot < 0)
+        const unsigned slot = NextUsed(level, current + 1);
+        if (slot == SLOTS)
             continue;
         const std::int64_t block = std::int64_t{1} << Shift(level + 1);
         return m_now / block * block + (std::int64_t{slot} << Shift(level));
@@ -183,7 +230,8 @@ std::int64_t TimerWheel::NextBlockStart() const
     return (m_now / REACH + 1) * REACH;
 }
 
-int TimerWheel::NextUsed(unsigned level, unsigned from) const
+// SLOTS when there is none.
+unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
 {
     for (unsigned word = from / 64; word < SLOTS / 64; ++word)
     {
@@ -191,11 +239,21 @@ int TimerWheel::NextUsed(unsigned level, unsigned from) const
         if (word == from / 64)
             bits &= ~std::uint64_t{0} << (from % 64);
         if (bits != 0)
-            return static_cast<int>(word * 64) + __builtin_ctzll(bits);
+            return word * 64 + static_cast<unsigned>(__builtin_ctzll(bits));
     }
-    return -1;
+    return SLOTS;
 }
 
+void TimerWheel::MarkUsed(unsigned slot, bool used)
+{
+    if (slot == FAR)
+        return;
+    std::uint64_t& word = m_used[slot / SLOTS][slot % SLOTS / 64];
+    const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
+    word = used ? word | bit : word & ~bit;
+}
+
+// Only timers that repeat come into a list behind younger ones.
 void TimerWheel::Sort(List& list)
 {
     m_scratch.clear();
@@ -222,10 +280,9 @@ void TimerWheel::FireFirst(unsigned slot, Sink& sink)
         Sort(list);
     const std::uint32_t index = list.first;
     Node& node = m_nodes[index];
-    const bool last = node.left == 1;
-    const Due due{node.id, node.due, node.startedNs, last, node.context, node.callback};
+    const Due due{node.id, node.due, node.startedNs, node.owner->m_context, node.callback};
     Unlink(index);
-    if (last)
+    if (node.left == 1)
         Release(index);
     else
     {
@@ -239,12 +296,16 @@ void TimerWheel::FireFirst(unsigned slot, Sink& sink)
 
 std::uint32_t TimerWheel::TakeNode()
 {
-    ++m_count;
     if (m_free == NONE)
     {
         m_nodes.emplace_back();
-        return static_cast<std::uint32_t>(m_nodes.size() - 1);
+        // Sorting must not allocate, however many timers meet in one millisecond.
+        m_scratch.reserve(m_nodes.capacity());
+        if (m_nodes.size() * 2 > m_map.size())
+            GrowMap();
+        m_free = static_cast<std::uint32_t>(m_nodes.size() - 1);
     }
+    ++m_count;
     const std::uint32_t index = m_free;
     m_free = m_nodes[index].next;
     return index;
@@ -252,6 +313,7 @@ std::uint32_t TimerWheel::TakeNode()
 
 void TimerWheel::Release(std::uint32_t index)
 {
+    UnlinkFromOwner(index);
     Node& node = m_nodes[index];
     MapErase(PlaceOf(node.id));
     node.id = 0;
@@ -260,28 +322,41 @@ void TimerWheel::Release(std::uint32_t index)
     --m_count;
 }
 
+unsigned TimerWheel::NewId(unsigned kind)
+{
+    std::uint32_t& last = kind == DEVICE ? m_lastDeviceId : m_lastDriverId;
+    do
+        last = kind | ((last + 1) & ~DEVICE);
+    while (last == kind || m_map[PlaceOf(last)].id == last);
+    return last;
+}
+
+// Ids are dense, so they must be scattered: a block of old timers that nobody kills would otherwise
+// be a wall along which each younger id had to probe.
+std::size_t TimerWheel::HomeOf(unsigned id) const
+{
+    return static_cast<std::uint32_t>(id * 0x9E3779B1u) >> m_mapShift;
+}
+
 std::size_t TimerWheel::PlaceOf(unsigned id) const
 {
     const std::size_t mask = m_map.size() - 1;
-    std::size_t place = id & mask;
-    while (m_map[place].first != 0 && m_map[place].first != id)
+    std::size_t place = HomeOf(id);
+    while (m_map[place].id != 0 && m_map[place].id != id)
         place = (place + 1) & mask;
     return place;
 }
 
-void TimerWheel::MapInsert(unsigned id, std::uint32_t index)
+void TimerWheel::GrowMap()
 {
-    if (m_count * 2 > m_map.size())
+    std::vector<MapEntry> old(m_map.size() * 2);
+    old.swap(m_map);
+    --m_mapShift;
+    for (const MapEntry& entry : old)
     {
-        std::vector<std::pair<unsigned, std::uint32_t>> old(m_map.size() * 2);
-        old.swap(m_map);
-        for (const auto& entry : old)
-        {
-            if (entry.first != 0)
-                m_map[PlaceOf(entry.first)] = entry;
-        }
+        if (entry.id != 0)
+            m_map[PlaceOf(entry.id)] = entry;
     }
-    m_map[PlaceOf(id)] = {id, index};
 }
 
 // Closes the gap, so that no probing ever passes over a removed entry.
@@ -289,14 +364,13 @@ void TimerWheel::MapErase(std::size_t place)
 {
     const std::size_t mask = m_map.size() - 1;
     std::size_t gap = place;
-    for (std::size_t at = (gap + 1) & mask; m_map[at].first != 0; at = (at + 1) & mask)
+    for (std::size_t at = (gap + 1) & mask; m_map[at].id != 0; at = (at + 1) & mask)
     {
-        const std::size_t home = m_map[at].first & mask;
-        if (((at - home) & mask) < ((at - gap) & mask))
+        if (((at - HomeOf(m_map[at].id)) & mask) < ((at - gap) & mask))
             continue;
         m_map[gap] = m_map[at];
         gap = at;
     }
-    m_map[gap] = {0, 0};
+    m_map[gap] = MapEntry();
 }
 } // namespace embedded_host

@@ -3,7 +3,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 class ITimerManagerCallback;
@@ -13,26 +12,47 @@ namespace embedded_host
 // Every timer of a house, the drivers' and the simulated devices': a hierarchical wheel of four
 // levels of 256 slots of one millisecond, with a list for what is further away.
 //
-// Not a clock: the house says what time it is. Invariants: ids of either kind count up from 1 and
-// are never reused; timers fire in order of due time, at one time the drivers' before the devices',
-// and then in order of id; a timer may be started, killed and re-armed inside any callback.
+// Not a clock: the house says what time it is. Lives on the house's thread. Invariants: timers fire
+// in order of due time, at one time the drivers' before the devices', and then in order of id; a
+// timer may be started, killed and re-armed inside any callback. Ids of either kind count up from
+// 1; only after 2^31 of a kind do they begin again, passing over those of timers that run.
 // Starting, killing and firing allocate nothing once the wheel has held as many timers before.
 class TimerWheel
 {
 public:
+    // The kinds of timers. Ids of device timers have this bit, so that the two never meet.
+    static constexpr unsigned DRIVER = 0;
+    static constexpr unsigned DEVICE = 0x80000000u;
+
+    // Whose timers they are: every driver's host is one, and all devices together. Not copied, not
+    // moved; must outlive its timers.
+    class Owner
+    {
+    public:
+        // `kind` is DRIVER or DEVICE; `context` comes back with every timer that is due.
+        Owner(unsigned kind, void* context) : m_kind(kind), m_context(context) {}
+        Owner(const Owner&) = delete;
+        Owner& operator=(const Owner&) = delete;
+
+    private:
+        friend class TimerWheel;
+        const unsigned m_kind;
+        void* const m_context;
+        std::uint32_t m_first = NONE;
+    };
+
     // A timer that is due.
     struct Due
     {
         unsigned id;
         std::int64_t dueMs;
         std::int64_t startedNs;
-        // Whether it will not fire again.
-        bool last;
         void* context;
         ITimerManagerCallback* callback;
     };
 
-    // Who is told about timers that are due. May call every operation of the wheel but Advance.
+    // Who is told about timers that are due. May call every operation of the wheel but Advance; a
+    // timer that fires for the last time does not run any more.
     class Sink
     {
     public:
@@ -43,24 +63,22 @@ public:
     // What a count of 0 means: the timer fires until it is killed.
     static constexpr std::uint32_t FOREVER = 0;
 
-    // Ids of device timers have this bit, so that the two kinds never meet.
-    static constexpr unsigned DEVICE = 0x80000000u;
+    // `lastId` is the number after which the ids of both kinds begin.
+    explicit TimerWheel(unsigned lastId = 0);
 
-    TimerWheel();
+    // Starts a timer that is due `delayMs` after `nowNs` (never before that, so a begun millisecond
+    // counts in full) and then, `count` times in all, at that interval. A time before the one that
+    // Advance has reached is taken as that one. A repeating timer of 0 ms is one of 1 ms. Returns
+    // the id, never 0.
+    unsigned Add(Owner& owner, std::int64_t nowNs, std::uint64_t delayMs, std::uint32_t count,
+                 ITimerManagerCallback* callback);
 
-    // Starts a timer that is due `delayMs` after `nowNs` and then, `count` times in all, at that
-    // interval. `kind` is 0 for a driver's timer, DEVICE for a device's. `nowNs` must not lie
-    // before the time that Advance has reached. A repeating timer of 0 ms is one of 1 ms. Returns
-    // the id.
-    unsigned Add(unsigned kind, std::int64_t nowNs, std::uint64_t delayMs, std::uint32_t count,
-                 void* context, ITimerManagerCallback* callback);
+    // Stops a timer. False, and nothing happens, when this owner has none with that id.
+    bool Kill(const Owner& owner, unsigned id);
 
-    // Stops a timer. False when there is none with that id.
-    bool Kill(unsigned id);
-
-    // Stops every timer with this context and, unless it is null, this callback; returns how many.
-    // Walks all timers.
-    std::size_t KillAll(const void* context, const ITimerManagerCallback* callback);
+    // Stops every timer of this owner with this callback, or with any when it is null. Walks the
+    // owner's timers only.
+    void KillAll(const Owner& owner, const ITimerManagerCallback* callback);
 
     // A time before which nothing is due, never earlier than the time reached; -1 when no timer
     // runs.
@@ -76,56 +94,75 @@ private:
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
     static constexpr unsigned LEVELS = 4;
     static constexpr unsigned SLOTS = 256;
-    static constexpr unsigned FAR = LEVELS * SLOTS;
+    // The devices have a lowest level of their own behind the others, so that theirs come second
+    // and each of its lists stays in order by itself.
+    static constexpr unsigned DEVICE_LEVEL = LEVELS;
+    static constexpr unsigned FAR = (LEVELS + 1) * SLOTS;
     static constexpr std::int64_t REACH = std::int64_t{1} << 32;
 
+    // One cache line. `id` 0 is a free node; the free ones are chained by `next`.
     struct Node
     {
         std::int64_t due = 0;
         std::int64_t startedNs = 0;
         std::uint64_t interval = 0;
-        void* context = nullptr;
+        Owner* owner = nullptr;
         ITimerManagerCallback* callback = nullptr;
         std::uint32_t id = 0;
         std::uint32_t left = 0;
         std::uint32_t next = NONE;
         std::uint32_t previous = NONE;
-        std::uint32_t slot = 0;
+        std::uint32_t nextOfOwner = NONE;
+        std::uint32_t previousOfOwner = NONE;
     };
 
     struct List
     {
         std::uint32_t first = NONE;
         std::uint32_t last = NONE;
+        // Whether the ids count up.
         bool sorted = true;
     };
 
-    unsigned SlotFor(std::int64_t due) const;
+    struct MapEntry
+    {
+        std::uint32_t id = 0;
+        std::uint32_t index = 0;
+    };
+
+    unsigned SlotFor(const Node& node) const;
     void Link(std::uint32_t index);
     void Unlink(std::uint32_t index);
+    void LinkToOwner(std::uint32_t index);
+    void UnlinkFromOwner(std::uint32_t index);
     void Cascade(unsigned slot);
     void EnterBlock(std::int64_t start);
+    unsigned NextSlot() const;
     std::int64_t NextBlockStart() const;
-    int NextUsed(unsigned level, unsigned from) const;
+    unsigned NextUsed(unsigned level, unsigned from) const;
+    void MarkUsed(unsigned slot, bool used);
     void Sort(List& list);
     void FireFirst(unsigned slot, Sink& sink);
     std::uint32_t TakeNode();
     void Release(std::uint32_t index);
 
     // From id to node: open addressing, linear probing, a power of two of places, id 0 for free.
+    unsigned NewId(unsigned kind);
+    std::size_t HomeOf(unsigned id) const;
     std::size_t PlaceOf(unsigned id) const;
-    void MapInsert(unsigned id, std::uint32_t index);
+    void GrowMap();
     void MapErase(std::size_t place);
 
     std::vector<Node> m_nodes;
     std::uint32_t m_free = NONE;
     std::size_t m_count = 0;
-    std::uint32_t m_lastDriverId = 0;
-    std::uint32_t m_lastDeviceId = DEVICE;
+    std::uint32_t m_lastDriverId;
+    std::uint32_t m_lastDeviceId;
     std::int64_t m_now = 0;
     std::array<List, FAR + 1> m_slots;
-    std::array<std::array<std::uint64_t, SLOTS / 64>, LEVELS> m_used{};
-    std::vector<std::pair<unsigned, std::uint32_t>> m_map;
+    std::array<std::array<std::uint64_t, SLOTS / 64>, LEVELS + 1> m_used{};
+    std::vector<MapEntry> m_map;
+    unsigned m_mapShift;
     std::vector<std::uint32_t> m_scratch;
 };
 } // namespace embedded_host

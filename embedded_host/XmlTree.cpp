@@ -3,6 +3,9 @@
 #include "embedded_host/Messages.h"
 #include "nxshared/XmlDocument.h"
 
+#include <algorithm>
+#include <string_view>
+
 #include <boost/make_shared.hpp>
 #include <fmt/format.h>
 #include <pugixml.hpp>
@@ -13,10 +16,39 @@ namespace
 {
 const std::string EMPTY;
 
-// White space in texts is kept as it was written, also where a text is nothing else.
-constexpr unsigned PARSE = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single;
+// White space in texts is kept as it was written, also where a text is nothing else. As a fragment,
+// so that text beside the root element is seen, and refused, instead of skipped.
+constexpr unsigned PARSE =
+    pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
 
-// XML has no NUL: it is written as U+FFFD, so that nothing behind it is lost.
+// Whether there is a NUL in the text, as such or as a reference: XML has none, and the parser would
+// take it for an end and lose what follows.
+bool HasNul(const std::string& text)
+{
+    if (text.find('\0') != std::string::npos)
+        return true;
+    for (std::size_t at = text.find("&#"); at != std::string::npos; at = text.find("&#", at))
+    {
+        at += 2;
+        const std::size_t digits = at + (text[at] == 'x' ? 1 : 0);
+        const std::size_t end = text.find_first_not_of('0', digits);
+        if (end != std::string::npos && end > digits && text[end] == ';')
+            return true;
+    }
+    return false;
+}
+
+// The parser does not mind an attribute that is given twice; XML does.
+bool RepeatsAttribute(const pugi::xml_node& element)
+{
+    std::vector<std::string_view> names;
+    for (const pugi::xml_attribute& attribute : element.attributes())
+        names.emplace_back(attribute.name());
+    std::sort(names.begin(), names.end());
+    return std::adjacent_find(names.begin(), names.end()) != names.end();
+}
+
+// A NUL is written as U+FFFD, so that nothing behind it is lost.
 std::string WithoutNul(const std::string& text)
 {
     std::string clean;
@@ -47,15 +79,15 @@ void Write(const XmlTree& from, pugi::xml_node parent)
         Write(static_cast<const XmlTree&>(*child), target);
 }
 
-// Copies a parsed element; null when it goes too deep.
+// Copies a parsed element; null when it goes too deep or is not well formed.
 boost::shared_ptr<XmlTree> Read(const pugi::xml_node& from, int depth)
 {
-    if (depth > XmlTree::MAX_DEPTH)
+    if (depth > XmlTree::MAX_DEPTH || RepeatsAttribute(from))
         return nullptr;
     const auto tree = boost::make_shared<XmlTree>();
     tree->Initialize(from.name(), EMPTY);
     for (const pugi::xml_attribute& attribute : from.attributes())
-        tree->SetAttribute(attribute.name(), attribute.value());
+        tree->AppendAttribute(attribute.name(), attribute.value());
     for (const pugi::xml_node& child : from.children())
     {
         if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
@@ -218,19 +250,17 @@ boost::shared_ptr<XmlNode> CreateXmlNode()
 
 boost::shared_ptr<XmlDocument> CreateXmlDocument(const std::string& text)
 {
-    if (text.find('\0') != std::string::npos)
+    if (embedded_host::HasNul(text))
         return nullptr;
     pugi::xml_document document;
     if (!document.load_buffer(text.data(), text.size(), embedded_host::PARSE, pugi::encoding_utf8))
         return nullptr;
-    const pugi::xml_node root = document.document_element();
-    for (pugi::xml_node other = root.next_sibling(); other; other = other.next_sibling())
-    {
-        if (other.type() == pugi::node_element)
-            return nullptr;
-    }
+    // Declarations and comments are not in the parsed document: what is left must be the root.
+    const pugi::xml_node root = document.first_child();
+    if (root.type() != pugi::node_element || root.next_sibling())
+        return nullptr;
     const auto tree = embedded_host::Read(root, 1);
-    if (!root || !tree)
+    if (!tree)
         return nullptr;
     return boost::make_shared<embedded_host::Document>(tree);
 }

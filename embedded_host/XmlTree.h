@@ -8,7 +8,8 @@
 
 namespace embedded_host
 {
-// The host's XML element: a name, a text, a few attributes and shared children.
+// The host's XML element: a name, a text, a few attributes and shared children. Every node of a
+// tree is one of these.
 class XmlTree : public nx::XmlNode
 {
 public:
@@ -36,7 +37,12 @@ public:
     bool GetChildDataBool(const std::string& name) const override;
     std::string ToText() const override;
 
+    // For building a tree from a parsed text: more text; an attribute that is not there yet.
     void AppendData(const char* text) { m_data += text; }
+    void AppendAttribute(const char* name, const char* value)
+    {
+        m_attributes.emplace_back(name, value);
+    }
     const std::vector<std::pair<std::string, std::string>>& Attributes() const
     {
         return m_attributes;

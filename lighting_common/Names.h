@@ -5,10 +5,11 @@
 #include <string>
 #include <vector>
 
-// The vocabulary that every lighting driver shares with the controller and with its device: MIB ids,
-// capability keys, names of commands, variables, conditions and parameters. Each name stands here
-// once, as an immutable text, and is compared byte for byte (wire values, do not change; the order is
-// part of the vocabulary). Built once, when the library is loaded; valid until it is unloaded.
+// The vocabulary that every lighting driver shares with the controller and with its device: MIB
+// ids, capability keys, names of commands, variables, conditions and parameters. Each name stands
+// here once, as an immutable text, and is compared byte for byte (wire values, do not change; the
+// order is part of the vocabulary). Built once, when the library is loaded; valid until it is
+// unloaded.
 //
 // A name whose meaning no class of this library gives belongs to the concrete drivers.
 
@@ -352,7 +353,8 @@
 
 namespace names
 {
-#define LIGHTING_DECLARE_NAME(identifier, text) extern LIGHTING_COMMON_API const std::string identifier;
+#define LIGHTING_DECLARE_NAME(identifier, text)                                                    \
+    extern LIGHTING_COMMON_API const std::string identifier;
 
 namespace mib
 {
@@ -363,7 +365,7 @@ namespace capability
 LIGHTING_CAPABILITY_NAMES(LIGHTING_DECLARE_NAME)
 // Whether a puck module drives a load at all.
 LIGHTING_DECLARE_NAME(LOAD_PRESENT, "load_present")
-}  // namespace capability
+} // namespace capability
 namespace general
 {
 LIGHTING_GENERAL_NAMES(LIGHTING_DECLARE_NAME)
@@ -390,4 +392,4 @@ LIGHTING_COMMON_API const std::vector<std::string>& AllMibs();
 LIGHTING_COMMON_API const std::vector<std::string>& AllCapabilities();
 LIGHTING_COMMON_API const std::vector<std::string>& AllGeneral();
 LIGHTING_COMMON_API const std::vector<std::string>& AllPuck();
-}  // namespace names
+} // namespace names

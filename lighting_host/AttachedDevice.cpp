@@ -96,6 +96,11 @@ void AttachedDevice::ReportPerson(const std::string& what)
         onPerson(m_driver, what);
 }
 
+void AttachedDevice::Rejoin()
+{
+    m_driver.Online(true);
+}
+
 void AttachedDevice::OnMibSent(const NxMIBPacket& packet)
 {
     wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};

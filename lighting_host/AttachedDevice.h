@@ -50,6 +50,7 @@ public:
     std::uint64_t NowMs() const override;
     int Random(int min, int max) override;
     void ReportPerson(const std::string& what) override;
+    void Rejoin() override;
 
     // DeviceLink.
     void OnMibSent(const NxMIBPacket& packet) override;

@@ -113,7 +113,7 @@ Transcript ReadTranscript(const std::string& path)
         }
         catch (const InputError& error)
         {
-            throw TranscriptError(fmt::format("line {}: {}", number, error.what()));
+            throw TranscriptError(fmt::format("line {}: {}", number, error.Words()));
         }
     }
     if (header)

@@ -17,8 +17,10 @@ struct Type
 };
 constexpr Type TYPES[] = {
     {"puck", &MakePuckModule},
+    {"zigbee_light", &MakeZigbeeLightDevice},
     {"gen3_keypad", &MakeKeypadDevice},
     {"wired_dimmer", &MakeWiredDimmerDevice},
+    {"energy_switch", &MakeMeteringPlug},
 };
 
 // A world in which nothing ever happens: a device made in it is only looked at.

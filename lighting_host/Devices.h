@@ -24,5 +24,9 @@ std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver
 std::unique_ptr<simulated::SimulatedDevice> MakeKeypadDevice(const HouseFileDriver& driver,
                                                              simulated::DeviceEnvironment& world);
 std::unique_ptr<simulated::SimulatedDevice>
+MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice>
 MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world);
+std::unique_ptr<simulated::SimulatedDevice> MakeMeteringPlug(const HouseFileDriver& driver,
+                                                             simulated::DeviceEnvironment& world);
 } // namespace lighting_host

@@ -44,26 +44,6 @@ bool ParseDuration(const std::string& text, std::int64_t& milliseconds)
     return false;
 }
 
-bool ParseLocalTime(const std::string& text, std::int64_t& localSeconds)
-{
-    std::tm time{};
-    const char* formats[] = {"%Y-%m-%dT%H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%d"};
-    for (const char* format : formats)
-    {
-        time = std::tm{};
-        const char* end = strptime(text.c_str(), format, &time);
-        if (!end || *end != '\0')
-            continue;
-        const std::tm asked = time;
-        const std::time_t seconds = timegm(&time);
-        if (time.tm_mday != asked.tm_mday || time.tm_mon != asked.tm_mon || asked.tm_sec > 59)
-            return false;
-        localSeconds = seconds;
-        return true;
-    }
-    return false;
-}
-
 std::string FormatLocalTime(std::int64_t localSeconds, int milliseconds)
 {
     const std::time_t seconds = localSeconds;

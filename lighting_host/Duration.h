@@ -9,10 +9,6 @@ namespace lighting_host
 // bare number is seconds. False for anything else, for less than 0 and for more than 100 years.
 bool ParseDuration(const std::string& text, std::int64_t& milliseconds);
 
-// Reads a local time as "2026-01-01T00:00:00" (the seconds, or the whole time of day, may be left
-// out). False for anything else and for days that do not exist.
-bool ParseLocalTime(const std::string& text, std::int64_t& localSeconds);
-
 // "2026-01-01 00:00:00.000", from local seconds and milliseconds.
 std::string FormatLocalTime(std::int64_t localSeconds, int milliseconds);
 } // namespace lighting_host

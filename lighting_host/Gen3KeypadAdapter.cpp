@@ -124,11 +124,15 @@ constexpr ColorAction COLOR_ACTIONS[] = {
 };
 
 // The keypad driver as the protocol sees it: every call of a button or the queue to its owner is
-// reported before the driver does what it does.
+// reported before the driver does what it does. Without a simulated keypad nothing but the inputs
+// puts messages on the bus.
 class Gen3KeypadAdapter : public Gen3KeypadDriver, public DriverAdapter
 {
 public:
-    using Gen3KeypadDriver::Gen3KeypadDriver;
+    explicit Gen3KeypadAdapter(IInstanceManager& instances) : Gen3KeypadDriver(instances)
+    {
+        SetTellsKeypad(Host().Config().simulatedDevice);
+    }
 
     // --- DriverAdapter ---
 

@@ -83,15 +83,16 @@ void Reader::Error(const pugi::xml_node& node, std::string what)
 
 HouseFile Reader::Read()
 {
+    const auto nul = m_text.find('\0');
     pugi::xml_document document;
     const auto result =
         document.load_buffer(m_text.data(), m_text.size(), PARSE, pugi::encoding_utf8);
-    if (!result || m_text.find('\0') != std::string::npos)
+    if (!result || nul != std::string::npos)
     {
-        const auto offset = result ? static_cast<std::ptrdiff_t>(m_text.find('\0')) : result.offset;
+        const bool hasNul = nul != std::string::npos;
         m_house.errors.push_back(
-            {LineOf(offset),
-             fmt::format("this is no XML: {}", result ? "it has a NUL" : result.description())});
+            {LineOf(hasNul ? static_cast<std::ptrdiff_t>(nul) : result.offset),
+             fmt::format("this is no XML: {}", hasNul ? "it has a NUL" : result.description())});
         return std::move(m_house);
     }
     const pugi::xml_node root = document.document_element();

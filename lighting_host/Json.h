@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -16,10 +17,20 @@ using Json = nlohmann::ordered_json;
 constexpr int MAX_JSON_DEPTH = 64;
 constexpr int MAX_JSON_FIELDS = 10000;
 
-// What is wrong with an input, in words. Thrown before anything has been changed.
-struct InputError : std::runtime_error
+// What is wrong with an input, in words. Thrown before anything has been changed. The words may
+// quote the input, NULs included, which what() ends at.
+class InputError : public std::runtime_error
 {
-    using std::runtime_error::runtime_error;
+public:
+    explicit InputError(const std::string& words)
+        : std::runtime_error(words), m_words(std::make_shared<std::string>(words))
+    {
+    }
+    const std::string& Words() const { return *m_words; }
+
+private:
+    // Shared, so that copying the error cannot throw.
+    std::shared_ptr<const std::string> m_words;
 };
 
 // The fields of one input object, read by name and kind. Reads first, acts later: Finish refuses an

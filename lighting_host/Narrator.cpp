@@ -21,6 +21,21 @@ namespace
 {
 constexpr std::size_t NAME_WIDTH = 12;
 constexpr std::size_t TIME_OF_DAY = 11;
+
+// "12 d 03:45", days left out when there are none.
+std::string Minutes(int minutes)
+{
+    constexpr int MINUTES_PER_DAY = 24 * 60;
+    const std::string time =
+        fmt::format("{:02}:{:02}", minutes % MINUTES_PER_DAY / 60, minutes % 60);
+    return minutes < MINUTES_PER_DAY ? time
+                                     : fmt::format("{} d {}", minutes / MINUTES_PER_DAY, time);
+}
+
+std::string KilowattHours(double hundredthsOfAWattHour)
+{
+    return fmt::format("{:.3f} kWh", hundredthsOfAWattHour / 100000);
+}
 } // namespace
 
 Narrator::Narrator(std::ostream& out, std::function<void()> clearProgress)
@@ -102,5 +117,33 @@ void Narrator::WriteTable() const
         m_out << fmt::format("{:<{}}  {:<14}  {:>6}  {:>7}  {}\n", config.name, NAME_WIDTH,
                              config.type, counts.events, counts.sent, state);
     }
+}
+
+void Narrator::WriteEnergyTable() const
+{
+    const char* const row = "{:<{}}  {:<14}  {:>12}  {:>12}  {:>8}  {:>12}  {:>12}\n";
+    std::int64_t hundredths = 0;
+    bool any = false;
+    for (const auto& driver : m_session->House().Drivers())
+    {
+        const DriverAdapter* adapter = m_session->AdapterOf(*driver);
+        const auto figures = adapter ? adapter->EnergyOfLoad() : std::nullopt;
+        if (!figures)
+            continue;
+        if (!any)
+            m_out << '\n'
+                  << fmt::format(row, "load", NAME_WIDTH, "type", "on", "off", "now", "used",
+                                 "used today");
+        any = true;
+        hundredths += std::int64_t{figures->wattHours} * 100 + figures->hundredths;
+        m_out << fmt::format(row, driver->Config().name, NAME_WIDTH, driver->Config().type,
+                             Minutes(figures->minutesOn), Minutes(figures->minutesOff),
+                             fmt::format("{} W", figures->powerWatts),
+                             KilowattHours(figures->wattHours * 100.0 + figures->hundredths),
+                             KilowattHours(figures->wattHoursToday * 100.0));
+    }
+    if (any)
+        m_out << fmt::format(row, "all", NAME_WIDTH, "", "", "", "",
+                             KilowattHours(static_cast<double>(hundredths)), "");
 }
 } // namespace lighting_host

@@ -31,6 +31,9 @@ public:
     // The table of the final state.
     void WriteTable() const;
 
+    // The table of what each load has used; nothing when no driver counts it.
+    void WriteEnergyTable() const;
+
 private:
     struct Counts
     {

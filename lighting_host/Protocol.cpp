@@ -301,9 +301,12 @@ bool Protocol::Handle(const std::string& line, unsigned long number)
     {
         Dispatch(line);
     }
+    catch (const InputError& error)
+    {
+        WriteError(error.Words());
+    }
     catch (const std::exception& error)
     {
-        m_line.clear();
         WriteError(error.what());
     }
     return !m_refused;
@@ -350,7 +353,7 @@ void Protocol::Write(const Output& output)
 void Protocol::WriteError(const std::string& what)
 {
     m_refused = true;
-    m_line += "{\"error\":";
+    m_line = "{\"error\":";
     AppendJsonText(m_line, what);
     m_line += fmt::format(",\"line\":{}}}", m_number);
     Flush("error");

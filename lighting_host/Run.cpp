@@ -153,6 +153,7 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
                    progress);
     progress.Clear();
     narrator.WriteTable();
+    narrator.WriteEnergyTable();
     session.Stop();
     out.flush();
     return 0;

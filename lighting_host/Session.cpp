@@ -1,9 +1,12 @@
 #include "lighting_host/Session.h"
 
+#include "embedded_host/FileStateStore.h"
 #include "embedded_host/LibraryLog.h"
+#include "embedded_host/LocalTime.h"
 #include "lighting_host/AttachedDevice.h"
 #include "lighting_host/Devices.h"
 #include "lighting_host/DriverLibrary.h"
+#include "lighting_host/StateKeeper.h"
 
 namespace lighting_host
 {
@@ -11,14 +14,25 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
                  embedded_host::OutputSink& sink)
     : m_random(options.seed, options.draw)
 {
+    std::shared_ptr<const embedded_host::TimeZone> zone;
+    if (!options.zone.empty())
+        zone = std::make_shared<embedded_host::TimeZone>(options.zone);
     if (options.realTime)
-        m_clock = std::make_unique<embedded_host::RealClock>();
+        m_clock = std::make_unique<embedded_host::RealClock>(zone);
     else
-        m_clock = std::make_unique<embedded_host::VirtualClock>(options.startLocalSeconds);
+        m_clock = std::make_unique<embedded_host::VirtualClock>(options.startLocalSeconds, zone);
     embedded_host::ConnectLibraryLog(options.logLevel);
     m_house = std::make_unique<embedded_host::House>(*m_clock, m_random, sink);
+    if (!options.statePath.empty())
+        m_keeper = std::make_unique<StateKeeper>(
+            std::make_unique<embedded_host::FileStateStore>(options.statePath), *m_house,
+            options.persistIntervalMs, options.complain);
+    // All that can go wrong with what was kept does so before anything runs.
+    std::vector<boost::shared_ptr<nx::XmlNode>> states;
     for (const HouseFileDriver& driver : file.drivers)
-        AddDriver(driver);
+        states.push_back(m_keeper ? m_keeper->StateOf(driver.name) : nullptr);
+    for (std::size_t i = 0; i < file.drivers.size(); ++i)
+        AddDriver(file.drivers[i], states[i] ? states[i] : file.drivers[i].state);
     for (const HouseFileGroup& group : file.groups)
         m_house->AddGroup(group.id, group.members);
 }
@@ -26,11 +40,12 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
 Session::~Session()
 {
     Stop();
+    m_keeper.reset();
     m_devices.clear();
     m_house.reset();
 }
 
-void Session::AddDriver(const HouseFileDriver& driver)
+void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state)
 {
     embedded_host::DriverConfig config;
     config.name = driver.name;
@@ -38,7 +53,8 @@ void Session::AddDriver(const HouseFileDriver& driver)
     config.id = driver.id;
     config.capabilities = driver.capabilities;
     config.config = driver.config;
-    config.state = driver.state;
+    config.state = state;
+    config.simulatedDevice = driver.device != nullptr;
     if (!driver.library.empty())
     {
         m_libraries.push_back(std::make_unique<DriverLibrary>(driver.library));
@@ -67,6 +83,8 @@ void Session::AddDriver(const HouseFileDriver& driver)
 void Session::Start()
 {
     m_house->StartAll();
+    if (m_keeper)
+        m_keeper->Start();
     for (const auto& device : m_devices)
         device->Schedule(0,
                          [&device]
@@ -78,6 +96,8 @@ void Session::Start()
 
 void Session::Stop()
 {
+    if (m_keeper)
+        m_keeper->Stop();
     if (m_house)
         m_house->StopAll();
 }

@@ -7,6 +7,7 @@
 #include "lighting_host/HouseFile.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -16,6 +17,7 @@ namespace lighting_host
 {
 class AttachedDevice;
 class DriverLibrary;
+class StateKeeper;
 
 // How a house is run, as the command line says.
 struct SessionOptions
@@ -25,6 +27,14 @@ struct SessionOptions
     // The local time at virtual start, in seconds since 1970-01-01T00:00:00 local time.
     std::int64_t startLocalSeconds = 0;
     bool realTime = false;
+    // The zone of the wall clock, empty for none: then a virtual wall knows no daylight saving, and
+    // a real one is in the machine's zone.
+    std::string zone;
+    // The file that the drivers' states are kept in, empty for none; how often they are saved, in
+    // milliseconds of the house's clock; and who is told when that fails.
+    std::string statePath;
+    std::int64_t persistIntervalMs = 60000;
+    std::function<void(const std::string&)> complain;
     // log4cplus's number of the level from which the library's records are reported.
     int logLevel = 0;
 };
@@ -33,7 +43,8 @@ struct SessionOptions
 class Session
 {
 public:
-    // `sink` must outlive the session. A house with errors must not be given.
+    // `sink` must outlive the session. A house with errors must not be given. Throws LocalTimeError
+    // for a zone that there is not, and StateStoreError for a state file that cannot be used.
     Session(const HouseFile& file, const SessionOptions& options, embedded_host::OutputSink& sink);
     ~Session();
     Session(const Session&) = delete;
@@ -43,7 +54,8 @@ public:
     // 0 ms.
     void Start();
 
-    // Destroys the drivers, in the order of the file; their effects still reach the sink.
+    // Saves the drivers' states and destroys the drivers, in the order of the file; their effects
+    // still reach the sink.
     void Stop();
 
     embedded_host::House& House() const { return *m_house; }
@@ -55,7 +67,7 @@ public:
     const std::vector<std::unique_ptr<AttachedDevice>>& Devices() const { return m_devices; }
 
 private:
-    void AddDriver(const HouseFileDriver& driver);
+    void AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state);
 
     std::unique_ptr<embedded_host::Clock> m_clock;
     embedded_host::Random m_random;
@@ -65,5 +77,7 @@ private:
     std::vector<std::unique_ptr<DriverLibrary>> m_libraries;
     std::vector<std::unique_ptr<AttachedDevice>> m_devices;
     std::unique_ptr<embedded_host::House> m_house;
+    // Null when no states are kept.
+    std::unique_ptr<StateKeeper> m_keeper;
 };
 } // namespace lighting_host

@@ -1,3 +1,4 @@
+#include "embedded_host/LocalTime.h"
 #include "lighting_host/Commands.h"
 #include "lighting_host/Duration.h"
 
@@ -37,15 +38,42 @@ void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& 
         ->check(
             [&options](const std::string& text)
             {
-                return lighting_host::ParseLocalTime(text, options.startLocalSeconds)
-                           ? std::string()
-                           : "\"" + text + "\" is no time like 2026-01-01T00:00:00";
+                try
+                {
+                    options.startLocalSeconds = embedded_host::ParseLocalTime(text);
+                    return std::string();
+                }
+                catch (const embedded_host::LocalTimeError& error)
+                {
+                    return std::string(error.what());
+                }
             });
+    command.add_option("--zone", options.zone,
+                       "The zone of the wall clock, as in Europe/Berlin: it then knows daylight "
+                       "saving; none by default, or the machine's in real time");
+    command.add_option("--state", options.statePath,
+                       "The file that the drivers' states are kept in; none by default");
+    command
+        .add_option_function<std::string>(
+            "--persist-every",
+            [&options](const std::string& text)
+            {
+                if (!lighting_host::ParseDuration(text, options.persistIntervalMs) ||
+                    options.persistIntervalMs < 1)
+                    throw CLI::ValidationError("--persist-every",
+                                               "\"" + text + "\" is no time like 10s or 5m");
+            },
+            "How often the states are saved, as in 10s or 5m; 60s by default")
+        ->type_name("TIME");
+    options.complain = [](const std::string& what)
+    {
+        std::cerr << "lighting-host: " << what << '\n';
+    };
     command
         .add_option("--log-level", options.logLevel, "From which level log records are reported")
         ->transform(
             CLI::CheckedTransformer(LOG_LEVELS).description("{trace,debug,info,warn,error,off}"));
-    lighting_host::ParseLocalTime(start, options.startLocalSeconds);
+    options.startLocalSeconds = embedded_host::ParseLocalTime(start);
 }
 } // namespace
 

@@ -34,21 +34,21 @@ quietly()
     local title=$1 log=$2
     shift 2
     "$@" >"$log" 2>&1 </dev/null &
-    local pid=$! seconds=0 pause=1 result=0
+    local pid=$! tenths=0 pause=1 result=0 shown=
     # A job in the background does not hear Ctrl-C.
     trap 'kill "$pid" 2>/dev/null; exit 130' INT TERM
     [ -t 2 ] || pause=20
     while kill -0 "$pid" 2>/dev/null; do
-        if [ "$seconds" -lt 30 ]; then
+        if [ "$tenths" -lt 30 ]; then
             sleep 0.1
         else
-            [ "$seconds" -gt 30 ] || say "$title (output in ${log#"$root"/})"
+            [ "$tenths" -gt 30 ] || say "$title (output in ${log#"$root"/})"
             wait_for "$pid" "$pause"
             show_progress "$log"
         fi
-        seconds=$((seconds + 1))
+        tenths=$((tenths + 1))
     done
-    [ ! -t 2 ] || [ "$seconds" -le 30 ] || printf '\r\033[K' >&2
+    [ ! -t 2 ] || [ "$tenths" -le 30 ] || printf '\r\033[K' >&2
     wait "$pid" || result=$?
     trap - INT TERM
     if [ "$result" -ne 0 ]; then
@@ -64,13 +64,15 @@ wait_for()
     timeout "$2" tail --pid="$1" -f /dev/null || true
 }
 
-# The last line of a log, as one line that is written over on a terminal.
+# The last line of a log when it is one of ninja's and has not been shown, as one line that is written
+# over on a terminal.
 show_progress()
 {
     local line
     line=$(tail -n 1 "$1" | tr -d '\r' | cut -c 1-100)
     case $line in
-        "["*) ;;
+        "$shown") return 0 ;;
+        "["*) shown=$line ;;
         *) return 0 ;;
     esac
     if [ -t 2 ]; then

@@ -41,6 +41,11 @@ public:
 
     // Tells the terminal what a person just did at the device, for instance "presses contact 0".
     virtual void ReportPerson(const std::string& what) = 0;
+
+    // Tells the controller that the device has come back to the network, as the network itself
+    // does after a power failure; not for the start, when every device is there. Worlds without a
+    // controller ignore it.
+    virtual void Rejoin() {}
 };
 
 // The base of every simulated device: what reaches it from the wire.

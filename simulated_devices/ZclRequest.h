@@ -24,6 +24,7 @@ public:
     std::uint8_t Sequence() const { return m_frame.bytes[1]; }
     std::uint8_t Command() const { return m_frame.bytes[2]; }
     std::uint8_t Type() const { return Control() & FRAME_TYPE; }
+    std::uint8_t Endpoint() const { return m_frame.endpoint; }
     std::uint16_t Cluster() const { return m_frame.cluster; }
     bool WantsDefaultResponse() const { return (Control() & FRAME_NO_DEFAULT_RESPONSE) == 0; }
 

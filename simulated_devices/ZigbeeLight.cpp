@@ -123,7 +123,8 @@ void ZigbeeLight::OnPowerOn()
 void ZigbeeLight::OnZcl(const wire::ZclFrame& frame)
 {
     ZclRequest request(frame);
-    if (frame.endpoint != m_settings.endpoint || !request.IsRequest())
+    const bool isForUs = m_settings.endpoint == 0 || m_settings.endpoint == frame.endpoint;
+    if (!isForUs || !request.IsRequest())
         return;
     if (request.Cluster() != GROUPS && request.Cluster() != SCENES)
         return DefaultResponse(request, UNSUPPORTED_CLUSTER);
@@ -531,7 +532,7 @@ void ZigbeeLight::Answer(const ZclRequest& request, bool general, std::uint8_t c
 {
     wire::ZclFrame frame;
     frame.cluster = request.Cluster();
-    frame.endpoint = m_settings.endpoint;
+    frame.endpoint = request.Endpoint();
     frame.bytes.push_back(
         static_cast<std::uint8_t>((general ? FRAME_GENERAL : FRAME_CLUSTER) | FRAME_ANSWER));
     frame.bytes.push_back(request.Sequence());

@@ -55,6 +55,7 @@ class ZigbeeLight : public SimulatedDevice
 public:
     struct Settings
     {
+        // 0 listens on every endpoint.
         std::uint8_t endpoint = 1;
         std::size_t groupTableSize = 16;
         std::size_t sceneTableSize = 32;

@@ -316,7 +316,7 @@ std::uint16_t Gen3KeypadDriver::NextNumber()
 void Gen3KeypadDriver::SendState(int opcode)
 {
     m_owed[opcode] = 0;
-    if (!m_bus.isGatewayOnline() || !m_bus.isDeviceOnline())
+    if (!m_tellsKeypad || !m_bus.isGatewayOnline() || !m_bus.isDeviceOnline())
         return;
     const std::uint16_t number = NextNumber();
     const KeypadState::Payload payload = m_state.Write(opcode, number);
@@ -370,6 +370,8 @@ bool Gen3KeypadDriver::IsLedTrackingDevice()
 
 void Gen3KeypadDriver::SendButtonAction(int buttonId, int action, int behavior)
 {
+    if (!m_tellsKeypad)
+        return;
     KeypadState::Payload payload;
     const auto append = [&payload](unsigned octet)
     {

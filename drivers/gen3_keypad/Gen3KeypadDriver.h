@@ -79,6 +79,11 @@ public:
     void SetUsesHoldTimer(bool uses) { m_usesHoldTimer = uses; }
     void SetTracksLeds(bool tracks) { m_tracksLeds = tracks; }
 
+    // Whether what buttons ask for goes to the bus (default: yes). Off where there is no keypad
+    // that would understand this driver's opcodes: then the bus carries only what goes to Bus()
+    // itself.
+    void SetTellsKeypad(bool tells) { m_tellsKeypad = tells; }
+
     // IGen3ButtonOwner.
     ID::Timer StartButtonTimer() override;
     void KillButtonTimer(ID::Timer timer) override;
@@ -131,4 +136,5 @@ private:
     ID::Timer m_timerInTransit = 0;
     bool m_usesHoldTimer = true;
     bool m_tracksLeds = false;
+    bool m_tellsKeypad = true;
 };

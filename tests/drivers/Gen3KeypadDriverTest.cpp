@@ -138,6 +138,19 @@ TEST_F(Gen3KeypadDriverTest, ReplacedOrDeletedButton_TakesItsHoldTimerAlong)
     EXPECT_THAT(driver.events, ElementsAre("1:1", "1:1"));
 }
 
+TEST_F(Gen3KeypadDriverTest, NoKeypadToTell_ButtonsLeaveTheBusAlone)
+{
+    Online();
+    driver.SetTellsKeypad(false);
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    EXPECT_THAT(house.Take(), IsEmpty());
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
+    EXPECT_THAT(driver.events, ElementsAre("1:2"));
+    house.Enter([&] { driver.Bus().queueMessage(0x2110, nullptr, 0); });
+    EXPECT_THAT(Sent(), ElementsAre("2110  "));
+}
+
 TEST_F(Gen3KeypadDriverTest, UnknownId_IsRefused)
 {
     EXPECT_EQ(Refused("KEYPAD_BUTTON_INFO", "3"), "there is no button 3");

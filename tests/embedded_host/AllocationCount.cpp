@@ -1,25 +1,26 @@
-#include "bench/Bench.h"
+#include "AllocationCount.h"
 
 #include <cstdlib>
 #include <new>
 
 namespace
 {
-std::size_t g_allocations = 0;
-}
+thread_local std::size_t allocations = 0;
+} // namespace
 
-namespace bench
+namespace host_test
 {
 std::size_t Allocations()
 {
-    return g_allocations;
+    return allocations;
 }
-} // namespace bench
+} // namespace host_test
 
+// The other forms of new end up here.
 void* operator new(std::size_t size)
 {
-    ++g_allocations;
-    if (void* memory = std::malloc(size ? size : 1))
+    ++allocations;
+    if (void* memory = std::malloc(size == 0 ? 1 : size))
         return memory;
     throw std::bad_alloc();
 }
