@@ -34,8 +34,13 @@ const char* DriverHost::ZclFrame(std::uint16_t cluster, const std::uint8_t* fram
 
 void DriverHost::ZclReply(const zcl::Reply& reply)
 {
-    IZclListener* const listener = m_driver ? m_driver->GetZclListener() : nullptr;
-    if (listener)
-        Enter([&] { zcl::Deliver(reply, *listener); });
+    if (!m_driver)
+        return;
+    Enter(
+        [&]
+        {
+            if (IZclListener* const listener = m_driver->GetZclListener())
+                zcl::Deliver(reply, *listener);
+        });
 }
 } // namespace nx

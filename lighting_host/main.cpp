@@ -28,8 +28,11 @@ const std::map<std::string, embedded_host::Draw> DRAWS = {
 // The options that every command which runs a house has.
 void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& start)
 {
-    command.add_option("--seed", options.seed,
-                       "Makes every random draw repeat; 1 by default, but for run");
+    // Without the check a negative number would wrap.
+    command
+        .add_option("--seed", options.seed,
+                    "Makes every random draw repeat; 1 by default, but for run")
+        ->check(CLI::NonNegativeNumber);
     command.add_option("--draw", options.draw, "What a random draw gives: random, low or high")
         ->transform(CLI::CheckedTransformer(DRAWS).description("{random,low,high}"))
         ->default_str("random");

@@ -264,9 +264,17 @@ void Gen3KeypadDriver::StartAgain()
 {
     m_bus.setDeviceOnline(true);
     m_bus.resetQueue();
+    for (auto& owed : m_owed)
+        owed.second = 0;
+    SendOwed();
+}
+
+void Gen3KeypadDriver::SendOwed()
+{
     for (const int opcode : STATES)
     {
-        if (m_owed.count(opcode) != 0)
+        const auto owed = m_owed.find(opcode);
+        if (owed != m_owed.end() && owed->second == 0)
             SendState(opcode);
     }
 }
@@ -291,6 +299,7 @@ void Gen3KeypadDriver::OnGatewayStatus(bool online)
     m_bus.setGatewayOnline(online);
     if (m_bus.getState() == Bus485Helper::State::Stalled)
         m_bus.sendQueueFront();
+    SendOwed();
 }
 
 // --- What goes to the bus ---
@@ -302,9 +311,12 @@ std::uint16_t Gen3KeypadDriver::NextNumber()
     return m_lastNumber;
 }
 
+// A state is never lost: while the keypad cannot be reached it is owed, and follows when the keypad
+// is back. So it is not even handed to the queue, which would only say that it dropped it.
 void Gen3KeypadDriver::SendState(int opcode)
 {
-    if (!m_tellsKeypad)
+    m_owed[opcode] = 0;
+    if (!m_tellsKeypad || !m_bus.isGatewayOnline() || !m_bus.isDeviceOnline())
         return;
     const std::uint16_t number = NextNumber();
     const KeypadState::Payload payload = m_state.Write(opcode, number);

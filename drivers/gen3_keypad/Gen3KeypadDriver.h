@@ -19,8 +19,8 @@
 // commands, in front; a transmit queue behind; the keypad's firmware version beside.
 //
 // Owns its buttons and the queue. Lives on the driver's thread. What a button writes to LEDs and
-// backlights is kept as the keypad's wanted state and leaves as bus messages that hold all of it,
-// so that a message which was dropped while the keypad was offline is made good by the next one.
+// backlights is kept as the keypad's wanted state and leaves as bus messages that hold all of it;
+// what could not leave while the keypad was offline follows when it is back.
 class Gen3KeypadDriver : public NxBaseDriver, public IGen3ButtonOwner, public IBus485Owner
 {
 public:
@@ -117,6 +117,7 @@ private:
     void OnAnswer(unsigned number);
     void OnKeypadAnnounced(bool restarted);
     void StartAgain();
+    void SendOwed();
     void OnButtonUsed(int id, int use);
     void OnGatewayStatus(bool online);
     std::uint16_t NextNumber();
@@ -128,7 +129,7 @@ private:
     BusParsers::FirmwareVersion m_firmware;
     std::uint16_t m_lastNumber = 0;
     // The kinds of state whose newest form the keypad has not confirmed, and the number under which
-    // it was handed over last; 0 for not since the keypad restarted.
+    // that form was handed to the queue; 0 for not at all.
     std::map<int, unsigned> m_owed;
     // The number of the front as it was sent last, and its retry timer; 0 for none.
     unsigned m_numberInTransit = 0;

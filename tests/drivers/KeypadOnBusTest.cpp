@@ -167,22 +167,22 @@ TEST_F(KeypadOnBusTest, Babbling_DisturbsNeitherItselfNorOthers)
     EXPECT_EQ(Shown(1), BLUE_DIMMED);
 }
 
-TEST_F(KeypadOnBusTest, GatewayOutage_IsSurvived)
+TEST_F(KeypadOnBusTest, GatewayOutage_IsMadeGood)
 {
     house.Add<BusKeypad>();
     house.Start();
     house.Advance(10 * SECOND);
-    house.Show(1, "ff0000");
+    house.RemoteClick(1);
     house.Gateway().SetPower(false);
-    house.Show(1, "00ff00");
+    house.Show(1, "ff0000");
+    house.Show(1, "0000ff");
     house.Advance(HOUR);
     EXPECT_EQ(house.Driver(1).Bus().getQueuedCount(), 1u);
     house.Gateway().SetPower(true);
     house.Advance(10 * SECOND);
     EXPECT_EQ(house.Driver(1).Bus().getQueuedCount(), 0u);
-    house.Show(1, "0000ff");
-    house.Advance(SECOND);
     EXPECT_EQ(Shown(1), BLUE_DIMMED);
+    EXPECT_EQ(house.Keypad(1).ActionCount(), 1u);
 }
 
 TEST_F(KeypadOnBusTest, PersonAtTheKeypad_ReachesTheButton)

@@ -246,7 +246,7 @@ TEST(LoadGroupHouses, TwoDimmersInTwoGroups_PassOnOnceEach)
 TEST(LoadGroupHouses, ThreeDimmersInThreeGroups_ServeNoGroupInsideItself)
 {
     OverlappingHouse house(3, AllInAll(3, 3));
-    house.SetLevel(NO_GROUP, "40");
+    house.SetLevel(0, "40");
     EXPECT_EQ(house.Delivered(), 54u);
 }
 

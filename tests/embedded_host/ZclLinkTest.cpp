@@ -4,6 +4,7 @@
 #include "embedded_host/ZclMessages.h"
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,12 @@ public:
     explicit CountingDriver(IInstanceManager& instances) : NxBaseDriver(instances, NX_DRIVER_LIGHT)
     {
     }
-    IZclListener* GetZclListener() override { return deaf ? nullptr : this; }
+    IZclListener* GetZclListener() override
+    {
+        if (broken)
+            throw std::runtime_error("broken");
+        return deaf ? nullptr : this;
+    }
     void OnZclSceneMembership(unsigned short, const SceneVec&) override {}
     void OnZclViewScene(unsigned, int, int) override {}
     void OnZclGroupMembership(const nx::GroupIdVec&) override {}
@@ -35,6 +41,7 @@ public:
     }
 
     bool deaf = false;
+    bool broken = false;
     std::vector<int> counts;
 };
 
@@ -149,4 +156,11 @@ TEST_F(ZclLinkTest, FrameForADriverThatListensToNoLight_IsDropped)
     driver->deaf = true;
     EXPECT_EQ(Frame({0x18, 7, 0x01, 0, 0, 0, 0x20, 9}), nullptr);
     EXPECT_THAT(driver->counts, IsEmpty());
+}
+
+TEST_F(ZclLinkTest, DriverThatThrowsWhenAskedForItsListener_IsAFault)
+{
+    driver->broken = true;
+    EXPECT_EQ(Frame({0x18, 7, 0x01, 0, 0, 0, 0x20, 9}), nullptr);
+    EXPECT_THAT(ends.lines, ElementsAre("something else"));
 }

