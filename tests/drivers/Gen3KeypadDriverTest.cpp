@@ -421,7 +421,8 @@ TEST_F(Gen3KeypadDriverTest, AnythingFromTheBus_ShowsThatTheGatewayIsOnline)
     Hear(0x9100, {0});
     Answer(first);
     EXPECT_TRUE(driver.Bus().isGatewayOnline());
-    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    // The second colour, and what is owed since the button was made: behaviours, LEDs, backlight.
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 4u);
     Hear(0x9100, {});
     EXPECT_TRUE(driver.Bus().isGatewayOnline());
 }
