@@ -6,6 +6,7 @@
 #include "nxshared/ITimerManagerCallback.h"
 
 #include <chrono>
+#include <deque>
 #include <map>
 #include <memory>
 #include <random>
@@ -32,6 +33,7 @@ namespace
 using embedded_host::TimerWheel;
 
 constexpr std::size_t OUTSTANDING = 100000;
+constexpr std::size_t TIMERS_EACH = 4;
 constexpr std::int64_t NS_PER_MS = 1000000;
 
 class Ignore : public TimerWheel::Sink
@@ -53,18 +55,24 @@ std::vector<unsigned> Delays()
 void RearmOurs(benchmark::State& state)
 {
     TimerWheel wheel;
-    TimerWheel::Owner owner(TimerWheel::DRIVER, nullptr);
+    // Every driver has its timers.
+    std::deque<TimerWheel::Owner> owners;
     const auto delays = Delays();
     std::vector<unsigned> ids;
     for (std::size_t i = 0; i < OUTSTANDING; ++i)
-        ids.push_back(wheel.Add(owner, 0, delays[i % delays.size()], 1, nullptr));
+    {
+        if (i % TIMERS_EACH == 0)
+            owners.emplace_back(TimerWheel::DRIVER, nullptr);
+        ids.push_back(wheel.Add(owners.back(), 0, delays[i % delays.size()], 1, nullptr));
+    }
     std::size_t i = 0;
     const bench::CountAllocations count(state);
     for (auto _ : state)
     {
-        unsigned& id = ids[i * 7919 % OUTSTANDING];
-        wheel.Kill(owner, id);
-        id = wheel.Add(owner, 0, delays[i % delays.size()], 1, nullptr);
+        const std::size_t which = i * 7919 % OUTSTANDING;
+        TimerWheel::Owner& owner = owners[which / TIMERS_EACH];
+        wheel.Kill(owner, ids[which]);
+        ids[which] = wheel.Add(owner, 0, delays[i % delays.size()], 1, nullptr);
         ++i;
     }
 }

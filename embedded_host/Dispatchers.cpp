@@ -36,8 +36,8 @@ void CmdTable::RemoveCmd(const std::string& name)
 
 bool CmdTable::Dispatch(const ICmdMessage& message, ICmdReturn* ret, unsigned)
 {
-    const bool handled =
-        m_table.Run(message.GetName(), [&](const Handler& handler) { handler(message, ret); });
+    const bool handled = m_table.Run(message.GetName(), [&message, ret](const Handler& handler)
+                                     { handler(message, ret); });
     if (!handled)
         m_unhandled.OnUnhandled(message.GetName());
     return handled;
@@ -65,8 +65,8 @@ void MibTable::RemoveTrap(const std::string& mib)
 
 bool MibTable::DispatchResponse(const NxMIBPacket& reply, const NxMIBPacket* request)
 {
-    return m_responses.Run(reply.GetMib(),
-                           [&](const ResponseHandler& handler) { handler(reply, request); });
+    return m_responses.Run(reply.GetMib(), [&reply, request](const ResponseHandler& handler)
+                           { handler(reply, request); });
 }
 
 bool MibTable::DispatchTrap(const NxMIBPacket& trap)

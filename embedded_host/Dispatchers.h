@@ -57,8 +57,8 @@ public:
     void Fit();
 
 private:
-    HandlerTable<ResponseHandler> m_responses;
     HandlerTable<TrapHandler> m_traps;
+    HandlerTable<ResponseHandler> m_responses;
 };
 
 // The host's table of condition handlers.

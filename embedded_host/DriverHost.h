@@ -223,18 +223,19 @@ private:
     void Fault(const std::string& what) const;
     embedded_host::Variable* FindVariable(unsigned id);
 
+    // What every packet needs comes first, side by side.
+    std::unique_ptr<NxBaseDriver> m_driver;
     embedded_host::House& m_house;
+    embedded_host::MibTable m_mibs;
     embedded_host::DriverConfig m_config;
     embedded_host::TimerWheel::Owner m_timers;
     embedded_host::CmdTable m_commands;
-    embedded_host::MibTable m_mibs;
     embedded_host::CondTable m_conditions;
     std::vector<embedded_host::Variable> m_variables;
     std::vector<embedded_host::Binding> m_bindings;
     std::vector<Requests> m_requests;
     embedded_host::DeviceLink* m_device = nullptr;
     NxBaseMibDriver* m_mibDriver = nullptr;
-    std::unique_ptr<NxBaseDriver> m_driver;
     std::uint8_t m_zclSequence = 0;
 };
 } // namespace nx

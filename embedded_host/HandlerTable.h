@@ -79,25 +79,16 @@ public:
     // Calls call(handler) for every handler of that name that was there before; false when there is
     // none.
     template <class Call>
-    bool Run(const std::string& name, const Call& call)
+    bool Run(const std::string& name, Call call)
     {
-        std::uint16_t place = m_shape->First(name);
-        if (place == NONE)
+        const NameShape::Found found = m_shape->Find(name);
+        if (!found.only)
+            return RunEach(found.first, call);
+        if (found.first == NONE || IsRemoved(found.first))
             return false;
-        const std::size_t before = m_handlers.size();
         const Running running(*this);
-        bool any = false;
-        while (place < before)
-        {
-            if (!IsRemoved(place))
-            {
-                any = true;
-                call(static_cast<const Handler&>(m_handlers[place]));
-            }
-            // The shape may have grown meanwhile; what is new has higher places.
-            place = m_shape->Next(place);
-        }
-        return any;
+        call(static_cast<const Handler&>(m_handlers[found.first]));
+        return true;
     }
 
 private:
@@ -125,6 +116,24 @@ private:
     bool IsRemoved(std::size_t place) const
     {
         return m_changes && place < m_changes->removed.size() && m_changes->removed[place];
+    }
+
+    // Runs the handlers of a name with several, from its first place on.
+    template <class Call>
+    [[gnu::noinline]] bool RunEach(std::uint16_t place, Call call)
+    {
+        const std::size_t before = m_handlers.size();
+        const Running running(*this);
+        bool any = false;
+        // The shape may have grown meanwhile; what is new has higher places.
+        for (; place < before; place = m_shape->Next(place))
+        {
+            if (IsRemoved(place))
+                continue;
+            any = true;
+            call(static_cast<const Handler&>(m_handlers[place]));
+        }
+        return any;
     }
 
     void GrowWhileRunning()

@@ -1,21 +1,10 @@
 #include "embedded_host/NameShape.h"
 
 #include <algorithm>
-#include <cstring>
 #include <stdexcept>
 
 namespace embedded_host
 {
-namespace
-{
-std::uint64_t Word(const char* from)
-{
-    std::uint64_t word = 0;
-    std::memcpy(&word, from, sizeof word);
-    return word;
-}
-} // namespace
-
 const NameShape::Pointer& NameShape::Empty()
 {
     static const Pointer empty(new NameShape);
@@ -68,38 +57,28 @@ std::vector<const std::string*> NameShape::Names() const
     return names;
 }
 
-// Both ends and the length: the vocabulary's names differ there. Names that agree in them only make
-// a look-up longer.
-std::uint32_t NameShape::Hash(const std::string& name)
-{
-    constexpr std::uint64_t FACTOR = 0x9E3779B97F4A7C15;
-    const std::size_t size = name.size();
-    std::uint64_t ends = 0;
-    if (size >= sizeof ends)
-        ends = Word(name.data()) ^ (Word(name.data() + size - sizeof ends) * FACTOR);
-    else
-        std::memcpy(&ends, name.data(), size);
-    return static_cast<std::uint32_t>(((ends + size) * FACTOR) >> 32);
-}
-
 void NameShape::BuildIndex() const
 {
-    const std::vector<const std::string*> names = Names();
-    std::size_t slots = 4;
-    while (slots < m_size * 2)
-        slots *= 2;
-    m_index.assign(slots, Slot());
+    static_assert(sizeof(Slot) == 32, "two slots fill a cache line");
+    m_names = Names();
+    unsigned bits = 2;
+    while ((std::size_t{1} << bits) < m_size * 2)
+        ++bits;
+    m_shift = 64 - bits;
+    m_mask = (std::size_t{1} << bits) - 1;
+    m_index.assign(m_mask + 1, Slot());
     m_next.assign(m_size, NONE);
     // From the last to the first, so that each new place stands before the ones behind it.
     for (std::size_t place = m_size; place-- > 0;)
     {
-        const std::uint32_t hash = Hash(*names[place]);
-        std::size_t at = hash & (slots - 1);
-        while (m_index[at].first != NONE &&
-               (m_index[at].hash != hash || *m_index[at].name != *names[place]))
-            at = (at + 1) & (slots - 1);
-        m_next[place] = m_index[at].first;
-        m_index[at] = {names[place], hash, static_cast<std::uint16_t>(place)};
+        const Key key(*m_names[place]);
+        std::size_t at = key.Home(m_shift);
+        while (m_index[at].found.first != NONE && !Holds(m_index[at], key, *m_names[place]))
+            at = (at + 1) & m_mask;
+        const std::uint16_t next = m_index[at].found.first;
+        m_next[place] = next;
+        static_cast<Key&>(m_index[at]) = key;
+        m_index[at].found = {static_cast<std::uint16_t>(place), next == NONE};
     }
 }
 } // namespace embedded_host

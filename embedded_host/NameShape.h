@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <utility>
@@ -36,22 +38,30 @@ public:
     // The names in order; valid as long as the shape.
     std::vector<const std::string*> Names() const;
 
-    // The first place of that name, NONE when it does not occur; the next place of the same name.
-    std::uint16_t First(const std::string& name) const
+    // Where a name stands: its first place, NONE when it does not occur, and whether that is the
+    // only one.
+    struct Found
     {
-        if (m_size == 0)
-            return NONE;
-        if (m_index.empty())
+        std::uint16_t first;
+        bool only;
+    };
+    [[gnu::always_inline]] Found Find(const std::string& name) const
+    {
+        if (m_mask == 0)
             BuildIndex();
-        const std::uint32_t hash = Hash(name);
-        const std::size_t mask = m_index.size() - 1;
-        for (std::size_t at = hash & mask;; at = (at + 1) & mask)
+        const Key key(name);
+        const Slot* const slots = m_index.data();
+        for (std::size_t at = key.Home(m_shift);; at = (at + 1) & m_mask)
         {
-            const Slot& slot = m_index[at];
-            if (slot.first == NONE || (slot.hash == hash && *slot.name == name))
-                return slot.first;
+            const Slot& slot = slots[at];
+            // An unused slot has the key of no text at all, and no place.
+            if (Holds(slot, key, name) || slot.found.first == NONE)
+                return slot.found;
         }
     }
+    std::uint16_t First(const std::string& name) const { return Find(name).first; }
+
+    // The next place of the same name.
     std::uint16_t Next(std::uint16_t place) const
     {
         if (m_next.empty())
@@ -60,18 +70,74 @@ public:
     }
 
 private:
-    struct Slot
+    // What a look-up compares first: the length and three words, which are all of a name of up to
+    // 24 octets.
+    struct Key
     {
-        const std::string* name = nullptr;
-        std::uint32_t hash = 0;
-        std::uint16_t first = NONE;
+        Key() = default;
+        [[gnu::always_inline]] explicit Key(const std::string& name)
+            : size(static_cast<std::uint32_t>(name.size()))
+        {
+            const char* text = name.data();
+            if (size >= WORD)
+            {
+                head = Load<std::uint64_t>(text);
+                middle = Load<std::uint64_t>(text + std::min(WORD, size - WORD));
+                tail = Load<std::uint64_t>(text + size - WORD);
+            }
+            else if (size >= WORD / 2)
+            {
+                head = Load<std::uint32_t>(text);
+                tail = Load<std::uint32_t>(text + size - WORD / 2);
+            }
+            else
+            {
+                for (std::size_t i = 0; i < size; ++i)
+                    head = head << 8 | static_cast<unsigned char>(text[i]);
+            }
+        }
+        // The place to begin at, in an index of 2^(64 - shift) slots.
+        std::size_t Home(unsigned shift) const
+        {
+            constexpr std::uint64_t FACTOR = 0x9E3779B97F4A7C15;
+            return static_cast<std::size_t>(((head ^ (tail << 29 | tail >> 35)) + size) * FACTOR >>
+                                            shift);
+        }
+
+        std::uint64_t head = 0;
+        std::uint64_t middle = 0;
+        std::uint64_t tail = 0;
+        std::uint32_t size = 0;
     };
+
+    struct Slot : Key
+    {
+        Found found{NONE, true};
+    };
+
+    static constexpr std::uint32_t WORD = sizeof(std::uint64_t);
+
+    template <class Number>
+    static Number Load(const char* from)
+    {
+        Number number;
+        std::memcpy(&number, from, sizeof number);
+        return number;
+    }
+
+    // Whether a slot's name is this one, which has this key.
+    [[gnu::always_inline]] bool Holds(const Slot& slot, const Key& key,
+                                      const std::string& name) const
+    {
+        return slot.head == key.head && slot.tail == key.tail && slot.middle == key.middle &&
+               slot.size == key.size &&
+               (key.size <= 3 * WORD || *m_names[slot.found.first] == name);
+    }
 
     NameShape() = default;
     NameShape(Pointer before, const std::string& name);
 
-    static std::uint32_t Hash(const std::string& name);
-    void BuildIndex() const;
+    [[gnu::cold]] void BuildIndex() const;
     Pointer Detach();
 
     // The shape of all names but the last; null for the empty shape.
@@ -82,6 +148,10 @@ private:
     mutable std::vector<const NameShape*> m_longer;
     // Built when a name is first looked up: most shapes are only steps to longer ones.
     mutable std::vector<Slot> m_index;
+    mutable std::vector<const std::string*> m_names;
     mutable std::vector<std::uint16_t> m_next;
+    // The index is one of 2^(64 - shift) slots, and the mask one less; 0 while there is none.
+    mutable unsigned m_shift = 0;
+    mutable std::size_t m_mask = 0;
 };
 } // namespace embedded_host

@@ -10,8 +10,7 @@ namespace
 constexpr std::int64_t NS_PER_MS = 1000000;
 // Far enough to be never, near enough to add two of them.
 constexpr std::int64_t LATEST = std::numeric_limits<std::int64_t>::max() / 4;
-constexpr unsigned FIRST_MAP_BITS = 6;
-constexpr unsigned ID_BITS = 32;
+constexpr std::size_t FIRST_HOMES = 64;
 constexpr unsigned NO_SLOT = 0xFFFFFFFF;
 
 // How many low bits of a time a level leaves to the levels below it.
@@ -22,8 +21,7 @@ unsigned Shift(unsigned level)
 } // namespace
 
 TimerWheel::TimerWheel(unsigned lastId)
-    : m_lastDriverId(lastId), m_lastDeviceId(lastId | DEVICE),
-      m_map(std::size_t{1} << FIRST_MAP_BITS), m_mapShift(ID_BITS - FIRST_MAP_BITS)
+    : m_lastDriverId(lastId), m_lastDeviceId(lastId | DEVICE), m_homes(FIRST_HOMES, NONE)
 {
     static_assert(sizeof(Node) <= 64, "a timer fills one cache line");
 }
@@ -45,7 +43,7 @@ unsigned TimerWheel::Add(Owner& owner, std::int64_t nowNs, std::uint64_t delayMs
     node.callback = callback;
     node.id = NewId(owner.m_kind);
     node.left = count;
-    m_map[PlaceOf(node.id)] = {node.id, index};
+    LinkToHome(index);
     LinkToOwner(index);
     Link(index);
     return node.id;
@@ -53,11 +51,11 @@ unsigned TimerWheel::Add(Owner& owner, std::int64_t nowNs, std::uint64_t delayMs
 
 bool TimerWheel::Kill(const Owner& owner, unsigned id)
 {
-    const MapEntry entry = m_map[PlaceOf(id)];
-    if (id == 0 || entry.id != id || m_nodes[entry.index].owner != &owner)
+    const std::uint32_t index = Find(id);
+    if (index == NONE || m_nodes[index].owner != &owner)
         return false;
-    Unlink(entry.index);
-    Release(entry.index);
+    Unlink(index);
+    Release(index);
     return true;
 }
 
@@ -100,7 +98,12 @@ void TimerWheel::Advance(std::int64_t ms, Sink& sink)
             continue;
         }
         m_now = next;
-        FireFirst(slot, sink);
+        // A device may start a driver's timer of this millisecond, which comes first.
+        const unsigned driversSlot = slot % SLOTS;
+        do
+            FireFirst(slot, sink);
+        while (m_slots[slot].first != NONE &&
+               (slot == driversSlot || m_slots[driversSlot].first == NONE));
     }
     m_now = std::max(m_now, ms);
 }
@@ -109,7 +112,7 @@ void TimerWheel::Advance(std::int64_t ms, Sink& sink)
 // slot of the lowest level holds timers of one millisecond only. The answer stays the same until
 // the time enters the block that the slot stands for, which empties it; so no node needs to
 // remember its slot.
-unsigned TimerWheel::SlotFor(const Node& node) const
+inline unsigned TimerWheel::SlotFor(const Node& node) const
 {
     const std::int64_t differing = node.due ^ m_now;
     if (differing >= REACH)
@@ -124,7 +127,7 @@ unsigned TimerWheel::SlotFor(const Node& node) const
     return level * SLOTS + slot;
 }
 
-void TimerWheel::Link(std::uint32_t index)
+inline void TimerWheel::Link(std::uint32_t index)
 {
     Node& node = m_nodes[index];
     const unsigned slot = SlotFor(node);
@@ -145,7 +148,7 @@ void TimerWheel::Link(std::uint32_t index)
     list.last = index;
 }
 
-void TimerWheel::Unlink(std::uint32_t index)
+inline void TimerWheel::Unlink(std::uint32_t index)
 {
     const Node& node = m_nodes[index];
     const unsigned slot = SlotFor(node);
@@ -156,7 +159,7 @@ void TimerWheel::Unlink(std::uint32_t index)
         MarkUsed(slot, false);
 }
 
-void TimerWheel::LinkToOwner(std::uint32_t index)
+inline void TimerWheel::LinkToOwner(std::uint32_t index)
 {
     Node& node = m_nodes[index];
     std::uint32_t& first = node.owner->m_first;
@@ -167,7 +170,7 @@ void TimerWheel::LinkToOwner(std::uint32_t index)
     first = index;
 }
 
-void TimerWheel::UnlinkFromOwner(std::uint32_t index)
+inline void TimerWheel::UnlinkFromOwner(std::uint32_t index)
 {
     const Node& node = m_nodes[index];
     if (node.previousOfOwner == NONE)
@@ -178,7 +181,7 @@ void TimerWheel::UnlinkFromOwner(std::uint32_t index)
         m_nodes[node.nextOfOwner].previousOfOwner = node.previousOfOwner;
 }
 
-void TimerWheel::Cascade(unsigned slot)
+inline void TimerWheel::Cascade(unsigned slot)
 {
     std::uint32_t index = m_slots[slot].first;
     m_slots[slot] = List();
@@ -204,7 +207,7 @@ void TimerWheel::EnterBlock(std::int64_t start)
 }
 
 // The slot of the present lowest block in which the next timers are due, the drivers' first.
-unsigned TimerWheel::NextSlot() const
+inline unsigned TimerWheel::NextSlot() const
 {
     const auto from = static_cast<unsigned>(m_now & (SLOTS - 1));
     const unsigned drivers = NextUsed(0, from);
@@ -231,7 +234,7 @@ std::int64_t TimerWheel::NextBlockStart() const
 }
 
 // SLOTS when there is none.
-unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
+inline unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
 {
     for (unsigned word = from / 64; word < SLOTS / 64; ++word)
     {
@@ -244,7 +247,7 @@ unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
     return SLOTS;
 }
 
-void TimerWheel::MarkUsed(unsigned slot, bool used)
+inline void TimerWheel::MarkUsed(unsigned slot, bool used)
 {
     if (slot == FAR)
         return;
@@ -273,7 +276,7 @@ void TimerWheel::Sort(List& list)
     list.sorted = true;
 }
 
-void TimerWheel::FireFirst(unsigned slot, Sink& sink)
+inline void TimerWheel::FireFirst(unsigned slot, Sink& sink)
 {
     List& list = m_slots[slot];
     if (!list.sorted)
@@ -281,7 +284,14 @@ void TimerWheel::FireFirst(unsigned slot, Sink& sink)
     const std::uint32_t index = list.first;
     Node& node = m_nodes[index];
     const Due due{node.id, node.due, node.startedNs, node.owner->m_context, node.callback};
-    Unlink(index);
+    list.first = node.next;
+    if (list.first == NONE)
+    {
+        list.last = NONE;
+        MarkUsed(slot, false);
+    }
+    else
+        m_nodes[list.first].previous = NONE;
     if (node.left == 1)
         Release(index);
     else
@@ -294,14 +304,15 @@ void TimerWheel::FireFirst(unsigned slot, Sink& sink)
     sink.OnTimerDue(due);
 }
 
-std::uint32_t TimerWheel::TakeNode()
+inline std::uint32_t TimerWheel::TakeNode()
 {
     if (m_free == NONE)
     {
         m_nodes.emplace_back();
+        m_nextAtHome.push_back(NONE);
         // Sorting must not allocate, however many timers meet in one millisecond.
         m_scratch.reserve(m_nodes.capacity());
-        if (m_nodes.size() * 2 > m_map.size())
+        if (m_nodes.size() > m_homes.size())
             GrowMap();
         m_free = static_cast<std::uint32_t>(m_nodes.size() - 1);
     }
@@ -311,66 +322,62 @@ std::uint32_t TimerWheel::TakeNode()
     return index;
 }
 
-void TimerWheel::Release(std::uint32_t index)
+inline void TimerWheel::Release(std::uint32_t index)
 {
     UnlinkFromOwner(index);
     Node& node = m_nodes[index];
-    MapErase(PlaceOf(node.id));
+    UnlinkFromHome(index);
     node.id = 0;
     node.next = m_free;
     m_free = index;
     --m_count;
 }
 
-unsigned TimerWheel::NewId(unsigned kind)
+inline unsigned TimerWheel::NewId(unsigned kind)
 {
     std::uint32_t& last = kind == DEVICE ? m_lastDeviceId : m_lastDriverId;
     do
         last = kind | ((last + 1) & ~DEVICE);
-    while (last == kind || m_map[PlaceOf(last)].id == last);
+    while (last == kind || Find(last) != NONE);
     return last;
 }
 
-// Ids are dense, so they must be scattered: a block of old timers that nobody kills would otherwise
-// be a wall along which each younger id had to probe.
-std::size_t TimerWheel::HomeOf(unsigned id) const
+// The devices' ids count from the other end, so that they do not meet the drivers'.
+inline std::size_t TimerWheel::HomeOf(unsigned id) const
 {
-    return static_cast<std::uint32_t>(id * 0x9E3779B1u) >> m_mapShift;
+    return ((id & DEVICE) != 0 ? ~id : id) & (m_homes.size() - 1);
 }
 
-std::size_t TimerWheel::PlaceOf(unsigned id) const
+inline std::uint32_t TimerWheel::Find(unsigned id) const
 {
-    const std::size_t mask = m_map.size() - 1;
-    std::size_t place = HomeOf(id);
-    while (m_map[place].id != 0 && m_map[place].id != id)
-        place = (place + 1) & mask;
-    return place;
+    std::uint32_t index = m_homes[HomeOf(id)];
+    while (index != NONE && m_nodes[index].id != id)
+        index = m_nextAtHome[index];
+    return index;
+}
+
+inline void TimerWheel::LinkToHome(std::uint32_t index)
+{
+    std::uint32_t& first = m_homes[HomeOf(m_nodes[index].id)];
+    m_nextAtHome[index] = first;
+    first = index;
+}
+
+inline void TimerWheel::UnlinkFromHome(std::uint32_t index)
+{
+    std::uint32_t* link = &m_homes[HomeOf(m_nodes[index].id)];
+    while (*link != index)
+        link = &m_nextAtHome[*link];
+    *link = m_nextAtHome[index];
 }
 
 void TimerWheel::GrowMap()
 {
-    std::vector<MapEntry> old(m_map.size() * 2);
-    old.swap(m_map);
-    --m_mapShift;
-    for (const MapEntry& entry : old)
+    m_homes.assign(m_homes.size() * 2, NONE);
+    for (std::uint32_t index = 0; index < m_nodes.size(); ++index)
     {
-        if (entry.id != 0)
-            m_map[PlaceOf(entry.id)] = entry;
+        if (m_nodes[index].id != 0)
+            LinkToHome(index);
     }
-}
-
-// Closes the gap, so that no probing ever passes over a removed entry.
-void TimerWheel::MapErase(std::size_t place)
-{
-    const std::size_t mask = m_map.size() - 1;
-    std::size_t gap = place;
-    for (std::size_t at = (gap + 1) & mask; m_map[at].id != 0; at = (at + 1) & mask)
-    {
-        if (((at - HomeOf(m_map[at].id)) & mask) < ((at - gap) & mask))
-            continue;
-        m_map[gap] = m_map[at];
-        gap = at;
-    }
-    m_map[gap] = MapEntry();
 }
 } // namespace embedded_host

@@ -124,12 +124,6 @@ private:
         bool sorted = true;
     };
 
-    struct MapEntry
-    {
-        std::uint32_t id = 0;
-        std::uint32_t index = 0;
-    };
-
     unsigned SlotFor(const Node& node) const;
     void Link(std::uint32_t index);
     void Unlink(std::uint32_t index);
@@ -146,12 +140,14 @@ private:
     std::uint32_t TakeNode();
     void Release(std::uint32_t index);
 
-    // From id to node: open addressing, linear probing, a power of two of places, id 0 for free.
+    // From id to node: a power of two of chains. Ids are dense, so their low bits spread them, and
+    // timers that were started together lie together.
     unsigned NewId(unsigned kind);
     std::size_t HomeOf(unsigned id) const;
-    std::size_t PlaceOf(unsigned id) const;
+    std::uint32_t Find(unsigned id) const;
+    void LinkToHome(std::uint32_t index);
+    void UnlinkFromHome(std::uint32_t index);
     void GrowMap();
-    void MapErase(std::size_t place);
 
     std::vector<Node> m_nodes;
     std::uint32_t m_free = NONE;
@@ -161,8 +157,9 @@ private:
     std::int64_t m_now = 0;
     std::array<List, FAR + 1> m_slots;
     std::array<std::array<std::uint64_t, SLOTS / 64>, LEVELS + 1> m_used{};
-    std::vector<MapEntry> m_map;
-    unsigned m_mapShift;
+    std::vector<std::uint32_t> m_homes;
+    // The next node of the same home, beside every node.
+    std::vector<std::uint32_t> m_nextAtHome;
     std::vector<std::uint32_t> m_scratch;
 };
 } // namespace embedded_host

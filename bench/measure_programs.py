@@ -1,0 +1,86 @@
+#!/usr/bin/env python3
+"""Measures what needs a program on either side, in turns, seven times each, on one core.
+
+Usage: bench/measure_programs.py BUILD RESULTS
+
+Protocol lines through `lighting-host stdio` beside `jq -c .` over the same input; a ZCL frame
+written and one read beside zigbee-herdsman, where scripts/bench --with-peers has put it into
+BUILD/npm. RESULTS is the folder for the JSON results; what is not installed is left out.
+"""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+BENCH = os.path.dirname(os.path.abspath(__file__))
+LINES = 200000
+REPETITIONS = 7
+HOUSE = '<house><driver name="p" type="puck" id="1">'
+HOUSE += '<capability name="load_present">true</capability></driver></house>'
+
+
+def entry(name, nanoseconds, **more):
+    """One repetition, as Google Benchmark writes it."""
+    return dict(run_name=name, run_type="iteration", cpu_time=nanoseconds, time_unit="ns", **more)
+
+
+def write(folder, name, entries):
+    with open(os.path.join(folder, name), "w", encoding="utf-8") as file:
+        json.dump({"benchmarks": entries}, file)
+
+
+def seconds(command, source):
+    with open(source, "rb") as lines:
+        begin = time.perf_counter()
+        subprocess.run(command, stdin=lines, stdout=subprocess.DEVNULL, check=True)
+        return time.perf_counter() - begin
+
+
+def protocol_lines(program):
+    entries = []
+    with tempfile.TemporaryDirectory() as folder:
+        house = os.path.join(folder, "house.xml")
+        with open(house, "w", encoding="utf-8") as file:
+            file.write(HOUSE)
+        source = os.path.join(folder, "input.jsonl")
+        with open(source, "w", encoding="utf-8") as file:
+            for i in range(LINES):
+                mib = "nx.dmx.he" if i % 2 else "nx.dmx.bp"
+                line = {"driver": "p", "trap": mib, "params": [f"0000000{7 + i // 2 % 2}"]}
+                file.write(json.dumps(line, separators=(",", ":")) + "\n")
+        commands = {"stdio/ours": [program, "stdio", house]}
+        if shutil.which("jq"):
+            commands["stdio/jq"] = ["jq", "-c", "."]
+        for _ in range(REPETITIONS):
+            for name, command in commands.items():
+                entries.append(entry(name, seconds(command, source) * 1e9 / LINES))
+    return entries
+
+
+def zcl_frames(build):
+    ours = [os.path.join(build, "bin", "bench", "ZclBench"), "--benchmark_format=json"]
+    commands = [ours + ["--benchmark_min_time=0.2"]]
+    peer = os.path.join(build, "npm", "package")
+    if shutil.which("node") and os.path.isdir(peer):
+        commands.append(["node", os.path.join(BENCH, "zcl_peer.js"), peer])
+    entries = []
+    for _ in range(REPETITIONS):
+        for command in commands:
+            done = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                  check=True)
+            entries += json.loads(done.stdout)["benchmarks"]
+    return entries
+
+
+def main():
+    build, results = sys.argv[1:]
+    write(results, "stdio.json", protocol_lines(os.path.join(build, "bin", "lighting-host")))
+    write(results, "zcl.json", zcl_frames(build))
+
+
+if __name__ == "__main__":
+    main()
