@@ -7,6 +7,7 @@
 #include "embedded_host/LibraryLog.h"
 #include "nxshared/NxMIBPacket.h"
 
+#include <chrono>
 #include <malloc.h>
 
 #if BENCH_WITH_OLA
@@ -45,6 +46,7 @@ struct PuckHouse
         ConnectLibraryLog(log4cplus::OFF_LOG_LEVEL);
         house = std::make_unique<House>(clock, random, sink);
         const std::size_t before = mallinfo2().uordblks;
+        const auto begin = std::chrono::steady_clock::now();
         for (std::size_t i = 0; i < count; ++i)
         {
             DriverConfig config;
@@ -59,6 +61,8 @@ struct PuckHouse
             house->Add(std::move(config));
         }
         house->StartAll();
+        startSeconds =
+            std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
         bytesEach = static_cast<double>(mallinfo2().uordblks - before) / static_cast<double>(count);
     }
 
@@ -67,6 +71,7 @@ struct PuckHouse
     Random random;
     std::unique_ptr<House> house;
     double bytesEach = 0;
+    double startSeconds = 0;
 };
 
 // Presses and releases a contact of every driver, one driver after the other with that step.
@@ -98,6 +103,7 @@ void TrapToEvent(benchmark::State& state, std::size_t step)
     }
     state.SetItemsProcessed(static_cast<std::int64_t>(pucks.sink.events));
     state.counters["bytes_each"] = pucks.bytesEach;
+    state.counters["start_seconds"] = pucks.startSeconds;
 }
 
 BENCHMARK_CAPTURE(TrapToEvent, in_turn, 1)

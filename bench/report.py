@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Turns the results of the benchmarks into one table of medians, ratios and marks.
+"""Turns the results of the benchmarks into tables of medians, ratios and marks, and a plot.
 
-Usage: bench/report.py FOLDER [--write FILE]
+Usage: bench/report.py RESULTS [--write DOCS]
 
-FOLDER holds the JSON results of one run. A ratio is ours divided by the peer's time (or the peer's
-divided by ours where the mark says "at least"). A row without its peer says so; a mark that is not
-reached is shown as such.
+RESULTS holds the JSON results of one run. A ratio is ours divided by the peer's time, or the peer's
+divided by ours where the mark says "at least". A peer that is not there says so; a mark that is not
+reached is shown as such. With --write the tables go into DOCS/performance.md, between its two
+markers, and the growth over the number of drivers is plotted to DOCS/performance_growth.png.
 """
 
 import argparse
@@ -15,9 +16,11 @@ import json
 import os
 import platform
 import statistics
+import subprocess
+import sys
 
-# What is measured, the peer, how the ratio is formed, the mark. "at most": our time / its time;
-# "at least": its time / our time, how many times as much we do in the same time.
+# What is measured, ours, the peer, how the ratio is formed, the mark. "at most": our time / its
+# time; "at least": its time / our time, how many times as much we do in the same time.
 MARKS = [
     ("parse an 8-digit parameter", "parse/ours", "parse/from_chars", "at most", 0.6),
     ("parse an 8-digit parameter", "parse/ours", "parse/istringstream", "at most", 0.03),
@@ -28,13 +31,45 @@ MARKS = [
     ("re-arm one of 100,000 timers", "rearm/ours", "rearm/libevent", "at most", 0.7),
     ("re-arm one of 100,000 timers", "rearm/ours", "rearm/libev", "at most", 2.0),
     ("add and expire, virtual clock", "expire/ours", "expire/asio", "at most", 0.5),
-    ("add and expire, virtual clock", "expire/ours", "expire/multimap", "at least", 3.0),
-    ("whole-store checksum, 255 scenes of 16", "scene_crc/ours", "scene_crc/boost", "at most", 1.5),
-    ("protocol lines in and out", "stdio/ours", "stdio/jq", "at least", 1.0),
+    ("a day of the house's timers", "replay/ours", "replay/multimap", "at least", 3.0),
+    ("a day of the house's timers", "replay/ours", "replay/libev", "at least", 1.0),
+    ("encode Add Scene", "zcl_encode/ours", "zcl_encode/herdsman", "at most", 0.03),
+    ("decode its response", "zcl_decode/ours", "zcl_decode/herdsman", "at most", 0.08),
+    ("whole-store checksum, 255 scenes of 16", "scene_crc/store", "scene_crc/boost_alone",
+     "at most", 1.5),
+    ("protocol lines in and out, a line", "stdio/ours", "stdio/jq", "at least", 1.0),
     ("scene push of 16 elements", "push/ours", "push/pugixml", "at most", 6.0),
     ("a log call that is switched off", "log_off/ours", "log_off/isEnabledFor", "at most", 1.1),
 ]
-BYTES_MARK = 2000
+# Figures without a peer: what, whose counter, which counter, its unit, how it is compared, the mark.
+FIGURES = [
+    ("simulated hours of the example house a second", "house/hours", "hours_a_second", "",
+     "at least", 60),
+    ("memory of a puck driver, 100,000 of them", "trap/ours/100000", "bytes_each", " bytes",
+     "at most", 2000),
+]
+# Shown for what it is, beside the row of drivers in turn.
+SCATTERED = "trap/ours_scattered/100000"
+GROWTH = (10, 1000, 100000)
+BEGIN, END = "<!-- measured: begin -->", "<!-- measured: end -->"
+PLOT = """
+set terminal png size 900,300 font ",9"
+set output "{png}"
+set multiplot layout 1,3
+set logscale x
+set xlabel "drivers"
+set key off
+set grid
+set xtics ("10" 10, "1,000" 1000, "100,000" 100000)
+set xrange [5:200000]
+set yrange [0:*]
+set title "traps a second, millions"
+plot "{data}" using 1:2 with linespoints pt 7 lw 2
+set title "bytes a driver"
+plot "{data}" using 1:3 with linespoints pt 7 lw 2
+set title "start-up, microseconds a driver"
+plot "{data}" using 1:4 with linespoints pt 7 lw 2
+"""
 
 
 def read(folder):
@@ -42,46 +77,71 @@ def read(folder):
     for path in sorted(glob.glob(os.path.join(folder, "*.json"))):
         with open(path, encoding="utf-8") as file:
             for entry in json.load(file)["benchmarks"]:
-                if entry.get("run_type") != "iteration" or entry.get("error_occurred"):
-                    continue
                 name = entry["run_name"].split("/repeats")[0]
+                if entry.get("error_occurred"):
+                    print(f"{name}: {entry.get('error_message')}", file=sys.stderr)
+                    continue
+                if entry.get("run_type") != "iteration":
+                    continue
                 times.setdefault(name, []).append(entry["cpu_time"])
-                for counter in ("allocations", "bytes_each"):
+                for counter in ("allocations", "bytes_each", "start_seconds", "hours_a_second"):
                     if counter in entry:
-                        counters[(name, counter)] = entry[counter]
-    return {name: statistics.median(values) for name, values in times.items()}, counters
+                        counters.setdefault((name, counter), []).append(entry[counter])
+    return median(times), median(counters)
+
+
+def median(values):
+    return {key: statistics.median(each) for key, each in values.items()}
+
+
+def reached(ratio, sense, mark):
+    return ratio <= mark if sense == "at most" else ratio >= mark
+
+
+def number(value):
+    """Three digits that count, never with an exponent."""
+    if value >= 1000:
+        return f"{value:,.0f}"
+    digits = 0 if value >= 100 else 1 if value >= 10 else 2 if value >= 0.1 else 3
+    return f"{value:.{digits}f}"
 
 
 def rows(times, counters):
     for what, ours, peer, sense, mark in MARKS:
-        if ours not in times:
-            yield [what, peer, "not measured", "", "", f"{sense} {mark}", ""]
-            continue
-        allocations = counters.get((ours, "allocations"))
-        shown = "" if allocations is None else f"{allocations:.2g}"
-        if peer not in times:
-            yield [what, peer, f"{times[ours]:.1f}", "not installed", shown, f"{sense} {mark}", ""]
-            continue
-        ratio = times[ours] / times[peer] if sense == "at most" else times[peer] / times[ours]
-        reached = ratio <= mark if sense == "at most" else ratio >= mark
-        yield [
-            what,
-            peer,
-            f"{times[ours]:.1f}",
-            f"{times[peer]:.1f}",
-            shown,
-            f"{sense} {mark}",
-            f"{ratio:.3f}" + ("" if reached else " (not reached)"),
-        ]
-    size = counters.get(("trap/ours/100000", "bytes_each"))
-    if size is not None:
-        verdict = "" if size <= BYTES_MARK else " (not reached)"
-        yield ["memory of a puck driver, 100,000 of them", "", f"{size:.0f} bytes", "", "",
-               f"at most {BYTES_MARK} bytes", f"{size:.0f}{verdict}"]
+        name = peer.split("/")[1] if peer.split("/")[1] != "ours" else "ours at 60"
+        entry = [what, name, "", "", "", f"{sense} {mark}", "not measured"]
+        if ours in times:
+            allocations = counters.get((ours, "allocations"))
+            entry[2] = number(times[ours])
+            entry[4] = "" if allocations is None else f"{allocations:.2g}"
+            entry[6] = "peer not installed"
+        if ours in times and peer in times:
+            ratio = times[ours] / times[peer] if sense == "at most" else times[peer] / times[ours]
+            entry[3] = number(times[peer])
+            entry[6] = number(ratio) + ("" if reached(ratio, sense, mark) else " **not reached**")
+        yield entry
+    if SCATTERED in times and "trap/ours/60" in times:
+        yield ["the same, no two neighbours in a row", "ours at 60", number(times[SCATTERED]),
+               number(times["trap/ours/60"]), "", "",
+               number(times["trap/ours/60"] / times[SCATTERED])]
+    for what, ours, counter, unit, sense, mark in FIGURES:
+        value = counters.get((ours, counter))
+        verdict = "not measured"
+        if value is not None:
+            verdict = f"{value:,.0f}{unit}"
+            verdict += "" if reached(value, sense, mark) else " **not reached**"
+        yield [what, "", "", "", "", f"{sense} {mark:,}{unit}", verdict]
 
 
-def table(entries):
-    head = ["what", "peer", "ours, ns", "peer, ns", "allocations", "mark", "ratio"]
+def growth(times, counters):
+    for drivers in GROWTH:
+        name = f"trap/ours/{drivers}"
+        if name in times and (name, "bytes_each") in counters:
+            yield (drivers, 1e3 / times[name], counters[(name, "bytes_each")],
+                   counters[(name, "start_seconds")])
+
+
+def table(head, entries):
     lines = ["| " + " | ".join(head) + " |", "| " + " | ".join("---" for _ in head) + " |"]
     lines += ["| " + " | ".join(entry) + " |" for entry in entries]
     return "\n".join(lines) + "\n"
@@ -95,21 +155,47 @@ def machine():
         model = names[0] if names else model
     except OSError:
         pass
-    return f"{model}, {os.cpu_count()} cores, build with -O2, {datetime.date.today()}"
+    compiler = subprocess.run(["g++", "-dumpfullversion"], stdout=subprocess.PIPE, text=True,
+                              check=False).stdout.strip()
+    return (f"{model}, {os.cpu_count()} cores, Linux; g++ {compiler} -O2 (preset `bench`); "
+            f"{datetime.date.today()}")
+
+
+def write(docs, text, grown):
+    page = os.path.join(docs, "performance.md")
+    with open(page, encoding="utf-8") as file:
+        before, rest = file.read().split(BEGIN)
+        after = rest.split(END)[1]
+    with open(page, "w", encoding="utf-8") as file:
+        file.write(f"{before}{BEGIN}\n{text}{END}{after}")
+    if len(grown) < len(GROWTH):
+        return
+    data = "\n".join(f"{d} {traps} {size} {start * 1e6 / d}" for d, traps, size, start in grown)
+    plot = PLOT.format(png=os.path.join(docs, "performance_growth.png"), data="$data")
+    try:
+        subprocess.run(["gnuplot"], input=f"$data << E\n{data}\nE\n{plot}", text=True, check=True)
+    except FileNotFoundError:
+        print("gnuplot is not installed: the plot stays as it is", file=sys.stderr)
 
 
 def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("folder")
-    parser.add_argument("--write", default="")
+    parser = argparse.ArgumentParser(
+        description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter
+    )
+    parser.add_argument("results")
+    parser.add_argument("--write", default="", metavar="DOCS")
     options = parser.parse_args()
-    text = table(list(rows(*read(options.folder))))
+    times, counters = read(options.results)
+    head = ["what", "peer", "ours, ns", "peer, ns", "allocations", "mark", "ratio or figure"]
+    grown = list(growth(times, counters))
+    text = f"\nMeasured on: {machine()}.\n\n" + table(head, rows(times, counters)) + "\n"
+    text += table(
+        ["drivers", "traps a second", "bytes a driver", "start-up, seconds"],
+        [[f"{d:,}", f"{t:.1f} million", f"{b:,.0f}", f"{s:.3g}"] for d, t, b, s in grown],
+    )
     print(text)
     if options.write:
-        with open(options.write, "w", encoding="utf-8") as file:
-            file.write(f"# Performance\n\nMeasured by `scripts/bench --write`: {machine()}.\n")
-            file.write("Medians of seven repetitions in random order on one pinned core.\n\n")
-            file.write(text)
+        write(options.write, text + "\n", grown)
 
 
 if __name__ == "__main__":

@@ -28,6 +28,7 @@ namespace
 {
 constexpr std::int64_t SECONDS_A_DAY = 24 * 60 * 60;
 constexpr std::size_t MAX_FRAMES = 32;
+constexpr std::size_t USUAL_PARAMS = 5;
 
 std::int64_t SecondOfDay(std::int64_t seconds)
 {
@@ -42,6 +43,9 @@ NxMIBPacket::NxMIBPacket(NxMIB::Type type, std::string mib) : m_type(type), m_mi
 
 void NxMIBPacket::AddParam(std::string text)
 {
+    // Room for what most packets carry, at once.
+    if (m_params.empty())
+        m_params.reserve(embedded_host::USUAL_PARAMS);
     m_params.push_back(std::move(text));
 }
 

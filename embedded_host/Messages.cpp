@@ -2,6 +2,7 @@
 
 #include "nxshared/XmlDocument.h"
 
+#include <charconv>
 #include <cstdlib>
 
 #include <fmt/format.h>
@@ -20,6 +21,10 @@ const std::string TYPE = "type";
 
 long long LeadingInteger(const std::string& text)
 {
+    // Nearly every number begins with its digits and fits.
+    long long number = 0;
+    if (std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc())
+        return number;
     return std::strtoll(text.c_str(), nullptr, 10);
 }
 

@@ -4,6 +4,8 @@
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <string_view>
 
 #include <boost/make_shared.hpp>
@@ -79,31 +81,132 @@ void Write(const XmlTree& from, pugi::xml_node parent)
         Write(static_cast<const XmlTree&>(*child), target);
 }
 
-// Copies a parsed element; null when it goes too deep or is not well formed.
-boost::shared_ptr<XmlTree> Read(const pugi::xml_node& from, int depth)
+// Memory for the nodes of one document, some at a time: a parsed document has many nodes, which
+// come together and mostly go together. A chunk goes with the last of its users. For one thread at
+// a time, as its nodes are.
+class Chunk
 {
-    if (depth > XmlTree::MAX_DEPTH || RepeatsAttribute(from))
-        return nullptr;
-    const auto tree = boost::make_shared<XmlTree>();
-    tree->Initialize(from.name(), EMPTY);
-    for (const pugi::xml_attribute& attribute : from.attributes())
-        tree->AppendAttribute(attribute.name(), attribute.value());
-    for (const pugi::xml_node& child : from.children())
+public:
+    // A node with its count.
+    static constexpr std::size_t COUNT_SIZE = 48;
+    static constexpr std::size_t NODES = 32;
+
+    bool IsFull() const { return m_given == NODES; }
+
+    // Where a node goes, and where its count goes. Giving a count to somebody makes him a user.
+    void* NextNode() { return m_pieces[m_given].node; }
+    void* TakeCount()
     {
-        if (child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata)
-        {
-            tree->AppendData(child.value());
-            continue;
-        }
-        if (child.type() != pugi::node_element)
-            continue;
-        const auto read = Read(child, depth + 1);
-        if (!read)
-            return nullptr;
-        tree->AddChild(read);
+        ++m_users;
+        return m_pieces[m_given++].count;
     }
-    return tree;
-}
+
+    void Use() { ++m_users; }
+    void Leave()
+    {
+        if (--m_users == 0)
+            delete this;
+    }
+
+private:
+    struct Piece
+    {
+        alignas(std::max_align_t) char count[COUNT_SIZE];
+        alignas(std::max_align_t) char node[sizeof(XmlTree)];
+    };
+    std::array<Piece, NODES> m_pieces;
+    std::size_t m_given = 0;
+    std::size_t m_users = 0;
+};
+
+// Takes the memory of a node's count from a chunk that is not full.
+template <class T>
+struct FromChunk
+{
+    using value_type = T;
+
+    explicit FromChunk(Chunk& from) : chunk(from) {}
+    template <class Other>
+    FromChunk(const FromChunk<Other>& other) : chunk(other.chunk)
+    {
+    }
+
+    T* allocate(std::size_t)
+    {
+        static_assert(sizeof(T) <= Chunk::COUNT_SIZE, "a chunk has room for this count");
+        return static_cast<T*>(chunk.TakeCount());
+    }
+    void deallocate(T*, std::size_t) { chunk.Leave(); }
+
+    Chunk& chunk;
+};
+
+// Copies a parsed document into nodes.
+class Reader
+{
+public:
+    Reader() = default;
+    Reader(const Reader&) = delete;
+    Reader& operator=(const Reader&) = delete;
+    ~Reader() { Drop(); }
+
+    // The element with what is in it; null when it goes too deep or is not well formed.
+    boost::shared_ptr<XmlTree> Read(const pugi::xml_node& from, int depth)
+    {
+        const pugi::xml_attribute attributes = from.first_attribute();
+        if (depth > XmlTree::MAX_DEPTH || (attributes && RepeatsAttribute(from)))
+            return nullptr;
+        boost::shared_ptr<XmlTree> tree = MakeNode();
+        tree->SetName(from.name());
+        for (auto attribute = attributes; attribute; attribute = attribute.next_attribute())
+            tree->AppendAttribute(attribute.name(), attribute.value());
+        const pugi::xml_node first = from.first_child();
+        if (!first)
+            return tree;
+        std::size_t elements = 0;
+        for (pugi::xml_node child = first; child; child = child.next_sibling())
+            elements += child.type() == pugi::node_element ? 1 : 0;
+        tree->ReserveChildren(elements);
+        for (pugi::xml_node child = first; child; child = child.next_sibling())
+        {
+            const pugi::xml_node_type type = child.type();
+            if (type == pugi::node_pcdata || type == pugi::node_cdata)
+                tree->AppendData(child.value());
+            if (type != pugi::node_element)
+                continue;
+            boost::shared_ptr<XmlTree> read = Read(child, depth + 1);
+            if (!read)
+                return nullptr;
+            tree->AppendChild(std::move(read));
+        }
+        return tree;
+    }
+
+private:
+    boost::shared_ptr<XmlTree> MakeNode()
+    {
+        if (!m_chunk || m_chunk->IsFull())
+        {
+            Drop();
+            m_chunk = new Chunk;
+            m_chunk->Use();
+        }
+        const auto destroy = [](XmlTree* tree)
+        {
+            tree->~XmlTree();
+        };
+        return {new (m_chunk->NextNode()) XmlTree, destroy, FromChunk<XmlTree>(*m_chunk)};
+    }
+
+    void Drop()
+    {
+        if (m_chunk)
+            m_chunk->Leave();
+        m_chunk = nullptr;
+    }
+
+    Chunk* m_chunk = nullptr;
+};
 
 class StringWriter : public pugi::xml_writer
 {
@@ -259,7 +362,7 @@ boost::shared_ptr<XmlDocument> CreateXmlDocument(const std::string& text)
     const pugi::xml_node root = document.first_child();
     if (root.type() != pugi::node_element || root.next_sibling())
         return nullptr;
-    const auto tree = embedded_host::Read(root, 1);
+    const auto tree = embedded_host::Reader().Read(root, 1);
     if (!tree)
         return nullptr;
     return boost::make_shared<embedded_host::Document>(tree);

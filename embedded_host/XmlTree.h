@@ -38,7 +38,13 @@ public:
     std::string ToText() const override;
 
     // For building a tree from a parsed text: more text; an attribute that is not there yet.
+    void SetName(const char* name) { m_name = name; }
     void AppendData(const char* text) { m_data += text; }
+    void ReserveChildren(std::size_t count) { m_children.reserve(count); }
+    void AppendChild(boost::shared_ptr<nx::XmlNode> child)
+    {
+        m_children.push_back(std::move(child));
+    }
     void AppendAttribute(const char* name, const char* value)
     {
         m_attributes.emplace_back(name, value);

@@ -40,7 +40,6 @@ constexpr std::array<unsigned char, 256> MakeDigitTable()
 }
 
 constexpr std::array<unsigned char, 256> DIGITS = MakeDigitTable();
-constexpr char LETTERS[] = "0123456789abcdef";
 
 unsigned char ValueOf(char character)
 {
@@ -51,31 +50,6 @@ unsigned char ValueOf(char character)
 bool IsBlank(char character)
 {
     return character == ' ' || (character >= '\t' && character <= '\r');
-}
-
-// Reads eight digits at once, one in each byte of a word; false when one is no digit. Every 32-bit
-// number on the wire has this form, so it is the one worth the arithmetic. No byte of any step
-// overflows into its neighbour.
-bool ParseEightDigits(const char* text, std::uint32_t& value)
-{
-    constexpr std::uint64_t ONE = 0x0101010101010101;
-    const std::uint64_t word =
-        boost::endian::load_big_u64(reinterpret_cast<const unsigned char*>(text));
-    const std::uint64_t letter = word >> 6 & ONE; // 0x41.. and 0x61.. have this bit, 0x30.. has not
-    const std::uint64_t low = word & 0x0f * ONE;
-    const std::uint64_t lowerCase = word | letter << 5;
-    const std::uint64_t nibbles = low + 9 * letter;
-
-    const std::uint64_t wrongHigh = lowerCase ^ (low + 0x30 * ONE + 0x30 * letter);
-    const std::uint64_t pastNineOrF = (nibbles + 6 * (ONE - letter)) & 0xf0 * ONE;
-    const std::uint64_t beforeA = (~(low + 15 * letter) & letter << 4);
-    if (wrongHigh | pastNineOrF | beforeA)
-        return false;
-
-    const std::uint64_t bytes = (nibbles | nibbles >> 4) & 0x00ff00ff00ff00ff;
-    const std::uint64_t halves = (bytes | bytes >> 8) & 0x0000ffff0000ffff;
-    value = static_cast<std::uint32_t>(halves | halves >> 16);
-    return true;
 }
 
 // Reads what is not plain digits from end to end, exactly as a stream would: white space before the
@@ -128,19 +102,27 @@ namespace mib
 {
 void FormatHex(std::uint32_t value, std::size_t digits, char* out)
 {
-    for (std::size_t left = digits; left > 0; --left, value >>= 4)
-        out[left - 1] = LETTERS[value & 0xf];
+    // One digit to a byte, the last one in the lowest.
+    constexpr std::uint64_t ONE = 0x0101010101010101;
+    std::uint64_t word = value;
+    word = (word | word << 16) & 0x0000ffff0000ffff;
+    word = (word | word << 8) & 0x00ff00ff00ff00ff;
+    word = (word | word << 4) & 0x0f * ONE;
+    const std::uint64_t letter = (word + 6 * ONE) >> 4 & ONE;
+    word += '0' * ONE + ('a' - '0' - 10) * letter;
+    if (digits == MOST_DIGITS)
+        return boost::endian::store_big_u64(reinterpret_cast<unsigned char*>(out), word);
+    for (std::size_t left = digits; left > 0; --left, word >>= 8)
+        out[left - 1] = static_cast<char>(word & 0xff);
 }
 
-bool ParseHex(const std::string& text, std::size_t longest, std::uint32_t& value)
+bool ParseOther(const std::string& text, std::size_t longest, std::uint32_t& value)
 {
     const std::size_t length = text.size();
     if (length > longest || length == 0)
         return false;
-    if (length > MOST_DIGITS)
+    if (length >= MOST_DIGITS)
         return ParseLoosely(text, value);
-    if (length == MOST_DIGITS)
-        return ParseEightDigits(text.data(), value) || ParseLoosely(text, value);
     std::uint32_t number = 0;
     unsigned char all = 0;
     for (const char character : text)
