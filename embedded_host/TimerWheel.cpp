@@ -48,6 +48,8 @@ unsigned TimerWheel::Add(Owner& owner, std::int64_t nowNs, std::uint64_t delayMs
     m_map[PlaceOf(node.id)] = {node.id, index};
     LinkToOwner(index);
     Link(index);
+    if (m_observer)
+        m_observer->OnTimerAdded(node.id, node.due, m_now);
     return node.id;
 }
 
@@ -56,6 +58,8 @@ bool TimerWheel::Kill(const Owner& owner, unsigned id)
     const MapEntry entry = m_map[PlaceOf(id)];
     if (id == 0 || entry.id != id || m_nodes[entry.index].owner != &owner)
         return false;
+    if (m_observer)
+        m_observer->OnTimerKilled(id, m_now);
     Unlink(entry.index);
     Release(entry.index);
     return true;
@@ -69,6 +73,8 @@ void TimerWheel::KillAll(const Owner& owner, const ITimerManagerCallback* callba
         const std::uint32_t next = m_nodes[index].nextOfOwner;
         if (!callback || m_nodes[index].callback == callback)
         {
+            if (m_observer)
+                m_observer->OnTimerKilled(m_nodes[index].id, m_now);
             Unlink(index);
             Release(index);
         }
@@ -291,6 +297,8 @@ void TimerWheel::FireFirst(unsigned slot, Sink& sink)
         node.due += static_cast<std::int64_t>(node.interval);
         Link(index);
     }
+    if (m_observer)
+        m_observer->OnTimerFires(due.id, node.id != 0, m_now);
     sink.OnTimerDue(due);
 }
 
