@@ -46,6 +46,8 @@ unsigned TimerWheel::Add(Owner& owner, std::int64_t nowNs, std::uint64_t delayMs
     LinkToHome(index);
     LinkToOwner(index);
     Link(index);
+    if (m_observer)
+        m_observer->OnTimerAdded(node.id, node.due, m_now);
     return node.id;
 }
 
@@ -54,6 +56,8 @@ bool TimerWheel::Kill(const Owner& owner, unsigned id)
     const std::uint32_t index = Find(id);
     if (index == NONE || m_nodes[index].owner != &owner)
         return false;
+    if (m_observer)
+        m_observer->OnTimerKilled(id, m_now);
     Unlink(index);
     Release(index);
     return true;
@@ -67,6 +71,8 @@ void TimerWheel::KillAll(const Owner& owner, const ITimerManagerCallback* callba
         const std::uint32_t next = m_nodes[index].nextOfOwner;
         if (!callback || m_nodes[index].callback == callback)
         {
+            if (m_observer)
+                m_observer->OnTimerKilled(m_nodes[index].id, m_now);
             Unlink(index);
             Release(index);
         }
@@ -301,6 +307,8 @@ inline void TimerWheel::FireFirst(unsigned slot, Sink& sink)
         node.due += static_cast<std::int64_t>(node.interval);
         Link(index);
     }
+    if (m_observer)
+        m_observer->OnTimerFires(due.id, node.id != 0, m_now);
     sink.OnTimerDue(due);
 }
 

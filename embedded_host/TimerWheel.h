@@ -60,6 +60,18 @@ public:
         virtual void OnTimerDue(const Due& due) = 0;
     };
 
+    // Who is told what becomes of every timer, for a record of it. Told inside the operation; must
+    // not call the wheel. A timer that its owner's KillAll stops counts as killed.
+    class Observer
+    {
+    public:
+        virtual ~Observer() = default;
+        virtual void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) = 0;
+        virtual void OnTimerKilled(unsigned id, std::int64_t nowMs) = 0;
+        // It is due now and is about to fire; `again` when it goes on running.
+        virtual void OnTimerFires(unsigned id, bool again, std::int64_t nowMs) = 0;
+    };
+
     // What a count of 0 means: the timer fires until it is killed.
     static constexpr std::uint32_t FOREVER = 0;
 
@@ -89,6 +101,9 @@ public:
     void Advance(std::int64_t ms, Sink& sink);
 
     std::size_t Count() const { return m_count; }
+
+    // From now on `observer` is told; null for nobody. Must outlive the wheel or its own time.
+    void Observe(Observer* observer) { m_observer = observer; }
 
 private:
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
@@ -161,5 +176,6 @@ private:
     // The next node of the same home, beside every node.
     std::vector<std::uint32_t> m_nextAtHome;
     std::vector<std::uint32_t> m_scratch;
+    Observer* m_observer = nullptr;
 };
 } // namespace embedded_host

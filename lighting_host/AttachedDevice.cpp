@@ -9,9 +9,6 @@
 
 namespace lighting_host
 {
-namespace
-{
-// Base64 without line breaks; what is no digit ends it.
 std::vector<std::uint8_t> DecodeBase64(const std::string& text)
 {
     static const std::string digits =
@@ -35,7 +32,6 @@ std::vector<std::uint8_t> DecodeBase64(const std::string& text)
     }
     return octets;
 }
-} // namespace
 
 AttachedDevice::AttachedDevice(nx::DriverHost& driver) : m_driver(driver) {}
 
@@ -50,7 +46,47 @@ void AttachedDevice::SetDevice(std::unique_ptr<simulated::SimulatedDevice> devic
     m_device = std::move(device);
 }
 
+// Over a perfect link at once.
+template <class Message>
+void AttachedDevice::ToDriver(const Message& message)
+{
+    const Link::Fate fate = m_link ? m_link->Next() : Link::Fate();
+    if (fate.lost)
+        return;
+    if (fate.twice)
+        Schedule(fate.secondMs, [this, message] { Deliver(message); });
+    if (fate.delayMs > 0)
+        Schedule(fate.delayMs, [this, message] { Deliver(message); });
+    else
+        Deliver(message);
+}
+
+void AttachedDevice::ToDevice(std::function<void()> arrive)
+{
+    const Link::Fate fate = m_link ? m_link->Next() : Link::Fate();
+    if (fate.lost)
+        return;
+    if (fate.twice)
+        Schedule(fate.secondMs, arrive);
+    Schedule(fate.delayMs, std::move(arrive));
+}
+
 void AttachedDevice::Send(const wire::MibMessage& message)
+{
+    ToDriver(message);
+}
+
+void AttachedDevice::Send(const wire::ZclFrame& frame)
+{
+    ToDriver(frame);
+}
+
+void AttachedDevice::Send(const wire::BusFrame& frame)
+{
+    ToDriver(frame);
+}
+
+void AttachedDevice::Deliver(const wire::MibMessage& message)
 {
     NxMIBPacket packet(static_cast<NxMIB::Type>(message.type), message.mib);
     for (const std::string& param : message.params)
@@ -62,13 +98,15 @@ void AttachedDevice::Send(const wire::MibMessage& message)
 }
 
 // What the host does not understand, it has said so; the device is not told.
-void AttachedDevice::Send(const wire::ZclFrame& frame)
+void AttachedDevice::Deliver(const wire::ZclFrame& frame)
 {
     m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
 }
 
-void AttachedDevice::Send(const wire::BusFrame& frame)
+void AttachedDevice::Deliver(const wire::BusFrame& frame)
 {
+    if (onBus)
+        onBus(m_driver, frame);
     auto* adapter = dynamic_cast<DriverAdapter*>(m_driver.Driver());
     if (adapter)
         m_driver.Enter([&] { adapter->OnBusFrame(frame); });
@@ -96,6 +134,19 @@ void AttachedDevice::ReportPerson(const std::string& what)
         onPerson(m_driver, what);
 }
 
+void AttachedDevice::ReportAct(const std::string& words)
+{
+    if (onAct)
+        onAct(m_driver, words);
+    else
+        ReportPerson(words);
+}
+
+void AttachedDevice::FromElsewhere(const std::function<void(simulated::SimulatedDevice&)>& arrive)
+{
+    ToDevice([this, arrive] { arrive(*m_device); });
+}
+
 void AttachedDevice::Rejoin()
 {
     m_driver.Online(true);
@@ -104,14 +155,14 @@ void AttachedDevice::Rejoin()
 void AttachedDevice::OnMibSent(const NxMIBPacket& packet)
 {
     wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};
-    Schedule(0, [this, message = std::move(message)] { m_device->OnMib(message); });
+    ToDevice([this, message = std::move(message)] { m_device->OnMib(message); });
 }
 
 void AttachedDevice::OnZclSent(std::uint16_t cluster, std::uint8_t endpoint,
                                const std::uint8_t* frame, std::size_t length)
 {
     wire::ZclFrame sent{cluster, endpoint, {frame, frame + length}};
-    Schedule(0, [this, sent = std::move(sent)] { m_device->OnZcl(sent); });
+    ToDevice([this, sent = std::move(sent)] { m_device->OnZcl(sent); });
 }
 
 void AttachedDevice::OnGatewaySent(const ICmdMessage& command)
@@ -120,7 +171,7 @@ void AttachedDevice::OnGatewaySent(const ICmdMessage& command)
     frame.device = command.GetParamUInt(names::general::DEVICE_ID);
     frame.opcode = static_cast<std::uint16_t>(command.GetParamInt(names::general::OPCODE));
     frame.payload = DecodeBase64(command.GetParamString(names::general::PAYLOAD));
-    Schedule(0, [this, frame = std::move(frame)] { m_device->OnBus(frame); });
+    ToDevice([this, frame = std::move(frame)] { m_device->OnBus(frame); });
 }
 
 void AttachedDevice::OnTimerExpired(ID::Timer timer, time_t)

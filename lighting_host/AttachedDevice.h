@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace embedded_host
 {
@@ -20,6 +21,29 @@ class DriverHost;
 
 namespace lighting_host
 {
+// The octets of a base64 text without line breaks; what is no digit ends it.
+std::vector<std::uint8_t> DecodeBase64(const std::string& text);
+
+// What becomes of messages between a driver and its device, in either direction.
+class Link
+{
+public:
+    struct Fate
+    {
+        bool lost = false;
+        // How much later it arrives.
+        std::uint64_t delayMs = 0;
+        // Whether it arrives a second time, and how much later.
+        bool twice = false;
+        std::uint64_t secondMs = 0;
+    };
+
+    virtual ~Link() = default;
+
+    // Called for each message.
+    virtual Fate Next() = 0;
+};
+
 // Puts a simulated device at the other end of a driver's wire: the device's world on one side, the
 // host's link on the other. What the driver sends reaches the device in a device timer of 0 ms, so
 // that neither ever runs inside the other's call.
@@ -30,6 +54,8 @@ class AttachedDevice : public simulated::DeviceEnvironment,
 public:
     // Told what a person did at a device.
     using PersonReport = std::function<void(const nx::DriverHost&, const std::string&)>;
+    // Told of a message from the bus that reached the driver, before the driver gets it.
+    using BusReport = std::function<void(const nx::DriverHost&, const wire::BusFrame&)>;
 
     // `driver` must outlive this.
     explicit AttachedDevice(nx::DriverHost& driver);
@@ -41,6 +67,16 @@ public:
 
     nx::DriverHost& Driver() const { return m_driver; }
     PersonReport onPerson;
+    // The same in words of the house file; without it they go to onPerson.
+    PersonReport onAct;
+    BusReport onBus;
+
+    // The link between the two; null for one that is perfect. Must outlive this or its own time.
+    void SetLink(Link* link) { m_link = link; }
+
+    // Something that reaches the device over the link from somebody else than its driver, as the
+    // controller's own word to all loads does.
+    void FromElsewhere(const std::function<void(simulated::SimulatedDevice&)>& arrive);
 
     // DeviceEnvironment.
     void Send(const wire::MibMessage& message) override;
@@ -50,6 +86,7 @@ public:
     std::uint64_t NowMs() const override;
     int Random(int min, int max) override;
     void ReportPerson(const std::string& what) override;
+    void ReportAct(const std::string& words) override;
     void Rejoin() override;
 
     // DeviceLink.
@@ -60,8 +97,15 @@ public:
 
 private:
     void OnTimerExpired(ID::Timer timer, time_t time) override;
+    void Deliver(const wire::MibMessage& message);
+    void Deliver(const wire::ZclFrame& frame);
+    void Deliver(const wire::BusFrame& frame);
+    template <class Message>
+    void ToDriver(const Message& message);
+    void ToDevice(std::function<void()> arrive);
 
     nx::DriverHost& m_driver;
+    Link* m_link = nullptr;
     std::unordered_map<unsigned, std::function<void()>> m_scheduled;
     std::unique_ptr<simulated::SimulatedDevice> m_device;
 };

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "embedded_host/TimerWheel.h"
+#include "lighting_host/HouseFaults.h"
+#include "lighting_host/Narrator.h"
 #include "lighting_host/Session.h"
 
 #include <cstdint>
@@ -29,11 +32,14 @@ int RunValidate(const std::string& housePath, std::ostream& out);
 struct RunOptions
 {
     SessionOptions session;
-    // How long, in milliseconds; 0 for no end in real time, and for as long as the house file's
-    // people act, and a little longer, in virtual time.
+    // How long, in milliseconds; 0 for no end in real time and for a day in virtual time.
     std::int64_t forMs = 0;
-    // Whether `out` is a terminal, on which progress can be shown.
+    // Whether `err` is a terminal, on which progress can be shown.
     bool terminal = false;
+    Telling telling = Telling::Normal;
+    FaultLevel faults = FaultLevel::None;
+    // Told of every timer of the house; null for nobody. Must outlive the run.
+    embedded_host::TimerWheel::Observer* timers = nullptr;
 };
 
 // Runs a house with its simulated devices and tells on `out` what happens.

@@ -48,6 +48,14 @@ std::unique_ptr<simulated::SimulatedDevice> MakeDevice(const HouseFileDriver& dr
     return nullptr;
 }
 
+unsigned LampWatts(const HouseFileDriver& driver)
+{
+    const bool light = driver.type == "wired_dimmer" || driver.type == "zigbee_light";
+    return light && driver.device
+               ? DeviceElement(*driver.device).Number("watts", 0, MOST_LAMP_WATTS, 0)
+               : 0;
+}
+
 std::string CheckDevice(const HouseFileDriver& driver)
 {
     StillWorld world;

@@ -18,6 +18,11 @@ std::unique_ptr<simulated::SimulatedDevice> MakeDevice(const HouseFileDriver& dr
 // What is wrong with the driver's <device> element, in words; empty when nothing is.
 std::string CheckDevice(const HouseFileDriver& driver);
 
+// What the lamp of a simulated light draws at full level, from the "watts" of its <device>; 0 when
+// it does not say, or for any other driver.
+constexpr unsigned MOST_LAMP_WATTS = 10000;
+unsigned LampWatts(const HouseFileDriver& driver);
+
 // The makers of each type of driver's device.
 std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver& driver,
                                                            simulated::DeviceEnvironment& world);

@@ -2,6 +2,7 @@
 
 #include "lighting_host/Devices.h"
 #include "lighting_host/DriverAdapter.h"
+#include "lighting_host/Duration.h"
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -23,6 +25,12 @@ namespace lighting_host
 namespace
 {
 constexpr const char* BLANKS = " \t\r\n";
+
+constexpr unsigned MOST_PERCENT = 100;
+// What the checksum of a dimmer's scenes covers.
+constexpr unsigned LAST_SCENE = 254;
+constexpr unsigned LAST_BUTTON = 127;
+constexpr std::size_t MOST_DIGITS = 9;
 
 constexpr unsigned PARSE = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single;
 
@@ -57,15 +65,40 @@ private:
     void ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver);
     void ReadType(const pugi::xml_node& node, HouseFileDriver& driver);
     void ReadGroup(const pugi::xml_node& node);
-    void CheckMembers();
+    void ReadGroupAct(const pugi::xml_node& node, HouseFileGroup& group);
+    void ReadScene(const pugi::xml_node& node);
+    void ReadLoad(const pugi::xml_node& node, HouseFileScene& scene);
+    HouseFileUse ReadUse(const pugi::xml_node& node);
+    bool ReadNumber(const pugi::xml_node& node, const char* attribute, unsigned max,
+                    unsigned& value);
+    void ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds);
+    void CheckNames();
+    void CheckName(int line, const std::string& name, const std::vector<std::string>& types,
+                   const char* lack);
 
     const std::string& m_text;
     std::string m_folder;
     HouseFile m_house;
-    std::set<std::string> m_names;
+    // The drivers' types by their names.
+    std::map<std::string, std::string> m_types;
     std::set<unsigned> m_ids;
     std::set<unsigned> m_groups;
-    std::vector<std::pair<int, std::string>> m_members;
+    std::set<unsigned> m_scenes;
+    // Drivers that are named before all are known: where, by what name, and what they are named
+    // for.
+    enum class Role
+    {
+        Member,
+        Load,
+        Buttons,
+    };
+    struct Naming
+    {
+        int line;
+        std::string name;
+        Role role;
+    };
+    std::vector<Naming> m_namings;
 };
 
 int Reader::LineOf(std::ptrdiff_t offset) const
@@ -113,10 +146,12 @@ HouseFile Reader::Read()
             ReadDriver(child);
         else if (std::strcmp(child.name(), "load_group") == 0)
             ReadGroup(child);
+        else if (std::strcmp(child.name(), "scene") == 0)
+            ReadScene(child);
         else
             Error(child, fmt::format("unknown element <{}> in <house>", child.name()));
     }
-    CheckMembers();
+    CheckNames();
     std::stable_sort(m_house.errors.begin(), m_house.errors.end(),
                      [](const auto& a, const auto& b) { return a.line < b.line; });
     return std::move(m_house);
@@ -197,13 +232,14 @@ boost::shared_ptr<nx::XmlNode> Reader::Copy(const pugi::xml_node& node)
 
 void Reader::ReadDriver(const pugi::xml_node& node)
 {
-    OnlyAttributes(node, {"name", "type", "id", "library"});
+    OnlyAttributes(node, {"name", "type", "id", "library", "room"});
     OnlyElements(node);
     HouseFileDriver driver;
     driver.name = node.attribute("name").value();
+    driver.room = node.attribute("room").value();
     if (driver.name.empty())
         Error(node, "a <driver> needs a name");
-    else if (!m_names.insert(driver.name).second)
+    else if (!m_types.emplace(driver.name, node.attribute("type").value()).second)
         Error(node, fmt::format("there is another driver named \"{}\"", driver.name));
     if (ReadId(node, driver.id) && !m_ids.insert(driver.id).second)
         Error(node, fmt::format("there is another driver with the id {}", driver.id));
@@ -281,15 +317,21 @@ void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& drive
 
 void Reader::ReadGroup(const pugi::xml_node& node)
 {
-    OnlyAttributes(node, {"id"});
+    OnlyAttributes(node, {"id", "name"});
     OnlyElements(node);
     HouseFileGroup group;
+    group.name = node.attribute("name").value();
     if (ReadId(node, group.id) && !m_groups.insert(group.id).second)
         Error(node, fmt::format("there is another load group with the id {}", group.id));
     for (const pugi::xml_node& child : node.children())
     {
         if (child.type() != pugi::node_element)
             continue;
+        if (std::strcmp(child.name(), "on") == 0)
+        {
+            ReadGroupAct(child, group);
+            continue;
+        }
         if (std::strcmp(child.name(), "member") != 0)
         {
             Error(child, fmt::format("unknown element <{}> in <load_group>", child.name()));
@@ -298,20 +340,154 @@ void Reader::ReadGroup(const pugi::xml_node& node)
         OnlyAttributes(child, {});
         OnlyText(child);
         group.members.emplace_back(child.child_value());
-        m_members.emplace_back(LineOf(child.offset_debug()), child.child_value());
+        m_namings.push_back({LineOf(child.offset_debug()), child.child_value(), Role::Member});
     }
     m_house.groups.push_back(std::move(group));
 }
 
-// Members may be named before their drivers, so they are looked at when all drivers are known.
-void Reader::CheckMembers()
+// <on driver="hall" button="2" do="press" level="40" time="3s"/> or with ramp="up|down|stop"
+void Reader::ReadGroupAct(const pugi::xml_node& node, HouseFileGroup& group)
 {
-    for (const auto& member : m_members)
+    OnlyAttributes(node, {"driver", "button", "contact", "do", "level", "time", "ramp"});
+    OnlyElements(node);
+    HouseFileGroupAct act;
+    act.use = ReadUse(node);
+    const std::string ramp = node.attribute("ramp").value();
+    if (ramp.empty())
     {
-        if (m_names.count(member.second) == 0)
-            m_house.errors.push_back(
-                {member.first, fmt::format("there is no driver named \"{}\"", member.second)});
+        ReadNumber(node, "level", MOST_PERCENT, act.level);
+        ReadTime(node, "time", act.timeMs);
     }
+    else if (node.attribute("level") || node.attribute("time"))
+        Error(node, "<on> has both a level or time and a ramp");
+    else if (ramp == "up")
+        act.what = HouseFileGroupAct::RampUp;
+    else if (ramp == "down")
+        act.what = HouseFileGroupAct::RampDown;
+    else if (ramp == "stop")
+        act.what = HouseFileGroupAct::StopRamp;
+    else
+        Error(node, fmt::format("\"ramp\" of <on> is \"{}\", not up, down or stop", ramp));
+    group.acts.push_back(std::move(act));
+}
+
+void Reader::ReadScene(const pugi::xml_node& node)
+{
+    OnlyAttributes(node, {"id", "name"});
+    OnlyElements(node);
+    HouseFileScene scene;
+    scene.name = node.attribute("name").value();
+    if (scene.name.empty())
+        Error(node, "a <scene> needs a name");
+    if (ReadNumber(node, "id", LAST_SCENE, scene.id))
+    {
+        if (scene.id == 0)
+            Error(node, "the id of a <scene> is not 0");
+        else if (!m_scenes.insert(scene.id).second)
+            Error(node, fmt::format("there is another scene with the id {}", scene.id));
+    }
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() != pugi::node_element)
+            continue;
+        if (std::strcmp(child.name(), "load") == 0)
+            ReadLoad(child, scene);
+        else if (std::strcmp(child.name(), "on") == 0)
+        {
+            OnlyAttributes(child, {"driver", "button", "contact", "do"});
+            OnlyElements(child);
+            scene.uses.push_back(ReadUse(child));
+        }
+        else
+            Error(child, fmt::format("unknown element <{}> in <scene>", child.name()));
+    }
+    m_house.scenes.push_back(std::move(scene));
+}
+
+// <load driver="sofa" level="40" time="2s" delay="1s"/>
+void Reader::ReadLoad(const pugi::xml_node& node, HouseFileScene& scene)
+{
+    OnlyAttributes(node, {"driver", "level", "time", "delay"});
+    OnlyElements(node);
+    HouseFileLoad load;
+    load.driver = node.attribute("driver").value();
+    m_namings.push_back({LineOf(node.offset_debug()), load.driver, Role::Load});
+    ReadNumber(node, "level", MOST_PERCENT, load.level);
+    ReadTime(node, "time", load.timeMs);
+    ReadTime(node, "delay", load.delayMs);
+    scene.loads.push_back(std::move(load));
+}
+
+// The use of a button that an <on> is about.
+HouseFileUse Reader::ReadUse(const pugi::xml_node& node)
+{
+    HouseFileUse use;
+    use.driver = node.attribute("driver").value();
+    m_namings.push_back({LineOf(node.offset_debug()), use.driver, Role::Buttons});
+    use.contact = !node.attribute("contact").empty();
+    if (use.contact == !node.attribute("button").empty())
+        Error(node, "<on> says neither which contact nor which button, or both");
+    else
+        ReadNumber(node, use.contact ? "contact" : "button", use.contact ? 1 : LAST_BUTTON,
+                   use.number);
+    const std::string how = node.attribute("do").value();
+    if (how == "release")
+        use.how = HouseFileUse::Release;
+    else if (how == "click")
+        use.how = HouseFileUse::Click;
+    else if (!how.empty() && how != "press")
+        Error(node, fmt::format("\"do\" of <on> is \"{}\", not press, release or click", how));
+    return use;
+}
+
+// A number that must be there, from 0 to `max`.
+bool Reader::ReadNumber(const pugi::xml_node& node, const char* attribute, unsigned max,
+                        unsigned& value)
+{
+    const std::string text = node.attribute(attribute).value();
+    const bool digits = !text.empty() && text.size() <= MOST_DIGITS &&
+                        text.find_first_not_of("0123456789") == std::string::npos;
+    value = digits ? static_cast<unsigned>(std::stoul(text)) : 0;
+    if (digits && value <= max)
+        return true;
+    Error(node, fmt::format("\"{}\" of <{}> is \"{}\", not a number from 0 to {}", attribute,
+                            node.name(), text, max));
+    return false;
+}
+
+// A time that may be absent, and then stays what it is.
+void Reader::ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds)
+{
+    const pugi::xml_attribute found = node.attribute(attribute);
+    if (found && (!ParseDuration(found.value(), milliseconds) || milliseconds > INT32_MAX))
+        Error(node, fmt::format("\"{}\" of <{}> is \"{}\", no time like 500ms or 2s", attribute,
+                                node.name(), found.value()));
+}
+
+// Drivers may be named before they come, so the names are looked at when all drivers are known.
+void Reader::CheckNames()
+{
+    for (const Naming& naming : m_namings)
+    {
+        if (naming.role == Role::Load)
+            CheckName(naming.line, naming.name, {"wired_dimmer", "zigbee_light"},
+                      "keeps no scenes");
+        else if (naming.role == Role::Buttons)
+            CheckName(naming.line, naming.name, {"puck", "gen3_keypad"}, "has no buttons");
+        else
+            CheckName(naming.line, naming.name, {}, "");
+    }
+}
+
+// That a driver of that name is there, of one of these types if any is given.
+void Reader::CheckName(int line, const std::string& name, const std::vector<std::string>& types,
+                       const char* lack)
+{
+    const auto named = m_types.find(name);
+    if (named == m_types.end())
+        m_house.errors.push_back({line, fmt::format("there is no driver named \"{}\"", name)});
+    else if (!types.empty() && std::find(types.begin(), types.end(), named->second) == types.end())
+        m_house.errors.push_back({line, fmt::format("driver \"{}\" {}", name, lack)});
 }
 } // namespace
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,8 @@ struct HouseFileDriver
 {
     std::string name;
     std::string type;
+    // Where its device is; empty when the file does not say.
+    std::string room;
     unsigned id = 0;
     // The shared object that makes the driver, resolved against the house file; empty for a type of
     // the program's own.
@@ -30,11 +33,68 @@ struct HouseFileDriver
     boost::shared_ptr<nx::XmlNode> device;
 };
 
+// A use of a button on which the controller does something.
+struct HouseFileUse
+{
+    enum How
+    {
+        Release,
+        Press,
+        Click,
+    };
+    std::string driver;
+    // A contact of a puck module, or else a button: of a puck module from 0, of a gen3_keypad by
+    // its id.
+    bool contact = false;
+    unsigned number = 0;
+    How how = Press;
+};
+
+// What the controller does with a group of loads on a use of a button.
+struct HouseFileGroupAct
+{
+    enum What
+    {
+        ToLevel,
+        RampUp,
+        RampDown,
+        StopRamp,
+    };
+    HouseFileUse use;
+    What what = ToLevel;
+    // For ToLevel, in percent and milliseconds.
+    unsigned level = 0;
+    std::int64_t timeMs = 0;
+};
+
 // One group of loads.
 struct HouseFileGroup
 {
     unsigned id = 0;
+    // Empty when the file gives none.
+    std::string name;
     std::vector<std::string> members;
+    std::vector<HouseFileGroupAct> acts;
+};
+
+// One load in a scene: where it goes, in percent, how fast, and after what delay. A wired dimmer
+// that stands there several times goes these steps one after the other.
+struct HouseFileLoad
+{
+    std::string driver;
+    unsigned level = 0;
+    std::int64_t timeMs = 0;
+    std::int64_t delayMs = 0;
+};
+
+// One scene of the controller.
+struct HouseFileScene
+{
+    unsigned id = 0;
+    std::string name;
+    std::vector<HouseFileLoad> loads;
+    // Each recalls it.
+    std::vector<HouseFileUse> uses;
 };
 
 // Something that is wrong with a house file.
@@ -50,6 +110,8 @@ struct HouseFile
 {
     std::vector<HouseFileDriver> drivers;
     std::vector<HouseFileGroup> groups;
+    // What the controller knows of scenes, which only a run plays.
+    std::vector<HouseFileScene> scenes;
     // Everything that is wrong; the rest is as complete as it can be. A house with errors is not
     // run.
     std::vector<HouseFileError> errors;

@@ -1,6 +1,7 @@
 // The <device> element of a gen3_keypad driver: a simulated keypad on a bus, and the people who use
 // it.
 
+#include "lighting_host/ActTime.h"
 #include "lighting_host/DeviceElement.h"
 #include "lighting_host/Devices.h"
 #include "lighting_host/HouseFile.h"
@@ -55,19 +56,19 @@ KeypadOnBus::MakeKeypad ReadFault(const nx::XmlNode& node)
 void PlanAct(const nx::XmlNode& node, BusKeypad& keypad, DeviceEnvironment& world)
 {
     DeviceElement act(node);
-    const std::uint64_t at = act.RequireTime("at");
+    const ActTime time(act);
     const int button = static_cast<int>(act.RequireNumber("button", 0, LAST_BUTTON));
     const std::string what = act.Word("do", "click");
     const std::uint64_t holdMs = act.Time("for", HOLD_MS);
     act.Finish();
     if (what == "press")
-        world.Schedule(at, [&keypad, button] { keypad.Press(button); });
+        time.Plan(world, [&keypad, button] { keypad.Press(button); });
     else if (what == "release")
-        world.Schedule(at, [&keypad, button] { keypad.Release(button); });
+        time.Plan(world, [&keypad, button] { keypad.Release(button); });
     else if (what == "click")
-        world.Schedule(at, [&keypad, button] { keypad.Click(button); });
+        time.Plan(world, [&keypad, button] { keypad.Click(button); });
     else if (what == "hold")
-        world.Schedule(at, [&keypad, button, holdMs] { keypad.Hold(button, holdMs); });
+        time.Plan(world, [&keypad, button, holdMs] { keypad.Hold(button, holdMs); });
     else
         act.Fail("\"do\" is not press, release, click or hold");
 }

@@ -1,5 +1,6 @@
 // The <device> element of a puck driver: a simulated module and the people who use it.
 
+#include "lighting_host/ActTime.h"
 #include "lighting_host/DeviceElement.h"
 #include "lighting_host/Devices.h"
 #include "lighting_host/HouseFile.h"
@@ -43,20 +44,20 @@ void PlanAct(const nx::XmlNode& node, PuckModule& module, unsigned buttons,
              simulated::DeviceEnvironment& world)
 {
     DeviceElement act(node);
-    const std::uint64_t at = act.RequireTime("at");
+    const ActTime time(act);
     const int number = ReadPlace(act, buttons);
     const std::string what = act.Word("do", "click");
     const unsigned clicks = act.Number("clicks", 1, MOST_CLICKS, 1);
     const std::uint64_t holdMs = act.Time("for", HOLD_MS);
     act.Finish();
     if (what == "press")
-        world.Schedule(at, [&module, number] { module.Push(number); });
+        time.Plan(world, [&module, number] { module.Push(number); });
     else if (what == "release")
-        world.Schedule(at, [&module, number] { module.Release(number); });
+        time.Plan(world, [&module, number] { module.Release(number); });
     else if (what == "click")
-        world.Schedule(at, [&module, number, clicks] { module.Click(number, clicks); });
+        time.Plan(world, [&module, number, clicks] { module.Click(number, clicks); });
     else if (what == "hold")
-        world.Schedule(at, [&module, number, holdMs] { module.Hold(number, holdMs); });
+        time.Plan(world, [&module, number, holdMs] { module.Hold(number, holdMs); });
     else
         act.Fail("\"do\" is not press, release, click or hold");
 }

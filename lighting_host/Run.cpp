@@ -1,7 +1,8 @@
-#include "lighting_host/AttachedDevice.h"
 #include "lighting_host/Commands.h"
 #include "lighting_host/Duration.h"
+#include "lighting_host/Life.h"
 #include "lighting_host/Narrator.h"
+#include "lighting_host/RunTables.h"
 
 #include <algorithm>
 #include <chrono>
@@ -128,6 +129,24 @@ private:
     boost::asio::steady_timer m_timer;
     boost::asio::signal_set m_signals;
 };
+
+void WriteTables(std::ostream& out, const HouseFile& file, const Session& session, const Life& life,
+                 const Narrator& narrator, const RunOptions& options)
+{
+    const RunTables tables(out, file, session, narrator.Counted());
+    const bool hasRooms = tables.WriteRooms();
+    if (!hasRooms || options.telling == Telling::Verbose)
+        tables.WriteDrivers();
+    tables.WriteScenes(life.GetController());
+    tables.WriteEnergy();
+    if (hasRooms || options.faults != FaultLevel::None)
+        tables.WriteFaults(life.Faults());
+    const std::string seed =
+        options.session.realTime ? std::string() : fmt::format(", seed {}", options.session.seed);
+    if (hasRooms || options.faults != FaultLevel::None)
+        out << fmt::format("\n{} drivers, faults: {}{}\n", file.drivers.size(),
+                           NameOf(options.faults), seed);
+}
 } // namespace
 
 int RunHouse(const std::string& housePath, const RunOptions& options, std::ostream& out,
@@ -137,23 +156,21 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     if (!LoadHouse(housePath, file, err))
         return 1;
     Progress progress(err, options.terminal);
-    Narrator narrator(out, [&progress] { progress.Clear(); });
+    Narrator narrator(out, options.telling, [&progress] { progress.Clear(); });
     Session session(file, options.session, narrator);
-    narrator.Follow(&session);
-    for (const auto& device : session.Devices())
-        device->onPerson = [&narrator](const nx::DriverHost& driver, const std::string& what)
-        {
-            narrator.Person(driver, what);
-        };
+    if (options.timers)
+        session.House().Timers().Observe(options.timers);
+    Life life(file, session, options.faults, options.session.seed);
+    life.TellTo(narrator);
     session.Start();
+    life.Start();
     if (options.session.realTime)
         RealTimeRun(session.House(), options.forMs).Run();
     else
         RunVirtual(session.House(), options.forMs > 0 ? options.forMs : DEFAULT_VIRTUAL_MS,
                    progress);
     progress.Clear();
-    narrator.WriteTable();
-    narrator.WriteEnergyTable();
+    WriteTables(out, file, session, life, narrator, options);
     session.Stop();
     out.flush();
     return 0;

@@ -70,6 +70,7 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
             return MakeDriver(type, instances, facts);
         };
     nx::DriverHost* added = m_house->Add(std::move(config));
+    m_rooms[added] = driver.room;
     if (!driver.device)
         return;
     auto attached = std::make_unique<AttachedDevice>(*added);
@@ -100,6 +101,11 @@ void Session::Stop()
         m_keeper->Stop();
     if (m_house)
         m_house->StopAll();
+}
+
+const std::string& Session::RoomOf(const nx::DriverHost& driver) const
+{
+    return m_rooms.at(&driver);
 }
 
 DriverAdapter* Session::AdapterOf(const nx::DriverHost& driver) const

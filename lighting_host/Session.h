@@ -63,6 +63,9 @@ public:
     // The driver's adapter; null for a driver of a library of its own or one that does not run.
     DriverAdapter* AdapterOf(const nx::DriverHost& driver) const;
 
+    // The room that the file gives; empty for none.
+    const std::string& RoomOf(const nx::DriverHost& driver) const;
+
     // The devices that the file asked for, in the order of the file.
     const std::vector<std::unique_ptr<AttachedDevice>>& Devices() const { return m_devices; }
 
@@ -71,6 +74,7 @@ private:
 
     std::unique_ptr<embedded_host::Clock> m_clock;
     embedded_host::Random m_random;
+    std::map<const nx::DriverHost*, std::string> m_rooms;
     // Facts outlive restarts of their drivers. A map: its values stay where they are.
     std::map<std::string, LoadFacts> m_facts;
     // Loaded libraries outlive the drivers that they made.

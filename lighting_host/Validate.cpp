@@ -31,9 +31,17 @@ int RunValidate(const std::string& housePath, std::ostream& out)
         out << Sentence(housePath, error);
     if (!house.errors.empty())
         return 1;
-    out << fmt::format("{}: a good house of {} driver{} and {} load group{}\n", housePath,
-                       house.drivers.size(), house.drivers.size() == 1 ? "" : "s",
-                       house.groups.size(), house.groups.size() == 1 ? "" : "s");
+    const auto count = [](std::size_t number, const char* what)
+    {
+        return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
+    };
+    const std::string drivers = count(house.drivers.size(), "driver");
+    const std::string groups = count(house.groups.size(), "load group");
+    if (house.scenes.empty())
+        out << fmt::format("{}: a good house of {} and {}\n", housePath, drivers, groups);
+    else
+        out << fmt::format("{}: a good house of {}, {} and {}\n", housePath, drivers, groups,
+                           count(house.scenes.size(), "scene"));
     return 0;
 }
 } // namespace lighting_host

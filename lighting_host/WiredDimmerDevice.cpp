@@ -1,6 +1,7 @@
 // The <device> element of a wired_dimmer driver: a simulated dimmer, what happens to it, and the
 // people at the keypads of its bus.
 
+#include "lighting_host/ActTime.h"
 #include "lighting_host/DeviceElement.h"
 #include "lighting_host/Devices.h"
 #include "lighting_host/HouseFile.h"
@@ -25,19 +26,19 @@ constexpr std::uint64_t LONGEST_PAUSE_MS = 300000;
 void PlanAct(const nx::XmlNode& node, WiredDimmer& dimmer, simulated::DeviceEnvironment& world)
 {
     DeviceElement act(node);
-    const std::uint64_t at = act.RequireTime("at");
+    const ActTime time(act);
     const std::string what = act.Word("do", "play");
     if (what == "play")
     {
         const unsigned scene = act.RequireNumber("scene", 0, HIGHEST_SCENE);
         act.Finish();
-        world.Schedule(at, [&dimmer, scene] { dimmer.PlayScene(scene); });
+        time.Plan(world, [&dimmer, scene] { dimmer.PlayScene(scene); });
         return;
     }
     act.Finish();
     if (what != "power_failure")
         act.Fail("\"do\" is not play or power_failure");
-    world.Schedule(at, [&dimmer] { dimmer.OnPowerOn(); });
+    time.Plan(world, [&dimmer] { dimmer.OnPowerOn(); });
 }
 
 // <person pause_min="10s" pause_max="5m"/>: starts one of the stored scenes now and then.
@@ -85,6 +86,7 @@ MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironmen
 {
     DeviceElement device(*driver.device);
     device.Word("simulated", std::string());
+    device.Number("watts", 0, MOST_LAMP_WATTS, 0);
     device.Finish();
     WiredDimmer::Settings settings;
     if (const auto person = driver.device->GetChild("person"))

@@ -1,5 +1,6 @@
 // The <device> element of a ZigBee light's driver: a simulated light and what happens to it.
 
+#include "lighting_host/ActTime.h"
 #include "lighting_host/DeviceElement.h"
 #include "lighting_host/Devices.h"
 #include "lighting_host/HouseFile.h"
@@ -35,18 +36,18 @@ simulated::LightScene ReadScene(const nx::XmlNode& node)
 void PlanAct(const nx::XmlNode& node, ZigbeeLight& light, simulated::DeviceEnvironment& world)
 {
     DeviceElement act(node);
-    const std::uint64_t at = act.RequireTime("at");
+    const ActTime time(act);
     const std::string what = act.Word("do", "lose_power");
     act.Finish();
     if (what != "lose_power")
         act.Fail("\"do\" is not lose_power");
-    world.Schedule(at,
-                   [&light, &world]
-                   {
-                       world.ReportPerson("switches the lamp off at the wall and on again");
-                       light.OnPowerOn();
-                       world.Rejoin();
-                   });
+    time.Plan(world,
+              [&light, &world]
+              {
+                  world.ReportPerson("switches the lamp off at the wall and on again");
+                  light.OnPowerOn();
+                  world.Rejoin();
+              });
 }
 
 // <fault kind="loses|late|repeats|forgets|unsorted|small_tables|rounds_levels|drops_on_off|
@@ -90,6 +91,7 @@ MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironmen
 {
     DeviceElement device(*driver.device);
     device.Word("simulated", std::string());
+    device.Number("watts", 0, MOST_LAMP_WATTS, 0);
     ZigbeeLight::Settings settings;
     // Whatever endpoint the driver is configured for, the light has it.
     settings.endpoint = 0;

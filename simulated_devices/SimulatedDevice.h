@@ -42,6 +42,10 @@ public:
     // Tells the terminal what a person just did at the device, for instance "presses contact 0".
     virtual void ReportPerson(const std::string& what) = 0;
 
+    // The same in the words of whoever planned it, for instance "Ada comes home". What the device
+    // itself reports of it comes besides.
+    virtual void ReportAct(const std::string& words) { ReportPerson(words); }
+
     // Tells the controller that the device has come back to the network, as the network itself
     // does after a power failure; not for the start, when every device is there. Worlds without a
     // controller ignore it.

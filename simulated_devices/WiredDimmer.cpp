@@ -271,6 +271,25 @@ void WiredDimmer::StopRamp(const Params& params)
     Answer("nx.als.skr", {Hex(scene, 4)});
 }
 
+void WiredDimmer::RampOfGroup(std::uint16_t group, int level, std::uint64_t ms)
+{
+    if (m_tables.groups.count(group) == 0)
+        return;
+    StopPlaying();
+    RampTo(level, ms);
+}
+
+void WiredDimmer::StartRampOfGroup(std::uint16_t group, bool up)
+{
+    RampOfGroup(group, up ? FULL_LEVEL : 0, RAMP_MS);
+}
+
+void WiredDimmer::StopRampOfGroup(std::uint16_t group)
+{
+    if (m_tables.groups.count(group) != 0)
+        StopPlaying();
+}
+
 void WiredDimmer::PlayScene(unsigned scene)
 {
     if (scene > SCENE_MASK || m_tables.elements.count(Key(scene, 0)) == 0)

@@ -74,6 +74,13 @@ public:
     // Whatever was under way is not, and the load is off.
     void OnPowerOn() override;
 
+    // What the bus tells every load of a group, in percent and milliseconds; a dimmer that is not
+    // in the group ignores it. A ramp without an end goes all the way in RAMP_MS.
+    void RampOfGroup(std::uint16_t group, int level, std::uint64_t ms);
+    void StartRampOfGroup(std::uint16_t group, bool up);
+    void StopRampOfGroup(std::uint16_t group);
+    static constexpr std::uint64_t RAMP_MS = 5000;
+
     // Starts a scene, as a keypad on the same bus does; one that is not stored is ignored. At the
     // end, which a scene that flashes does not have, the trap tells.
     void PlayScene(unsigned scene);

@@ -91,6 +91,47 @@ private:
     Strings m_fired;
 };
 
+// Writes down what it is told.
+class Scribe : public TimerWheel::Observer
+{
+public:
+    void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override
+    {
+        Note(nowMs, "add", id, " due " + std::to_string(dueMs));
+    }
+    void OnTimerKilled(unsigned id, std::int64_t nowMs) override { Note(nowMs, "kill", id, ""); }
+    void OnTimerFires(unsigned id, bool again, std::int64_t nowMs) override
+    {
+        Note(nowMs, "fire", id, again ? " again" : "");
+    }
+
+    Strings lines;
+
+private:
+    void Note(std::int64_t nowMs, const std::string& what, unsigned id, const std::string& more)
+    {
+        lines.push_back(std::to_string(nowMs) + " " + what + " " + std::to_string(id) + more);
+    }
+};
+
+TEST_F(TimerWheelTest, Observer_IsToldOfEveryTimerOnce)
+{
+    Scribe scribe;
+    wheel.Observe(&scribe);
+    Start(5, 2);
+    const unsigned killed = Start(7);
+    Start(9);
+    EXPECT_TRUE(Kill(killed));
+    EXPECT_FALSE(Kill(killed));
+    Advance(5);
+    wheel.KillAll(driver, nullptr);
+    wheel.Observe(nullptr);
+    Start(1);
+    Advance(1);
+    EXPECT_EQ(scribe.lines, (Strings{"0 add 1 due 5", "0 add 2 due 7", "0 add 3 due 9", "0 kill 2",
+                                     "5 fire 1 again", "5 kill 3", "5 kill 1"}));
+}
+
 TEST_F(TimerWheelTest, Ids_CountUpFromOneForEachKind)
 {
     EXPECT_EQ(1u, Start(5));

@@ -98,8 +98,8 @@ TEST_F(HouseFileTest, UnknownElementsAndAttributes_AreTold)
                 ElementsAre("2: unknown element <room> in <house>"));
     EXPECT_THAT(Complaints("<house>\n driver\n</house>"),
                 ElementsAre("1: there is text in <house>"));
-    EXPECT_THAT(InDriver(std::string(GOOD) + " room=\"x\""),
-                ElementsAre("2: unknown attribute \"room\" of <driver>"));
+    EXPECT_THAT(InDriver(std::string(GOOD) + " floor=\"x\""),
+                ElementsAre("2: unknown attribute \"floor\" of <driver>"));
     EXPECT_THAT(InDriver(std::string(GOOD) + " id=\"2\""),
                 ElementsAre("2: attribute \"id\" of <driver> is given twice"));
     EXPECT_THAT(InDriver(GOOD, "<setting/>"),
@@ -194,6 +194,96 @@ TEST_F(HouseFileTest, MemberBeforeItsDriver_IsGood)
                  "name=\"late\" type=\"puck\" id=\"1\"/></house>");
     EXPECT_EQ(folder.Validate("house.xml").status, 0);
 }
+
+// A house of a puck, a keypad, a light and a plug, with this on line 3.
+std::string Furnished(const std::string& line)
+{
+    return "<house><driver name=\"p\" type=\"puck\" id=\"1\" room=\"hall\"/>"
+           "<driver name=\"k\" type=\"gen3_keypad\" id=\"2\"/>\n"
+           "<driver name=\"z\" type=\"zigbee_light\" id=\"3\"/>"
+           "<driver name=\"s\" type=\"energy_switch\" id=\"4\"/>\n" +
+           line + "\n</house>";
+}
+
+TEST_F(HouseFileTest, ScenesAndUsesOfButtons_AreReadAndCounted)
+{
+    const std::string house = Furnished(
+        "<scene id=\"254\" name=\"Dinner\"><load driver=\"z\" level=\"40\" time=\"2s\"/>"
+        "<on driver=\"p\" contact=\"1\" do=\"release\"/><on driver=\"k\" button=\"127\"/></scene>"
+        "<load_group id=\"1\" name=\"All\"><on driver=\"k\" button=\"3\" do=\"click\" "
+        "level=\"100\" time=\"500ms\"/><on driver=\"p\" button=\"5\" ramp=\"stop\"/>"
+        "</load_group>");
+    folder.Write("house.xml", house);
+    EXPECT_THAT(folder.Validate("house.xml").out,
+                ElementsAre(folder.Path("house.xml") +
+                            ": a good house of 4 drivers, 1 load group and 1 scene"));
+    const HouseFile file = ParseHouseFile(house, "");
+    EXPECT_EQ(file.drivers[0].room, "hall");
+    ASSERT_EQ(file.scenes.size(), 1u);
+    EXPECT_EQ(file.scenes[0].id, 254u);
+    EXPECT_EQ(file.scenes[0].loads[0].timeMs, 2000);
+    EXPECT_EQ(file.scenes[0].uses[0].how, HouseFileUse::Release);
+    EXPECT_TRUE(file.scenes[0].uses[0].contact);
+    EXPECT_EQ(file.scenes[0].uses[1].how, HouseFileUse::Press);
+    EXPECT_EQ(file.scenes[0].uses[1].number, 127u);
+    ASSERT_EQ(file.groups[0].acts.size(), 2u);
+    EXPECT_EQ(file.groups[0].name, "All");
+    EXPECT_EQ(file.groups[0].acts[0].level, 100u);
+    EXPECT_EQ(file.groups[0].acts[0].timeMs, 500);
+    EXPECT_EQ(file.groups[0].acts[1].what, HouseFileGroupAct::StopRamp);
+}
+
+struct Mistake
+{
+    const char* line;
+    const char* complaint;
+};
+
+class FurnishedHouseTest : public HouseFileTest, public testing::WithParamInterface<Mistake>
+{
+};
+
+TEST_P(FurnishedHouseTest, MistakeIsTold)
+{
+    EXPECT_THAT(Complaints(Furnished(GetParam().line)), ElementsAre(GetParam().complaint));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Mistakes, FurnishedHouseTest,
+    testing::Values(
+        Mistake{"<scene id=\"1\"/>", "3: a <scene> needs a name"},
+        Mistake{"<scene id=\"0\" name=\"x\"/>", "3: the id of a <scene> is not 0"},
+        Mistake{"<scene id=\"255\" name=\"x\"/>",
+                "3: \"id\" of <scene> is \"255\", not a number from 0 to 254"},
+        Mistake{"<scene id=\"1\" name=\"x\"/><scene id=\"1\" name=\"y\"/>",
+                "3: there is another scene with the id 1"},
+        Mistake{"<scene id=\"1\" name=\"x\"><lamp/></scene>",
+                "3: unknown element <lamp> in <scene>"},
+        Mistake{"<scene id=\"1\" name=\"x\" colour=\"red\"/>",
+                "3: unknown attribute \"colour\" of <scene>"},
+        Mistake{"<scene id=\"1\" name=\"x\"><load driver=\"s\" level=\"1\"/></scene>",
+                "3: driver \"s\" keeps no scenes"},
+        Mistake{"<scene id=\"1\" name=\"x\"><load driver=\"q\" level=\"1\"/></scene>",
+                "3: there is no driver named \"q\""},
+        Mistake{"<scene id=\"1\" name=\"x\"><load driver=\"z\" level=\"101\"/></scene>",
+                "3: \"level\" of <load> is \"101\", not a number from 0 to 100"},
+        Mistake{"<scene id=\"1\" name=\"x\"><load driver=\"z\" level=\"1\" time=\"soon\"/></scene>",
+                "3: \"time\" of <load> is \"soon\", no time like 500ms or 2s"},
+        Mistake{"<scene id=\"1\" name=\"x\"><on driver=\"z\" button=\"1\"/></scene>",
+                "3: driver \"z\" has no buttons"},
+        Mistake{"<scene id=\"1\" name=\"x\"><on driver=\"p\"/></scene>",
+                "3: <on> says neither which contact nor which button, or both"},
+        Mistake{"<scene id=\"1\" name=\"x\"><on driver=\"p\" contact=\"2\"/></scene>",
+                "3: \"contact\" of <on> is \"2\", not a number from 0 to 1"},
+        Mistake{"<scene id=\"1\" name=\"x\"><on driver=\"p\" button=\"1\" do=\"kick\"/></scene>",
+                "3: \"do\" of <on> is \"kick\", not press, release or click"},
+        Mistake{"<load_group id=\"1\"><on driver=\"p\" button=\"1\"/></load_group>",
+                "3: \"level\" of <on> is \"\", not a number from 0 to 100"},
+        Mistake{"<load_group id=\"1\"><on driver=\"p\" button=\"1\" ramp=\"left\"/></load_group>",
+                "3: \"ramp\" of <on> is \"left\", not up, down or stop"},
+        Mistake{"<load_group id=\"1\"><on driver=\"p\" button=\"1\" ramp=\"up\" level=\"1\"/>"
+                "</load_group>",
+                "3: <on> has both a level or time and a ramp"}));
 
 TEST_F(HouseFileTest, EveryMistake_IsToldInOrderOfLines)
 {

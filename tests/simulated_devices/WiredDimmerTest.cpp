@@ -406,4 +406,35 @@ TEST_F(WiredDimmerTest, KeepsStaleElements_ButAnswersThatTheyAreGone)
     m_world.Advance(1000);
     EXPECT_EQ(Next(), "0 nx.als.srm 00000001");
 }
+// --- load groups ---------------------------------------------------------------------------------
+
+TEST_F(WiredDimmerTest, GroupRamp_MovesOnlyMembers)
+{
+    Request("nx.als.gad", {"0005", "00"});
+    Settle();
+    m_dimmer.RampOfGroup(6, 40, 1000);
+    m_world.Advance(1000);
+    EXPECT_EQ(m_dimmer.Level(), 0);
+    m_dimmer.RampOfGroup(5, 40, 1000);
+    m_world.Advance(500);
+    EXPECT_EQ(m_dimmer.Level(), 20);
+    m_world.Advance(500);
+    EXPECT_EQ(m_dimmer.Level(), 40);
+}
+
+TEST_F(WiredDimmerTest, GroupRampThatIsStopped_StaysWhereItIs)
+{
+    Request("nx.als.gad", {"0005", "00"});
+    Settle();
+    m_dimmer.StartRampOfGroup(5, true);
+    m_world.Advance(WiredDimmer::RAMP_MS / 4);
+    m_dimmer.StopRampOfGroup(6);
+    m_world.Advance(WiredDimmer::RAMP_MS / 4);
+    m_dimmer.StopRampOfGroup(5);
+    m_world.Advance(WiredDimmer::RAMP_MS);
+    EXPECT_EQ(m_dimmer.Level(), 50);
+    m_dimmer.StartRampOfGroup(5, false);
+    m_world.Advance(WiredDimmer::RAMP_MS);
+    EXPECT_EQ(m_dimmer.Level(), 0);
+}
 } // namespace

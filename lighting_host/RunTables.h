@@ -1,0 +1,44 @@
+#pragma once
+
+#include <iosfwd>
+
+namespace lighting_host
+{
+class Controller;
+class HouseFaults;
+struct HouseFile;
+class Session;
+class Tally;
+
+// What stands at the end of a run. Each writes one table with a blank line before it, or nothing
+// when it would be empty; none of them says anything that does not repeat with the seed.
+class RunTables
+{
+public:
+    // All must outlive the tables.
+    RunTables(std::ostream& out, const HouseFile& file, const Session& session, const Tally& tally);
+
+    // Each driver's final state.
+    void WriteDrivers() const;
+
+    // What happened in each room; nothing, and false, for a house without rooms.
+    bool WriteRooms() const;
+
+    // How often each scene was recalled and each load group moved.
+    void WriteScenes(const Controller& controller) const;
+
+    // What each load has used; nothing when no driver counts it.
+    void WriteEnergy() const;
+
+    // What went wrong on the links to each type of driver, and what was done about it.
+    void WriteFaults(const HouseFaults& faults) const;
+
+private:
+    bool HasRooms() const;
+
+    std::ostream& m_out;
+    const HouseFile& m_file;
+    const Session& m_session;
+    const Tally& m_tally;
+};
+} // namespace lighting_host
