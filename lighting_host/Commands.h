@@ -1,6 +1,5 @@
 #pragma once
 
-#include "embedded_host/TimerWheel.h"
 #include "lighting_host/HouseFaults.h"
 #include "lighting_host/Narrator.h"
 #include "lighting_host/Session.h"
@@ -38,8 +37,6 @@ struct RunOptions
     bool terminal = false;
     Telling telling = Telling::Normal;
     FaultLevel faults = FaultLevel::None;
-    // Told of every timer of the house; null for nobody. Must outlive the run.
-    embedded_host::TimerWheel::Observer* timers = nullptr;
 };
 
 // Runs a house with its simulated devices and tells on `out` what happens.

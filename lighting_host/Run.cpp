@@ -158,8 +158,6 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     Progress progress(err, options.terminal);
     Narrator narrator(out, options.telling, [&progress] { progress.Clear(); });
     Session session(file, options.session, narrator);
-    if (options.timers)
-        session.House().Timers().Observe(options.timers);
     Life life(file, session, options.faults, options.session.seed);
     life.TellTo(narrator);
     session.Start();

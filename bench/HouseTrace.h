@@ -1,0 +1,73 @@
+#pragma once
+
+#include "embedded_host/TimerWheel.h"
+#include "lighting_host/Commands.h"
+
+#include <cstdint>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+// The timers of a whole house over some hours, for a benchmark to replay.
+namespace house_trace
+{
+struct Operation
+{
+    enum Kind : std::uint8_t
+    {
+        Add,
+        Kill,
+        // For the last time.
+        Fire,
+        // The timer goes on running, without an Add.
+        FireAgain,
+    };
+    Kind kind;
+    unsigned id;
+    std::int64_t nowMs;
+    // When it is due, for Add only.
+    std::int64_t dueMs;
+};
+
+class Trace : public embedded_host::TimerWheel::Observer
+{
+public:
+    void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override
+    {
+        operations.push_back({Operation::Add, id, nowMs, dueMs});
+    }
+    void OnTimerKilled(unsigned id, std::int64_t nowMs) override
+    {
+        operations.push_back({Operation::Kill, id, nowMs, 0});
+    }
+    void OnTimerFires(unsigned id, bool again, std::int64_t nowMs) override
+    {
+        operations.push_back({again ? Operation::FireAgain : Operation::Fire, id, nowMs, 0});
+    }
+
+    std::vector<Operation> operations;
+};
+
+// Runs the house for so many hours of virtual time, telling nothing; `timers` may be null. Throws
+// std::runtime_error when the house cannot be run.
+inline void RunQuietly(const std::string& path, unsigned hours,
+                       embedded_host::TimerWheel::Observer* timers)
+{
+    lighting_host::RunOptions options;
+    options.forMs = std::int64_t{hours} * 3600 * 1000;
+    options.telling = lighting_host::Telling::Quiet;
+    options.session.logLevel = 30000;
+    options.session.timers = timers;
+    std::ostream nowhere(nullptr);
+    if (lighting_host::RunHouse(path, options, nowhere, nowhere) != 0)
+        throw std::runtime_error(path + " cannot be run");
+}
+
+inline std::vector<Operation> Record(const std::string& path, unsigned hours)
+{
+    Trace trace;
+    RunQuietly(path, hours, &trace);
+    return std::move(trace.operations);
+}
+} // namespace house_trace
