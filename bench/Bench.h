@@ -32,7 +32,8 @@ private:
 };
 } // namespace bench
 
-void* operator new(std::size_t size)
+// Not inline, so that the compiler does not see that one of the two ends is malloc.
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     ++bench::g_allocations;
     if (void* memory = std::malloc(size ? size : 1))
@@ -40,12 +41,12 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
-void operator delete(void* memory) noexcept
+[[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }

@@ -4,6 +4,7 @@
 #include "lighting_host/Commands.h"
 
 #include <cstdint>
+#include <map>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -26,8 +27,9 @@ struct Operation
     Kind kind;
     unsigned id;
     std::int64_t nowMs;
-    // When it is due, for Add only.
+    // For Add only: when it is due first, and how often it fires, 0 for as long as nobody kills it.
     std::int64_t dueMs;
+    std::uint32_t count;
 };
 
 class Trace : public embedded_host::TimerWheel::Observer
@@ -35,18 +37,42 @@ class Trace : public embedded_host::TimerWheel::Observer
 public:
     void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override
     {
-        operations.push_back({Operation::Add, id, nowMs, dueMs});
+        operations.push_back({Operation::Add, id, nowMs, dueMs, 1});
     }
     void OnTimerKilled(unsigned id, std::int64_t nowMs) override
     {
-        operations.push_back({Operation::Kill, id, nowMs, 0});
+        operations.push_back({Operation::Kill, id, nowMs, 0, 0});
     }
     void OnTimerFires(unsigned id, bool again, std::int64_t nowMs) override
     {
-        operations.push_back({again ? Operation::FireAgain : Operation::Fire, id, nowMs, 0});
+        Fired& fired = m_fired[id];
+        ++fired.times;
+        fired.ended = !again;
+        operations.push_back({again ? Operation::FireAgain : Operation::Fire, id, nowMs, 0, 0});
+    }
+
+    // What only turned out later: how often each timer fired.
+    void Finish()
+    {
+        for (Operation& operation : operations)
+        {
+            if (operation.kind != Operation::Add)
+                continue;
+            const Fired& fired = m_fired[operation.id];
+            if (fired.times > 0)
+                operation.count = fired.ended ? fired.times : 0;
+        }
     }
 
     std::vector<Operation> operations;
+
+private:
+    struct Fired
+    {
+        std::uint32_t times = 0;
+        bool ended = false;
+    };
+    std::map<unsigned, Fired> m_fired;
 };
 
 // Runs the house for so many hours of virtual time, telling nothing; `timers` may be null. Throws
@@ -68,6 +94,7 @@ inline std::vector<Operation> Record(const std::string& path, unsigned hours)
 {
     Trace trace;
     RunQuietly(path, hours, &trace);
+    trace.Finish();
     return std::move(trace.operations);
 }
 } // namespace house_trace

@@ -21,7 +21,8 @@ unsigned Shift(unsigned level)
 } // namespace
 
 TimerWheel::TimerWheel(unsigned lastId)
-    : m_lastDriverId(lastId), m_lastDeviceId(lastId | DEVICE), m_homes(FIRST_HOMES, NONE)
+    : m_lastDriverId(lastId), m_lastDeviceId(lastId | DEVICE), m_homes(FIRST_HOMES, NONE),
+      m_homeMask(FIRST_HOMES - 1)
 {
     static_assert(sizeof(Node) <= 64, "a timer fills one cache line");
 }
@@ -93,16 +94,17 @@ void TimerWheel::Advance(std::int64_t ms, Sink& sink)
     for (;;)
     {
         const unsigned slot = NextSlot();
-        const std::int64_t next = slot == NO_SLOT
-                                      ? NextBlockStart()
-                                      : (m_now & ~std::int64_t{SLOTS - 1}) | (slot % SLOTS);
-        if (next < 0 || next > ms)
-            break;
         if (slot == NO_SLOT)
         {
-            EnterBlock(next);
+            const std::int64_t block = NextBlockStart();
+            if (block < 0 || block > ms)
+                break;
+            EnterBlock(block, ms, sink);
             continue;
         }
+        const std::int64_t next = (m_now & ~std::int64_t{SLOTS - 1}) | (slot % SLOTS);
+        if (next > ms)
+            break;
         m_now = next;
         // A device may start a driver's timer of this millisecond, which comes first.
         const unsigned driversSlot = slot % SLOTS;
@@ -190,6 +192,8 @@ inline void TimerWheel::UnlinkFromOwner(std::uint32_t index)
 inline void TimerWheel::Cascade(unsigned slot)
 {
     std::uint32_t index = m_slots[slot].first;
+    if (index == NONE)
+        return;
     m_slots[slot] = List();
     MarkUsed(slot, false);
     while (index != NONE)
@@ -201,15 +205,34 @@ inline void TimerWheel::Cascade(unsigned slot)
 }
 
 // Moves the time to the first millisecond of a block of a higher level and spreads what that level
-// holds for it over the levels below.
-void TimerWheel::EnterBlock(std::int64_t start)
+// holds for it over the levels below. In a quiet house that is often one timer: it fires from where
+// it is when it is due by `ms`.
+inline void TimerWheel::EnterBlock(std::int64_t start, std::int64_t ms, Sink& sink)
 {
     const bool farther = start / REACH != m_now / REACH;
     m_now = start;
     if (farther)
         Cascade(FAR);
-    for (unsigned level = LEVELS - 1; level > 0; --level)
-        Cascade(level * SLOTS + static_cast<unsigned>((m_now >> Shift(level)) & (SLOTS - 1)));
+    // Blocks of a higher level begin where their low bytes are 0.
+    const auto begins = [start](unsigned level)
+    {
+        return (start & ((std::int64_t{1} << Shift(level)) - 1)) == 0;
+    };
+    for (unsigned level = LEVELS - 1; level > 1; --level)
+    {
+        if (begins(level))
+            Cascade(level * SLOTS + static_cast<unsigned>((start >> Shift(level)) & (SLOTS - 1)));
+    }
+    const unsigned slot = SLOTS + static_cast<unsigned>((start >> Shift(1)) & (SLOTS - 1));
+    const List& list = m_slots[slot];
+    if (!begins(2) && list.first != NONE && list.first == list.last &&
+        m_nodes[list.first].due <= ms)
+    {
+        m_now = m_nodes[list.first].due;
+        FireFirst(slot, sink);
+    }
+    else
+        Cascade(slot);
 }
 
 // The slot of the present lowest block in which the next timers are due, the drivers' first.
@@ -223,7 +246,7 @@ inline unsigned TimerWheel::NextSlot() const
     return drivers < SLOTS ? drivers : NO_SLOT;
 }
 
-std::int64_t TimerWheel::NextBlockStart() const
+inline std::int64_t TimerWheel::NextBlockStart() const
 {
     for (unsigned level = 1; level < LEVELS; ++level)
     {
@@ -231,8 +254,8 @@ std::int64_t TimerWheel::NextBlockStart() const
         const unsigned slot = NextUsed(level, current + 1);
         if (slot == SLOTS)
             continue;
-        const std::int64_t block = std::int64_t{1} << Shift(level + 1);
-        return m_now / block * block + (std::int64_t{slot} << Shift(level));
+        const std::int64_t within = (std::int64_t{1} << Shift(level + 1)) - 1;
+        return (m_now & ~within) + (std::int64_t{slot} << Shift(level));
     }
     if (m_slots[FAR].first == NONE)
         return -1;
@@ -242,24 +265,29 @@ std::int64_t TimerWheel::NextBlockStart() const
 // SLOTS when there is none.
 inline unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
 {
-    for (unsigned word = from / 64; word < SLOTS / 64; ++word)
-    {
-        std::uint64_t bits = m_used[level][word];
-        if (word == from / 64)
-            bits &= ~std::uint64_t{0} << (from % 64);
-        if (bits != 0)
-            return word * 64 + static_cast<unsigned>(__builtin_ctzll(bits));
-    }
-    return SLOTS;
+    const Used& used = m_used[level];
+    const unsigned word = from / WORD;
+    const std::uint64_t bits =
+        word < WORDS ? used.bits[word] & ~std::uint64_t{0} << from % WORD : 0;
+    if (bits != 0)
+        return word * WORD + static_cast<unsigned>(__builtin_ctzll(bits));
+    const unsigned later = used.words & (~1u << word);
+    if (later == 0)
+        return SLOTS;
+    const auto next = static_cast<unsigned>(__builtin_ctz(later));
+    return next * WORD + static_cast<unsigned>(__builtin_ctzll(used.bits[next]));
 }
 
-inline void TimerWheel::MarkUsed(unsigned slot, bool used)
+inline void TimerWheel::MarkUsed(unsigned slot, bool isUsed)
 {
     if (slot == FAR)
         return;
-    std::uint64_t& word = m_used[slot / SLOTS][slot % SLOTS / 64];
-    const std::uint64_t bit = std::uint64_t{1} << (slot % 64);
-    word = used ? word | bit : word & ~bit;
+    Used& used = m_used[slot / SLOTS];
+    const unsigned word = slot % SLOTS / WORD;
+    const std::uint64_t bit = std::uint64_t{1} << slot % WORD;
+    std::uint64_t& bits = used.bits[word];
+    bits = isUsed ? bits | bit : bits & ~bit;
+    used.words = bits != 0 ? used.words | 1u << word : used.words & ~(1u << word);
 }
 
 // Only timers that repeat come into a list behind younger ones.
@@ -353,7 +381,7 @@ inline unsigned TimerWheel::NewId(unsigned kind)
 // The devices' ids count from the other end, so that they do not meet the drivers'.
 inline std::size_t TimerWheel::HomeOf(unsigned id) const
 {
-    return ((id & DEVICE) != 0 ? ~id : id) & (m_homes.size() - 1);
+    return ((id & DEVICE) != 0 ? ~id : id) & m_homeMask;
 }
 
 inline std::uint32_t TimerWheel::Find(unsigned id) const
@@ -382,6 +410,7 @@ inline void TimerWheel::UnlinkFromHome(std::uint32_t index)
 void TimerWheel::GrowMap()
 {
     m_homes.assign(m_homes.size() * 2, NONE);
+    m_homeMask = static_cast<unsigned>(m_homes.size() - 1);
     for (std::uint32_t index = 0; index < m_nodes.size(); ++index)
     {
         if (m_nodes[index].id != 0)

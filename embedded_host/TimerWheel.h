@@ -139,17 +139,27 @@ private:
         bool sorted = true;
     };
 
+    static constexpr unsigned WORD = 64;
+    static constexpr unsigned WORDS = SLOTS / WORD;
+
+    // Which slots of a level hold timers, and which of the words are not 0.
+    struct Used
+    {
+        std::array<std::uint64_t, WORDS> bits{};
+        unsigned words = 0;
+    };
+
     unsigned SlotFor(const Node& node) const;
     void Link(std::uint32_t index);
     void Unlink(std::uint32_t index);
     void LinkToOwner(std::uint32_t index);
     void UnlinkFromOwner(std::uint32_t index);
     void Cascade(unsigned slot);
-    void EnterBlock(std::int64_t start);
+    void EnterBlock(std::int64_t start, std::int64_t ms, Sink& sink);
     unsigned NextSlot() const;
     std::int64_t NextBlockStart() const;
     unsigned NextUsed(unsigned level, unsigned from) const;
-    void MarkUsed(unsigned slot, bool used);
+    void MarkUsed(unsigned slot, bool isUsed);
     void Sort(List& list);
     void FireFirst(unsigned slot, Sink& sink);
     std::uint32_t TakeNode();
@@ -171,8 +181,9 @@ private:
     std::uint32_t m_lastDeviceId;
     std::int64_t m_now = 0;
     std::array<List, FAR + 1> m_slots;
-    std::array<std::array<std::uint64_t, SLOTS / 64>, LEVELS + 1> m_used{};
+    std::array<Used, LEVELS + 1> m_used;
     std::vector<std::uint32_t> m_homes;
+    unsigned m_homeMask;
     // The next node of the same home, beside every node.
     std::vector<std::uint32_t> m_nextAtHome;
     std::vector<std::uint32_t> m_scratch;
