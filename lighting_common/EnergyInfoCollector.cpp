@@ -129,13 +129,13 @@ void EnergyInfoCollector::newCurrentPower(int watts)
 
 void EnergyInfoCollector::increaseEnergyUsed(int wattHours)
 {
-    if (wattHours == 0)
-        return;
     if (wattHours < 0)
     {
         LIGHTING_LOG(ERROR, SOURCE, REFUSED_INCREMENT, wattHours);
         return;
     }
+    if (wattHours == 0)
+        return;
     SaturatingAdd(m_energyUsedToday, wattHours);
     SaturatingAdd(m_energyUsed, wattHours);
     PublishEnergy();
@@ -143,14 +143,14 @@ void EnergyInfoCollector::increaseEnergyUsed(int wattHours)
 
 void EnergyInfoCollector::increaseEnergyUsed(float wattHours)
 {
-    if (wattHours == 0)
-        return;
     // Put this way round, NaN is refused too.
-    if (!(wattHours > 0 && wattHours < TOO_LARGE))
+    if (!(wattHours >= 0 && wattHours < TOO_LARGE))
     {
         LIGHTING_LOG(ERROR, SOURCE, REFUSED_INCREMENT, fmt::format("{:g}", wattHours));
         return;
     }
+    if (wattHours == 0)
+        return;
 
     float whole = 0;
     const float fraction = std::modf(wattHours, &whole);

@@ -145,8 +145,6 @@ void LoadGroupManager::OnCmdJoinGroup(const ICmdMessage& message)
 void LoadGroupManager::OnCmdLeaveGroup(const ICmdMessage& message)
 {
     const unsigned group = GroupIdOf(message);
-    if (m_groups.count(group) == 0)
-        return;
     reportScenesRemoved(group);
     const auto left = m_groups.find(group);
     if (left == m_groups.end())
