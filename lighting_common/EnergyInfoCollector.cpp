@@ -3,7 +3,7 @@
 #include "lighting_common/Diagnostics.h"
 #include "lighting_common/IEnergyOwner.h"
 #include "lighting_common/Names.h"
-#include "lighting_common/SaturatingSum.h"
+#include "lighting_common/SaturatingAdd.h"
 #include "nxshared/Crypto.h"
 #include "nxshared/ITimerManager.h"
 #include "nxshared/IVariableManager.h"
@@ -48,10 +48,10 @@ constexpr float TOO_LARGE = 2147483648.0F;
 // they did. One carry is enough for fractions that this class has kept itself.
 bool AddHundredths(int hundredths, int& fraction, int& total)
 {
-    fraction = SaturatingSum(fraction, hundredths);
+    SaturatingAdd(fraction, hundredths);
     if (fraction < HUNDREDTHS)
         return false;
-    total = SaturatingSum(total, 1);
+    SaturatingAdd(total, 1);
     fraction -= HUNDREDTHS;
     return true;
 }
@@ -129,28 +129,28 @@ void EnergyInfoCollector::newCurrentPower(int watts)
 
 void EnergyInfoCollector::increaseEnergyUsed(int wattHours)
 {
-    if (wattHours == 0)
-        return;
     if (wattHours < 0)
     {
         LIGHTING_LOG(ERROR, SOURCE, REFUSED_INCREMENT, wattHours);
         return;
     }
-    m_energyUsedToday = SaturatingSum(m_energyUsedToday, wattHours);
-    m_energyUsed = SaturatingSum(m_energyUsed, wattHours);
+    if (wattHours == 0)
+        return;
+    SaturatingAdd(m_energyUsedToday, wattHours);
+    SaturatingAdd(m_energyUsed, wattHours);
     PublishEnergy();
 }
 
 void EnergyInfoCollector::increaseEnergyUsed(float wattHours)
 {
-    if (wattHours == 0)
-        return;
     // Put this way round, NaN is refused too.
-    if (!(wattHours > 0 && wattHours < TOO_LARGE))
+    if (!(wattHours >= 0 && wattHours < TOO_LARGE))
     {
         LIGHTING_LOG(ERROR, SOURCE, REFUSED_INCREMENT, fmt::format("{:g}", wattHours));
         return;
     }
+    if (wattHours == 0)
+        return;
 
     float whole = 0;
     const float fraction = std::modf(wattHours, &whole);
@@ -179,16 +179,16 @@ void EnergyInfoCollector::CountMinute(const NxTime& now)
 
     if (m_owner->IsLoadOn() && m_fault == 0)
     {
-        m_minutesOn = SaturatingSum(m_minutesOn, 1);
+        SaturatingAdd(m_minutesOn, 1);
         updateEnergyVar(VAR_MINUTES_ON, m_minutesOn);
-        m_minutesOnToday = SaturatingSum(m_minutesOnToday, 1);
+        SaturatingAdd(m_minutesOnToday, 1);
         updateEnergyVar(VAR_MINUTES_ON_TODAY, m_minutesOnToday);
         if (m_autoUpdateEnergy)
             increaseEnergyUsed(static_cast<float>(m_currentPower / MINUTES_PER_HOUR));
     }
     else
     {
-        m_minutesOff = SaturatingSum(m_minutesOff, 1);
+        SaturatingAdd(m_minutesOff, 1);
         updateEnergyVar(VAR_MINUTES_OFF, m_minutesOff);
     }
 }

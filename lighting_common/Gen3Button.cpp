@@ -163,7 +163,7 @@ void Gen3Button::applySettings(boost::shared_ptr<nx::XmlNode> settings)
 void Gen3Button::applySettings(const ICmdMessage& msg)
 {
     const std::string& name = msg.GetParamString(NAME);
-    if (!name.empty() && name != m_name)
+    if (!name.empty())
         m_name = name;
 
     if (IsTrue(msg.GetParamString(BOUND)) && m_owner.IsLedTrackingDevice())
@@ -507,8 +507,7 @@ void Gen3Button::KillHoldTimer()
 
 void Gen3Button::OnHoldTimerExpired()
 {
-    KillHoldTimer();
-    DoRelease();
+    DoRelease(); // which kills the timer first
 }
 
 void Gen3Button::OnHoldReceived()

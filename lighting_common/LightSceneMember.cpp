@@ -251,8 +251,6 @@ void LightSceneMember::OnZclSceneMembership(unsigned short group, const SceneVec
         NotifySynchronizationDone();
         return;
     }
-    if (m_aborted)
-        return;
     m_reportedScenes = scenes;
     m_scenesToView.clear();
     for (const auto& wanted : *m_wantedScenes)
@@ -339,8 +337,6 @@ void LightSceneMember::OnZclViewScene(unsigned scene, int level, int time)
         NotifySynchronizationDone();
         return;
     }
-    if (m_aborted)
-        return;
     const auto wanted = m_wantedScenes->find(scene);
     if (wanted == m_wantedScenes->end())
     {

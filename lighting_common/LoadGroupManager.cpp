@@ -145,8 +145,6 @@ void LoadGroupManager::OnCmdJoinGroup(const ICmdMessage& message)
 void LoadGroupManager::OnCmdLeaveGroup(const ICmdMessage& message)
 {
     const unsigned group = GroupIdOf(message);
-    if (m_groups.count(group) == 0)
-        return;
     reportScenesRemoved(group);
     const auto left = m_groups.find(group);
     if (left == m_groups.end())
@@ -209,7 +207,8 @@ void LoadGroupManager::clearAllGroups()
 {
     // By id from step to step, because the owner may change the groups while it is told.
     std::uint64_t next = 0;
-    for (auto group = m_groups.begin(); group != m_groups.end(); group = FirstFrom(m_groups, next))
+    for (auto group = FirstFrom(m_groups, next); group != m_groups.end();
+         group = FirstFrom(m_groups, next))
     {
         next = std::uint64_t{group->first} + 1;
         reportScenesRemoved(group->first);
@@ -227,7 +226,8 @@ void LoadGroupManager::syncGroupsToHW()
     else
         m_owner->GroupSyncStopped();
     std::uint64_t next = 0;
-    for (auto group = m_groups.begin(); group != m_groups.end(); group = FirstFrom(m_groups, next))
+    for (auto group = FirstFrom(m_groups, next); group != m_groups.end();
+         group = FirstFrom(m_groups, next))
     {
         next = std::uint64_t{group->first} + 1;
         sendAddGroup(group->first);
@@ -331,7 +331,8 @@ void LoadGroupManager::sendCmdToSyncGroups(const ICmdMessage& command, unsigned 
         return;
     m_forwarding = true;
     std::uint64_t next = 0;
-    for (auto group = m_groups.begin(); group != m_groups.end(); group = FirstFrom(m_groups, next))
+    for (auto group = FirstFrom(m_groups, next); group != m_groups.end();
+         group = FirstFrom(m_groups, next))
     {
         next = std::uint64_t{group->first} + 1;
         if (group->second.keepSync && group->first != fromGroup)

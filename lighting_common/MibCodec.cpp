@@ -58,17 +58,18 @@ bool ParseLoosely(const std::string& text, std::uint32_t& value)
 {
     if (text.find_first_of(".-") != std::string::npos)
         return false;
-    std::size_t at = 0;
-    while (at < text.size() && IsBlank(text[at]))
+    // Up to the NUL behind the text, which is neither blank nor digit.
+    const char* at = text.c_str();
+    while (IsBlank(*at))
         ++at;
-    if (at + 1 < text.size() && text[at] == '0' && (text[at + 1] == 'x' || text[at + 1] == 'X'))
+    if (*at == '0' && (at[1] == 'x' || at[1] == 'X'))
         at += 2; // digits must follow: a bare 0x is no number to a stream either
-    if (at == text.size() || ValueOf(text[at]) == NO_DIGIT)
+    if (ValueOf(*at) == NO_DIGIT)
         return false;
     std::uint64_t number = 0;
-    for (; at < text.size() && ValueOf(text[at]) != NO_DIGIT; ++at)
+    for (; ValueOf(*at) != NO_DIGIT; ++at)
     {
-        number = number << 4 | ValueOf(text[at]);
+        number = number << 4 | ValueOf(*at);
         if (number > UINT32_MAX)
             return false;
     }

@@ -2,7 +2,7 @@
 
 #include "lighting_common/Diagnostics.h"
 #include "lighting_common/Names.h"
-#include "lighting_common/SaturatingSum.h"
+#include "lighting_common/SaturatingAdd.h"
 #include "nxshared/ITimerManager.h"
 #include "nxshared/IVariableManager.h"
 #include "nxshared/XmlNode.h"
@@ -132,12 +132,12 @@ void NxBaseEnergyDevice::CountOnTick()
     // Two counters: a change of day takes the ticks of today only.
     if (CompletesMinute(m_onTicks))
     {
-        m_minutesOn = SaturatingSum(m_minutesOn, 1);
+        SaturatingAdd(m_minutesOn, 1);
         Publish(VAR_MINUTES_ON, names::general::MINUTES_ON, m_minutesOn);
     }
     if (CompletesMinute(m_onTodayTicks))
     {
-        m_minutesOnToday = SaturatingSum(m_minutesOnToday, 1);
+        SaturatingAdd(m_minutesOnToday, 1);
         Publish(VAR_MINUTES_ON_TODAY, names::general::MINUTES_ON_TODAY, m_minutesOnToday);
     }
 }
@@ -146,7 +146,7 @@ void NxBaseEnergyDevice::CountOffTick()
 {
     if (CompletesMinute(m_offTicks))
     {
-        m_minutesOff = SaturatingSum(m_minutesOff, 1);
+        SaturatingAdd(m_minutesOff, 1);
         Publish(VAR_MINUTES_OFF, names::general::MINUTES_OFF, m_minutesOff);
     }
 }
@@ -168,8 +168,8 @@ void NxBaseEnergyDevice::newPowerReading(int watts)
 void NxBaseEnergyDevice::increaseEnergyUsed(int wattHours)
 {
     // Deliberate: whatever the number is.
-    m_energyUsed = SaturatingSum(m_energyUsed, wattHours);
-    m_energyUsedToday = SaturatingSum(m_energyUsedToday, wattHours);
+    SaturatingAdd(m_energyUsed, wattHours);
+    SaturatingAdd(m_energyUsedToday, wattHours);
     updateEnergyVar(VAR_ENERGY_USED, m_energyUsed);
     updateEnergyVar(VAR_ENERGY_USED_TODAY, m_energyUsedToday);
     EnergyValueToUI(ENERGY_USED, m_energyUsed);

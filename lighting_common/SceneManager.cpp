@@ -91,10 +91,9 @@ void SceneManager::FromXML(const boost::shared_ptr<nx::XmlNode>& node)
     if (!map)
         return;
     m_scenes.clear();
-    for (std::size_t index = 0; index < map->GetChildCount(); ++index)
+    for (std::size_t index = 0; const auto entry = map->GetChildAt(index); ++index)
     {
-        const boost::shared_ptr<nx::XmlNode> entry = map->GetChildAt(index);
-        if (!entry || entry->GetName() != NODE_ENTRY)
+        if (entry->GetName() != NODE_ENTRY)
             continue;
         // Deliberate: level and time are read as unsigned and stored as they are, so a negative
         // number comes back through the same bits. The first entry of an id wins, unasserted.

@@ -424,6 +424,22 @@ TEST_F(Bus485HelperTest, ThirdExpiry_GivesTheDeviceUpAndKeepsTheQueue)
                             "to 3 attempts failed."));
 }
 
+TEST_F(Bus485HelperTest, OwnerThatIsGoneAtTheThirdExpiry_IsNotToldAndTheWarningHasNoName)
+{
+    Online();
+    Queue(1);
+    timers.Expire();
+    timers.Expire();
+    EXPECT_EQ(owner.TakeSent().size(), 3u);
+    helper->setOwner(nullptr);
+    record.Forget();
+    timers.Expire();
+    EXPECT_EQ(owner.TakeTimesOffline(), 0);
+    EXPECT_FALSE(helper->isDeviceOnline());
+    EXPECT_EQ(Logged().back(), "WARN Bus485Helper(0)::OnTimerExpired(): being marked offline due "
+                               "to 3 attempts failed.");
+}
+
 TEST_F(Bus485HelperTest, BackOnlineWithoutAnAnswer_TheNextExpiryGivesUpAtOnce)
 {
     Online();
@@ -554,8 +570,11 @@ namespace
 class UnreadableMessage : public embedded_host::CmdMessage
 {
 public:
-    UnreadableMessage() : CmdMessage("X") {}
-    std::string ToXml() const override { return "<command"; }
+    explicit UnreadableMessage(std::string xml) : CmdMessage("X"), m_xml(std::move(xml)) {}
+    std::string ToXml() const override { return m_xml; }
+
+private:
+    std::string m_xml;
 };
 
 class UnreliableOwner : public bus_test::RecordingBusOwner
@@ -563,11 +582,16 @@ class UnreliableOwner : public bus_test::RecordingBusOwner
 public:
     boost::shared_ptr<ICmdMessage> CreateMessage() override
     {
+        if (createsLeft-- == 0)
+            return nullptr;
         if (!spoil)
             return RecordingBusOwner::CreateMessage();
-        return boost::make_shared<UnreadableMessage>();
+        return boost::make_shared<UnreadableMessage>(spoiltXml);
     }
     bool spoil = false;
+    std::string spoiltXml = "<command";
+    // After that many it creates none; a negative number is for ever.
+    int createsLeft = -1;
 };
 } // namespace
 
@@ -583,6 +607,36 @@ TEST_F(Bus485HelperTest, UnreadableFront_IsReportedAndDoesNotBlockTheOthers)
     unreliable.spoil = false;
     Queue(2);
     EXPECT_THAT(unreliable.TakeSent(), ElementsAre(Message(2)));
+    helper.reset();
+}
+
+TEST_F(Bus485HelperTest, FrontThatIsNoCommand_IsReportedAndRemoved)
+{
+    UnreliableOwner unreliable;
+    helper->setOwner(&unreliable);
+    Online();
+    unreliable.spoil = true;
+    unreliable.spoiltXml = "<somebody/>";
+    Queue(1);
+    EXPECT_THAT(Logged(), testing::Contains("assert " + SOURCE + ":227"));
+    EXPECT_EQ(helper->getQueuedCount(), 0u);
+    EXPECT_THAT(unreliable.TakeSent(), IsEmpty());
+    helper.reset();
+}
+
+TEST_F(Bus485HelperTest, OwnerThatCreatesNoMessage_QueuesNothingOrSendsNothing)
+{
+    UnreliableOwner unreliable;
+    helper->setOwner(&unreliable);
+    Online();
+    unreliable.createsLeft = 0;
+    Queue(1);
+    EXPECT_EQ(helper->getQueuedCount(), 0u);
+    unreliable.createsLeft = 1;
+    record.Forget();
+    Queue(2);
+    EXPECT_THAT(Logged(), testing::Contains("assert " + SOURCE + ":227"));
+    EXPECT_THAT(unreliable.TakeSent(), IsEmpty());
     helper.reset();
 }
 

@@ -187,7 +187,9 @@ TEST(FirmwareVersion, Announce_FormatFive_Gives258And16)
     payload[12] = 0x00;
     payload[13] = 0x10;
     FirmwareVersion version;
+    payload[9] = 3;
     version.FromOpcodeAnnounce(payload.data());
+    EXPECT_EQ(version.GetMajor(), 3);
     EXPECT_EQ(version.GetMinor(), 258);
     EXPECT_EQ(version.GetBuild(), 16);
 }

@@ -33,6 +33,15 @@ struct LedRow
     Lines requests;
 };
 
+// A driver's own contact, whose local actions leave the state alone.
+class OwnLocalActions : public ContactButton
+{
+public:
+    using ContactButton::ContactButton;
+    void DoPush() override { PuckButton::DoPush(); }
+    void DoRelease() override { PuckButton::DoRelease(); }
+};
+
 // The five requests of contact 0 for each LED behaviour; the contact's device number is 7.
 const LedRow LED_ROWS[] = {
     {0,
@@ -280,6 +289,18 @@ TEST_F(ContactButtonTest, RemotePushAndRelease_ActAndMoveTheStateAlong)
     EXPECT_EQ(contact.GetCurState(), 0);
     EXPECT_EQ(owner.Take(), Lines({"invoke nx.dmx.rbp 14 1", "event 6001", "invoke nx.dmx.rbp 14 0",
                                    "event 6000"}));
+}
+
+TEST_F(ContactButtonTest, RemoteActions_MoveTheStateAlongWhateverTheLocalOnesDo)
+{
+    OwnLocalActions own(0, 1, owner, nullptr);
+    own.SetLEDBehavior(1, false);
+    owner.Take();
+    own.RemotePush();
+    EXPECT_EQ(own.GetCurState(), 1);
+    own.RemoteRelease();
+    EXPECT_EQ(own.GetCurState(), 0);
+    EXPECT_EQ(owner.Take().size(), 4u);
 }
 
 TEST_F(ContactButtonTest, RemotePushAndReleaseInBehaviorsFourAndFive_DoNothingAtAll)

@@ -618,6 +618,16 @@ TEST_F(EnergyInfoCollectorTest, RestoredFractionsOutOfRange_CarryOnceAnIncrement
     EXPECT_EQ(State(), StateXml(0, 0, 0, 1, 0, INT_MAXIMUM - 100, 0));
 }
 
+TEST_F(EnergyInfoCollectorTest, ZeroOntoFractionsOutOfRange_CarriesNothing)
+{
+    Start(InState(StateXml(0, 0, 0, 0, 0, 250, 250)));
+    m_collector->increaseEnergyUsed(0.0F);
+    m_collector->increaseEnergyUsed(-0.0F);
+    m_collector->increaseEnergyUsed(0);
+    EXPECT_THAT(Happened(), IsEmpty());
+    EXPECT_EQ(State(), StateXml(0, 0, 0, 0, 0, 250, 250));
+}
+
 TEST_F(EnergyInfoCollectorTest, NegativeFraction_IsRefusedWithSixDigits)
 {
     Start();

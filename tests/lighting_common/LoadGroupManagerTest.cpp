@@ -383,6 +383,21 @@ TEST_F(LoadGroups, SyncToHardware_WipesReportsAndAddsInOrder)
                                         "nx.als.gad 0003 00", "nx.als.gad ffff 00"));
 }
 
+TEST_F(LoadGroups, GroupAndSceneZero_AreLikeAnyOther)
+{
+    Join("0", true);
+    Join("1", true);
+    JoinScene("0", "0");
+    Forget();
+    SetLevel("1", "7");
+    m_manager.syncGroupsToHW();
+    m_manager.clearAllGroups();
+    EXPECT_THAT(Happened(), ElementsAre("set level 1 7 0", "create SET_LEVEL",
+                                        "forward 0 SET_LEVEL LEVEL(INT)=7", "nx.als.gra",
+                                        "sync started", "nx.als.gad 0000 00", "nx.als.gad 0001 00",
+                                        "scene removed 0", "sync stopped", "nx.als.gra"));
+}
+
 TEST_F(LoadGroups, Responses_LogOnlyForARequestOfTypeSet)
 {
     m_host.LogFrom(log4cplus::DEBUG_LOG_LEVEL);
@@ -411,6 +426,15 @@ TEST_F(LoadGroups, ResponseToASetWithoutParameters_Warns)
     EXPECT_THAT(m_host.TakeLogTexts(), ElementsAre("Parameter requested when no parameters exist"));
     m_host.Reply("nx.als.grm", {"0001"}, &set);
     EXPECT_THAT(m_host.TakeLogTexts(), ElementsAre("Parameter requested when no parameters exist"));
+}
+
+TEST_F(LoadGroups, ResponseToASetWithAnUnreadableId_NamesGroupZero)
+{
+    m_host.LogFrom(log4cplus::DEBUG_LOG_LEVEL);
+    const auto set = Packet(NxMIB::Set, "nx.als.gad", {"x"});
+    m_host.Reply("nx.als.gad", {"0001"}, &set);
+    m_host.Reply("nx.als.grm", {"0001"}, &set);
+    EXPECT_THAT(m_host.TakeLogTexts(), ElementsAre("joined group 0", "left group 0"));
 }
 
 TEST_F(LoadGroups, ClearResponse_LogsWhateverItAnswers)

@@ -257,6 +257,15 @@ TEST_F(NxBasePuckDriverTest, MultipleClickOfAHugeCount_WrapsTheEvent)
     EXPECT_EQ(house.Take(), Lines({"event 2147489648", "event 6000"}));
 }
 
+TEST_F(NxBasePuckDriverTest, TrapOfAnotherKind_DoesNothing)
+{
+    Start();
+    NxMIBPacket trap(NxMIB::Trap, "nx.dmx.btn");
+    trap.AddParam("00000007");
+    house.Enter([&] { driver->OnTrapBtnAction(trap); });
+    EXPECT_EQ(house.Take(), NOTHING);
+}
+
 // --- Hold time and going online -----------------------------------------------------------------
 
 TEST_F(NxBasePuckDriverTest, HoldTimeReply_SetsFeedbackAndTime)

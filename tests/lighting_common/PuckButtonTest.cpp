@@ -38,6 +38,14 @@ public:
     bool IsPressed() const { return pressed != 0; }
 };
 
+// A button whose release is all its own.
+class OwnRelease : public PlainButton
+{
+public:
+    using PlainButton::PlainButton;
+    void DoRelease() override { owner.FireButtonEvent(1); }
+};
+
 class PuckButtonTest : public testing::Test
 {
 protected:
@@ -278,6 +286,16 @@ TEST_F(PuckButtonTest, SilenceAfterAPush_MakesUpARelease)
     EXPECT_EQ(owner.Take(), Lines({"kill timer 1", "call 7 DO_RELEASE", "event 6000"}));
     EXPECT_EQ(button->GetTimerID(), 0u);
     EXPECT_FALSE(button->IsPressed());
+}
+
+TEST_F(PuckButtonTest, HoldTimerExpiry_KillsTheTimerWhateverTheReleaseDoes)
+{
+    OwnRelease own(owner, nullptr);
+    owner.ReportsHold(true);
+    own.OnHoldReceived();
+    owner.Take();
+    own.OnHoldTimerExpired();
+    EXPECT_EQ(owner.Take(), Lines({"kill timer 1", "event 1"}));
 }
 
 TEST_F(PuckButtonTest, HoldTimerExpiryWithoutTimer_StillReleases)
