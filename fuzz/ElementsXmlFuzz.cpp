@@ -2,18 +2,15 @@
 // parameters: the store stays one that can be walked, summed and emptied.
 
 #include "embedded_host/Dispatchers.h"
-#include "embedded_host/LibraryLog.h"
 #include "embedded_host/Messages.h"
+#include "fuzz/Fuzzing.h"
 #include "lighting_common/AdvSceneManager.h"
 #include "lighting_common/IAdvSceneOwner.h"
 #include "nxshared/NxMIBPacket.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
-
-#include <log4cplus/loglevel.h>
 
 namespace
 {
@@ -22,7 +19,7 @@ constexpr std::size_t HEAD_OCTETS = 4;
 class NoOneUnhandled : public embedded_host::UnhandledSink
 {
 public:
-    void OnUnhandled(const std::string&) override { std::abort(); }
+    void OnUnhandled(const std::string&) override { fuzzing::Require(false); }
 };
 
 // A driver that answers every question from the octets and removes the scene inside a conflict, as
@@ -36,8 +33,7 @@ public:
     void SetSceneLevel(unsigned char) override {}
     void SendMIBPacket(const boost::shared_ptr<NxMIBPacket>& packet) override
     {
-        if (!packet || packet->GetMib().empty())
-            std::abort();
+        fuzzing::Require(packet && !packet->GetMib().empty());
     }
     void SceneRampStopped() override {}
     void ScenePushConflict(unsigned sceneId, const std::string&) override
@@ -71,12 +67,9 @@ void Push(CmdDispatcher& commands, long long scene, unsigned flags, const std::s
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const bool quiet = []
-    {
-        embedded_host::ConnectLibraryLog(log4cplus::OFF_LOG_LEVEL);
-        return true;
-    }();
-    if (!quiet || size < HEAD_OCTETS)
+    const fuzzing::Quick quick;
+    fuzzing::SilenceLog();
+    if (size < HEAD_OCTETS)
         return 0;
     NoOneUnhandled unhandled;
     embedded_host::CmdTable commands(unhandled);
@@ -97,7 +90,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     manager.OnCmdAllScenesPushed();
     manager.OnTimerExpired(1, 0);
     manager.ClearAllScenes();
-    if (manager.getCRC() != 0)
-        std::abort();
+    fuzzing::Require(manager.getCRC() == 0);
     return 0;
 }

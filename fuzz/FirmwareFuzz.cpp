@@ -1,12 +1,12 @@
 // Any octets as a firmware reply, as an announce and as a version's text: read or refused, never
 // past their end, and a refusal keeps what was held.
 
+#include "fuzz/Fuzzing.h"
 #include "lighting_common/BusParsers.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -16,11 +16,7 @@ namespace
 {
 using Read = bool (FirmwareVersion::*)(const unsigned char*, std::size_t);
 
-void Require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
+using fuzzing::Require;
 
 void RequireSound(const FirmwareVersion& version)
 {
@@ -42,6 +38,7 @@ void Try(Read read, const std::uint8_t* octets, std::size_t size)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
+    const fuzzing::Quick quick;
     // In memory of exactly that size, so that reading past it is found.
     const std::unique_ptr<std::uint8_t[]> octets(new std::uint8_t[size]);
     std::copy(data, data + size, octets.get());

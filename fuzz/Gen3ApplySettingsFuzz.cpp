@@ -1,8 +1,8 @@
 // Any parameters for a keypad button: a command that makes it, commands that set it, a tree of its
 // settings, and use in between. Lines "NAME=value" are parameters; an empty line ends a command.
 
-#include "embedded_host/LibraryLog.h"
 #include "embedded_host/Messages.h"
+#include "fuzz/Fuzzing.h"
 #include "lighting_common/Gen3Button.h"
 #include "lighting_common/IGen3ButtonOwner.h"
 #include "nxshared/XmlDocument.h"
@@ -10,22 +10,15 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include <log4cplus/loglevel.h>
+using fuzzing::Require;
 
 namespace
 {
 constexpr std::size_t MOST_CALLS = 20000;
-
-void Require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
 
 // A keypad driver that checks what it is asked for.
 class CheckingOwner : public IGen3ButtonOwner
@@ -122,13 +115,8 @@ std::vector<embedded_host::CmdMessage> ReadCommands(const std::string& text)
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const bool quiet = []
-    {
-        embedded_host::ConnectLibraryLog(log4cplus::OFF_LOG_LEVEL);
-        return true;
-    }();
-    if (!quiet)
-        return 0;
+    const fuzzing::Quick quick;
+    fuzzing::SilenceLog();
     const auto commands = ReadCommands(std::string(data, data + size));
     CheckingOwner owner;
     Gen3Button button(owner, commands.front());

@@ -3,19 +3,16 @@
 // parameters, separated by blanks.
 
 #include "embedded_host/Dispatchers.h"
-#include "embedded_host/LibraryLog.h"
 #include "embedded_host/Messages.h"
+#include "fuzz/Fuzzing.h"
 #include "lighting_common/AdvSceneManager.h"
 #include "lighting_common/IAdvSceneOwner.h"
 #include "nxshared/NxMIBPacket.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <sstream>
 #include <string>
-
-#include <log4cplus/loglevel.h>
 
 namespace
 {
@@ -33,19 +30,14 @@ public:
     void SetSceneLevel(unsigned char) override {}
     void SendMIBPacket(const boost::shared_ptr<NxMIBPacket>& packet) override
     {
-        if (!packet || packet->GetType() != NxMIB::Invoke)
-            std::abort();
+        fuzzing::Require(packet && packet->GetType() == NxMIB::Invoke);
     }
     void SceneRampStopped() override {}
     void ScenePushConflict(unsigned, const std::string&) override {}
     bool ForceScenePush() override { return false; }
     bool SceneModeEnabled() override { return false; }
     unsigned StartSyncTimer() override { return ++m_timers; }
-    void KillSyncTimer(unsigned timerId) override
-    {
-        if (timerId > m_timers)
-            std::abort();
-    }
+    void KillSyncTimer(unsigned timerId) override { fuzzing::Require(timerId <= m_timers); }
 
 private:
     unsigned m_timers = 0;
@@ -75,8 +67,7 @@ public:
     {
         m_manager.getCRC();
         m_manager.ClearAllScenes();
-        if (m_manager.getCRC() != 0)
-            std::abort();
+        fuzzing::Require(m_manager.getCRC() == 0);
     }
 
 private:
@@ -131,13 +122,8 @@ private:
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    static const bool quiet = []
-    {
-        embedded_host::ConnectLibraryLog(log4cplus::OFF_LOG_LEVEL);
-        return true;
-    }();
-    if (!quiet)
-        return 0;
+    const fuzzing::Quick quick;
+    fuzzing::SilenceLog();
     Exchange exchange;
     std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
     std::string line;
