@@ -18,8 +18,9 @@ namespace lighting_host
 {
 namespace
 {
-// In virtual time, a house without an end is run for a day.
-constexpr std::int64_t DEFAULT_VIRTUAL_MS = 24 * 3600 * 1000;
+// In virtual time, a house without an end is run for a day, up to its last second: at midnight the
+// totals of the day would be gone.
+constexpr std::int64_t DEFAULT_VIRTUAL_MS = (24 * 3600 - 1) * 1000;
 // How much virtual time passes between two looks at the terminal, and how often it is written to.
 constexpr std::int64_t STRIDE_MS = 60 * 1000;
 constexpr std::chrono::milliseconds PROGRESS_INTERVAL(200);

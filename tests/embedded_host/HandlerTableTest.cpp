@@ -56,6 +56,31 @@ private:
     Strings m_ran;
 };
 
+TEST_F(HandlerTableTest, NamesThatDifferInOneOctetAnywhere_AreApart)
+{
+    for (std::size_t size = 1; size <= 40; ++size)
+    {
+        for (std::size_t at = 0; at < size; ++at)
+        {
+            std::string name(size, 'A');
+            name[at] = 'B';
+            Add(name, name);
+            EXPECT_EQ((Strings{name}), RanBy(name));
+        }
+        EXPECT_FALSE(Run(std::string(size, 'A')));
+    }
+    EXPECT_FALSE(Run(""));
+}
+
+TEST_F(HandlerTableTest, NamesOfOneOctetManyTimes_AreToldApartByLength)
+{
+    for (std::size_t size = 0; size <= 40; ++size)
+        Add(std::string(size, '\0'), std::to_string(size));
+    for (std::size_t size = 0; size <= 40; ++size)
+        EXPECT_EQ((Strings{std::to_string(size)}), RanBy(std::string(size, '\0')));
+    EXPECT_FALSE(Run(std::string(41, '\0')));
+}
+
 TEST_F(HandlerTableTest, EmptyTable_HandlesNothing)
 {
     EXPECT_FALSE(Run("A"));

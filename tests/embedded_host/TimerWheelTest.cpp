@@ -523,6 +523,34 @@ TEST_F(TimerWheelTest, ManySmallSteps_FireTheSameAsOneJump)
     EXPECT_EQ((Strings{"2@65536", "1@100000"}), seen);
 }
 
+TEST_F(TimerWheelTest, OldTimersAmongThousandsOfYoungerOnes_AreStillFound)
+{
+    Start(100000);
+    Start(100000);
+    for (int i = 0; i < 5000; ++i)
+        EXPECT_TRUE(Kill(Start(100000)));
+    EXPECT_TRUE(Kill(2));
+    EXPECT_FALSE(Kill(2));
+    EXPECT_EQ((Strings{"1@100000"}), Advance(100000));
+}
+
+TEST_F(TimerWheelTest, AloneInItsBlock_DoesNotFireBeforeItsMillisecond)
+{
+    Start(1000);
+    EXPECT_EQ(Strings(), Advance(999));
+    Start(1);
+    EXPECT_EQ((Strings{"1@1000", "2@1000"}), Advance(1));
+}
+
+TEST_F(TimerWheelTest, AloneInItsBlockAndRepeating_KeepsItsPlaceAmongLaterOnes)
+{
+    Start(1000, TimerWheel::FOREVER);
+    EXPECT_EQ((Strings{"1@1000"}), Advance(1100));
+    Start(900);
+    StartDevice(900);
+    EXPECT_EQ((Strings{"1@2000", "2@2000", "device 1@2000", "1@3000"}), Advance(2000));
+}
+
 TEST_F(TimerWheelTest, KillOfFarTimerAfterTheTimeCameNearer_Works)
 {
     const unsigned far = Start((std::uint64_t{1} << 32) + 5);
