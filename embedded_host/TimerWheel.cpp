@@ -12,12 +12,6 @@ constexpr std::int64_t NS_PER_MS = 1000000;
 constexpr std::int64_t LATEST = std::numeric_limits<std::int64_t>::max() / 4;
 constexpr std::size_t FIRST_HOMES = 64;
 constexpr unsigned NO_SLOT = 0xFFFFFFFF;
-
-// How many low bits of a time a level leaves to the levels below it.
-unsigned Shift(unsigned level)
-{
-    return level * 8;
-}
 } // namespace
 
 TimerWheel::TimerWheel(unsigned lastId)
@@ -128,7 +122,7 @@ inline unsigned TimerWheel::SlotFor(const Node& node) const
     const unsigned highest =
         63u -
         static_cast<unsigned>(__builtin_clzll(static_cast<unsigned long long>(differing) | 1));
-    const unsigned level = highest / 8;
+    const unsigned level = highest / SLOT_BITS;
     const auto slot = static_cast<unsigned>((node.due >> Shift(level)) & (SLOTS - 1));
     if (level == 0 && (node.id & DEVICE) != 0)
         return DEVICE_LEVEL * SLOTS + slot;

@@ -9,8 +9,9 @@ class ITimerManagerCallback;
 
 namespace embedded_host
 {
-// Every timer of a house, the drivers' and the simulated devices': a hierarchical wheel of four
-// levels of 256 slots of one millisecond, with a list for what is further away.
+// Every timer of a house, the drivers' and the simulated devices': a hierarchical wheel of three
+// levels of 1024 slots, the lowest of one millisecond, with a list for what is further away. So most
+// timers of a quiet house meet few others on their way down.
 //
 // Not a clock: the house says what time it is. Lives on the house's thread. Invariants: timers fire
 // in order of due time, at one time the drivers' before the devices', and then in order of id; a
@@ -107,13 +108,14 @@ public:
 
 private:
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
-    static constexpr unsigned LEVELS = 4;
-    static constexpr unsigned SLOTS = 256;
+    static constexpr unsigned LEVELS = 3;
+    static constexpr unsigned SLOT_BITS = 10;
+    static constexpr unsigned SLOTS = 1u << SLOT_BITS;
     // The devices have a lowest level of their own behind the others, so that theirs come second
     // and each of its lists stays in order by itself.
     static constexpr unsigned DEVICE_LEVEL = LEVELS;
     static constexpr unsigned FAR = (LEVELS + 1) * SLOTS;
-    static constexpr std::int64_t REACH = std::int64_t{1} << 32;
+    static constexpr std::int64_t REACH = std::int64_t{1} << (LEVELS * SLOT_BITS);
 
     // One cache line. `id` 0 is a free node; the free ones are chained by `next`.
     struct Node
@@ -148,6 +150,9 @@ private:
         std::array<std::uint64_t, WORDS> bits{};
         unsigned words = 0;
     };
+
+    // How many low bits of a time a level leaves to the levels below it.
+    static constexpr unsigned Shift(unsigned level) { return level * SLOT_BITS; }
 
     unsigned SlotFor(const Node& node) const;
     void Link(std::uint32_t index);

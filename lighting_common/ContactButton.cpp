@@ -5,6 +5,7 @@
 #include "lighting_common/Names.h"
 #include "nxshared/XmlNode.h"
 
+#include <iterator>
 #include <utility>
 
 namespace
@@ -42,7 +43,7 @@ constexpr LedSettings LED_SETTINGS[] = {
     {1, false, 2, false, true},  // the load, inverse
     {4, false, 0, false, false}, // the controller
 };
-constexpr int LED_BEHAVIORS = sizeof LED_SETTINGS / sizeof LED_SETTINGS[0];
+constexpr int LED_BEHAVIORS = std::size(LED_SETTINGS);
 
 const std::string& ColorOf(bool white)
 {

@@ -4,6 +4,7 @@
 #include "lighting_common/Names.h"
 #include "nxshared/XmlNode.h"
 
+#include <iterator>
 #include <utility>
 
 namespace
@@ -30,7 +31,7 @@ constexpr int REMOTE_TARGETS[][3] = {
     {NO_TARGET, NO_TARGET, NO_TARGET},
     {NO_TARGET, NO_TARGET, 15}, // deliberate: only the click has a target here
 };
-constexpr int BEHAVIORS_WITH_TARGETS = sizeof REMOTE_TARGETS / sizeof REMOTE_TARGETS[0];
+constexpr int BEHAVIORS_WITH_TARGETS = std::size(REMOTE_TARGETS);
 } // namespace
 
 PuckButton::PuckButton(int newId, puck::MIBS::ButtonType type, unsigned binding,

@@ -2,6 +2,7 @@
 
 #include "tests/lighting_common/BusDoubles.h"
 #include "tests/lighting_common/Gen3Doubles.h"
+#include "tests/support/LogSwitchedOff.h"
 
 #include <memory>
 #include <ostream>
@@ -242,6 +243,19 @@ TEST_F(Bus485HelperTest, Folding_KeepsTheNewerPayload)
     Answered();
     EXPECT_THAT(owner.TakeSent(), ElementsAre(Message(1), Message(0x12C0, "Ag==")));
     EXPECT_EQ(helper->getQueuedCount(), 1u);
+}
+
+TEST_F(Bus485HelperTest, FoldingWithTheLogSwitchedOff_FoldsAlike)
+{
+    const test_support::LogSwitchedOff off;
+    Online();
+    Queue(1);
+    Queue(0x12C0, {1});
+    Queue(0x12C0, {2});
+    EXPECT_EQ(helper->getQueuedCount(), 2u);
+    Answered();
+    EXPECT_THAT(owner.TakeSent(), ElementsAre(Message(1), Message(0x12C0, "Ag==")));
+    EXPECT_THAT(Logged(), IsEmpty());
 }
 
 TEST_F(Bus485HelperTest, TheFrontIsNeverFolded)
@@ -744,9 +758,12 @@ const Edge EDGES[] = {
     {From::OfflineEmpty, Event::Instant9, State::Offline, {9}, 0},
 };
 
+// Without a log: what happens does not hang on it.
 class Bus485HelperEdges : public Bus485HelperTest, public testing::WithParamInterface<Edge>
 {
 protected:
+    ~Bus485HelperEdges() override { EXPECT_THAT(Logged(), IsEmpty()); }
+
     void Reach(From from)
     {
         Online();
@@ -807,6 +824,8 @@ protected:
             return helper->sendInstant(9, nullptr, 0);
         }
     }
+
+    test_support::LogSwitchedOff logOff;
 };
 } // namespace
 

@@ -4,6 +4,7 @@
 #include "nxshared/XmlDocument.h"
 #include "tests/lighting_common/EnergyDoubles.h"
 #include "tests/lighting_common/EnergyHost.h"
+#include "tests/support/LogSwitchedOff.h"
 
 #include <limits>
 #include <memory>
@@ -525,6 +526,16 @@ TEST_F(EnergyInfoCollectorTest, IncreaseByNegativeWattHours_IsRefused)
     m_collector->increaseEnergyUsed(INT_MINIMUM);
     EXPECT_THAT(Happened(), ElementsAre(Logged("ERROR", SOURCE, REFUSED + "-1"),
                                         Logged("ERROR", SOURCE, REFUSED + "-2147483648")));
+    EXPECT_EQ(State(), StateXml(0, 0, 0, 0, 0, 0, 0));
+}
+
+TEST_F(EnergyInfoCollectorTest, RefusalWithTheLogSwitchedOff_IsARefusalStill)
+{
+    Start();
+    const test_support::LogSwitchedOff off;
+    m_collector->increaseEnergyUsed(-3);
+    m_collector->increaseEnergyUsed(-0.5F);
+    EXPECT_THAT(Happened(), IsEmpty());
     EXPECT_EQ(State(), StateXml(0, 0, 0, 0, 0, 0, 0));
 }
 

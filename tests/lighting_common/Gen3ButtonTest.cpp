@@ -1,6 +1,7 @@
 // The button's model: construction, XML, settings, actions and levels.
 #include "nxshared/XmlDocument.h"
 #include "tests/lighting_common/Gen3Doubles.h"
+#include "tests/support/LogSwitchedOff.h"
 
 #include <memory>
 #include <string>
@@ -382,6 +383,21 @@ TEST_F(Gen3ButtonTest, NoState_FollowingLed_SameColourIsNoChange)
     record.Forget();
     Settings({{"ON_COLOR", "ffffff"}});
     EXPECT_THAT(Seen(), ElementsAre(COLOUR_UNCHANGED));
+}
+
+TEST_F(Gen3ButtonTest, SettingsWithTheLogSwitchedOff_AreTakenAlike)
+{
+    Given("3", "1", "1");
+    const test_support::LogSwitchedOff off;
+    Settings({{"MATCH_LED_STATE", "1"}});
+    EXPECT_THAT(Seen(), IsEmpty());
+    Settings({{"STATE", "0"}});
+    Settings({{"ON_COLOR", "00ff00"}});
+    EXPECT_THAT(Seen(), ElementsAre("led 3 3 00cc00"));
+    Settings({{"LED_BEHAVIOR", "0"}});
+    record.Forget();
+    Settings({{"ON_COLOR", "0000ff"}});
+    EXPECT_THAT(Seen(), ElementsAre("led 3 3 0000cc"));
 }
 
 TEST_F(Gen3ButtonTest, CurrentColour_IsForced)

@@ -157,6 +157,19 @@ TEST_F(LightSceneMemberLogTest, AbortWhileScenesAreRemoved_IsAnError)
     onSend = nullptr;
 }
 
+TEST_F(LightSceneMemberLogTest, AbortWhileScenesAreRemoved_SaysNothingOfMissingOnes)
+{
+    Want(1, 10, 0);
+    ReachGroupsAndWatch({1});
+    onSend = [this]
+    {
+        member->AbortSynchronization();
+    };
+    member->OnZclSceneMembership(1, {1, 2});
+    EXPECT_THAT(Happened(), testing::Not(testing::Contains("DEBUG No missing scenes")));
+    onSend = nullptr;
+}
+
 TEST_F(LightSceneMemberLogTest, NoGroupLeft_IsAnError)
 {
     Want(1, 10, 0);

@@ -271,6 +271,31 @@ TEST_F(LightSceneMemberSyncTest, SceneMembershipOutOfTurn_IsTakenForWhatItSays)
     EXPECT_THAT(Happened(), ElementsAre("add_scene 1 10 0", "timer 1 in 0"));
 }
 
+TEST_F(LightSceneMemberSyncTest, MissingSceneThatLeftTheMap_IsNotSent)
+{
+    Want(1, 10, 0);
+    Want(0x10001, 20, 0);
+    StartAndReachGroups(0, {1});
+    onSend = [this]
+    {
+        wanted.erase(0x10001);
+    };
+    member->OnZclSceneMembership(1, {});
+    EXPECT_THAT(Happened(), ElementsAre("add_scene 1 10 0", "timer 3 in 0"));
+}
+
+TEST_F(LightSceneMemberSyncTest, SceneMembershipThatComesTwice_ViewsEachSceneOnce)
+{
+    Want(1, 10, 0);
+    StartAndReachGroups(0, {1});
+    member->OnZclSceneMembership(1, {1});
+    member->OnZclSceneMembership(1, {1});
+    timers.Expire();
+    EXPECT_THAT(Happened(), ElementsAre("timer 3 in 0", "timer 4 in 0", "view_scene 1"));
+    member->OnZclViewScene(1, 10, 0);
+    EXPECT_THAT(Happened(), ElementsAre("done"));
+}
+
 TEST_F(LightSceneMemberSyncTest, SceneMembershipWithoutGroups_AssertsAndEnds)
 {
     Want(1, 10, 0);

@@ -1,4 +1,5 @@
 #include "tests/lighting_common/NxBasePuckDriverFixture.h"
+#include "tests/support/LogSwitchedOff.h"
 
 using namespace base_puck_test;
 
@@ -194,6 +195,14 @@ TEST_F(NxBasePuckDriverCommandTest, BoundCommandThatIsNoCommand_IsWarnedOfAndAns
                                        "wasn't handled",
                                        "result -1"}));
     }
+}
+
+TEST_F(NxBasePuckDriverCommandTest, BoundCommandThatIsNoCommand_AnswersMinusOneWithoutALogToo)
+{
+    Start();
+    const test_support::LogSwitchedOff off;
+    house.BoundCall(1, "PROTOCOL_COMMAND", "");
+    EXPECT_EQ(house.Take(), Lines({"result -1"}));
 }
 
 TEST_F(NxBasePuckDriverCommandTest, BoundCallOfAnotherKind_GoesToTheBase)

@@ -3,15 +3,16 @@
 #include "NxLibDriverBases/NxZclPacket.h"
 #include "embedded_host/Clock.h"
 #include "embedded_host/HostServices.h"
-#include "embedded_host/LibraryLog.h"
 #include "embedded_host/Random.h"
 #include "embedded_host/ZclMessages.h"
 #include "lighting_common/LightSceneMemberOwner.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/ITimerManager.h"
+#include "tests/support/LogSwitchedOff.h"
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,16 +41,14 @@ private:
     std::vector<std::string> m_lines;
 };
 
-// The host's services around a test: asserts go to the journal, log records only when asked for.
+// The host's services around a test: asserts go to the journal, log records only when asked for;
+// the log is switched off until then.
 class JournalServices : public embedded_host::HostServices
 {
 public:
-    explicit JournalServices(Journal& journal) : m_journal(journal), m_scope(*this)
-    {
-        embedded_host::EnsureLibraryLog();
-    }
+    explicit JournalServices(Journal& journal) : m_journal(journal), m_scope(*this) {}
 
-    void WatchLog() { m_watchLog = true; }
+    void WatchLog() { m_logOff.reset(); }
 
     embedded_host::Clock& GetClock() override { return m_clock; }
     embedded_host::Random& GetRandom() override { return m_random; }
@@ -63,8 +62,7 @@ public:
     {
         m_lastLogFile = file;
         m_lastLogFunction = function;
-        if (m_watchLog)
-            m_journal.Note(log4cplus::getLogLevelManager().toString(level) + " " + text);
+        m_journal.Note(log4cplus::getLogLevelManager().toString(level) + " " + text);
     }
 
     int LastAssertLine() const { return m_lastAssertLine; }
@@ -73,7 +71,7 @@ public:
 
 private:
     Journal& m_journal;
-    bool m_watchLog = false;
+    std::optional<test_support::LogSwitchedOff> m_logOff{std::in_place};
     int m_lastAssertLine = 0;
     std::string m_lastLogFile;
     std::string m_lastLogFunction;
