@@ -115,7 +115,8 @@ private:
 
     bool IsRemoved(std::size_t place) const
     {
-        return !NameShape::Usual(!m_changes) && place < m_changes->removed.size() && m_changes->removed[place];
+        return !NameShape::Usual(!m_changes) && place < m_changes->removed.size() &&
+               m_changes->removed[place];
     }
 
     // Runs the handlers of a name with several, from its first place on.

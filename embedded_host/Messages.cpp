@@ -21,11 +21,16 @@ const std::string TYPE = "type";
 
 long long LeadingInteger(const std::string& text)
 {
+    return LeadingInteger(text.c_str(), text.size());
+}
+
+long long LeadingInteger(const char* text, std::size_t size)
+{
     // Nearly every number begins with its digits and fits.
     long long number = 0;
-    if (std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc())
+    if (std::from_chars(text, text + size, number).ec == std::errc())
         return number;
-    return std::strtoll(text.c_str(), nullptr, 10);
+    return std::strtoll(text, nullptr, 10);
 }
 
 bool LeadingTruth(const std::string& text)

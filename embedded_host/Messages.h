@@ -109,6 +109,8 @@ const std::vector<MessageParam>& ParamsOf(const IBindMessage& message);
 // The leading decimal integer of a text: blanks and one sign may stand before it; 0 when there is
 // none; beyond 64 bits the nearest end of the range.
 long long LeadingInteger(const std::string& text);
+// The same of a text of that size with a NUL behind it.
+long long LeadingInteger(const char* text, std::size_t size);
 
 // Whether a text begins with T, t or 1.
 bool LeadingTruth(const std::string& text);

@@ -10,8 +10,8 @@ class ITimerManagerCallback;
 namespace embedded_host
 {
 // Every timer of a house, the drivers' and the simulated devices': a hierarchical wheel of three
-// levels of 1024 slots, the lowest of one millisecond, with a list for what is further away. So most
-// timers of a quiet house meet few others on their way down.
+// levels of 1024 slots, the lowest of one millisecond, with a list for what is further away. So
+// most timers of a quiet house meet few others on their way down.
 //
 // Not a clock: the house says what time it is. Lives on the house's thread. Invariants: timers fire
 // in order of due time, at one time the drivers' before the devices', and then in order of id; a

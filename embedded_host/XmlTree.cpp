@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstring>
 #include <string_view>
+#include <utility>
 
 #include <boost/make_shared.hpp>
 #include <fmt/format.h>
@@ -81,132 +83,31 @@ void Write(const XmlTree& from, pugi::xml_node parent)
         Write(static_cast<const XmlTree&>(*child), target);
 }
 
-// Memory for the nodes of one document, some at a time: a parsed document has many nodes, which
-// come together and mostly go together. A chunk goes with the last of its users. For one thread at
-// a time, as its nodes are.
-class Chunk
+// Whether every element is one that XML allows, and none goes too deep.
+bool IsSound(const pugi::xml_node& element, int depth)
 {
-public:
-    // A node with its count.
-    static constexpr std::size_t COUNT_SIZE = 48;
-    static constexpr std::size_t NODES = 32;
-
-    bool IsFull() const { return m_given == NODES; }
-
-    // Where a node goes, and where its count goes. Giving a count to somebody makes him a user.
-    void* NextNode() { return m_pieces[m_given].node; }
-    void* TakeCount()
+    if (depth > XmlTree::MAX_DEPTH || (element.first_attribute() && RepeatsAttribute(element)))
+        return false;
+    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling())
     {
-        ++m_users;
-        return m_pieces[m_given++].count;
+        if (child.type() == pugi::node_element && !IsSound(child, depth + 1))
+            return false;
     }
+    return true;
+}
 
-    void Use() { ++m_users; }
-    void Leave()
-    {
-        if (--m_users == 0)
-            delete this;
-    }
-
-private:
-    struct Piece
-    {
-        alignas(std::max_align_t) char count[COUNT_SIZE];
-        alignas(std::max_align_t) char node[sizeof(XmlTree)];
-    };
-    std::array<Piece, NODES> m_pieces;
-    std::size_t m_given = 0;
-    std::size_t m_users = 0;
-};
-
-// Takes the memory of a node's count from a chunk that is not full.
-template <class T>
-struct FromChunk
+// Whether a text is too simple to be unsound: no attribute, and too short to go too deep.
+bool IsSimple(const std::string& text)
 {
-    using value_type = T;
+    constexpr std::size_t SHORTEST_ELEMENT = sizeof "<a></a>" - 1;
+    return text.size() < XmlTree::MAX_DEPTH * SHORTEST_ELEMENT &&
+           text.find('=') == std::string::npos;
+}
 
-    explicit FromChunk(Chunk& from) : chunk(from) {}
-    template <class Other>
-    FromChunk(const FromChunk<Other>& other) : chunk(other.chunk)
-    {
-    }
-
-    T* allocate(std::size_t)
-    {
-        static_assert(sizeof(T) <= Chunk::COUNT_SIZE, "a chunk has room for this count");
-        return static_cast<T*>(chunk.TakeCount());
-    }
-    void deallocate(T*, std::size_t) { chunk.Leave(); }
-
-    Chunk& chunk;
-};
-
-// Copies a parsed document into nodes.
-class Reader
+bool IsText(const pugi::xml_node& node)
 {
-public:
-    Reader() = default;
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
-    ~Reader() { Drop(); }
-
-    // The element with what is in it; null when it goes too deep or is not well formed.
-    boost::shared_ptr<XmlTree> Read(const pugi::xml_node& from, int depth)
-    {
-        const pugi::xml_attribute attributes = from.first_attribute();
-        if (depth > XmlTree::MAX_DEPTH || (attributes && RepeatsAttribute(from)))
-            return nullptr;
-        boost::shared_ptr<XmlTree> tree = MakeNode();
-        tree->SetName(from.name());
-        for (auto attribute = attributes; attribute; attribute = attribute.next_attribute())
-            tree->AppendAttribute(attribute.name(), attribute.value());
-        const pugi::xml_node first = from.first_child();
-        if (!first)
-            return tree;
-        std::size_t elements = 0;
-        for (pugi::xml_node child = first; child; child = child.next_sibling())
-            elements += child.type() == pugi::node_element ? 1 : 0;
-        tree->ReserveChildren(elements);
-        for (pugi::xml_node child = first; child; child = child.next_sibling())
-        {
-            const pugi::xml_node_type type = child.type();
-            if (type == pugi::node_pcdata || type == pugi::node_cdata)
-                tree->AppendData(child.value());
-            if (type != pugi::node_element)
-                continue;
-            boost::shared_ptr<XmlTree> read = Read(child, depth + 1);
-            if (!read)
-                return nullptr;
-            tree->AppendChild(std::move(read));
-        }
-        return tree;
-    }
-
-private:
-    boost::shared_ptr<XmlTree> MakeNode()
-    {
-        if (!m_chunk || m_chunk->IsFull())
-        {
-            Drop();
-            m_chunk = new Chunk;
-            m_chunk->Use();
-        }
-        const auto destroy = [](XmlTree* tree)
-        {
-            tree->~XmlTree();
-        };
-        return {new (m_chunk->NextNode()) XmlTree, destroy, FromChunk<XmlTree>(*m_chunk)};
-    }
-
-    void Drop()
-    {
-        if (m_chunk)
-            m_chunk->Leave();
-        m_chunk = nullptr;
-    }
-
-    Chunk* m_chunk = nullptr;
-};
+    return node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata;
+}
 
 class StringWriter : public pugi::xml_writer
 {
@@ -230,15 +131,204 @@ private:
 };
 } // namespace
 
+// A parsed text and memory for the nodes that come from it, some at a time: most come together and
+// go together. The text is there until no node needs it, each part of the memory until the last
+// node in it is gone. For one thread at a time, as its nodes are.
+class ParsedXml
+{
+public:
+    // Null when the text is not one element that XML allows.
+    static boost::shared_ptr<XmlTree> Read(const std::string& text)
+    {
+        const Use parsed(*new ParsedXml);
+        if (!parsed->m_document.load_buffer(text.data(), text.size(), PARSE, pugi::encoding_utf8))
+            return nullptr;
+        // Declarations and comments are not in the parsed document: what is left must be the root.
+        const pugi::xml_node root = parsed->m_document.first_child();
+        if (root.type() != pugi::node_element || root.next_sibling())
+            return nullptr;
+        if (!IsSimple(text) && !IsSound(root, 1))
+            return nullptr;
+        return parsed->MakeNode(root);
+    }
+
+    boost::shared_ptr<XmlTree> MakeNode(const pugi::xml_node& element)
+    {
+        if (!m_chunk || m_chunk->IsFull())
+        {
+            DropChunk();
+            m_chunk = new Chunk;
+            m_chunk->Use();
+        }
+        const auto destroy = [](XmlTree* tree)
+        {
+            tree->~XmlTree();
+        };
+        return {new (m_chunk->NextNode()) XmlTree(*this, *element.internal_object()), destroy,
+                FromChunk<XmlTree>(*m_chunk)};
+    }
+
+    void Enter() { ++m_users; }
+    void Leave()
+    {
+        if (--m_users == 0)
+            delete this;
+    }
+
+private:
+    class Use
+    {
+    public:
+        explicit Use(ParsedXml& parsed) : m_parsed(parsed) { m_parsed.Enter(); }
+        ~Use() { m_parsed.Leave(); }
+        Use(const Use&) = delete;
+        Use& operator=(const Use&) = delete;
+        ParsedXml* operator->() const { return &m_parsed; }
+
+    private:
+        ParsedXml& m_parsed;
+    };
+
+    class Chunk
+    {
+    public:
+        // A node with its count.
+        static constexpr std::size_t COUNT_SIZE = 48;
+        static constexpr std::size_t NODES = 24;
+
+        bool IsFull() const { return m_given == NODES; }
+
+        // Where a node goes, and where its count goes. Giving a count to somebody makes him a user.
+        void* NextNode() { return m_pieces[m_given].node; }
+        void* TakeCount()
+        {
+            ++m_users;
+            return m_pieces[m_given++].count;
+        }
+
+        void Use() { ++m_users; }
+        void Leave()
+        {
+            if (--m_users == 0)
+                delete this;
+        }
+
+    private:
+        struct Piece
+        {
+            alignas(std::max_align_t) char count[COUNT_SIZE];
+            alignas(std::max_align_t) char node[sizeof(XmlTree)];
+        };
+        std::array<Piece, NODES> m_pieces;
+        std::size_t m_given = 0;
+        std::size_t m_users = 0;
+    };
+
+    // Takes the memory of a node's count from a chunk that is not full.
+    template <class T>
+    struct FromChunk
+    {
+        using value_type = T;
+
+        explicit FromChunk(Chunk& from) : chunk(from) {}
+        template <class Other>
+        FromChunk(const FromChunk<Other>& other) : chunk(other.chunk)
+        {
+        }
+
+        T* allocate(std::size_t)
+        {
+            static_assert(sizeof(T) <= Chunk::COUNT_SIZE, "a chunk has room for this count");
+            return static_cast<T*>(chunk.TakeCount());
+        }
+        void deallocate(T*, std::size_t) { chunk.Leave(); }
+
+        Chunk& chunk;
+    };
+
+    ParsedXml() = default;
+    ~ParsedXml() { DropChunk(); }
+
+    void DropChunk()
+    {
+        if (m_chunk)
+            m_chunk->Leave();
+        m_chunk = nullptr;
+    }
+
+    pugi::xml_document m_document;
+    Chunk* m_chunk = nullptr;
+    std::size_t m_users = 0;
+};
+
+XmlTree::XmlTree(ParsedXml& parsed, pugi::xml_node_struct& element)
+    : m_name(pugi::xml_node(&element).name()), m_parsed(&parsed), m_element(&element)
+{
+    m_parsed->Enter();
+}
+
+XmlTree::~XmlTree()
+{
+    if (m_parsed)
+        m_parsed->Leave();
+}
+
+void XmlTree::Fill() const
+{
+    const pugi::xml_node element(m_element);
+    std::vector<std::pair<std::string, std::string>> attributes;
+    for (auto attribute = element.first_attribute(); attribute;
+         attribute = attribute.next_attribute())
+        attributes.emplace_back(attribute.name(), attribute.value());
+    std::size_t elements = 0;
+    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling())
+        elements += child.type() == pugi::node_element ? 1 : 0;
+    std::string data;
+    std::vector<boost::shared_ptr<nx::XmlNode>> children;
+    children.reserve(elements);
+    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling())
+    {
+        if (child.type() == pugi::node_element)
+            children.push_back(m_parsed->MakeNode(child));
+        else if (IsText(child))
+            data += child.value();
+    }
+    m_attributes.swap(attributes);
+    m_data.swap(data);
+    m_children.swap(children);
+    m_element = nullptr;
+    std::exchange(m_parsed, nullptr)->Leave();
+}
+
+// The text of the first child of that name, out of the parsed text; empty without such a child.
+// Null when it does not stand there in one piece, or nothing is left to be asked there.
+const char* XmlTree::PlainChildData(const std::string& name) const
+{
+    if (!m_parsed)
+        return nullptr;
+    const pugi::xml_node element(m_element);
+    for (pugi::xml_node child = element.first_child(); child; child = child.next_sibling())
+    {
+        const char* const childName = child.name();
+        if (*childName != name[0] || child.type() != pugi::node_element || name != childName)
+            continue;
+        const pugi::xml_node text = child.first_child();
+        if (!text)
+            return "";
+        return IsText(text) && !text.next_sibling() ? text.value() : nullptr;
+    }
+    return "";
+}
+
 void XmlTree::Initialize(const std::string& name, const std::string& value)
 {
-    m_name = name;
+    Whole().m_name = name;
     m_data = value;
 }
 
 const std::string& XmlTree::GetAttribute(const std::string& name) const
 {
-    for (const auto& attribute : m_attributes)
+    for (const auto& attribute : Attributes())
     {
         if (attribute.first == name)
             return attribute.second;
@@ -248,7 +338,7 @@ const std::string& XmlTree::GetAttribute(const std::string& name) const
 
 void XmlTree::SetAttribute(const std::string& name, const std::string& value)
 {
-    for (auto& attribute : m_attributes)
+    for (auto& attribute : Whole().m_attributes)
     {
         if (attribute.first == name)
         {
@@ -263,7 +353,7 @@ void XmlTree::AddChild(const std::string& name, const std::string& value)
 {
     const auto child = boost::make_shared<XmlTree>();
     child->Initialize(name, value);
-    m_children.push_back(child);
+    Whole().m_children.push_back(child);
 }
 
 void XmlTree::AddChild(const std::string& name, const char* value)
@@ -289,17 +379,17 @@ void XmlTree::AddChild(const std::string& name, bool value)
 void XmlTree::AddChild(const boost::shared_ptr<nx::XmlNode>& child)
 {
     if (child)
-        m_children.push_back(child);
+        Whole().m_children.push_back(child);
 }
 
 boost::shared_ptr<nx::XmlNode> XmlTree::GetChildAt(std::size_t index) const
 {
-    return index < m_children.size() ? m_children[index] : nullptr;
+    return index < Children().size() ? m_children[index] : nullptr;
 }
 
 const boost::shared_ptr<nx::XmlNode>* XmlTree::Find(const std::string& name) const
 {
-    for (const auto& child : m_children)
+    for (const auto& child : Children())
     {
         if (child->GetName() == name)
             return &child;
@@ -321,6 +411,8 @@ const std::string& XmlTree::GetChildData(const std::string& name) const
 
 int XmlTree::GetChildDataNumber(const std::string& name) const
 {
+    if (const char* const text = PlainChildData(name))
+        return static_cast<int>(LeadingInteger(text, std::strlen(text)));
     return static_cast<int>(LeadingInteger(GetChildData(name)));
 }
 
@@ -355,14 +447,7 @@ boost::shared_ptr<XmlDocument> CreateXmlDocument(const std::string& text)
 {
     if (embedded_host::HasNul(text))
         return nullptr;
-    pugi::xml_document document;
-    if (!document.load_buffer(text.data(), text.size(), embedded_host::PARSE, pugi::encoding_utf8))
-        return nullptr;
-    // Declarations and comments are not in the parsed document: what is left must be the root.
-    const pugi::xml_node root = document.first_child();
-    if (root.type() != pugi::node_element || root.next_sibling())
-        return nullptr;
-    const auto tree = embedded_host::Reader().Read(root, 1);
+    const auto tree = embedded_host::ParsedXml::Read(text);
     if (!tree)
         return nullptr;
     return boost::make_shared<embedded_host::Document>(tree);

@@ -6,19 +6,37 @@
 #include <utility>
 #include <vector>
 
+namespace pugi
+{
+struct xml_node_struct;
+}
+
 namespace embedded_host
 {
+class ParsedXml;
+
 // The host's XML element: a name, a text, a few attributes and shared children. Every node of a
 // tree is one of these.
+//
+// An element of a parsed text knows its name at once and the rest when somebody asks: until then it
+// keeps the parsed text. For one thread at a time, together with the document that it came from.
 class XmlTree : public nx::XmlNode
 {
 public:
     // How deep a parsed tree may be; a text that goes deeper is refused.
     static constexpr int MAX_DEPTH = 200;
 
+    XmlTree() = default;
+    ~XmlTree() override;
+    XmlTree(const XmlTree&) = delete;
+    XmlTree& operator=(const XmlTree&) = delete;
+
+    // An element of a parsed text.
+    XmlTree(ParsedXml& parsed, pugi::xml_node_struct& element);
+
     void Initialize(const std::string& name, const std::string& value) override;
     const std::string& GetName() const override { return m_name; }
-    const std::string& GetData() const override { return m_data; }
+    const std::string& GetData() const override { return Whole().m_data; }
     const std::string& GetAttribute(const std::string& name) const override;
     void SetAttribute(const std::string& name, const std::string& value) override;
     void AddChild(const std::string& name, const std::string& value) override;
@@ -27,7 +45,7 @@ public:
     void AddChild(const std::string& name, unsigned value) override;
     void AddChild(const std::string& name, bool value) override;
     void AddChild(const boost::shared_ptr<nx::XmlNode>& child) override;
-    std::size_t GetChildCount() const override { return m_children.size(); }
+    std::size_t GetChildCount() const override { return Whole().m_children.size(); }
     boost::shared_ptr<nx::XmlNode> GetChildAt(std::size_t index) const override;
     boost::shared_ptr<nx::XmlNode> GetChild(const std::string& name) const override;
     bool HasChild(const std::string& name) const override { return Find(name) != nullptr; }
@@ -37,30 +55,39 @@ public:
     bool GetChildDataBool(const std::string& name) const override;
     std::string ToText() const override;
 
-    // For building a tree from a parsed text: more text; an attribute that is not there yet.
-    void SetName(const char* name) { m_name = name; }
-    void AppendData(const char* text) { m_data += text; }
-    void ReserveChildren(std::size_t count) { m_children.reserve(count); }
-    void AppendChild(boost::shared_ptr<nx::XmlNode> child)
-    {
-        m_children.push_back(std::move(child));
-    }
-    void AppendAttribute(const char* name, const char* value)
-    {
-        m_attributes.emplace_back(name, value);
-    }
     const std::vector<std::pair<std::string, std::string>>& Attributes() const
     {
-        return m_attributes;
+        return Whole().m_attributes;
     }
-    const std::vector<boost::shared_ptr<nx::XmlNode>>& Children() const { return m_children; }
+    const std::vector<boost::shared_ptr<nx::XmlNode>>& Children() const
+    {
+        return Whole().m_children;
+    }
 
 private:
+    // This, with all that was still to be taken from the parsed text.
+    const XmlTree& Whole() const
+    {
+        if (m_parsed)
+            Fill();
+        return *this;
+    }
+    XmlTree& Whole()
+    {
+        if (m_parsed)
+            Fill();
+        return *this;
+    }
+    void Fill() const;
+    const char* PlainChildData(const std::string& name) const;
     const boost::shared_ptr<nx::XmlNode>* Find(const std::string& name) const;
 
     std::string m_name;
-    std::string m_data;
-    std::vector<std::pair<std::string, std::string>> m_attributes;
-    std::vector<boost::shared_ptr<nx::XmlNode>> m_children;
+    mutable std::string m_data;
+    mutable std::vector<std::pair<std::string, std::string>> m_attributes;
+    mutable std::vector<boost::shared_ptr<nx::XmlNode>> m_children;
+    // Both null but for an element of a parsed text about which nobody has asked yet.
+    mutable ParsedXml* m_parsed = nullptr;
+    mutable pugi::xml_node_struct* m_element = nullptr;
 };
 } // namespace embedded_host

@@ -28,6 +28,8 @@ const char* const AGENT_PREFIX = "varnholt_adv_lighting_agent: ()::";
 const char* const MEMBER_PREFIX = "lighting_common/AdvSceneMember::";
 
 const std::string ACTIVATE_SCENE = "ACTIVATE_SCENE";
+const std::string ROOT_BEGIN = "<static>";
+const std::string ROOT_END = "</static>";
 const std::string STEP_DELAY = "delay";
 const std::string STEP_LEVEL = "level";
 const std::string STEP_RATE = "rate";
@@ -257,7 +259,10 @@ void AdvSceneManager::OnCmdPushScene(const ICmdMessage& message)
                       "(): Incoming element xml: ", elements);
 
     // The controller sends a bare sequence of nodes; this gives them a root.
-    const auto document = nx::CreateXmlDocument("<static>" + elements + "</static>");
+    std::string whole;
+    whole.reserve(ROOT_BEGIN.size() + elements.size() + ROOT_END.size());
+    whole.append(ROOT_BEGIN).append(elements).append(ROOT_END);
+    const auto document = nx::CreateXmlDocument(whole);
     if (!settleGroupOrigin(push.scene, push.fromGroup))
         return;
     if (document == nullptr)
