@@ -32,7 +32,9 @@ constexpr unsigned LAST_SCENE = 254;
 constexpr unsigned LAST_BUTTON = 127;
 constexpr std::size_t MOST_DIGITS = 9;
 
-constexpr unsigned PARSE = pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single;
+// As a fragment, so that text beside the root element is seen instead of skipped.
+constexpr unsigned PARSE =
+    pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
 
 pugi::xml_node NextElement(pugi::xml_node node)
 {
@@ -40,6 +42,12 @@ pugi::xml_node NextElement(pugi::xml_node node)
         node = node.next_sibling();
     while (node && node.type() != pugi::node_element);
     return node;
+}
+
+bool IsText(const pugi::xml_node& node)
+{
+    return (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) &&
+           std::string(node.value()).find_first_not_of(BLANKS) != std::string::npos;
 }
 
 // Reads one house; collects what is wrong instead of stopping at the first mistake.
@@ -50,11 +58,19 @@ public:
     {
     }
 
-    HouseFile Read();
+    HouseFile Read()
+    {
+        ReadHouse();
+        std::stable_sort(m_house.errors.begin(), m_house.errors.end(),
+                         [](const auto& a, const auto& b) { return a.line < b.line; });
+        return std::move(m_house);
+    }
 
 private:
+    void ReadHouse();
     int LineOf(std::ptrdiff_t offset) const;
     void Error(const pugi::xml_node& node, std::string what);
+    void ErrorInText(const pugi::xml_node& text, std::string what);
     void OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known);
     void OnlyElements(const pugi::xml_node& node);
     void OnlyText(const pugi::xml_node& node);
@@ -114,7 +130,15 @@ void Reader::Error(const pugi::xml_node& node, std::string what)
     m_house.errors.push_back({LineOf(node.offset_debug()), std::move(what)});
 }
 
-HouseFile Reader::Read()
+// Where the text begins, not the blanks before it.
+void Reader::ErrorInText(const pugi::xml_node& text, std::string what)
+{
+    const std::size_t blanks = std::strspn(text.value(), BLANKS);
+    m_house.errors.push_back(
+        {LineOf(text.offset_debug() + static_cast<std::ptrdiff_t>(blanks)), std::move(what)});
+}
+
+void Reader::ReadHouse()
 {
     const auto nul = m_text.find('\0');
     pugi::xml_document document;
@@ -126,15 +150,22 @@ HouseFile Reader::Read()
         m_house.errors.push_back(
             {LineOf(hasNul ? static_cast<std::ptrdiff_t>(nul) : result.offset),
              fmt::format("this is no XML: {}", hasNul ? "it has a NUL" : result.description())});
-        return std::move(m_house);
+        return;
     }
     const pugi::xml_node root = document.document_element();
+    if (!root)
+    {
+        m_house.errors.push_back({1, "this is no XML: it has no element"});
+        return;
+    }
+    if (const pugi::xml_node text = document.find_child(&IsText))
+        ErrorInText(text, fmt::format("this is no XML: there is text beside <{}>", root.name()));
     if (const pugi::xml_node second = NextElement(root))
         Error(second, fmt::format("this is no XML: <{}> is a second root", second.name()));
     if (std::strcmp(root.name(), "house") != 0)
     {
         Error(root, fmt::format("the root element is <{}>, not <house>", root.name()));
-        return std::move(m_house);
+        return;
     }
     OnlyAttributes(root, {});
     OnlyElements(root);
@@ -152,9 +183,6 @@ HouseFile Reader::Read()
             Error(child, fmt::format("unknown element <{}> in <house>", child.name()));
     }
     CheckNames();
-    std::stable_sort(m_house.errors.begin(), m_house.errors.end(),
-                     [](const auto& a, const auto& b) { return a.line < b.line; });
-    return std::move(m_house);
 }
 
 void Reader::OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known)
@@ -176,9 +204,8 @@ void Reader::OnlyElements(const pugi::xml_node& node)
 {
     for (const pugi::xml_node& child : node.children())
     {
-        const bool text = child.type() == pugi::node_pcdata || child.type() == pugi::node_cdata;
-        if (text && std::string(child.value()).find_first_not_of(BLANKS) != std::string::npos)
-            Error(child, fmt::format("there is text in <{}>", node.name()));
+        if (IsText(child))
+            ErrorInText(child, fmt::format("there is text in <{}>", node.name()));
     }
 }
 

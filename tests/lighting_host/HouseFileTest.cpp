@@ -89,6 +89,27 @@ TEST_F(HouseFileTest, WhatIsNoXml_IsToldWithItsLine)
                 ElementsAre("2: this is no XML: it has a NUL"));
 }
 
+TEST_F(HouseFileTest, TextBesideTheRoot_IsToldWithItsLine)
+{
+    EXPECT_THAT(Complaints("<house/>\nhouse"),
+                ElementsAre("2: this is no XML: there is text beside <house>"));
+    EXPECT_THAT(Complaints("x<house/>"),
+                ElementsAre("1: this is no XML: there is text beside <house>"));
+}
+
+TEST_F(HouseFileTest, TextBehindBlanks_IsToldWithItsOwnLine)
+{
+    EXPECT_THAT(Complaints("<house>\n\n  attic\n</house>"),
+                ElementsAre("3: there is text in <house>"));
+}
+
+TEST_F(HouseFileTest, SecondRootBehindAForeignOne_IsToldInOrderOfLines)
+{
+    EXPECT_THAT(Complaints("<home/>\n<house/>"),
+                ElementsAre("1: the root element is <home>, not <house>",
+                            "2: this is no XML: <house> is a second root"));
+}
+
 TEST_F(HouseFileTest, UnknownElementsAndAttributes_AreTold)
 {
     EXPECT_THAT(Complaints("<home/>"), ElementsAre("1: the root element is <home>, not <house>"));
@@ -97,7 +118,7 @@ TEST_F(HouseFileTest, UnknownElementsAndAttributes_AreTold)
     EXPECT_THAT(Complaints("<house>\n <room/>\n</house>"),
                 ElementsAre("2: unknown element <room> in <house>"));
     EXPECT_THAT(Complaints("<house>\n driver\n</house>"),
-                ElementsAre("1: there is text in <house>"));
+                ElementsAre("2: there is text in <house>"));
     EXPECT_THAT(InDriver(std::string(GOOD) + " floor=\"x\""),
                 ElementsAre("2: unknown attribute \"floor\" of <driver>"));
     EXPECT_THAT(InDriver(std::string(GOOD) + " id=\"2\""),
