@@ -4,6 +4,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 
 using gen3_lights::Buttons::LEDBehavior;
 using testing::ElementsAre;
@@ -295,6 +296,19 @@ TEST_F(Gen3ButtonLedTest, Reset_CountsFromTheIdNotFromTheFirstLed)
                             "backlight 4 000000", "led 5 0 0", "led 5 3 000000", "led 5 4 000000",
                             "led 5 5 000000", "backlight 5 000000", "led 6 0 0", "led 6 3 000000",
                             "led 6 4 000000", "led 6 5 000000", "backlight 6 000000"));
+}
+
+TEST_F(Gen3ButtonLedTest, Reset_DarkensNoMoreLedsThanAnOctetCanNumber)
+{
+    for (const auto& [slots, darkened] : {std::pair{"256", 256}, {"257", 256}})
+    {
+        Given("4", slots, "2");
+        button->ResetButton();
+        int backlights = 0;
+        for (const std::string& line : Seen())
+            backlights += line.rfind("backlight ", 0) == 0 ? 1 : 0;
+        EXPECT_EQ(backlights, darkened) << slots;
+    }
 }
 
 TEST_F(Gen3ButtonLedTest, Reset_WithoutSlotsOnlyTakesTheBehavioursOff)
