@@ -7,6 +7,8 @@
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/NxMIBPacket.h"
 
+#include <algorithm>
+
 namespace lighting_host
 {
 std::vector<std::uint8_t> DecodeBase64(const std::string& text)
@@ -46,17 +48,15 @@ void AttachedDevice::SetDevice(std::unique_ptr<simulated::SimulatedDevice> devic
     m_device = std::move(device);
 }
 
-// Over a perfect link at once.
+// A message that nothing holds up arrives at once.
 template <class Message>
 void AttachedDevice::ToDriver(const Message& message)
 {
     const Link::Fate fate = m_link ? m_link->Next() : Link::Fate();
     if (fate.lost)
         return;
-    if (fate.twice)
-        Schedule(fate.secondMs, [this, message] { Deliver(message); });
-    if (fate.delayMs > 0)
-        Schedule(fate.delayMs, [this, message] { Deliver(message); });
+    if (fate.inOrder || fate.twice || fate.delayMs > 0)
+        Carry(fate, m_lastAtDriverMs, [this, message] { Deliver(message); });
     else
         Deliver(message);
 }
@@ -64,11 +64,23 @@ void AttachedDevice::ToDriver(const Message& message)
 void AttachedDevice::ToDevice(std::function<void()> arrive)
 {
     const Link::Fate fate = m_link ? m_link->Next() : Link::Fate();
-    if (fate.lost)
-        return;
+    if (!fate.lost)
+        Carry(fate, m_lastAtDeviceMs, std::move(arrive));
+}
+
+void AttachedDevice::Carry(const Link::Fate& fate, std::uint64_t& lastArrivalMs,
+                           std::function<void()> arrive)
+{
+    std::uint64_t first = fate.delayMs;
+    std::uint64_t second = fate.secondMs;
+    if (fate.inOrder)
+    {
+        lastArrivalMs = std::max(lastArrivalMs, NowMs() + first);
+        first = second = lastArrivalMs - NowMs();
+    }
     if (fate.twice)
-        Schedule(fate.secondMs, arrive);
-    Schedule(fate.delayMs, std::move(arrive));
+        Schedule(first, arrive);
+    Schedule(fate.twice ? second : first, std::move(arrive));
 }
 
 void AttachedDevice::Send(const wire::MibMessage& message)
@@ -88,6 +100,8 @@ void AttachedDevice::Send(const wire::BusFrame& frame)
 
 void AttachedDevice::Deliver(const wire::MibMessage& message)
 {
+    if (onMib)
+        onMib(m_driver, message);
     NxMIBPacket packet(static_cast<NxMIB::Type>(message.type), message.mib);
     for (const std::string& param : message.params)
         packet.AddParam(param);

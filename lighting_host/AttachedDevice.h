@@ -31,6 +31,9 @@ public:
     struct Fate
     {
         bool lost = false;
+        // Whether nothing overtakes anything else on the link: then a message that is late holds up
+        // those behind it, and a second copy comes right behind the first.
+        bool inOrder = false;
         // How much later it arrives.
         std::uint64_t delayMs = 0;
         // Whether it arrives a second time, and how much later.
@@ -56,6 +59,8 @@ public:
     using PersonReport = std::function<void(const nx::DriverHost&, const std::string&)>;
     // Told of a message from the bus that reached the driver, before the driver gets it.
     using BusReport = std::function<void(const nx::DriverHost&, const wire::BusFrame&)>;
+    // The same for a MIB message.
+    using MibReport = std::function<void(const nx::DriverHost&, const wire::MibMessage&)>;
 
     // `driver` must outlive this.
     explicit AttachedDevice(nx::DriverHost& driver);
@@ -70,6 +75,7 @@ public:
     // The same in words of the house file; without it they go to onPerson.
     PersonReport onAct;
     BusReport onBus;
+    MibReport onMib;
 
     // The link between the two; null for one that is perfect. Must outlive this or its own time.
     void SetLink(Link* link) { m_link = link; }
@@ -103,9 +109,13 @@ private:
     template <class Message>
     void ToDriver(const Message& message);
     void ToDevice(std::function<void()> arrive);
+    void Carry(const Link::Fate& fate, std::uint64_t& lastArrivalMs, std::function<void()> arrive);
 
     nx::DriverHost& m_driver;
     Link* m_link = nullptr;
+    // When the last message that keeps its turn arrives, in either direction.
+    std::uint64_t m_lastAtDriverMs = 0;
+    std::uint64_t m_lastAtDeviceMs = 0;
     std::unordered_map<unsigned, std::function<void()>> m_scheduled;
     std::unique_ptr<simulated::SimulatedDevice> m_device;
 };

@@ -39,14 +39,17 @@ const Rates& RatesOf(FaultLevel level)
 class HouseFaults::FaultyLink : public Link
 {
 public:
-    FaultyLink(std::uint64_t seed, const Rates& rates)
-        : m_random(seed, embedded_host::Draw::Random), m_rates(rates)
+    // `overTheAir`: messages may overtake each other.
+    FaultyLink(std::uint64_t seed, FaultLevel level, bool overTheAir)
+        : m_random(seed, embedded_host::Draw::Random), m_rates(RatesOf(level)),
+          m_inOrder(level != FaultLevel::None && !overTheAir)
     {
     }
 
     Fate Next() override
     {
         Fate fate;
+        fate.inOrder = m_inOrder;
         ++m_counts.messages;
         if (!m_faulty)
             return fate;
@@ -74,6 +77,7 @@ private:
 
     embedded_host::Random m_random;
     const Rates& m_rates;
+    const bool m_inOrder;
     Counts m_counts;
     bool m_faulty = true;
 };
@@ -82,8 +86,9 @@ HouseFaults::HouseFaults(Session& session, FaultLevel level, std::uint64_t seed)
     : m_session(session), m_level(level), m_random(seed, embedded_host::Draw::Random)
 {
     for (std::size_t i = 0; i < session.Devices().size(); ++i)
-        m_links.push_back(
-            std::make_unique<FaultyLink>(seed + (i + 1) * SECOND_SEED, RatesOf(level)));
+        m_links.push_back(std::make_unique<FaultyLink>(
+            seed + (i + 1) * SECOND_SEED, level,
+            session.Devices()[i]->Driver().Config().type == "zigbee_light"));
 }
 
 HouseFaults::~HouseFaults()

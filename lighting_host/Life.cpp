@@ -39,6 +39,13 @@ void Life::TellTo(Narrator& narrator)
     }
 }
 
+void Life::Welcome(nx::DriverHost& driver)
+{
+    m_controller.Greet(driver);
+    m_lamps.Greet(driver);
+    driver.Online(true);
+}
+
 void Life::Start()
 {
     m_controller.Start();

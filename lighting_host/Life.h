@@ -24,6 +24,9 @@ public:
     // Called once, after the session has started.
     void Start();
 
+    // A driver was made anew: it is greeted, and told that its device is online.
+    void Welcome(nx::DriverHost& driver);
+
     Controller& GetController() { return m_controller; }
     const Controller& GetController() const { return m_controller; }
     Lamps& GetLamps() { return m_lamps; }

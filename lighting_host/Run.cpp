@@ -145,8 +145,8 @@ void WriteTables(std::ostream& out, const HouseFile& file, const Session& sessio
     const std::string seed =
         options.session.realTime ? std::string() : fmt::format(", seed {}", options.session.seed);
     if (hasRooms || options.faults != FaultLevel::None)
-        out << fmt::format("\n{} drivers, faults: {}{}\n", file.drivers.size(),
-                           NameOf(options.faults), seed);
+        out << fmt::format("\n{} driver{}, faults: {}{}\n", file.drivers.size(),
+                           file.drivers.size() == 1 ? "" : "s", NameOf(options.faults), seed);
 }
 } // namespace
 

@@ -96,6 +96,18 @@ void Session::Start()
                          });
 }
 
+void Session::RestartDrivers(bool save)
+{
+    if (m_keeper && save)
+        m_keeper->Save();
+    m_house->StopAll();
+    for (const auto& driver : m_house->Drivers())
+    {
+        const auto state = m_keeper ? m_keeper->StateOf(driver->Config().name) : nullptr;
+        driver->Start(state ? state : driver->Config().state);
+    }
+}
+
 void Session::Stop()
 {
     if (m_keeper)

@@ -60,6 +60,15 @@ public:
     // still reach the sink.
     void Stop();
 
+    // Ends every driver and starts it anew, as when the controller's machine has been off, while
+    // the devices go on: each from its state in the state file, if there is one, else as the house
+    // file says. `save`: the states are saved before; else what was counted since the last save is
+    // lost, as by a crash. Throws StateStoreError.
+    void RestartDrivers(bool save);
+
+    // Keeps the states; null without a state file.
+    StateKeeper* Keeper() const { return m_keeper.get(); }
+
     embedded_host::House& House() const { return *m_house; }
 
     // The driver's adapter; null for a driver of a library of its own or one that does not run.

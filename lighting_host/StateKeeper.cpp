@@ -83,6 +83,8 @@ void StateKeeper::Save()
     try
     {
         m_store->Save(states);
+        if (onSaved)
+            onSaved();
     }
     catch (const embedded_host::StateStoreError& error)
     {

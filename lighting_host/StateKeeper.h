@@ -45,12 +45,17 @@ public:
     // Called when the drivers run: from now on they are saved, soon when one asks for it.
     void Start();
 
+    // Saves at once. Not inside a driver.
+    void Save();
+
+    // Called after each save that succeeded; empty for nobody.
+    std::function<void()> onSaved;
+
     // Saves a last time, while the drivers still run, and stops.
     void Stop();
 
 private:
     void OnTimerExpired(ID::Timer timer, time_t time) override;
-    void Save();
     void SaveSoon();
 
     std::unique_ptr<embedded_host::StateStore> m_store;

@@ -56,6 +56,7 @@ void BusKeypad::OnPowerOn()
 {
     CancelPending();
     m_power = true;
+    m_hasLost = m_hasLost || !m_behaviors.empty();
     m_leds.clear();
     m_currentColours.clear();
     m_backlights.clear();
@@ -70,7 +71,7 @@ void BusKeypad::AnnounceLater()
     After(ANNOUNCE_EVERY_MS,
           [this]
           {
-              SendAnnounce(false);
+              SendAnnounce(m_hasLost);
               AnnounceLater();
           });
 }
@@ -119,6 +120,7 @@ void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
                                        ColourAt(payload, 10 * i + 7)};
         return;
     case BEHAVIORS:
+        m_hasLost = false;
         m_behaviors.clear();
         for (std::size_t i = 0; i < entries(5); ++i)
         {

@@ -13,7 +13,8 @@ namespace simulated
 //
 // Decodes what it gets with code of its own. Keeps its LEDs, backlight and button behaviours only
 // as long as it has power. Answers every message for it, a repeated one again. Announces itself
-// when it gets power, and from time to time.
+// when it gets power, and from time to time; what it was told and has lost it says each time until
+// it is told its button behaviours again, because an announce can get lost too.
 class BusKeypad : public SimulatedDevice, public BusStation
 {
 public:
@@ -92,6 +93,8 @@ private:
     std::uint64_t m_answerDelayMs = DEFAULT_ANSWER_DELAY_MS;
     BusFrameReader m_reader;
     bool m_power = false;
+    // Whether it was told something, lost it, and was not told again.
+    bool m_hasLost = false;
     std::map<std::uint8_t, Led> m_leds;
     std::map<std::uint8_t, Colour> m_currentColours;
     std::map<std::uint8_t, Backlight> m_backlights;

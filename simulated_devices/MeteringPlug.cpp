@@ -131,6 +131,7 @@ MeteringPlug::MeteringPlug(DeviceEnvironment& environment, LoadCurve curve)
 void MeteringPlug::OnPowerOn()
 {
     CancelPending();
+    m_before += MeterMilliwattHours();
     m_counted = 0;
     m_countedMs = World().NowMs();
     m_watts = 0;

@@ -64,6 +64,9 @@ public:
     std::uint32_t Watts() const;
     std::uint64_t MeterMilliwattHours() const;
 
+    // What it would show had it never lost its power.
+    std::uint64_t TotalMilliwattHours() const { return m_before + MeterMilliwattHours(); }
+
 private:
     void Count();
     void Report();
@@ -75,6 +78,8 @@ private:
     // The power since the time up to which the meter has counted.
     std::uint32_t m_watts = 0;
     std::uint64_t m_countedMs = 0;
+    // What the meter showed at the power failures so far.
+    std::uint64_t m_before = 0;
     // Watts times milliseconds.
     std::uint64_t m_counted = 0;
 };

@@ -80,6 +80,23 @@ class Usage(CommandLine):
                 with self.subTest(command=command, option=option):
                     self.expect_bad_usage(command, house, *option)
 
+    def test_bad_values_of_run_end_with_2(self):
+        house = self.write("house.xml", PUCK)
+        for option in (["--faults"], ["--faults", "some"], ["--faults", "HEAVY"],
+                       ["--tell", "all"], ["--tell", ""]):
+            with self.subTest(option=option):
+                self.expect_bad_usage("run", house, *option)
+        self.expect_bad_usage("stdio", house, "--faults", "heavy")
+
+    def test_run_repeats_with_its_seed_and_says_it(self):
+        house = self.write("house.xml", PUCK.replace("</driver>", """<device simulated="true">
+            <person/></device></driver>"""))
+        arguments = ["run", house, "--virtual", "--for", "1h", "--faults", "heavy", "--seed"]
+        first = self.run_program(*arguments, "5").stdout
+        self.assertEqual(first, self.run_program(*arguments, "5").stdout)
+        self.assertNotEqual(first, self.run_program(*arguments, "6").stdout)
+        self.assertTrue(first.endswith("1 driver, faults: heavy, seed 5\n"), first[-200:])
+
     def test_help_ends_with_0_and_names_the_commands(self):
         done = self.run_program("--help")
         self.assertEqual(0, done.returncode)

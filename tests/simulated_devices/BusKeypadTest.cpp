@@ -91,6 +91,33 @@ TEST_F(BusKeypadTest, EveryTenMinutes_ItTellsThatItIsThere)
     EXPECT_EQ(Told()[0].substr(0, 10), std::to_string(ANNOUNCE) + ": 5 0");
 }
 
+TEST_F(BusKeypadTest, LossWhoseAnnounceWasLost_IsAnnouncedUntilItIsToldAgain)
+{
+    Given<BusKeypad>();
+    Send(0x13C0, {0, 1, 3, 0, 0, 0, 2});
+    world.Advance(100);
+    keypad->OnPowerOn();
+    world.Advance(100);
+    // The announce of the restart never reached the driver, nor does a mere colour help.
+    told.clear();
+    Send(0x1280, {0, 2, 4, 10, 20, 30});
+    world.Advance(600000);
+    EXPECT_THAT(Told(), testing::Contains(testing::StartsWith(std::to_string(ANNOUNCE) + ": 5 1")));
+    Send(0x13C0, {0, 3, 3, 0, 0, 0, 2});
+    world.Advance(600000);
+    EXPECT_THAT(Told(), testing::Contains(testing::StartsWith(std::to_string(ANNOUNCE) + ": 5 0")));
+}
+
+TEST_F(BusKeypadTest, KeypadThatWasToldNothing_HasLostNothing)
+{
+    Given<BusKeypad>();
+    keypad->OnPowerOn();
+    world.Advance(100);
+    told.clear();
+    world.Advance(600000);
+    EXPECT_THAT(Told(), ElementsAre(testing::StartsWith(std::to_string(ANNOUNCE) + ": 5 0")));
+}
+
 TEST_F(BusKeypadTest, Message_IsAnsweredAfterTheDelay)
 {
     Given<BusKeypad>();

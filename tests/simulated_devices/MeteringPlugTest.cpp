@@ -215,3 +215,16 @@ TEST(MeteringPlug, AnyCurve_MeterIsTheExactIntegral)
             Reports(world);
         }));
 }
+
+TEST(MeteringPlug, TotalGoesOnOverPowerFailures_WhileTheMeterBeginsAgain)
+{
+    TestWorld world;
+    MeteringPlug plug(world, LoadCurve({{0, 100}}));
+    plug.OnPowerOn();
+    world.Advance(HOUR);
+    plug.OnPowerOn();
+    world.Advance(HOUR / 2);
+    EXPECT_EQ(plug.MeterMilliwattHours(), 50000U);
+    EXPECT_EQ(plug.TotalMilliwattHours(), 150000U);
+    Reports(world);
+}

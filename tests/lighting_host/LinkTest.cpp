@@ -1,0 +1,172 @@
+// The link between a driver and its device: what is lost, late or comes twice, and in what order;
+// and what becomes of drivers that are restarted behind their devices' backs.
+
+#include "lighting_host/AttachedDevice.h"
+#include "lighting_host/Session.h"
+#include "tests/lighting_host/HouseFolder.h"
+
+#include <deque>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <log4cplus/loglevel.h>
+
+namespace lighting_host
+{
+namespace
+{
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// Gives each message the next fate of a list, and after that none.
+class ScriptedLink : public Link
+{
+public:
+    Fate Next() override
+    {
+        Fate fate;
+        if (!fates.empty())
+        {
+            fate = fates.front();
+            fates.pop_front();
+        }
+        return fate;
+    }
+
+    std::deque<Fate> fates;
+};
+
+// Notes the events of the house, as "event@ms".
+class Events : public embedded_host::OutputSink
+{
+public:
+    void Write(const embedded_host::Output& output) override
+    {
+        if (const auto* fired = std::get_if<embedded_host::EventFired>(&output.effect))
+            seen.push_back(std::to_string(fired->event) + "@" + std::to_string(output.timeMs));
+    }
+
+    std::vector<std::string> seen;
+};
+
+const std::string PUCK = R"(<house><driver name="p" type="puck" id="1">
+<device simulated="true"/></driver></house>)";
+
+class LinkTest : public testing::Test
+{
+protected:
+    LinkTest()
+    {
+        session.Start();
+        session.House().Advance(1000);
+        Device().SetLink(&link);
+    }
+    ~LinkTest() override { session.Stop(); }
+
+    static SessionOptions Quiet()
+    {
+        SessionOptions options;
+        options.logLevel = log4cplus::OFF_LOG_LEVEL;
+        return options;
+    }
+
+    AttachedDevice& Device() { return *session.Devices()[0]; }
+    void Push() { Device().Send(wire::MibMessage{wire::MibMessage::Trap, "nx.dmx.bp", {"07"}}); }
+    void Release() { Device().Send(wire::MibMessage{wire::MibMessage::Trap, "nx.dmx.he", {"07"}}); }
+
+    ScriptedLink link;
+    Events events;
+    const HouseFile file = ParseHouseFile(PUCK, "");
+    Session session{file, Quiet(), events};
+};
+
+TEST_F(LinkTest, MessageThatIsLost_DoesNotArrive)
+{
+    link.fates = {{true}};
+    Push();
+    session.House().Advance(5000);
+    EXPECT_THAT(events.seen, IsEmpty());
+}
+
+TEST_F(LinkTest, LateMessage_IsOvertaken)
+{
+    link.fates = {{false, false, 300}};
+    Push();
+    Release();
+    session.House().Advance(400);
+    EXPECT_THAT(events.seen, ElementsAre("6000@1000", "6001@1300"));
+}
+
+TEST_F(LinkTest, LateMessageWhereTheOrderIsKept_HoldsUpThoseBehindIt)
+{
+    link.fates = {{false, true, 300}, {false, true, 0}};
+    Push();
+    Release();
+    session.House().Advance(300);
+    EXPECT_THAT(events.seen, ElementsAre("6001@1300", "6000@1300"));
+}
+
+TEST_F(LinkTest, MessageThatComesTwice_ArrivesTwice)
+{
+    link.fates = {{false, false, 0, true, 200}};
+    Release();
+    session.House().Advance(200);
+    EXPECT_THAT(events.seen, ElementsAre("6000@1000", "6000@1200"));
+}
+
+// --- restarts from the state file ----------------------------------------------------------------
+
+class RestartTest : public testing::Test
+{
+protected:
+    RestartTest()
+    {
+        session.Start();
+        session.House().Advance(1000);
+    }
+    ~RestartTest() override { session.Stop(); }
+
+    static SessionOptions Kept(const HouseFolder& folder)
+    {
+        SessionOptions options;
+        options.logLevel = log4cplus::OFF_LOG_LEVEL;
+        options.statePath = folder.Path("state");
+        options.persistIntervalMs = 600000;
+        options.complain = [](const std::string& what)
+        {
+            ADD_FAILURE() << what;
+        };
+        return options;
+    }
+
+    int WattHours() const
+    {
+        return session.AdapterOf(*session.House().Find("k"))->EnergyOfLoad()->wattHours;
+    }
+
+    HouseFolder folder;
+    Events events;
+    // 3600 W: a watt-hour a second, told each minute.
+    const HouseFile file = ParseHouseFile(R"(<house><driver name="k" type="energy_switch" id="1">
+<device simulated="true"><step at="0s" watts="3600"/></device></driver></house>)",
+                                          "");
+    Session session{file, Kept(folder), events};
+};
+
+TEST_F(RestartTest, AfterASave_NothingIsForgotten)
+{
+    session.House().Advance(5 * 60000);
+    EXPECT_EQ(WattHours(), 300);
+    session.RestartDrivers(true);
+    EXPECT_EQ(WattHours(), 300);
+}
+
+TEST_F(RestartTest, WithoutASave_WhatWasCountedSinceTheLastOneIsLost)
+{
+    session.House().Advance(12 * 60000);
+    EXPECT_EQ(WattHours(), 720);
+    session.RestartDrivers(false);
+    EXPECT_EQ(WattHours(), 540);
+}
+} // namespace
+} // namespace lighting_host

@@ -1,0 +1,109 @@
+#pragma once
+
+#include "lighting_host/HouseFile.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace lighting_host
+{
+class AttachedDevice;
+class Life;
+class Session;
+} // namespace lighting_host
+namespace nx
+{
+class DriverHost;
+}
+namespace wire
+{
+struct MibMessage;
+}
+
+namespace soak
+{
+// Holds both ends of every wire of a house against each other and against the house file: what the
+// driver believes, what the device really holds, and what the file wants of both. Looks into the
+// devices' own tables; what it expects is worked out here, by nobody that it checks.
+//
+// Keeps books on energy on the way: NoteMib, and a Before and After around every restart and power
+// failure.
+class Audit
+{
+public:
+    // All must outlive the audit.
+    Audit(const lighting_host::HouseFile& file, lighting_host::Session& session,
+          lighting_host::Life& life);
+
+    // A message reached the driver of a plug.
+    void NoteMib(const nx::DriverHost& driver, const wire::MibMessage& message);
+
+    // The states of all drivers were saved.
+    void NoteSave();
+
+    // A driver is made anew, from the state that it has just given (`saved` false) or that was
+    // saved last. What it had counted since then is booked as lost; any other loss is a mistake.
+    void BeforeRestart(const nx::DriverHost& driver);
+    void AfterRestart(const nx::DriverHost& driver, bool saved);
+
+    // A device is about to lose its power.
+    void BeforePowerFailure(const nx::DriverHost& driver);
+
+    // Everything that is wrong, in words; empty when all agrees. Once it is asked, the house must
+    // have had time to put itself right.
+    std::vector<std::string> Check();
+
+    // How many single facts Check has compared, and the energy in the house's books, in hundredths
+    // of a watt-hour: counted by drivers and lost on the way.
+    unsigned long Compared() const { return m_compared; }
+    std::uint64_t Counted() const { return m_counted; }
+    std::uint64_t Lost() const { return m_lost; }
+
+private:
+    // The books on one load, in hundredths of a watt-hour, but readings in watt-hours.
+    struct Book
+    {
+        // What the driver should have counted, from what reached it.
+        std::uint64_t expected = 0;
+        // At the last save.
+        std::uint64_t saved = 0;
+        std::uint64_t beforeRestart = 0;
+        // Counted, and lost by crashes since.
+        std::uint64_t lost = 0;
+        // Plugs: the last reading that reached this life of the driver, and any life of it.
+        bool hasReading = false;
+        std::uint64_t reading = 0;
+        std::uint64_t readingEver = 0;
+        // What the plug's meter counted and no driver can know, at most.
+        std::uint64_t missed = 0;
+    };
+
+    void CheckDimmer(lighting_host::AttachedDevice& device);
+    void CheckLight(lighting_host::AttachedDevice& device);
+    void CheckKeypad(lighting_host::AttachedDevice& device);
+    void CheckPuck(lighting_host::AttachedDevice& device);
+    void CheckPlug(lighting_host::AttachedDevice& device);
+    void CheckLamps();
+    std::uint64_t TotalOf(const nx::DriverHost& driver) const;
+
+    template <class A, class B>
+    void Same(const nx::DriverHost& driver, const std::string& what, const A& driverSays,
+              const B& deviceSays);
+    void Wrong(const nx::DriverHost& driver, const std::string& what);
+
+    const lighting_host::HouseFile& m_file;
+    lighting_host::Session& m_session;
+    lighting_host::Life& m_life;
+    std::map<std::string, Book> m_books;
+    std::vector<std::string> m_wrong;
+    unsigned long m_compared = 0;
+    std::uint64_t m_counted = 0;
+    std::uint64_t m_lost = 0;
+};
+
+// Spoils one thing in the device of that kind of fact, so that a check must find it: "element",
+// "group", "light", "colour", "setting" or "meter". False for any other word.
+bool Spoil(lighting_host::Session& session, const std::string& what);
+} // namespace soak
