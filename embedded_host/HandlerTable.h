@@ -82,7 +82,7 @@ public:
     bool Run(const std::string& name, Call call)
     {
         const NameShape::Found found = m_shape->Find(name);
-        if (!NameShape::Usual(found.only))
+        if (!found.only)
             return RunEach(found.first, call);
         if (found.first == NONE || IsRemoved(found.first))
             return false;
@@ -107,7 +107,7 @@ private:
         explicit Running(HandlerTable& ran) : table(ran) { ++table.m_depth; }
         ~Running()
         {
-            if (--table.m_depth == 0 && !NameShape::Usual(!table.m_changes))
+            if (--table.m_depth == 0 && table.m_changes)
                 table.Tidy();
         }
         HandlerTable& table;
@@ -115,8 +115,7 @@ private:
 
     bool IsRemoved(std::size_t place) const
     {
-        return !NameShape::Usual(!m_changes) && place < m_changes->removed.size() &&
-               m_changes->removed[place];
+        return m_changes && place < m_changes->removed.size() && m_changes->removed[place];
     }
 
     // Runs the handlers of a name with several, from its first place on.

@@ -55,7 +55,7 @@ public:
         {
             const Slot& slot = slots[at];
             // An unused slot has the key of no text at all, and no place.
-            if (Usual(Holds(slot, key, name)) || slot.found.first == NONE)
+            if (Holds(slot, key, name) || slot.found.first == NONE)
                 return slot.found;
         }
     }
@@ -69,9 +69,6 @@ public:
         return m_next[place];
     }
 
-    // Tells the compiler which way is the usual one.
-    static constexpr bool Usual(bool condition) { return __builtin_expect(condition, true); }
-
 private:
     // What a look-up compares first: the length and three words, which are all of a name of up to
     // 24 octets.
@@ -82,7 +79,7 @@ private:
             : size(static_cast<std::uint32_t>(name.size()))
         {
             const char* text = name.data();
-            if (Usual(size >= WORD))
+            if (size >= WORD)
             {
                 head = Load<std::uint64_t>(text);
                 middle = Load<std::uint64_t>(text + std::min(WORD, size - WORD));

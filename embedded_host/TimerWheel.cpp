@@ -114,7 +114,7 @@ void TimerWheel::Advance(std::int64_t ms, Sink& sink)
 // slot of the lowest level holds timers of one millisecond only. The answer stays the same until
 // the time enters the block that the slot stands for, which empties it; so no node needs to
 // remember its slot.
-inline unsigned TimerWheel::SlotFor(const Node& node) const
+[[gnu::always_inline]] inline unsigned TimerWheel::SlotFor(const Node& node) const
 {
     const std::int64_t differing = node.due ^ m_now;
     if (differing >= REACH)
@@ -129,7 +129,7 @@ inline unsigned TimerWheel::SlotFor(const Node& node) const
     return level * SLOTS + slot;
 }
 
-inline void TimerWheel::Link(std::uint32_t index)
+[[gnu::always_inline]] inline void TimerWheel::Link(std::uint32_t index)
 {
     Node& node = m_nodes[index];
     const unsigned slot = SlotFor(node);
@@ -257,7 +257,7 @@ inline std::int64_t TimerWheel::NextBlockStart() const
 }
 
 // SLOTS when there is none.
-inline unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
+[[gnu::always_inline]] inline unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
 {
     const Used& used = m_used[level];
     const unsigned word = from / WORD;
@@ -272,7 +272,7 @@ inline unsigned TimerWheel::NextUsed(unsigned level, unsigned from) const
     return next * WORD + static_cast<unsigned>(__builtin_ctzll(used.bits[next]));
 }
 
-inline void TimerWheel::MarkUsed(unsigned slot, bool isUsed)
+[[gnu::always_inline]] inline void TimerWheel::MarkUsed(unsigned slot, bool isUsed)
 {
     if (slot == FAR)
         return;
@@ -334,7 +334,7 @@ inline void TimerWheel::FireFirst(unsigned slot, Sink& sink)
     sink.OnTimerDue(due);
 }
 
-inline std::uint32_t TimerWheel::TakeNode()
+[[gnu::always_inline]] inline std::uint32_t TimerWheel::TakeNode()
 {
     if (m_free == NONE)
     {
@@ -352,7 +352,7 @@ inline std::uint32_t TimerWheel::TakeNode()
     return index;
 }
 
-inline void TimerWheel::Release(std::uint32_t index)
+[[gnu::always_inline]] inline void TimerWheel::Release(std::uint32_t index)
 {
     UnlinkFromOwner(index);
     Node& node = m_nodes[index];
