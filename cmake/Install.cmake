@@ -8,7 +8,8 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/lightingcommon)
 install(DIRECTORY host_interfaces/nxshared host_interfaces/NxLibDriverBases
   DESTINATION ${headers} FILES_MATCHING PATTERN *.h)
 install(DIRECTORY lighting_common
-  DESTINATION ${headers} FILES_MATCHING PATTERN *.h PATTERN Diagnostics.h EXCLUDE)
+  DESTINATION ${headers} FILES_MATCHING PATTERN *.h
+  PATTERN Diagnostics.h EXCLUDE PATTERN WhileSet.h EXCLUDE)
 # For an author's own tests; a driver needs nothing of it.
 install(DIRECTORY embedded_host
   DESTINATION ${headers} FILES_MATCHING PATTERN *.h)

@@ -4,6 +4,7 @@
 #include "lighting_common/Diagnostics.h"
 #include "lighting_common/IAdvSceneOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/WhileSet.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/MibDispatcher.h"
@@ -289,9 +290,8 @@ bool AdvSceneManager::settleGroupOrigin(unsigned scene, bool fromGroup)
         m_owner->ScenePushConflict(scene, "leaving scene, joining as part of group.");
         return true;
     }
-    m_removeGuard = true;
+    const WhileSet guarded(m_removeGuard);
     m_owner->ScenePushConflict(scene, "already part of scene in a load group.");
-    m_removeGuard = false;
     return false;
 }
 

@@ -3,6 +3,7 @@
 #include "lighting_common/Diagnostics.h"
 #include "lighting_common/ILoadGroupOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/WhileSet.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/MibDispatcher.h"
@@ -329,7 +330,7 @@ void LoadGroupManager::sendCmdToSyncGroups(const ICmdMessage& command, unsigned 
 {
     if (m_forwarding)
         return;
-    m_forwarding = true;
+    const WhileSet forwarding(m_forwarding);
     std::uint64_t next = 0;
     for (auto group = FirstFrom(m_groups, next); group != m_groups.end();
          group = FirstFrom(m_groups, next))
@@ -338,7 +339,6 @@ void LoadGroupManager::sendCmdToSyncGroups(const ICmdMessage& command, unsigned 
         if (group->second.keepSync && group->first != fromGroup)
             m_owner->ForwardCommandToGroup(group->first, command);
     }
-    m_forwarding = false;
 }
 
 // --- answers of the device -----------------------------------------------------------------------

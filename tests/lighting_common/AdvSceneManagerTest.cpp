@@ -2,6 +2,8 @@
 
 #include "AdvSceneFixture.h"
 
+#include <stdexcept>
+
 namespace
 {
 using namespace scene_test;
@@ -339,6 +341,20 @@ TEST_F(AdvSceneOrigin, RemoveSceneInsideThatConflict_HasNoEffect)
     Push(5, {9});
     EXPECT_THAT(Happened(), ElementsAre("conflict 5 already part of scene in a load group."));
     EXPECT_TRUE(m_manager.InScene(5));
+    Remove("5");
+    EXPECT_THAT(Happened(), ElementsAre(Srm("0005"), Srm("1005")));
+}
+
+TEST_F(AdvSceneOrigin, OwnerThatThrowsInThatConflict_DoesNotKeepScenesFromBeingRemoved)
+{
+    PushFromGroup(5, {1, 2});
+    Forget();
+    m_owner.onConflict = []
+    {
+        throw std::runtime_error("the owner's own");
+    };
+    EXPECT_THROW(Push(5, {9}), std::runtime_error);
+    EXPECT_THAT(Happened(), ElementsAre("conflict 5 already part of scene in a load group."));
     Remove("5");
     EXPECT_THAT(Happened(), ElementsAre(Srm("0005"), Srm("1005")));
 }

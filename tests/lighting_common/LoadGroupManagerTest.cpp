@@ -6,6 +6,7 @@
 #include "lighting_common/ILoadGroupOwner.h"
 
 #include <functional>
+#include <stdexcept>
 #include <zlib.h>
 
 #include <boost/make_shared.hpp>
@@ -585,6 +586,23 @@ TEST_F(LoadGroups, ForwardThatComesBack_ActsButIsNotForwardedAgain)
                                         "create SET_LEVEL"));
     // The guard is open again afterwards.
     m_owner.onForward = nullptr;
+    SetLevel("2", "6");
+    EXPECT_THAT(Happened(), ElementsAre("set level 2 6 0", "create SET_LEVEL",
+                                        "forward 1 SET_LEVEL LEVEL(INT)=6"));
+}
+
+TEST_F(LoadGroups, OwnerThatThrowsWhileItForwards_IsStillAskedTheNextTime)
+{
+    Join("1", true);
+    Join("2", true);
+    Forget();
+    m_owner.onForward = [](unsigned)
+    {
+        throw std::runtime_error("the owner's own");
+    };
+    EXPECT_THROW(SetLevel("1", "5"), std::runtime_error);
+    m_owner.onForward = nullptr;
+    Forget();
     SetLevel("2", "6");
     EXPECT_THAT(Happened(), ElementsAre("set level 2 6 0", "create SET_LEVEL",
                                         "forward 1 SET_LEVEL LEVEL(INT)=6"));
