@@ -57,6 +57,7 @@ class Installation(Installed):
         self.assertEqual({"nxshared", "NxLibDriverBases", "lighting_common", "embedded_host"},
                          folders)
         self.assertNotIn("lighting_common/Diagnostics.h", self.headers())
+        self.assertNotIn("lighting_common/WhileSet.h", self.headers())
 
     def test_each_header_compiles_alone(self):
         def compile_header(header):
