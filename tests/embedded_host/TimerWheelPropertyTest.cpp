@@ -187,13 +187,13 @@ private:
     unsigned m_lastDevice = 0;
 };
 
-// A time of any size that matters to a wheel of 256 slots a level.
+// A time of any size that matters to a wheel of 1024 slots a level.
 rc::Gen<std::int64_t> AnyTime()
 {
     return rc::gen::oneOf(rc::gen::inRange<std::int64_t>(0, 4),
-                          rc::gen::inRange<std::int64_t>(0, 600),
-                          rc::gen::inRange<std::int64_t>(65000, 67000),
-                          rc::gen::inRange<std::int64_t>((1 << 24) - 300, (1 << 24) + 300),
+                          rc::gen::inRange<std::int64_t>(0, 2400),
+                          rc::gen::inRange<std::int64_t>((1 << 20) - 1200, (1 << 20) + 1200),
+                          rc::gen::inRange<std::int64_t>((1 << 30) - 1200, (1 << 30) + 1200),
                           rc::gen::inRange<std::int64_t>(0, std::int64_t{1} << 34));
 }
 
