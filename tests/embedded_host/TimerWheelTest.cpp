@@ -1,4 +1,4 @@
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/internal/TimerWheel.h"
 
 #include "AllocationCount.h"
 #include "nxshared/ITimerManagerCallback.h"

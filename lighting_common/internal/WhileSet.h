@@ -1,7 +1,7 @@
 #pragma once
 
 // Sets a flag for as long as this lives, also when what happens meanwhile throws; false afterwards.
-// The flag must outlive this. Internal: not for drivers.
+// The flag must outlive this.
 class WhileSet
 {
 public:
