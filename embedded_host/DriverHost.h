@@ -126,8 +126,8 @@ public:
 
     // --- What comes in --------------------------------------------------------------------------
 
-    // A command; `caller` is one of CmdDispatcher's. Returns why the driver refused it, empty when it
-    // did not.
+    // A command; `caller` is one of CmdDispatcher's. Returns why the driver refused it, empty when
+    // it did not.
     std::string Command(const ICmdMessage& message, unsigned caller);
 
     // A condition test; the answer leaves as a ConditionResult.
