@@ -92,7 +92,7 @@ private:
 };
 
 // Writes down what it is told.
-class Scribe : public TimerWheel::Observer
+class Scribe : public TimerObserver
 {
 public:
     void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override
