@@ -2,6 +2,7 @@
 
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/internal/AtEnd.h"
 #include "nxshared/XmlNode.h"
 
 #include <iterator>
@@ -70,8 +71,9 @@ void PuckButton::DoClick()
     KillHoldTimer();
     if (OnlyClicks())
     {
+        // The contact has moved, whatever comes of telling it.
+        const AtEnd toggle([this] { pressed = !pressed; });
         SendBoundCommand(names::general::DO_CLICK);
-        pressed = !pressed;
         return;
     }
     pressed = 0;
