@@ -92,7 +92,7 @@ private:
 };
 
 // Writes down what it is told.
-class Scribe : public TimerObserver
+class Scribe : public embedded_host::TimerObserver
 {
 public:
     void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override
