@@ -1,7 +1,7 @@
 #include "lighting_host/Controller.h"
 
+#include "device_wire/AttachedDevice.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/AttachedDevice.h"
 #include "lighting_host/Session.h"
 #include "simulated_devices/WiredDimmer.h"
 #include "simulated_devices/ZigbeeLight.h"

@@ -1,6 +1,6 @@
 #include "lighting_host/Lamps.h"
 
-#include "lighting_host/AttachedDevice.h"
+#include "device_wire/AttachedDevice.h"
 #include "lighting_host/Devices.h"
 #include "lighting_host/Session.h"
 #include "simulated_devices/WiredDimmer.h"
