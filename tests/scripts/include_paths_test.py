@@ -23,6 +23,7 @@ HEADERS = {
     "embedded_host": "embedded_host/House.h",
     "drivers": "drivers/puck/PuckDriver.h",
     "simulated_devices": "simulated_devices/SimulatedDevice.h",
+    "device_wire": "device_wire/Link.h",
 }
 
 
