@@ -1,0 +1,163 @@
+#include "device_wire/AttachedDevice.h"
+
+#include "embedded_host/DriverHost.h"
+#include "embedded_host/House.h"
+#include "lighting_common/Names.h"
+#include "nxshared/Crypto.h"
+#include "nxshared/ICmdMessage.h"
+#include "nxshared/NxMIBPacket.h"
+
+#include <algorithm>
+
+namespace device_wire
+{
+AttachedDevice::AttachedDevice(nx::DriverHost& driver)
+    : HouseEnvironment(driver.GetHouse()), m_driver(driver)
+{
+}
+
+AttachedDevice::~AttachedDevice()
+{
+    if (m_device)
+        m_driver.Attach(nullptr);
+}
+
+void AttachedDevice::SetDevice(std::unique_ptr<simulated::SimulatedDevice> device)
+{
+    m_device = std::move(device);
+    if (m_device)
+        m_driver.Attach(this);
+}
+
+Link::Delivery AttachedDevice::NextDelivery()
+{
+    return m_link ? m_link->ForNextMessage() : Link::Delivery();
+}
+
+// A message that nothing holds up arrives at once.
+template <class Message>
+void AttachedDevice::ToDriver(const Message& message)
+{
+    const Link::Delivery delivery = NextDelivery();
+    if (delivery.lost)
+        return;
+    if (delivery.inOrder || delivery.twice || delivery.delayMs > 0)
+        Carry(delivery, m_lastAtDriverMs, [this, message] { Deliver(message); });
+    else
+        Deliver(message);
+}
+
+void AttachedDevice::ToDevice(std::function<void()> arrive)
+{
+    const Link::Delivery delivery = NextDelivery();
+    if (!delivery.lost)
+        Carry(delivery, m_lastAtDeviceMs, std::move(arrive));
+}
+
+void AttachedDevice::Carry(const Link::Delivery& delivery, std::uint64_t& lastArrivalMs,
+                           std::function<void()> arrive)
+{
+    std::uint64_t first = delivery.delayMs;
+    std::uint64_t second = delivery.secondMs;
+    if (delivery.inOrder)
+    {
+        lastArrivalMs = std::max(lastArrivalMs, NowMs() + first);
+        first = second = lastArrivalMs - NowMs();
+    }
+    if (delivery.twice)
+        Schedule(first, arrive);
+    Schedule(delivery.twice ? second : first, std::move(arrive));
+}
+
+void AttachedDevice::Send(const wire::MibMessage& message)
+{
+    ToDriver(message);
+}
+
+void AttachedDevice::Send(const wire::ZclFrame& frame)
+{
+    ToDriver(frame);
+}
+
+void AttachedDevice::Send(const wire::BusFrame& frame)
+{
+    ToDriver(frame);
+}
+
+void AttachedDevice::Deliver(const wire::MibMessage& message)
+{
+    if (onMib)
+        onMib(m_driver, message);
+    NxMIBPacket packet(static_cast<NxMIB::Type>(message.type), message.mib);
+    for (const std::string& param : message.params)
+        packet.AddParam(param);
+    if (message.type == wire::MibMessage::Trap)
+        m_driver.Trap(packet);
+    else
+        m_driver.Reply(packet);
+}
+
+// What the host does not understand, it has said so; the device is not told.
+void AttachedDevice::Deliver(const wire::ZclFrame& frame)
+{
+    m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
+}
+
+void AttachedDevice::Deliver(const wire::BusFrame& frame)
+{
+    if (onBus)
+        onBus(m_driver, frame);
+    m_driver.BusMessage(frame.opcode, frame.payload.data(), frame.payload.size());
+}
+
+void AttachedDevice::ReportPerson(const std::string& what)
+{
+    if (onPerson)
+        onPerson(m_driver, what);
+}
+
+void AttachedDevice::ReportAct(const std::string& words)
+{
+    if (onAct)
+        onAct(m_driver, words);
+    else
+        ReportPerson(words);
+}
+
+void AttachedDevice::FromElsewhere(const std::function<void(simulated::SimulatedDevice&)>& arrive)
+{
+    ToDevice([this, arrive] { arrive(*m_device); });
+}
+
+void AttachedDevice::Rejoin()
+{
+    m_driver.Online(true);
+}
+
+void AttachedDevice::OnMibSent(const NxMIBPacket& packet)
+{
+    wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};
+    ToDevice([this, message = std::move(message)] { m_device->OnMib(message); });
+}
+
+void AttachedDevice::OnZclSent(std::uint16_t cluster, std::uint8_t endpoint,
+                               const std::uint8_t* frame, std::size_t length)
+{
+    wire::ZclFrame sent{cluster, endpoint, {frame, frame + length}};
+    ToDevice([this, sent = std::move(sent)] { m_device->OnZcl(sent); });
+}
+
+void AttachedDevice::OnGatewaySent(const ICmdMessage& command)
+{
+    wire::BusFrame frame;
+    frame.device = command.GetParamUInt(names::general::DEVICE_ID);
+    frame.opcode = static_cast<std::uint16_t>(command.GetParamInt(names::general::OPCODE));
+    if (!nx::crypto::base64Decode(command.GetParamString(names::general::PAYLOAD), frame.payload))
+    {
+        const std::string what = "the payload of a message for the gateway is no base64 text";
+        m_driver.Emit(embedded_host::DriverFault{what});
+        return;
+    }
+    ToDevice([this, frame = std::move(frame)] { m_device->OnBus(frame); });
+}
+} // namespace device_wire

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "device_wire/AttachedDevice.h"
+#include "embedded_host/Random.h"
+#include "nxshared/ITimerManagerCallback.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lighting_host
+{
+class Session;
+
+// How much goes wrong in a house.
+enum class FaultLevel
+{
+    None,
+    Light,
+    Heavy,
+};
+
+// Random faults of a whole house: on every link messages get lost, late or come twice, every device
+// loses its power now and then, and what devices do wrong by nature they do. The same seed gives
+// the same faults.
+//
+// Has random numbers of its own, one sequence a link and one for the rest, so that faults which end
+// leave the house's own draws as they were. Lives on the house's thread.
+class HouseFaults : private ITimerManagerCallback
+{
+public:
+    // What has become of one link's messages so far.
+    struct Counts
+    {
+        unsigned long messages = 0;
+        unsigned long lost = 0;
+        unsigned long late = 0;
+        unsigned long twice = 0;
+        unsigned long powerFailures = 0;
+    };
+
+    // `session` must outlive this or Stop.
+    HouseFaults(Session& session, FaultLevel level, std::uint64_t seed);
+    ~HouseFaults() override;
+    HouseFaults(const HouseFaults&) = delete;
+    HouseFaults& operator=(const HouseFaults&) = delete;
+
+    // Told of each power failure, when the power is back.
+    std::function<void(const nx::DriverHost&)> onPowerFailure;
+
+    // Begins; called once, after the session has started.
+    void Start();
+
+    // Ends every fault. Messages that are already late still come.
+    void Stop();
+
+    // The counts of the device at that place in the session's list.
+    const Counts& Of(std::size_t device) const;
+
+private:
+    class FaultyLink;
+
+    void OnTimerExpired(ID::Timer timer, time_t time) override;
+    void PlanFailure(std::size_t device);
+    void FailPower(std::size_t device);
+    void AddNature(simulated::SimulatedDevice& device);
+
+    Session& m_session;
+    const FaultLevel m_level;
+    embedded_host::Random m_random;
+    std::vector<std::unique_ptr<FaultyLink>> m_links;
+    // The timer of each device's next power failure.
+    std::vector<unsigned> m_failures;
+};
+
+// "none", "light" or "heavy".
+std::string NameOf(FaultLevel level);
+} // namespace lighting_host
