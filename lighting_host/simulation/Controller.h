@@ -16,9 +16,13 @@ namespace simulated
 class SimulatedDevice;
 }
 
-namespace lighting_host
+namespace device_wire
 {
 class AttachedDevice;
+}
+
+namespace lighting_host
+{
 class Listeners;
 class Session;
 
@@ -92,7 +96,7 @@ private:
     Session& m_session;
     Listeners& m_listeners;
     std::unordered_map<const nx::DriverHost*, std::vector<Reaction>> m_reactions;
-    std::unordered_map<std::string, AttachedDevice*> m_devices;
+    std::unordered_map<std::string, device_wire::AttachedDevice*> m_devices;
     std::vector<const Reaction*> m_due;
     std::vector<Count> m_sceneCounts;
     std::vector<Count> m_groupCounts;

@@ -2,8 +2,8 @@
 
 #include "embedded_host/ZclMessages.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/AttachedDevice.h"
 #include "lighting_host/simulation/Controller.h"
+#include "nxshared/Crypto.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/NxMIBPacket.h"
 #include "wire/BusFrame.h"
@@ -81,8 +81,8 @@ void RunStatistics::NoteZcl(DriverStatistics& driver, const HostZclMessage& mess
 void RunStatistics::NoteGateway(DriverStatistics& driver, const ICmdMessage& command, bool asked)
 {
     ++driver.counts.sent;
-    const std::vector<std::uint8_t> payload =
-        DecodeBase64(command.GetParamString(names::general::PAYLOAD));
+    std::vector<std::uint8_t> payload;
+    nx::crypto::base64Decode(command.GetParamString(names::general::PAYLOAD), payload);
     if (payload.size() < NUMBER_SIZE)
         return;
     if (payload == driver.onTheWay)
