@@ -50,23 +50,30 @@ function Row({ line, index, current }) {
     <td>${line.driver || ''}</td><td><span class="kind-name">${kind}</span></td><td title=${words}><span class="meaning">${words}</span></td><td class="raw"><code title=${raw}>${raw}</code></td></tr>`;
 }
 
-// The lines to show, newest first. While a person reads, none come in at the top.
-function useLines(atTop) {
+const isFast = () => clock.value.speed >= FAST_SPEED && !clock.value.paused;
+const isFiltered = () => filter.value.text !== '' || filter.value.driver !== '';
+
+// The lines to show, newest first. While a person reads, none come in at the top; at a fast speed,
+// with nothing filtered, they are only counted.
+function useLines(atTop, again) {
   version.value;
-  const frozen = useRef(null);
+  const frozen = useRef({ seq: null, again });
   const all = shownLines();
-  const hold = still.value || !atTop;
-  if (!hold) frozen.current = null;
-  else if (frozen.current === null) frozen.current = all.length ? all[all.length - 1].seq : 0;
+  const hold = still.value || !atTop || (isFast() && !isFiltered());
+  if (!hold || frozen.current.again !== again) frozen.current = { seq: null, again };
+  if (hold && frozen.current.seq === null) frozen.current.seq = all.length ? all[all.length - 1].seq : 0;
   let end = all.length;
-  if (frozen.current !== null) while (end > 0 && all[end - 1].seq > frozen.current) end -= 1;
+  if (frozen.current.seq !== null) while (end > 0 && all[end - 1].seq > frozen.current.seq) end -= 1;
   return { all, end, fresh: all.length - end };
 }
+
+const Spacer = ({ rows, row }) => (rows > 0 ? html`<tr class="spacer" aria-hidden="true"><td colspan="5" style=${{ height: `${rows * row}px` }}></td></tr>` : null);
 
 function Lines() {
   const row = phone.matches ? PHONE_ROW : ROW;
   const atTopNow = useSignal(true);
-  const { all, end, fresh } = useLines(atTopNow.value);
+  const again = useSignal(0);
+  const { all, end, fresh } = useLines(atTopNow.value, again.value);
   const { box, onScroll, first, last, atTop, toTop } = useVirtual(end, row, HEAD);
   useSignalEffect(() => { if (filter.value) toTop(); });
   useEffect(() => { atTopNow.value = atTop; }, [atTop]);
@@ -74,15 +81,14 @@ function Lines() {
   for (let i = first; i < last; i += 1) visible.push({ line: all[end - 1 - i], index: i });
   const back = () => {
     still.value = false;
+    again.value += 1;
     toTop();
   };
-  const fast = clock.value.speed >= FAST_SPEED && !clock.value.paused;
-  return html`<div class="tape-side">${fresh > 0 && html`<button type="button" class="fresh button" onClick=${back}>${count(fresh)} new${fast ? ', passed over at this speed' : ''}</button>`}
+  return html`<div class="tape-side">${fresh > 0 && html`<button type="button" class="fresh button" onClick=${back}>${count(fresh)} ${isFast() ? 'passed over' : 'new'}</button>`}
     <section class="card tape-box" role="log" aria-label="tape" aria-live="off" tabindex="0" ref=${box} onScroll=${onScroll}>
     <table class="table tape" aria-rowcount=${end + 1}><thead><tr aria-rowindex="1"><th scope="col">time</th><th scope="col">driver</th><th scope="col">kind</th><th scope="col">what it means</th><th scope="col">raw</th></tr></thead>
-    <tbody>${first > 0 && html`<tr class="spacer" aria-hidden="true"><td colspan="5" style=${{ height: `${first * row}px` }}></td></tr>`}
-    ${visible.map(v => html`<${Row} key=${v.line.seq} line=${v.line} index=${v.index} current=${v.line.seq === chosen.value}/>`)}
-    ${last < end && html`<tr class="spacer" aria-hidden="true"><td colspan="5" style=${{ height: `${(end - last) * row}px` }}></td></tr>`}</tbody></table>
+    <tbody><${Spacer} rows=${first} row=${row}/>${visible.map(v => html`<${Row} key=${v.line.seq} line=${v.line} index=${v.index} current=${v.line.seq === chosen.value}/>`)}
+    <${Spacer} rows=${end - last} row=${row}/></tbody></table>
     ${end === 0 && html`<p class="quiet pad">${lineCount() ? 'Nothing passes the filter.' : 'Nothing on the tape yet.'}</p>`}</section></div>`;
 }
 
