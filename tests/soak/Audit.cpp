@@ -116,9 +116,9 @@ void Audit::NoteMib(const nx::DriverHost& driver, const wire::MibMessage& messag
     book.reading = book.readingEver = reading;
 }
 
-void Audit::NoteSave()
+void Audit::NoteSave(const std::vector<nx::DriverHost*>& drivers)
 {
-    for (const auto& driver : m_session.House().Drivers())
+    for (const nx::DriverHost* driver : drivers)
         m_books[driver->Config().name].saved = TotalOf(*driver);
 }
 

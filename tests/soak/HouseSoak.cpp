@@ -151,9 +151,9 @@ public:
           m_audit(file, m_session, m_life), m_random(~options.seed, embedded_host::Draw::Random)
     {
         m_life.TellTo(m_narrator);
-        m_session.Keeper()->onSaved = [this]
+        m_session.Keeper()->onSaved = [this](const std::vector<nx::DriverHost*>& drivers)
         {
-            m_audit.NoteSave();
+            m_audit.NoteSave(drivers);
         };
         for (const auto& device : m_session.Devices())
             device->onMib = [this](const nx::DriverHost& driver, const wire::MibMessage& message)
