@@ -1,7 +1,7 @@
 #include "embedded_host/FileStateStore.h"
 
-#include "embedded_host/SaveCounter.h"
-#include "embedded_host/Sqlite.h"
+#include "embedded_host/internal/SaveCounter.h"
+#include "embedded_host/internal/Sqlite.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "embedded_host/SaveCounter.h"
+#include "embedded_host/internal/SaveCounter.h"
 
 #include "embedded_host/StateStore.h"
 
