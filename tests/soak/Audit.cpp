@@ -8,7 +8,7 @@
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
 #include "lighting_host/house/Session.h"
-#include "lighting_host/simulation/Life.h"
+#include "lighting_host/simulation/Simulation.h"
 #include "simulated_devices/KeypadOnBus.h"
 #include "simulated_devices/MeteringPlug.h"
 #include "simulated_devices/PuckModule.h"
@@ -68,8 +68,8 @@ std::string Shining(const std::string& colour)
 }
 } // namespace
 
-Audit::Audit(const HouseFile& file, Session& session, Life& life)
-    : m_file(file), m_session(session), m_life(life)
+Audit::Audit(const HouseFile& file, Session& session, Simulation& simulation)
+    : m_file(file), m_session(session), m_simulation(simulation)
 {
 }
 
@@ -98,7 +98,7 @@ std::uint64_t Audit::TotalOf(const nx::DriverHost& driver) const
                    : 0;
 }
 
-void Audit::NoteMib(const nx::DriverHost& driver, const wire::MibMessage& message)
+void Audit::OnMib(const nx::DriverHost& driver, const wire::MibMessage& message)
 {
     if (message.mib != "nx.dmx.pwr" || message.params.size() <= READING_AT)
         return;
@@ -120,25 +120,35 @@ void Audit::NoteMib(const nx::DriverHost& driver, const wire::MibMessage& messag
 void Audit::NoteSave(const std::vector<nx::DriverHost*>& drivers)
 {
     for (const nx::DriverHost* driver : drivers)
-        m_books[driver->Config().name].saved = TotalOf(*driver);
+    {
+        Book& book = m_books[driver->Config().name];
+        book.saved = TotalOf(*driver);
+        book.hasSavedReading = book.hasReading;
+        book.savedReading = book.reading;
+    }
 }
 
 void Audit::BeforeRestart(const nx::DriverHost& driver)
 {
     Book& book = m_books[driver.Config().name];
     book.beforeRestart = TotalOf(driver);
-    book.hasReading = false;
 }
 
 void Audit::AfterRestart(const nx::DriverHost& driver, bool saved)
 {
     Book& book = m_books[driver.Config().name];
     const std::uint64_t wanted = saved ? book.saved : book.beforeRestart;
+    if (saved)
+    {
+        // The driver goes on from the reading of its state.
+        book.hasReading = book.hasSavedReading;
+        book.reading = book.savedReading;
+    }
     Same(driver, "energy over a restart", TotalOf(driver), wanted);
     book.lost += book.beforeRestart - wanted;
 }
 
-void Audit::BeforePowerFailure(const nx::DriverHost& driver)
+void Audit::OnPowerFailure(const nx::DriverHost& driver)
 {
     for (const auto& device : m_session.Devices())
     {
@@ -339,11 +349,11 @@ void Audit::CheckPlug(AttachedDevice& device)
 
 void Audit::CheckLamps()
 {
-    for (const Lamps::Meter& meter : m_life.GetLamps().Meters())
+    for (const LampMeters::Meter& meter : m_simulation.GetLampMeters().Meters())
     {
         const Book& book = m_books[meter.driver->Config().name];
         const std::uint64_t total = TotalOf(*meter.driver);
-        Same(*meter.driver, "energy of the lamp", total + book.lost, meter.handedOver);
+        Same(*meter.driver, "energy of the lamp", total + book.lost, meter.reported);
         m_counted += total;
         m_lost += book.lost;
     }
