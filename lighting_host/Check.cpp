@@ -1,6 +1,9 @@
 #include "lighting_host/Commands.h"
 #include "lighting_host/Json.h"
 #include "lighting_host/Protocol.h"
+#include "lighting_host/commands/LineReader.h"
+#include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/commands/SaveWatch.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -35,6 +38,8 @@ struct Transcript
     // Empty for all kinds but "log".
     std::vector<std::string> show;
     std::vector<Step> steps;
+    // Those of the command line and, where it gives none, those of a recording.
+    SessionOptions options;
 };
 
 // A transcript that cannot be used, in words.
@@ -70,6 +75,7 @@ void ReadHeader(const Json& header, const std::filesystem::path& folder, Transcr
                     fmt::format("there is no output kind \"{}\"", transcript.show.back()));
         }
     }
+    ReadRecordedOptions(fields, transcript.options);
     fields.Finish();
 }
 
@@ -90,23 +96,26 @@ void ReadStep(const Json& object, unsigned long line, Transcript& transcript)
     fields.Finish();
 }
 
-Transcript ReadTranscript(const std::string& path)
+Transcript ReadTranscript(LineReader& lines, const std::filesystem::path& folder,
+                          const SessionOptions& options)
 {
-    std::ifstream file(path);
-    if (!file)
-        throw TranscriptError("cannot be read");
     Transcript transcript;
+    transcript.options = options;
     bool header = true;
     std::string line;
-    for (unsigned long number = 1; std::getline(file, line); ++number)
+    LineReader::Result result = lines.Next(line);
+    for (unsigned long number = 1; result != LineReader::Result::End;
+         ++number, result = lines.Next(line))
     {
+        if (result == LineReader::Result::TooLong)
+            throw TranscriptError(fmt::format("line {}: is too long", number));
         if (IsSkipped(line))
             continue;
         try
         {
             const Json object = ParseJson(line);
             if (header)
-                ReadHeader(object, std::filesystem::path(path).parent_path(), transcript);
+                ReadHeader(object, folder, transcript);
             else
                 ReadStep(object, number, transcript);
             header = false;
@@ -119,6 +128,23 @@ Transcript ReadTranscript(const std::string& path)
     if (header)
         throw TranscriptError("has no lines");
     return transcript;
+}
+
+Transcript ReadTranscript(const std::string& path, const SessionOptions& options)
+{
+    std::ifstream file(path);
+    if (!file)
+        throw TranscriptError("cannot be read");
+    LineReader lines(*file.rdbuf(), nullptr);
+    try
+    {
+        return ReadTranscript(lines, std::filesystem::path(path).parent_path(), options);
+    }
+    // Such as a folder, or a disk that fails.
+    catch (const std::ios_base::failure&)
+    {
+        throw TranscriptError("cannot be read to its end");
+    }
 }
 
 // Whether every field that `expected` names is in `actual` with that value.
@@ -209,11 +235,13 @@ int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& 
     {
         try
         {
-            const Transcript transcript = ReadTranscript(path);
+            const Transcript transcript = ReadTranscript(path, options);
             HouseFile house;
             if (!LoadHouse(transcript.house, house, err))
                 throw TranscriptError("its house cannot be run");
-            const std::string difference = Replay(transcript, options, house).Run();
+            SaveWatch saves(transcript.options);
+            const std::string difference = Replay(transcript, saves.Options(), house).Run();
+            unusable = unusable || saves.Failed();
             ++(difference.empty() ? passed : failed);
             if (difference.empty())
                 out << fmt::format("ok      {} ({})\n", path, transcript.title);

@@ -12,7 +12,11 @@
 namespace lighting_host
 {
 // The program's commands. Each returns the exit status: 0 for success, 1 for a house, a line or a
-// transcript that is not right, 2 for something that cannot be done at all.
+// transcript that is not right, 2 for something that cannot be done at all, such as a last save of
+// the states, or 128 + n when signal n ended it before its time (see StopSignals).
+//
+// An `out` that goes bad ends a command; its states are still saved.
+constexpr int STATUS_CANNOT = 2;
 
 // Reads input objects from `in`, one a line, and writes output objects to `out`. `record` names a
 // file to which the run is written as a transcript, empty for none; what is not protocol goes to

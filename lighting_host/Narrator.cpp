@@ -135,13 +135,14 @@ void Narrator::Line(const nx::DriverHost& driver, const std::string& what,
                            .substr(TIME_OF_DAY);
     if (m_telling == Telling::Normal)
         when.resize(TIME_WIDTH);
-    m_clearProgress();
-    m_out << when << "  ";
+    std::string line = when + "  ";
     if (m_roomWidth > 0)
-        m_out << fmt::format("{:<{}}  ", m_session->RoomOf(driver), m_roomWidth);
-    m_out << fmt::format("{:<{}}  {}", driver.Config().name, m_nameWidth, what);
+        line += fmt::format("{:<{}}  ", m_session->RoomOf(driver), m_roomWidth);
+    line += fmt::format("{:<{}}  {}", driver.Config().name, m_nameWidth, what);
     if (!detail.empty())
-        m_out << fmt::format("  ({})", detail);
-    m_out << '\n';
+        line += fmt::format("  ({})", detail);
+    m_clearProgress();
+    // At once: a stream that writes on at once then does so for whole lines.
+    m_out << line + '\n';
 }
 } // namespace lighting_host

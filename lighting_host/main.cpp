@@ -1,7 +1,12 @@
 #include "embedded_host/LocalTime.h"
 #include "lighting_host/Commands.h"
 #include "lighting_host/Duration.h"
+#include "lighting_host/commands/DescriptorInput.h"
+#include "lighting_host/commands/DescriptorOutput.h"
+#include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/commands/StopSignals.h"
 
+#include <fcntl.h>
 #include <iostream>
 #include <map>
 #include <random>
@@ -12,17 +17,15 @@
 
 namespace
 {
+using lighting_host::DescriptorInput;
+using lighting_host::DescriptorOutput;
 using lighting_host::SessionOptions;
+using lighting_host::STATUS_CANNOT;
 
 const std::map<std::string, int> LOG_LEVELS = {
     {"trace", log4cplus::TRACE_LOG_LEVEL}, {"debug", log4cplus::DEBUG_LOG_LEVEL},
     {"info", log4cplus::INFO_LOG_LEVEL},   {"warn", log4cplus::WARN_LOG_LEVEL},
     {"error", log4cplus::ERROR_LOG_LEVEL}, {"off", log4cplus::OFF_LOG_LEVEL},
-};
-const std::map<std::string, embedded_host::Draw> DRAWS = {
-    {"random", embedded_host::Draw::Random},
-    {"low", embedded_host::Draw::Low},
-    {"high", embedded_host::Draw::High},
 };
 const std::map<std::string, lighting_host::Telling> TELLINGS = {
     {"quiet", lighting_host::Telling::Quiet},
@@ -35,6 +38,17 @@ const std::map<std::string, lighting_host::FaultLevel> FAULTS = {
     {"heavy", lighting_host::FaultLevel::Heavy},
 };
 
+// A file that is opened must not become standard input or output because that was closed; what is
+// read from or written to one that was closed stays an error.
+void OpenStandardDescriptors()
+{
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    {
+        if (::fcntl(descriptor, F_GETFD) < 0)
+            ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
 // The options that every command which runs a house has.
 void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& start)
 {
@@ -44,7 +58,7 @@ void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& 
                     "Makes every random draw repeat; 1 by default, but for run")
         ->check(CLI::NonNegativeNumber);
     command.add_option("--draw", options.draw, "What a random draw gives: random, low or high")
-        ->transform(CLI::CheckedTransformer(DRAWS).description("{random,low,high}"))
+        ->transform(CLI::CheckedTransformer(lighting_host::DrawNames()).description("{random,low,high}"))
         ->default_str("random");
     command.add_option("--start", start, "Local time at virtual start")
         ->capture_default_str()
@@ -92,9 +106,7 @@ void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& 
 
 int main(int argc, char** argv)
 {
-    std::ios::sync_with_stdio(false);
-    // Whoever reads decides when what was written is to be seen.
-    std::cin.tie(nullptr);
+    OpenStandardDescriptors();
     CLI::App app("Runs drivers of lighting products in an embedded controller host.",
                  "lighting-host");
     app.require_subcommand(1);
@@ -157,21 +169,49 @@ int main(int argc, char** argv)
         const int status = app.exit(error);
         return status == 0 ? 0 : 2;
     }
+    DescriptorOutput standardOutput(STDOUT_FILENO);
+    DescriptorOutput standardError(STDERR_FILENO);
+    std::ostream out(&standardOutput);
+    std::ostream err(&standardError);
+    err << std::unitbuf;
+    int status = STATUS_CANNOT;
     try
     {
-        if (*stdio)
-            return lighting_host::RunStdio(house, session, record, std::cin, std::cout, std::cerr);
         if (*check)
-            return lighting_host::RunCheck(transcripts, session, std::cout, std::cerr);
-        if (*validate)
-            return lighting_host::RunValidate(house, std::cout);
-        runOptions.session.realTime = !isVirtual;
-        runOptions.terminal = isatty(STDERR_FILENO) != 0;
-        return lighting_host::RunHouse(house, runOptions, std::cout, std::cerr);
+        {
+            session.given = {check->count("--seed") > 0, check->count("--draw") > 0,
+                             check->count("--start") > 0, check->count("--zone") > 0};
+            status = lighting_host::RunCheck(transcripts, session, out, err);
+        }
+        else if (*validate)
+            status = lighting_host::RunValidate(house, out);
+        else
+        {
+            const lighting_host::StopSignals signals;
+            if (*stdio)
+            {
+                DescriptorInput standardInput(STDIN_FILENO);
+                std::istream in(&standardInput);
+                status = lighting_host::RunStdio(house, session, record, in, out, err);
+            }
+            else
+            {
+                runOptions.session.realTime = !isVirtual;
+                runOptions.terminal = isatty(STDERR_FILENO) != 0;
+                status = lighting_host::RunHouse(house, runOptions, out, err);
+            }
+        }
     }
     catch (const std::exception& error)
     {
-        std::cerr << "lighting-host: " << error.what() << '\n';
-        return 2;
+        err << "lighting-host: " << error.what() << '\n';
     }
+    // Nobody is told that all went well when some of it was not heard.
+    out.flush();
+    if (!standardOutput.Failure().empty())
+    {
+        err << "lighting-host: standard output: " << standardOutput.Failure() << '\n';
+        status = STATUS_CANNOT;
+    }
+    return status;
 }
