@@ -144,12 +144,43 @@ void RunSteps(SqliteConnection& connection, const FileStateStore::Schema& schema
     connection.Run("COMMIT");
 }
 
-// Makes the file under another name first, so that under its own it is always whole.
+// A folder of our own beside the file, with a name that nothing else has; goes with what is in it.
+class WorkFolder
+{
+public:
+    explicit WorkFolder(const std::string& path) : m_path(path + ".making-XXXXXX")
+    {
+        if (!::mkdtemp(m_path.data()))
+            Fail(path, fmt::format("cannot be made: {}", std::strerror(errno)));
+    }
+    ~WorkFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    WorkFolder(const WorkFolder&) = delete;
+    WorkFolder& operator=(const WorkFolder&) = delete;
+
+    std::string File() const { return m_path + "/state"; }
+
+private:
+    std::string m_path;
+};
+
+// Moves a file, but onto no other one.
+bool MoveTo(const std::string& from, const std::string& to)
+{
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    // Not every file system can.
+    return errno == EINVAL && !Exists(to) && std::rename(from.c_str(), to.c_str()) == 0;
+}
+
+// Makes the file elsewhere first, so that under its own name it is always whole.
 void MakeFile(const std::string& path, const FileStateStore::Schema& schema)
 {
-    const std::string making = path + ".new";
-    for (const char* leftover : {"", "-journal", "-wal", "-shm"})
-        ::unlink((making + leftover).c_str());
+    const WorkFolder folderOfOurs(path);
+    const std::string making = folderOfOurs.File();
     {
         SqliteConnection connection(making, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
         connection.Run("PRAGMA synchronous = FULL");
@@ -157,7 +188,7 @@ void MakeFile(const std::string& path, const FileStateStore::Schema& schema)
         RunSteps(connection, schema, 0);
         connection.Run("PRAGMA journal_mode = WAL");
     }
-    if (std::rename(making.c_str(), path.c_str()) != 0)
+    if (!MoveTo(making, path))
         Fail(path, fmt::format("cannot be made: {}", std::strerror(errno)));
 
     const int folder = ::open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

@@ -5,10 +5,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <poll.h>
 #include <unistd.h>
+
+#include <climits>
 
 namespace lighting_host
 {
@@ -74,8 +75,8 @@ bool DescriptorOutput::WaitUntilWritable()
     while (true)
     {
         const bool ending = StopSignals::Received() != 0;
-        std::array<pollfd, 2> ends = {{{m_descriptor, POLLOUT, 0},
-                                       {ending ? -1 : StopSignals::Descriptor(), POLLIN, 0}}};
+        std::array<pollfd, 2> ends = {
+            {{m_descriptor, POLLOUT, 0}, {ending ? -1 : StopSignals::Descriptor(), POLLIN, 0}}};
         const int ready = ::poll(ends.data(), ends.size(), ending ? PATIENCE_MS : FOR_EVER);
         if (ready < 0 && errno != EINTR)
             return Fail(std::strerror(errno));

@@ -11,9 +11,9 @@ namespace lighting_host
 // the buffer is full or the stream is flushed.
 //
 // The first write that fails ends it: nothing more is written, the stream is bad from then on, and
-// Failure says why. A reader that never reads holds a write up, but not the end of the program: when
-// a signal has asked for that (see StopSignals), what still cannot be written after a second is
-// given up. Lives on one thread.
+// Failure says why. A reader that never reads holds a write up, but not the end of the program:
+// when a signal has asked for that (see StopSignals), what still cannot be written after a second
+// is given up. Lives on one thread.
 class DescriptorOutput : public std::streambuf
 {
 public:

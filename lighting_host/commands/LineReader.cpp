@@ -68,8 +68,7 @@ bool LineReader::Refill()
     if (Traits::eq_int_type(m_in.sgetc(), Traits::eof()))
         return false;
     const std::streamsize size =
-        m_in.sgetn(m_buffer.get(),
-                   std::clamp<std::streamsize>(m_in.in_avail(), 1, BUFFER_SIZE));
+        m_in.sgetn(m_buffer.get(), std::clamp<std::streamsize>(m_in.in_avail(), 1, BUFFER_SIZE));
     m_next = m_buffer.get();
     m_end = m_next + size;
     return size > 0;

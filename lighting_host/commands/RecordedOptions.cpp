@@ -1,9 +1,9 @@
 #include "lighting_host/commands/RecordedOptions.h"
 
 #include "embedded_host/LocalTime.h"
-#include "lighting_host/Json.h"
-#include "lighting_host/JsonWriter.h"
-#include "lighting_host/Session.h"
+#include "lighting_host/house/Session.h"
+#include "lighting_host/text/Json.h"
+#include "lighting_host/text/JsonWriter.h"
 
 #include <fmt/format.h>
 

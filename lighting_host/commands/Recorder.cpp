@@ -1,9 +1,9 @@
 #include "lighting_host/commands/Recorder.h"
 
-#include "lighting_host/JsonWriter.h"
-#include "lighting_host/Protocol.h"
-#include "lighting_host/Session.h"
 #include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/house/Protocol.h"
+#include "lighting_host/house/Session.h"
+#include "lighting_host/text/JsonWriter.h"
 
 #include <array>
 #include <cerrno>
@@ -97,8 +97,8 @@ Recorder::File::~File()
 
 Recorder::Recorder(const std::string& path, const std::string& housePath,
                    const SessionOptions& options)
-    : m_path(path), m_file(Open(path, housePath, options.statePath)),
-      m_buffer(m_file.Descriptor()), m_stream(&m_buffer)
+    : m_path(path), m_file(Open(path, housePath, options.statePath)), m_buffer(m_file.Descriptor()),
+      m_stream(&m_buffer)
 {
     const auto folder = std::filesystem::absolute(path).parent_path();
     const auto house = std::filesystem::absolute(housePath).lexically_relative(folder);

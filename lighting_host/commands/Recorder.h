@@ -17,8 +17,8 @@ struct RecorderError : std::runtime_error
 };
 
 // Writes a run as a transcript that `check` can replay. Its head holds the options that decide what
-// the house does. Log records and the drivers' end are left out, and so are inputs that are no JSON,
-// which a transcript cannot hold.
+// the house does. Log records and the drivers' end are left out, and so are inputs that are no
+// JSON, which a transcript cannot hold.
 //
 // A file that is there already is only overwritten when it is a recording, or empty: never the
 // house, the state file, what the program reads and writes, or anything else, under whatever name.

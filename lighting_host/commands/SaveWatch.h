@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lighting_host/Session.h"
+#include "lighting_host/house/Session.h"
 
 #include <string>
 

@@ -256,12 +256,13 @@ TEST_F(StateStoreTest, FileIsASqliteFileWithWal_ThatSaysWhatItIs)
     EXPECT_EQ(bytes.substr(68, 4), "LCst");
 }
 
-TEST_F(StateStoreTest, CrashWhileTheFileWasMade_IsMadeAnew)
+TEST_F(StateStoreTest, FilesOfOthersBesideIt_StayAsTheyAre)
 {
-    Write(m_folder / "house.db.new", "half a file");
-    Write(m_folder / "house.db.new-journal", "its journal");
+    Write(m_folder / "house.db.new", "my notes");
+    Write(m_folder / "house.db.new-journal", "my diary");
     Keep(TWO);
-    EXPECT_EQ(FilesIn(m_folder).size(), 1U);
+    EXPECT_EQ(FilesIn(m_folder).size(), 3U);
+    EXPECT_EQ(BytesOf(m_folder / "house.db.new"), "my notes");
     EXPECT_EQ(Open()->Load("sofa"), "<State><B>2</B></State>");
 }
 
