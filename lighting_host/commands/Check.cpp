@@ -56,6 +56,13 @@ constexpr const char* KINDS[] = {
     "answer",    "house",
 };
 
+std::string TextOf(const Json& value)
+{
+    std::string text;
+    AppendJson(text, value);
+    return text;
+}
+
 void ReadHeader(const Json& header, const std::filesystem::path& folder, Transcript& transcript)
 {
     Fields fields(header, "the first line");
@@ -83,7 +90,7 @@ void ReadStep(const Json& object, unsigned long line, Transcript& transcript)
 {
     Fields fields(object, "the line");
     if (fields.Has("in"))
-        transcript.steps.push_back({fields.Get("in").dump(), line, {}});
+        transcript.steps.push_back({TextOf(fields.Get("in")), line, {}});
     else if (transcript.steps.empty())
         throw InputError("an \"out\" before the first \"in\"");
     else
@@ -208,13 +215,13 @@ private:
         {
             if (i >= m_seen.size())
                 return fmt::format("line {}: expected {}\n    but nothing more came",
-                                   step.outs[i].line, step.outs[i].out.dump());
+                                   step.outs[i].line, TextOf(step.outs[i].out));
             if (i >= step.outs.size())
                 return fmt::format("line {}: {} caused, beyond what is expected,\n    {}",
                                    step.line, step.in, m_seen[i]);
             if (!Agrees(step.outs[i].out, ParseJson(m_seen[i])))
                 return fmt::format("line {}: expected {}\n    but got  {}", step.outs[i].line,
-                                   step.outs[i].out.dump(), m_seen[i]);
+                                   TextOf(step.outs[i].out), m_seen[i]);
         }
         return std::string();
     }
@@ -226,7 +233,7 @@ private:
 } // namespace
 
 int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& options,
-             std::ostream& out, std::ostream& err)
+             std::ostream& out, std::ostream& err, const Style& style)
 {
     std::size_t passed = 0;
     std::size_t failed = 0;
@@ -244,9 +251,9 @@ int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& 
             unusable = unusable || saves.Failed();
             ++(difference.empty() ? passed : failed);
             if (difference.empty())
-                out << fmt::format("ok      {} ({})\n", path, transcript.title);
+                out << fmt::format("{}      {} ({})\n", style.Good("ok"), path, transcript.title);
             else
-                out << fmt::format("DIFFERS {} ({})\n  {}\n", path, transcript.title, difference);
+                out << fmt::format("{} {} ({})\n  {}\n", style.Bad("DIFFERS"), path, transcript.title, difference);
         }
         // Also what a house runs into when it is made, such as a driver library that cannot be
         // loaded.

@@ -4,6 +4,9 @@
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/Narrator.h"
 
+#include "lighting_host/text/Style.h"
+
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -26,10 +29,10 @@ int RunStdio(const std::string& housePath, const SessionOptions& options, const 
 
 // Replays transcripts and compares; tells on `out` which agree and where one differs.
 int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& options,
-             std::ostream& out, std::ostream& err);
+             std::ostream& out, std::ostream& err, const Style& style = Style());
 
 // Says on `out` what is wrong with a house file.
-int RunValidate(const std::string& housePath, std::ostream& out);
+int RunValidate(const std::string& housePath, std::ostream& out, const Style& style = Style());
 
 // How `run` runs.
 struct RunOptions
@@ -41,6 +44,9 @@ struct RunOptions
     bool terminal = false;
     Telling telling = Telling::Normal;
     FaultLevel faults = FaultLevel::None;
+    // How what is told looks, and how many columns there are for it; 0 for as many as it takes.
+    Style style;
+    std::size_t columns = 0;
 };
 
 // Runs a house with its simulated devices and tells on `out` what happens.

@@ -24,7 +24,7 @@ bool LoadHouse(const std::string& path, HouseFile& house, std::ostream& err)
     return house.errors.empty();
 }
 
-int RunValidate(const std::string& housePath, std::ostream& out)
+int RunValidate(const std::string& housePath, std::ostream& out, const Style& style)
 {
     const HouseFile house = ReadHouseFile(housePath);
     for (const HouseFileError& error : house.errors)
@@ -35,12 +35,13 @@ int RunValidate(const std::string& housePath, std::ostream& out)
     {
         return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
     };
+    const std::string good = style.Good("a good house");
     const std::string drivers = count(house.drivers.size(), "driver");
     const std::string groups = count(house.groups.size(), "load group");
     if (house.scenes.empty())
-        out << fmt::format("{}: a good house of {} and {}\n", housePath, drivers, groups);
+        out << fmt::format("{}: {} of {} and {}\n", housePath, good, drivers, groups);
     else
-        out << fmt::format("{}: a good house of {}, {} and {}\n", housePath, drivers, groups,
+        out << fmt::format("{}: {} of {}, {} and {}\n", housePath, good, drivers, groups,
                            count(house.scenes.size(), "scene"));
     return 0;
 }

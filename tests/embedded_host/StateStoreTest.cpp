@@ -331,7 +331,7 @@ TEST_F(StateStoreTest, Folder_IsRefused)
 TEST_F(StateStoreTest, MissingFolder_IsAnError)
 {
     m_path = m_folder / "nowhere" / "house.db";
-    EXPECT_THAT(Refusal(), HasSubstr("unable to open"));
+    EXPECT_THAT(Refusal(), HasSubstr("cannot be made: No such file or directory"));
 }
 
 TEST_F(StateStoreTest, LostFileWithItsLogLeft_IsRefused)
