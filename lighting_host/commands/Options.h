@@ -68,8 +68,7 @@ inline void AddText(CLI::App& command, const std::string& option, std::string& v
             [option, &value, typeName](const std::string& text)
             {
                 if (text.empty())
-                    RefuseValue(option, "it is empty; without " + option + " there is no " +
-                                            typeName);
+                    RefuseValue(option, "the " + typeName + " is empty");
                 value = text;
             },
             description)

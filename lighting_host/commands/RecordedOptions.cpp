@@ -5,6 +5,8 @@
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -27,9 +29,9 @@ std::string NameOf(embedded_host::Draw draw)
 }
 } // namespace
 
-const std::map<std::string, embedded_host::Draw>& DrawNames()
+const std::vector<std::pair<std::string, embedded_host::Draw>>& DrawNames()
 {
-    static const std::map<std::string, embedded_host::Draw> names = {
+    static const std::vector<std::pair<std::string, embedded_host::Draw>> names = {
         {"random", embedded_host::Draw::Random},
         {"low", embedded_host::Draw::Low},
         {"high", embedded_host::Draw::High},
@@ -60,9 +62,11 @@ void ReadRecordedOptions(Fields& head, SessionOptions& options)
     }
     if (head.Has(DRAW))
     {
-        const auto draw = DrawNames().find(head.Text(DRAW));
+        const std::string text = head.Text(DRAW);
+        const auto draw = std::find_if(DrawNames().begin(), DrawNames().end(),
+                                       [&text](const auto& name) { return name.first == text; });
         if (draw == DrawNames().end())
-            throw InputError(fmt::format("there is no draw \"{}\"", head.Text(DRAW)));
+            throw InputError(fmt::format("there is no draw \"{}\"", text));
         if (!options.given.draw)
             options.draw = draw->second;
     }

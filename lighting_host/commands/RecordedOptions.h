@@ -1,7 +1,8 @@
 #pragma once
 
-#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace embedded_host
 {
@@ -17,7 +18,7 @@ struct SessionOptions;
 // "draw", "start", and "zone" where there is one.
 
 // The names of the draws, in the order in which they are told to a person.
-const std::map<std::string, embedded_host::Draw>& DrawNames();
+const std::vector<std::pair<std::string, embedded_host::Draw>>& DrawNames();
 
 // Appends them to an object that has fields already and is not closed yet.
 void AppendRecordedOptions(std::string& object, const SessionOptions& options);

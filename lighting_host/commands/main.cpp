@@ -116,7 +116,7 @@ void AddSessionOptions(CLI::App& command, SessionOptions& options)
     options.startLocalSeconds = embedded_host::ParseLocalTime("2026-01-01T00:00:00");
     AddSeed(command, options.seed);
     AddChoice(command, "--draw", options.draw,
-              Choices<embedded_host::Draw>(DrawNames().begin(), DrawNames().end()),
+              DrawNames(),
               "What a random draw from a to b gives: any value, always a, always b");
     AddStart(command, options.startLocalSeconds);
     AddText(command, "--zone", options.zone, "ZONE",
@@ -233,6 +233,9 @@ void CommandLine::Parse(std::vector<std::string> arguments)
     }
     const std::vector<std::string> commands = Commands();
     const std::string word = arguments.empty() ? std::string() : arguments.front();
+    if (arguments.empty())
+        throw CLI::RequiredError("there is no command; say stdio, run, check or validate",
+                                 CLI::ExitCodes::RequiredError);
     if (!word.empty() && word[0] != '-' &&
         std::find(commands.begin(), commands.end(), word) == commands.end())
         throw CLI::ExtrasError("there is no command \"" + word + "\"" +
