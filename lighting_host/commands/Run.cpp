@@ -167,7 +167,7 @@ int StatusOfEnd(const RunOptions& options)
 void WriteTables(std::ostream& out, const HouseFile& file, const Session& session, const Life& life,
                  const Narrator& narrator, const RunOptions& options)
 {
-    const RunTables tables(out, file, session, narrator.Counted());
+    const RunTables tables(out, file, session, narrator.Counted(), options.columns, options.style);
     const bool hasRooms = tables.WriteRooms();
     if (!hasRooms || options.telling == Telling::Verbose)
         tables.WriteDrivers();
@@ -175,11 +175,9 @@ void WriteTables(std::ostream& out, const HouseFile& file, const Session& sessio
     tables.WriteEnergy();
     if (hasRooms || options.faults != FaultLevel::None)
         tables.WriteFaults(life.Faults());
-    const std::string seed =
-        options.session.realTime ? std::string() : fmt::format(", seed {}", options.session.seed);
-    if (hasRooms || options.faults != FaultLevel::None)
-        out << fmt::format("\n{} driver{}, faults: {}{}\n", file.drivers.size(),
-                           file.drivers.size() == 1 ? "" : "s", NameOf(options.faults), seed);
+    out << fmt::format("\n{} driver{}, faults: {}, seed {}\n", file.drivers.size(),
+                       file.drivers.size() == 1 ? "" : "s", NameOf(options.faults),
+                       options.session.seed);
 }
 } // namespace
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "lighting_host/text/Style.h"
+
+#include <cstddef>
 #include <iosfwd>
 
 namespace lighting_host
@@ -16,7 +19,9 @@ class RunTables
 {
 public:
     // All must outlive the tables.
-    RunTables(std::ostream& out, const HouseFile& file, const Session& session, const Tally& tally);
+    // In so many columns of the terminal; 0 for as many as it takes.
+    RunTables(std::ostream& out, const HouseFile& file, const Session& session, const Tally& tally,
+              std::size_t columns, const Style& style);
 
     // Each driver's final state.
     void WriteDrivers() const;
@@ -40,5 +45,7 @@ private:
     const HouseFile& m_file;
     const Session& m_session;
     const Tally& m_tally;
+    const std::size_t m_columns;
+    const Style m_style;
 };
 } // namespace lighting_host
