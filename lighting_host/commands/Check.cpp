@@ -253,7 +253,8 @@ int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& 
             if (difference.empty())
                 out << fmt::format("{}      {} ({})\n", style.Good("ok"), path, transcript.title);
             else
-                out << fmt::format("{} {} ({})\n  {}\n", style.Bad("DIFFERS"), path, transcript.title, difference);
+                out << fmt::format("{} {} ({})\n  {}\n", style.Bad("DIFFERS"), path,
+                                   transcript.title, difference);
         }
         // Also what a house runs into when it is made, such as a driver library that cannot be
         // loaded.

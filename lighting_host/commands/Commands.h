@@ -3,7 +3,6 @@
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/Narrator.h"
-
 #include "lighting_host/text/Style.h"
 
 #include <cstddef>

@@ -23,8 +23,8 @@ std::size_t Slips(const std::string& a, const std::string& b)
                 continue;
             }
             const std::size_t changed = a[i - 1] == b[j - 1] ? 0 : 1;
-            slips[i][j] = std::min({slips[i - 1][j] + 1, slips[i][j - 1] + 1,
-                                    slips[i - 1][j - 1] + changed});
+            slips[i][j] =
+                std::min({slips[i - 1][j] + 1, slips[i][j - 1] + 1, slips[i - 1][j - 1] + changed});
             if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1])
                 slips[i][j] = std::min(slips[i][j], slips[i - 2][j - 2] + 1);
         }

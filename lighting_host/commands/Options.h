@@ -1,12 +1,12 @@
 #pragma once
 
+#include "lighting_host/commands/DidYouMean.h"
+
 #include <string>
 #include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
-
-#include "lighting_host/commands/DidYouMean.h"
 
 namespace lighting_host
 {
@@ -50,8 +50,8 @@ void AddChoice(CLI::App& command, const std::string& option, Value& value,
                         return;
                     }
                 }
-                RefuseValue(option, "\"" + text + "\" is none of " + list +
-                                        DidYouMeanClause(text, words));
+                RefuseValue(option,
+                            "\"" + text + "\" is none of " + list + DidYouMeanClause(text, words));
             },
             description)
         ->type_name(list)

@@ -115,8 +115,7 @@ void AddSessionOptions(CLI::App& command, SessionOptions& options)
 {
     options.startLocalSeconds = embedded_host::ParseLocalTime("2026-01-01T00:00:00");
     AddSeed(command, options.seed);
-    AddChoice(command, "--draw", options.draw,
-              DrawNames(),
+    AddChoice(command, "--draw", options.draw, DrawNames(),
               "What a random draw from a to b gives: any value, always a, always b");
     AddStart(command, options.startLocalSeconds);
     AddText(command, "--zone", options.zone, "ZONE",
@@ -240,7 +239,7 @@ void CommandLine::Parse(std::vector<std::string> arguments)
         std::find(commands.begin(), commands.end(), word) == commands.end())
         throw CLI::ExtrasError("there is no command \"" + word + "\"" +
                                    DidYouMeanClause(word, commands),
-                              CLI::ExitCodes::ExtrasError);
+                               CLI::ExitCodes::ExtrasError);
     std::reverse(arguments.begin(), arguments.end());
     m_app.parse(std::move(arguments));
 }

@@ -87,8 +87,7 @@ void RunTables::WriteDrivers() const
         }
         else
             state = driver->Driver() ? "runs" : "does not run";
-        table.Add(
-            {config.name, config.type, Number(counts.events), Number(counts.sent), state});
+        table.Add({config.name, config.type, Number(counts.events), Number(counts.sent), state});
     }
     table.Write(m_out, m_columns, m_style);
 }

@@ -190,9 +190,9 @@ long long ToInteger(const Json& value, const std::string& name, long long min, l
     const bool beyond64Bits = !HugeInteger(value).empty();
     if (!value.is_number_integer() && !beyond64Bits)
         throw InputError(fmt::format("\"{}\" is not an integer", name));
-    const bool huge = beyond64Bits ||
-                      (value.is_number_unsigned() &&
-                       value.get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX));
+    const bool huge =
+        beyond64Bits || (value.is_number_unsigned() &&
+                         value.get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX));
     if (huge || value.get<std::int64_t>() < min || value.get<std::int64_t>() > max)
         throw InputError(fmt::format("\"{}\" is not within {} to {}", name, min, max));
     return value.get<std::int64_t>();

@@ -78,8 +78,7 @@ TEST_F(StdioTest, OneRefusedLine_MakesTheStatusOneAndTheRestWorks)
     EXPECT_THAT(
         Answers("nonsense\n{\"driver\":\"p\",\"trap\":\"nx.dmx.bp\",\"params\":[\"7\"]}\n", 1),
         ElementsAre(R"({"error":"this is no JSON: column 2: invalid literal","line":1})",
-                    R"({"done":1})",
-                    R"({"t_ms":0,"driver":"p","event":6001})", R"({"done":2})"));
+                    R"({"done":1})", R"({"t_ms":0,"driver":"p","event":6001})", R"({"done":2})"));
 }
 
 TEST_F(StdioTest, UnhandledCommand_IsNoRefusal)

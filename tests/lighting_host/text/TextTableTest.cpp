@@ -21,8 +21,8 @@ std::string Written(const TextTable& table, std::size_t room, bool colored = fal
 
 TextTable Loads()
 {
-    TextTable table({{"load", Align::Left, 8}, {"on", Align::Right, 6}, {"used", Align::Right},
-                     {"state"}});
+    TextTable table(
+        {{"load", Align::Left, 8}, {"on", Align::Right, 6}, {"used", Align::Right}, {"state"}});
     table.Add({"sofa", "00:10", "1.5 kWh", "level: 40 %; scenes: 2"});
     table.Add({"ceiling", "12:00", "22 kWh", "off"});
     return table;
