@@ -54,4 +54,7 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
 
 // Reads a house and tells what is wrong with it on `err`; false when it cannot be run.
 bool LoadHouse(const std::string& path, HouseFile& house, std::ostream& err);
+
+// Tells what looks wrong in a house that can be run (see HouseDoubts.h); whether there was anything.
+bool TellDoubts(const std::string& path, std::ostream& out);
 } // namespace lighting_host

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lighting_host/commands/DidYouMean.h"
+#include "lighting_host/text/DidYouMean.h"
 
 #include <string>
 #include <utility>

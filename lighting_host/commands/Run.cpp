@@ -187,6 +187,7 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     HouseFile file;
     if (!LoadHouse(housePath, file, err))
         return 1;
+    TellDoubts(housePath, err);
     Progress progress(out, err, options.terminal);
     Narrator narrator(out, options.telling, [&progress] { progress.Clear(); });
     SaveWatch saves(options.session);

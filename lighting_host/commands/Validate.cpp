@@ -1,4 +1,5 @@
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/house/HouseDoubts.h"
 
 #include <ostream>
 
@@ -24,12 +25,22 @@ bool LoadHouse(const std::string& path, HouseFile& house, std::ostream& err)
     return house.errors.empty();
 }
 
+bool TellDoubts(const std::string& path, std::ostream& out)
+{
+    const std::vector<HouseFileError> doubts = FindDoubtsInFile(path);
+    for (const HouseFileError& doubt : doubts)
+        out << Sentence(path, doubt);
+    return !doubts.empty();
+}
+
 int RunValidate(const std::string& housePath, std::ostream& out, const Style& style)
 {
     const HouseFile house = ReadHouseFile(housePath);
     for (const HouseFileError& error : house.errors)
         out << Sentence(housePath, error);
     if (!house.errors.empty())
+        return 1;
+    if (TellDoubts(housePath, out))
         return 1;
     const auto count = [](std::size_t number, const char* what)
     {

@@ -1,4 +1,4 @@
-#include "lighting_host/commands/DidYouMean.h"
+#include "lighting_host/text/DidYouMean.h"
 
 #include <algorithm>
 
