@@ -5,7 +5,11 @@
 namespace puck
 {
 inline constexpr drivers::Setting NUM_BUTTONS = {
-    "NUM_BUTTONS", "buttons", 0, 6, 0,
+    "NUM_BUTTONS",
+    "buttons",
+    0,
+    6,
+    0,
     "how many buttons the snap-on keypad has; more than 6 count as 6",
 };
 

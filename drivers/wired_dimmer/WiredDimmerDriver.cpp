@@ -22,7 +22,8 @@ WiredDimmerDriver::WiredDimmerDriver(IInstanceManager& instances)
     : NxBaseMibDriver(instances, NX_DRIVER_LIGHT, PROTOCOL_MIB),
       m_groups(&GetCmdDispatcher(), &GetMibDispatcher()),
       m_advScenes(&GetCmdDispatcher(), &GetMibDispatcher()),
-      m_energy(&GetVariableManager(), GetTimerManager()), m_syncTimerMs(wired_dimmer::SYNC_TIMER_MS.usual)
+      m_energy(&GetVariableManager(), GetTimerManager()),
+      m_syncTimerMs(wired_dimmer::SYNC_TIMER_MS.usual)
 {
     m_groups.setOwner(this);
     m_advScenes.setOwner(this);

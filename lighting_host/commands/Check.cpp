@@ -129,7 +129,7 @@ Transcript ReadTranscript(LineReader& lines, const std::filesystem::path& folder
         }
         catch (const InputError& error)
         {
-            throw TranscriptError(fmt::format("line {}: {}", number, error.Words()));
+            throw TranscriptError(fmt::format("line {}: {}", number, error.Message()));
         }
     }
     if (header)

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/HouseFaults.h"
-#include "lighting_host/simulation/Narrator.h"
 #include "lighting_host/text/Style.h"
 
 #include <cstddef>
@@ -41,7 +41,7 @@ struct RunOptions
     std::int64_t forMs = 0;
     // Whether `err` is a terminal, on which progress can be shown.
     bool terminal = false;
-    Telling telling = Telling::Normal;
+    Verbosity verbosity = Verbosity::Normal;
     FaultLevel faults = FaultLevel::None;
     // How what is told looks, and how many columns there are for it; 0 for as many as it takes.
     Style style;
@@ -55,6 +55,7 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
 // Reads a house and tells what is wrong with it on `err`; false when it cannot be run.
 bool LoadHouse(const std::string& path, HouseFile& house, std::ostream& err);
 
-// Tells what looks wrong in a house that can be run (see HouseDoubts.h); whether there was anything.
+// Tells what looks wrong in a house that can be run (see HouseDoubts.h); whether there was
+// anything.
 bool TellDoubts(const std::string& path, std::ostream& out);
 } // namespace lighting_host

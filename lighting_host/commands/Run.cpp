@@ -1,9 +1,10 @@
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/StopSignals.h"
-#include "lighting_host/simulation/Life.h"
-#include "lighting_host/simulation/Narrator.h"
+#include "lighting_host/simulation/ConsoleReport.h"
+#include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/simulation/RunTables.h"
+#include "lighting_host/simulation/Simulation.h"
 #include "lighting_host/text/Duration.h"
 
 #include <algorithm>
@@ -164,17 +165,21 @@ int StatusOfEnd(const RunOptions& options)
     return signal == 0 || endless ? 0 : StatusOfSignal(signal);
 }
 
-void WriteTables(std::ostream& out, const HouseFile& file, const Session& session, const Life& life,
-                 const Narrator& narrator, const RunOptions& options)
+void WriteTables(std::ostream& out, const HouseFile& file, const Session& session,
+                 const Simulation& simulation, const ConsoleReport& report,
+                 const RunOptions& options)
 {
-    const RunTables tables(out, file, session, narrator.Counted(), options.columns, options.style);
+    const RunTables tables(out, file, session, simulation.Statistics(), options.columns,
+                           options.style);
     const bool hasRooms = tables.WriteRooms();
-    if (!hasRooms || options.telling == Telling::Verbose)
+    if (!hasRooms || options.verbosity == Verbosity::Verbose)
         tables.WriteDrivers();
-    tables.WriteScenes(life.GetController());
+    tables.WriteScenes(simulation.GetController());
     tables.WriteEnergy();
     if (hasRooms || options.faults != FaultLevel::None)
-        tables.WriteFaults(life.Faults());
+        tables.WriteFaults(simulation.Faults());
+    if (options.verbosity == Verbosity::Normal)
+        tables.WriteRecords(report.Repeated());
     out << fmt::format("\n{} driver{}, faults: {}, seed {}\n", file.drivers.size(),
                        file.drivers.size() == 1 ? "" : "s", NameOf(options.faults),
                        options.session.seed);
@@ -189,16 +194,17 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
         return 1;
     TellDoubts(housePath, err);
     Progress progress(out, err, options.terminal);
-    Narrator narrator(out, options.telling, [&progress] { progress.Clear(); });
     SaveWatch saves(options.session);
-    Session session(file, saves.Options(), narrator);
-    Life life(file, session, options.faults, options.session.seed);
-    life.TellTo(narrator);
+    Listeners listeners;
+    Session session(file, saves.Options(), listeners);
+    Simulation simulation(file, session, listeners, options.faults, options.session.seed);
+    ConsoleReport report(out, options.verbosity, options.style, session, listeners,
+                         [&progress] { progress.Clear(); });
     // In real time each line is seen when it happens, also in a file or a pipe.
     if (options.session.realTime)
         out << std::unitbuf;
     session.Start();
-    life.Start();
+    simulation.Start();
     if (options.session.realTime)
         RealTimeRun(session.House(), options.forMs, progress, out).Run();
     else
@@ -206,7 +212,7 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
                    progress, out);
     progress.Clear();
     out << std::nounitbuf;
-    WriteTables(out, file, session, life, narrator, options);
+    WriteTables(out, file, session, simulation, report, options);
     saves.Restart();
     session.Stop();
     out.flush();

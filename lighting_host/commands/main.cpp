@@ -27,10 +27,10 @@ const Choices<int> LOG_LEVELS = {
     {"info", log4cplus::INFO_LOG_LEVEL},   {"warn", log4cplus::WARN_LOG_LEVEL},
     {"error", log4cplus::ERROR_LOG_LEVEL}, {"off", log4cplus::OFF_LOG_LEVEL},
 };
-const Choices<Telling> TELLINGS = {
-    {"quiet", Telling::Quiet},
-    {"normal", Telling::Normal},
-    {"verbose", Telling::Verbose},
+const Choices<Verbosity> VERBOSITIES = {
+    {"quiet", Verbosity::Quiet},
+    {"normal", Verbosity::Normal},
+    {"verbose", Verbosity::Verbose},
 };
 const Choices<FaultLevel> FAULTS = {
     {"none", FaultLevel::None},
@@ -206,7 +206,7 @@ void CommandLine::AddRun()
     m_run->add_flag("--virtual", m_virtual, "Let time pass as fast as it can")->excludes(real);
     AddDuration(*m_run, "--for", m_runOptions.forMs,
                 "How long, as in 90s, 1h30m or 30d; a number alone is seconds");
-    AddChoice(*m_run, "--tell", m_runOptions.telling, TELLINGS,
+    AddChoice(*m_run, "--tell", m_runOptions.verbosity, VERBOSITIES,
               "What is told as it happens: nothing but the tables at the end (quiet), what people "
               "and the controller do, or every event (verbose)");
     AddChoice(*m_run, "--faults", m_runOptions.faults, FAULTS,

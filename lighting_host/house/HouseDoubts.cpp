@@ -77,8 +77,7 @@ std::string WrongValue(const StateElement& row, const std::string& text)
 class Doubter
 {
 public:
-    Doubter(const std::string& text, std::string folder)
-        : m_text(text), m_folder(std::move(folder))
+    Doubter(const std::string& text, std::string folder) : m_text(text), m_folder(std::move(folder))
     {
     }
 
@@ -112,9 +111,8 @@ private:
 
 void Doubter::Doubt(const pugi::xml_node& node, std::string what)
 {
-    const std::size_t offset =
-        std::min(static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0)),
-                 m_text.size());
+    const std::size_t offset = std::min(
+        static_cast<std::size_t>(std::max<std::ptrdiff_t>(node.offset_debug(), 0)), m_text.size());
     const auto end = m_text.begin() + static_cast<std::ptrdiff_t>(offset);
     m_doubts.push_back(
         {1 + static_cast<int>(std::count(m_text.begin(), end, '\n')), std::move(what)});
@@ -183,9 +181,8 @@ void Doubter::LookAtSettings(const pugi::xml_node& config, const Schema& schema,
     for (const pugi::xml_node& node : config.children())
     {
         const std::string name = node.name();
-        const auto setting =
-            std::find_if(schema.settings.begin(), schema.settings.end(),
-                         [&name](const Setting& row) { return name == row.name; });
+        const auto setting = std::find_if(schema.settings.begin(), schema.settings.end(),
+                                          [&name](const Setting& row) { return name == row.name; });
         if (node.type() != pugi::node_element)
             Doubt(config, fmt::format("there is text in <config>: \"{}\"", node.value()));
         else if (setting == schema.settings.end())
@@ -219,13 +216,15 @@ void Doubter::LookAtState(const pugi::xml_node& parent, const std::string& name,
     {
         if (node.type() != pugi::node_element)
         {
-            Doubt(parent, fmt::format("there is text in <{}>: \"{}\"", parent.name(),
-                                      node.value()));
+            Doubt(parent,
+                  fmt::format("there is text in <{}>: \"{}\"", parent.name(), node.value()));
             continue;
         }
-        const auto row = std::find_if(
-            schema.state.begin(), schema.state.end(), [&](const StateElement& element)
-            { return name == element.parent && std::strcmp(node.name(), element.name) == 0; });
+        const auto row = std::find_if(schema.state.begin(), schema.state.end(),
+                                      [&](const StateElement& element) {
+                                          return name == element.parent &&
+                                                 std::strcmp(node.name(), element.name) == 0;
+                                      });
         if (row == schema.state.end())
             Doubt(node, fmt::format("unknown element <{}> in <{}>{}", node.name(), parent.name(),
                                     DidYouMeanClause(node.name(), known)));
@@ -256,8 +255,7 @@ Doubter::Buttons Doubter::ButtonsOf(const pugi::xml_node& driver, const Schema& 
     for (const pugi::xml_node& group : driver.child("state").children())
     {
         for (const pugi::xml_node& button : group.children(schema.buttonElement))
-            buttons.numbers.insert(
-                NumberIn(TextOf(button.child(schema.buttonNumber))).value_or(0));
+            buttons.numbers.insert(NumberIn(TextOf(button.child(schema.buttonNumber))).value_or(0));
     }
     return buttons;
 }

@@ -1,9 +1,10 @@
 #include "lighting_host/simulation/RunTables.h"
 
 #include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/Controller.h"
 #include "lighting_host/simulation/HouseFaults.h"
-#include "lighting_host/simulation/Tally.h"
+#include "lighting_host/simulation/RunStatistics.h"
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/text/TextTable.h"
 
@@ -60,8 +61,8 @@ std::string Number(unsigned long number)
 } // namespace
 
 RunTables::RunTables(std::ostream& out, const HouseFile& file, const Session& session,
-                     const Tally& tally, std::size_t columns, const Style& style)
-    : m_out(out), m_file(file), m_session(session), m_tally(tally), m_columns(columns),
+                     const RunStatistics& statistics, std::size_t columns, const Style& style)
+    : m_out(out), m_file(file), m_session(session), m_statistics(statistics), m_columns(columns),
       m_style(style)
 {
 }
@@ -76,7 +77,7 @@ void RunTables::WriteDrivers() const
     for (const auto& driver : m_session.House().Drivers())
     {
         const embedded_host::DriverConfig& config = driver->Config();
-        const Tally::Counts counts = m_tally.Of(*driver);
+        const RunStatistics::Counts counts = m_statistics.Of(*driver);
         const DriverAdapter* adapter = m_session.AdapterOf(*driver);
         std::string state;
         if (adapter)
@@ -117,13 +118,13 @@ bool RunTables::WriteRooms() const
                      {"messages", RIGHT, 8}});
     for (const std::string& room : rooms)
     {
-        Tally::Counts sum;
+        RunStatistics::Counts sum;
         unsigned count = 0;
         for (const auto& driver : drivers)
         {
             if (&room != &rooms.back() && roomOf(*driver) != room)
                 continue;
-            const Tally::Counts counts = m_tally.Of(*driver);
+            const RunStatistics::Counts counts = m_statistics.Of(*driver);
             ++count;
             sum.acts += counts.acts;
             sum.events += counts.events;
@@ -196,6 +197,15 @@ void RunTables::WriteEnergy() const
     table.Write(m_out, m_columns, m_style);
 }
 
+void RunTables::WriteRecords(const std::vector<RepeatedRecord>& records) const
+{
+    TextTable table({{"said again", LEFT, NAME_WIDTH}, {"times", RIGHT}, {"what"}});
+    for (const RepeatedRecord& record : records)
+        table.Add({record.driver, Number(record.times), record.text});
+    if (!table.IsEmpty())
+        table.Write(m_out, m_columns, m_style);
+}
+
 void RunTables::WriteFaults(const HouseFaults& faults) const
 {
     const auto& devices = m_session.Devices();
@@ -217,7 +227,7 @@ void RunTables::WriteFaults(const HouseFaults& faults) const
     for (const std::string& type : types)
     {
         HouseFaults::Counts link;
-        Tally::Counts done;
+        RunStatistics::Counts done;
         for (std::size_t i = 0; i < devices.size(); ++i)
         {
             const nx::DriverHost& driver = devices[i]->Driver();
@@ -229,10 +239,10 @@ void RunTables::WriteFaults(const HouseFaults& faults) const
             link.late += counts.late;
             link.twice += counts.twice;
             link.powerFailures += counts.powerFailures;
-            const Tally::Counts tally = m_tally.Of(driver);
-            done.repairs += tally.repairs;
-            done.retries += tally.retries;
-            done.warnings += tally.warnings;
+            const RunStatistics::Counts statistics = m_statistics.Of(driver);
+            done.repairs += statistics.repairs;
+            done.retries += statistics.retries;
+            done.warnings += statistics.warnings;
         }
         table.Add({type, Number(link.messages), Number(link.lost), Number(link.late),
                    Number(link.twice), Number(link.powerFailures), Number(done.repairs),

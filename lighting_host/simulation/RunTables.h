@@ -4,14 +4,16 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <vector>
 
 namespace lighting_host
 {
 class Controller;
 class HouseFaults;
 struct HouseFile;
+struct RepeatedRecord;
 class Session;
-class Tally;
+class RunStatistics;
 
 // What stands at the end of a run. Each writes one table with a blank line before it, or nothing
 // when it would be empty; none of them says anything that does not repeat with the seed.
@@ -20,8 +22,8 @@ class RunTables
 public:
     // All must outlive the tables.
     // In so many columns of the terminal; 0 for as many as it takes.
-    RunTables(std::ostream& out, const HouseFile& file, const Session& session, const Tally& tally,
-              std::size_t columns, const Style& style);
+    RunTables(std::ostream& out, const HouseFile& file, const Session& session,
+              const RunStatistics& statistics, std::size_t columns, const Style& style);
 
     // Each driver's final state.
     void WriteDrivers() const;
@@ -35,6 +37,9 @@ public:
     // What each load has used; nothing when no driver counts it.
     void WriteEnergy() const;
 
+    // What drivers said more than once, and how often.
+    void WriteRecords(const std::vector<RepeatedRecord>& records) const;
+
     // What went wrong on the links to each type of driver, and what was done about it.
     void WriteFaults(const HouseFaults& faults) const;
 
@@ -44,7 +49,7 @@ private:
     std::ostream& m_out;
     const HouseFile& m_file;
     const Session& m_session;
-    const Tally& m_tally;
+    const RunStatistics& m_statistics;
     const std::size_t m_columns;
     const Style m_style;
 };

@@ -1,6 +1,7 @@
 // What looks wrong in a house that can be run: settings, states, libraries and buttons.
 
 #include "lighting_host/house/HouseDoubts.h"
+
 #include "lighting_host/text/Json.h"
 #include "tests/lighting_host/HouseFolder.h"
 
@@ -94,17 +95,18 @@ TEST(HouseDoubtsTest, UnknownSetting_IsToldWithWhatWasMeant)
 
 TEST(HouseDoubtsTest, SettingGivenTwice_IsTold)
 {
-    EXPECT_THAT(DoubtsOf("zigbee_light",
-                         "<config><endpoint>1</endpoint><endpoint>2</endpoint></config>"),
-                ElementsAre("2: the setting <endpoint> is given twice"));
+    EXPECT_THAT(
+        DoubtsOf("zigbee_light", "<config><endpoint>1</endpoint><endpoint>2</endpoint></config>"),
+        ElementsAre("2: the setting <endpoint> is given twice"));
 }
 
 TEST(HouseDoubtsTest, UnknownElementOfAState_IsTold)
 {
-    EXPECT_THAT(DoubtsOf("energy_switch",
-                         "<state><ENERGY_DATA>\n<MINUTES_ONN>1</MINUTES_ONN></ENERGY_DATA></state>"),
-                ElementsAre("3: unknown element <MINUTES_ONN> in <ENERGY_DATA>; did you mean "
-                            "MINUTES_ON?"));
+    EXPECT_THAT(
+        DoubtsOf("energy_switch",
+                 "<state><ENERGY_DATA>\n<MINUTES_ONN>1</MINUTES_ONN></ENERGY_DATA></state>"),
+        ElementsAre("3: unknown element <MINUTES_ONN> in <ENERGY_DATA>; did you mean "
+                    "MINUTES_ON?"));
     EXPECT_THAT(DoubtsOf("zigbee_light", "<state><State/></state>"),
                 ElementsAre("2: unknown element <State> in <state>"));
 }
@@ -115,8 +117,8 @@ TEST(HouseDoubtsTest, WrongValueInAState_IsTold)
     const std::string tail = "</BUTTON_STATUS></ALL_BUTTONS></state>";
     const auto doubts = [&](const std::string& inside)
     {
-        return DoubtsOf("puck", "<config><NUM_BUTTONS>1</NUM_BUTTONS></config>" + head + inside +
-                                    tail);
+        return DoubtsOf("puck",
+                        "<config><NUM_BUTTONS>1</NUM_BUTTONS></config>" + head + inside + tail);
     };
     EXPECT_THAT(doubts("<BEHAVIOR>two</BEHAVIOR>"),
                 ElementsAre(HasSubstr("3: <BEHAVIOR> is \"two\", not a number from ")));
