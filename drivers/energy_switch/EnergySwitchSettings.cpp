@@ -7,7 +7,8 @@ const drivers::Schema& Settings()
     using drivers::StateElement;
     static const drivers::Schema schema = {
         {},
-        drivers::EnergyState(),
+        drivers::Joined(drivers::EnergyState(),
+                        {{"", "METER_READING", StateElement::Number, 0, UINT32_MAX}}),
     };
     return schema;
 }

@@ -6,7 +6,7 @@ const drivers::Schema& Settings()
 {
     using drivers::StateElement;
     static const drivers::Schema schema = {
-        {},
+        {USE_TIME_LIMIT},
         {
             {"", "ALL_BUTTONS", StateElement::Group},
             {"ALL_BUTTONS", "KEYPAD_BUTTON_INFO", StateElement::Group},
