@@ -1,5 +1,11 @@
+#include "drivers/energy_switch/EnergySwitchSettings.h"
+#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
+#include "drivers/puck/PuckSettings.h"
+#include "drivers/wired_dimmer/WiredDimmerSettings.h"
+#include "drivers/zigbee_light/ZigbeeLightSettings.h"
 #include "lighting_host/types/Adapters.h"
 #include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/DriverSchemas.h"
 
 namespace lighting_host
 {
@@ -11,17 +17,18 @@ struct Type
 {
     const char* name;
     Maker make;
+    const drivers::Schema& (*schema)();
 };
 
 // The types of the program's own.
 const std::vector<Type>& Types()
 {
     static const std::vector<Type> types = {
-        {"puck", &MakePuck},
-        {"gen3_keypad", &MakeGen3Keypad},
-        {"zigbee_light", &MakeZigbeeLight},
-        {"wired_dimmer", &MakeWiredDimmer},
-        {"energy_switch", &MakeEnergySwitch},
+        {"puck", &MakePuck, &puck::Settings},
+        {"gen3_keypad", &MakeGen3Keypad, &gen3_keypad::Settings},
+        {"zigbee_light", &MakeZigbeeLight, &zigbee_light::Settings},
+        {"wired_dimmer", &MakeWiredDimmer, &wired_dimmer::Settings},
+        {"energy_switch", &MakeEnergySwitch, &energy_switch::Settings},
     };
     return types;
 }
@@ -33,6 +40,16 @@ NxBaseDriver* MakeDriver(const std::string& type, IInstanceManager& instances, L
     {
         if (type == known.name)
             return known.make(instances, facts);
+    }
+    return nullptr;
+}
+
+const drivers::Schema* SchemaOf(const std::string& type)
+{
+    for (const Type& known : Types())
+    {
+        if (type == known.name)
+            return &known.schema();
     }
     return nullptr;
 }
