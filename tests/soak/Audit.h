@@ -63,10 +63,12 @@ private:
         std::uint64_t expected = 0;
         // At the last save.
         std::uint64_t saved = 0;
+        bool hasSavedReading = false;
+        std::uint64_t savedReading = 0;
         std::uint64_t beforeRestart = 0;
         // Counted, and lost by crashes since.
         std::uint64_t lost = 0;
-        // Plugs: the last reading that reached this life of the driver, and any life of it.
+        // Plugs: the last reading that the driver knows, and that ever reached it.
         bool hasReading = false;
         std::uint64_t reading = 0;
         std::uint64_t readingEver = 0;

@@ -5,6 +5,7 @@ import { inText, moment, timeMsText, sinceText } from '../time.js';
 import { opcodeText } from '../words.js';
 import { Chip, html } from './base.js';
 
+const queueWords = queue => plural(waitingCount(queue), 'message');
 const DONE = ['answered', 'given_up', 'dropped'];
 
 const Head = ({ m, children }) => html`<div class="message"><b>#${m.number}</b><code>${hex(m.opcode, 4)}</code><span>${opcodeText(m.opcode)}</span>${children}</div>`;
@@ -56,9 +57,7 @@ export function Queue({ d }) {
   const waits = waitingCount(queue) - (transit ? 1 : 0);
   const head = [transit ? 'in transit' : 'idle', waits ? `${waits} ${waits === 1 ? 'waits' : 'wait'}` : '', superseded ? `${superseded} superseded` : ''].filter(Boolean).join(' · ');
   return html`<section class="card queue" tabindex="0" aria-label=${`bus queue of ${d.name}`}><h2>Bus queue<span>${head}</span></h2>
-    ${open.length ? html`<ol class="messages">${open.map(m => html`<${Message} key=${m.number} m=${m} queue=${queue}/>`)}</ol>` : html`<p class="quiet">Nothing waits.</p>`}
+    ${open.length ? html`<ol class="messages">${open.map(m => html`<${Message} key=${m.number} m=${m} queue=${queue}/>`)}</ol>` : html`<p class="quiet">${waitingCount(queue) ? `${queueWords(queue)} in it.` : 'Nothing waits.'}</p>`}
     ${done.length > 0 && html`<h3>Done</h3><ol class="messages old">${done.map(m => html`<${Done} key=${m.number} m=${m}/>`)}</ol>`}
     ${queue.totals && html`<p class="totals">${totalsText(queue.totals)}</p>`}</section>`;
 }
-
-export const queueWords = queue => plural(waitingCount(queue), 'message');
