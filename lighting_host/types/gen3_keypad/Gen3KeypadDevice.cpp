@@ -95,7 +95,7 @@ std::unique_ptr<SimulatedDevice> MakeKeypadDevice(const HouseFileDriver& driver,
                                                   DeviceEnvironment& world)
 {
     DeviceElement element(*driver.device);
-    element.Word("simulated", std::string());
+    element.Kind();
     const bool hasDelay = element.Has("answer_delay");
     const std::uint64_t delay = element.Time("answer_delay", BusKeypad::DEFAULT_ANSWER_DELAY_MS);
     element.Finish();
