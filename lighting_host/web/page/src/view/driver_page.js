@@ -6,7 +6,7 @@ import { kwhText, ledText, roomText, typeText, wattsText } from '../figures.js';
 import { driverHref, route } from '../route.js';
 import { driver, parts, rooms } from '../state.js';
 import { lastOf, version } from '../tape.js';
-import { hoursText, moment, sinceText, spanText, timeMsText } from '../time.js';
+import { hoursText, minute, moment, sinceText, spanText, timeMsText } from '../time.js';
 import { rawOf, wordsOf } from '../words.js';
 import { Bar, Chip, Facts, Lamp, Sign, html } from './base.js';
 import { Faults } from './faults.js';
@@ -44,7 +44,7 @@ function Tree({ current }) {
 
 function onlineChip({ online }) {
   if (!online || online.on === null || online.on === undefined) return html`<${Chip} kind="plain">not known<//>`;
-  const since = online.since_ms === null || online.since_ms === undefined ? '' : ` since ${sinceText(online.since_ms, moment.value)}`;
+  const since = online.since_ms === null || online.since_ms === undefined ? '' : ` since ${sinceText(online.since_ms, minute.value)}`;
   return html`<${Chip} kind=${online.on ? 'plain' : 'bad'}>${online.on ? 'online' : 'offline'}${since}<//>`;
 }
 

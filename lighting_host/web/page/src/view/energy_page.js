@@ -7,7 +7,7 @@ import { kwhText, roomText, wattsText } from '../figures.js';
 import { powerBegin, powerSeries } from '../power.js';
 import { driverHref } from '../route.js';
 import { driver, driverNames, powerVersion, rooms } from '../state.js';
-import { DAY_MS, clock, dayStart, hoursText, localMs, midnights, minuteText, moment } from '../time.js';
+import { DAY_MS, clock, dayStart, hoursText, localMs, midnights, minute, minuteText, moment } from '../time.js';
 import { Facts, html } from './base.js';
 import { dark } from './frame.js';
 import { wattsOf } from './house_page.js';
@@ -205,7 +205,7 @@ export function EnergyPage() {
   if (names.length === 0) {
     return html`<main id="main" class="empty" tabindex="-1" aria-label="energy"><h1>Energy</h1><p>No driver of this house counts energy.</p></main>`;
   }
-  const hours = Math.floor(moment.value / 3600000);
+  const hours = Math.floor(minute.value / 3600000);
   return html`<main id="main" class="energy-page" tabindex="-1" aria-label="energy"><header class="head"><div><p class="crumb"><a href="#house">House</a></p><h1>Energy</h1></div>
     <${Facts} kind="facts huge" list=${[['now', wattsText(wattsOf(names))], ['since midnight', kwhText(sum(names, n => used(n).today_wh))], [`in all, ${hours} h`, kwhText(sum(names, n => used(n).used_wh))], ['highest today', highest]]}/>
     <div class="choice" role="group" aria-label="window">${WINDOWS.map(([name, ms]) => html`<button key=${name} type="button" aria-pressed=${span.value === ms ? 'true' : 'false'} onClick=${() => { span.value = ms; }}>${name}</button>`)}</div></header>

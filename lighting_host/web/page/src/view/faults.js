@@ -3,7 +3,7 @@ import { useEffect, useRef } from 'preact/hooks';
 import { useSignal } from '@preact/signals';
 
 import { canTouch, fault, power } from '../use.js';
-import { moment, sinceText } from '../time.js';
+import { minute, sinceText } from '../time.js';
 import { html } from './base.js';
 
 const SEND_AFTER_MS = 150;
@@ -37,7 +37,7 @@ const SWITCHES = [
   ['repeats', 'repeats', ['each answer twice', 'each answer once']],
 ];
 
-const since = (t, words) => (t === null || t === undefined ? words : `${words} since ${sinceText(t, moment.value)}`);
+const since = (t, words) => (t === null || t === undefined ? words : `${words} since ${sinceText(t, minute.value)}`);
 
 // `driver` is a name, null for the whole house; `faults` as in the snapshot.
 export function FaultSwitches({ driver, faults }) {

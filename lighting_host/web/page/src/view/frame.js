@@ -14,7 +14,11 @@ import { Icon, html } from './base.js';
 
 const THEME = 'theme';
 const wanted = matchMedia('(prefers-color-scheme: dark)');
-const chosen = signal(localStorage.getItem(THEME));
+// A browser may keep its storage closed; the choice then holds until the page is left.
+function kept() {
+  try { return localStorage.getItem(THEME); } catch { return null; }
+}
+const chosen = signal(kept());
 const system = signal(wanted.matches);
 wanted.addEventListener('change', () => { system.value = wanted.matches; });
 export const dark = () => (chosen.value ? chosen.value === 'dark' : system.value);
@@ -22,7 +26,7 @@ effect(() => { document.documentElement.dataset.theme = dark() ? 'dark' : 'light
 
 function turnTheme() {
   chosen.value = dark() ? 'light' : 'dark';
-  localStorage.setItem(THEME, chosen.value);
+  try { localStorage.setItem(THEME, chosen.value); } catch { /* see above */ }
 }
 
 function stateWords() {

@@ -6,7 +6,7 @@ import { kwhText, plural, roomText, watts, wattsText } from '../figures.js';
 import { powerSeries } from '../power.js';
 import { driverHref } from '../route.js';
 import { driver, driverNames, house, parts, past, powerVersion, rooms } from '../state.js';
-import { DAY_MS, dayStart, minuteText, moment, timeText, whenText } from '../time.js';
+import { DAY_MS, dayStart, minute, minuteText, moment, timeText, whenText } from '../time.js';
 import { canTouch, moveGroup, recall } from '../use.js';
 import { Chip, Figure, Icon, KindIcon, Lamp, Sign, html } from './base.js';
 import { Breaks, HouseFaults } from './breaks.js';
@@ -130,7 +130,7 @@ function Scenes() {
   if (list.length === 0) return null;
   return html`<section class="card side" aria-label="scenes"><h2>Scenes<span>last used</span></h2><ul class="scenes">
     ${list.map(s => html`<li key=${s.id}><button type="button" aria-label=${`scene ${s.name || s.id}`} disabled=${!canTouch()}
-      onClick=${() => recall(s.id)}>${s.name || s.id}</button><span>${whenText(s.last_ms, moment.value)}</span></li>`)}</ul></section>`;
+      onClick=${() => recall(s.id)}>${s.name || s.id}</button><span>${whenText(s.last_ms, minute.value)}</span></li>`)}</ul></section>`;
 }
 
 const RAMPS = { up: 'brightens now', down: 'dims now' };
@@ -153,7 +153,7 @@ function Ramp({ group, way }) {
 function Group({ group }) {
   const moves = movesNow(group);
   return html`<li><b>${group.name || group.id}</b>
-    <span class=${`when ${moves ? 'now' : ''}`}>${moves ? RAMPS[moves] : whenText(group.last_ms, moment.value)}</span>
+    <span class=${`when ${moves ? 'now' : ''}`}>${moves ? RAMPS[moves] : whenText(group.last_ms, minute.value)}</span>
     <${Ramp} group=${group} way="down"/><${Ramp} group=${group} way="up"/>
     <button type="button" class="small" aria-label=${`off ${group.name || group.id}`} disabled=${!canTouch()}
       onClick=${() => moveGroup(group.id, { do: 'level', level: 0, time_ms: 1000 })}><${Icon} name="off"/></button></li>`;

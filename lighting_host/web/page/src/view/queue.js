@@ -1,7 +1,7 @@
 // The bus queue of a keypad, in its own order: what was replaced stays in its place.
 import { waitingCount } from '../compare.js';
 import { hex, plural } from '../figures.js';
-import { inText, moment, timeMsText, sinceText } from '../time.js';
+import { inText, minute, moment, timeMsText, sinceText } from '../time.js';
 import { opcodeText } from '../words.js';
 import { Chip, html } from './base.js';
 
@@ -40,7 +40,7 @@ function Message({ m, queue }) {
 const DONE_WORDS = { answered: '', given_up: 'given up, ', dropped: 'dropped, ' };
 function Done({ m }) {
   const took = m.state === 'answered' && m.done_ms !== null && m.sent_ms.length ? `, ${m.done_ms - m.sent_ms[m.sent_ms.length - 1]} ms` : '';
-  return html`<li><${Head} m=${m}><small>${DONE_WORDS[m.state]}${m.done_ms === null ? '' : sinceText(m.done_ms, moment.value)}${took}</small><//></li>`;
+  return html`<li><${Head} m=${m}><small>${DONE_WORDS[m.state]}${m.done_ms === null ? '' : sinceText(m.done_ms, minute.value)}${took}</small><//></li>`;
 }
 
 function totalsText(t) {

@@ -7,7 +7,7 @@ import { capital, count } from '../figures.js';
 import { driverHref, route } from '../route.js';
 import { driver, driverNames } from '../state.js';
 import { KINDS, chainOf, filter, firstKept, lineCount, lineOf, lastSeq, setFilter, shownLines, version } from '../tape.js';
-import { clock, moment, sinceText, timeMsText } from '../time.js';
+import { clock, minute, sinceText, timeMsText } from '../time.js';
 import { addBreak, rewind } from '../use.js';
 import { kindOf, rawOf, wordsOf } from '../words.js';
 import { decode } from '../zcl.js';
@@ -142,7 +142,7 @@ export function TapePage() {
   const first = firstKept();
   return html`<main id="main" class="tape-page" tabindex="-1" aria-label="tape page"><header class="head"><div><p class="crumb"><a href="#house">House</a></p><h1>Tape</h1></div>
     <dl class="facts"><div><dt>outputs so far</dt><dd>${count(Math.max(lastSeq(), clock.value.seq || 0))}</dd></div><div><dt>shown</dt><dd>${count(shownLines().length)} of ${count(lineCount())}</dd></div>
-    <div><dt>kept here</dt><dd>${first ? `from ${sinceText(first.t_ms, moment.value)}` : 'none'}</dd></div></dl>
+    <div><dt>kept here</dt><dd>${first ? `from ${sinceText(first.t_ms, minute.value)}` : 'none'}</dd></div></dl>
     <button type="button" class="button still" aria-pressed=${still.value ? 'true' : 'false'} onClick=${() => { still.value = !still.value; }}>hold still</button></header>
     <${Filter}/><div class="tape-grid"><${Lines}/><${Detail}/></div></main>`;
 }

@@ -1,7 +1,7 @@
 // A repair or a synchronisation as a walk: what was asked, answered, mended, and what comes next.
 import { lightGroups, lightRows, repairCounts } from '../compare.js';
 import { hex } from '../figures.js';
-import { inText, moment, sinceText, timeMsText } from '../time.js';
+import { inText, minute, moment, sinceText, timeMsText } from '../time.js';
 import { mibWords } from '../words.js';
 import { decode, spaced, zclWords } from '../zcl.js';
 import { Bar, Facts, html } from './base.js';
@@ -87,7 +87,7 @@ export function Walk({ d }) {
   const runs = sync.ended_ms === null;
   const more = toCome(d);
   return html`<section class="card walk" tabindex="0" aria-label=${`${name} of ${d.name}`}>
-    <h2>${title} ${runs ? 'under way' : 'of last time'}<span>since ${sinceText(sync.since_ms, moment.value)}</span></h2><${Reports} sync=${sync}/>
+    <h2>${title} ${runs ? 'under way' : 'of last time'}<span>since ${sinceText(sync.since_ms, minute.value)}</span></h2><${Reports} sync=${sync}/>
     <ol>${sync.frames.slice(-60).map((f, i) => html`<${Step} key=${`${f.seq ?? ''} ${f.t_ms} ${i}`} f=${f}/>`)}<${Next} sync=${sync}/>
       ${more.map(words => html`<li class="to-come" key=${words}><time></time><i aria-hidden="true">→</i><span>${words}</span><code>to come</code></li>`)}</ol>
     <${Facts} kind="pairs" list=${endFacts(d)}/></section>`;
