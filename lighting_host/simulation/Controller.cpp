@@ -1,7 +1,7 @@
 #include "lighting_host/simulation/Controller.h"
 
+#include "device_wire/AttachedDevice.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/AttachedDevice.h"
 #include "lighting_host/house/Session.h"
 #include "simulated_devices/SimulatedDevice.h"
 

@@ -1,6 +1,6 @@
 #include "lighting_host/simulation/Lamps.h"
 
-#include "lighting_host/AttachedDevice.h"
+#include "device_wire/AttachedDevice.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/types/Devices.h"
 
