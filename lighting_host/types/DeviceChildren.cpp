@@ -30,19 +30,34 @@ std::uint64_t ReadAttribute(DeviceElement& fault, const simulated::FaultAttribut
                         static_cast<unsigned>(attribute.max),
                         static_cast<unsigned>(attribute.byDefault));
 }
+
+void ReadChild(const nx::XmlNode& device, const nx::XmlNode& child, const ChildTable& table)
+{
+    for (const auto& [name, read] : table.rows)
+    {
+        if (child.GetName() != name)
+            continue;
+        if (child.GetChildCount() != 0)
+            DeviceElement(child).Fail("unknown element <" + child.GetChildAt(0)->GetName() + ">");
+        return read(child);
+    }
+    DeviceElement(device).Fail("unknown element <" + child.GetName() + ">");
+}
 } // namespace
 
 void ReadChildren(const nx::XmlNode& device, const ChildTable& table)
 {
     for (std::size_t i = 0; i < device.GetChildCount(); ++i)
     {
-        const auto child = device.GetChildAt(i);
-        const auto row = std::find_if(table.rows.begin(), table.rows.end(),
-                                      [&](const auto& candidate)
-                                      { return child->GetName() == candidate.first; });
-        if (row == table.rows.end())
-            DeviceElement(device).Fail("unknown element <" + child->GetName() + ">");
-        row->second(*child);
+        try
+        {
+            ReadChild(device, *device.GetChildAt(i), table);
+        }
+        catch (DeviceError& error)
+        {
+            error.child = static_cast<int>(i);
+            throw;
+        }
     }
 }
 

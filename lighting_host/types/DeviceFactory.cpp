@@ -56,7 +56,7 @@ unsigned LampWatts(const HouseFileDriver& driver)
                : 0;
 }
 
-std::string CheckDevice(const HouseFileDriver& driver)
+std::string CheckDevice(const HouseFileDriver& driver, int* child)
 {
     StillWorld world;
     try
@@ -65,6 +65,8 @@ std::string CheckDevice(const HouseFileDriver& driver)
     }
     catch (const DeviceError& error)
     {
+        if (child)
+            *child = error.child;
         return error.what();
     }
     return std::string();

@@ -31,7 +31,7 @@ constexpr std::size_t LONGEST_QUEUE = BURST * (120000 / STEP_MS + 1);
 
 using AddFaulty = std::function<void(BusHouse&)>;
 
-struct Faults
+struct FaultyKeypads
 {
     const char* name;
     std::vector<AddFaulty> keypads;
@@ -39,12 +39,12 @@ struct Faults
     bool recover;
 };
 
-void PrintTo(const Faults& faults, std::ostream* os)
+void PrintTo(const FaultyKeypads& faults, std::ostream* os)
 {
     *os << faults.name;
 }
 
-class Gen3KeypadSoak : public testing::TestWithParam<Faults>
+class Gen3KeypadSoak : public testing::TestWithParam<FaultyKeypads>
 {
 protected:
     Gen3KeypadSoak()
@@ -201,7 +201,10 @@ AddFaulty EveryFifthAnswered()
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, Gen3KeypadSoak,
-    testing::Values(
-        Faults{"DeafSeldomBabbling", {One("deaf"), EveryFifthAnswered(), One("babbling")}, false},
-        Faults{"LateForgetfulBabbling", {One("late"), One("forgetful"), One("babbling")}, true}),
+    testing::Values(FaultyKeypads{"DeafSeldomBabbling",
+                                  {One("deaf"), EveryFifthAnswered(), One("babbling")},
+                                  false},
+                    FaultyKeypads{"LateForgetfulBabbling",
+                                  {One("late"), One("forgetful"), One("babbling")},
+                                  true}),
     [](const auto& run) { return std::string(run.param.name); });

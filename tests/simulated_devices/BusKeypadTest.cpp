@@ -310,3 +310,32 @@ TEST_F(BusKeypadTest, Babbling_StillDoesItsWork)
         keypad.reset();
     }
 }
+
+TEST_F(BusKeypadTest, LateAndSeldom_AnswersTheThirdAfterTwentyFiveSeconds)
+{
+    Given(AnswersLate(), AnswersSeldom(3));
+    for (std::uint8_t i = 1; i <= 3; ++i)
+        Send(0x1280, {0, i});
+    world.Advance(24900);
+    EXPECT_THAT(Told(), IsEmpty());
+    world.Advance(300);
+    EXPECT_THAT(Told(), ElementsAre(Answered(3)));
+}
+
+TEST_F(BusKeypadTest, FaultAddedWhileItHasPower_BeginsAndEnds)
+{
+    Given();
+    keypad->AddFault(std::make_unique<Babbles>());
+    keypad->AddFault(std::make_unique<HearsNothing>());
+    world.Advance(Babbles::BABBLE_EVERY_MS);
+    EXPECT_EQ(world.Draws().size(), 3u); // noise of one octet: what, how long, which
+    Send(0x1280, {0, 1});
+    world.Advance(1000);
+    EXPECT_THAT(Told(), IsEmpty());
+    keypad->ClearFaults();
+    world.Advance(10 * Babbles::BABBLE_EVERY_MS);
+    EXPECT_EQ(world.Draws().size(), 3u);
+    Send(0x1280, {0, 2});
+    world.Advance(1000);
+    EXPECT_THAT(Told(), ElementsAre(Answered(2)));
+}
