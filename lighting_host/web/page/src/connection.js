@@ -100,8 +100,8 @@ function flush() {
 setInterval(flush, FLUSH_MS);
 
 function take(message) {
-  if ('seq' in message) addLine(message);
-  else if ('page' in message) pageLine(message);
+  if ('page' in message) pageLine(message);
+  else if ('seq' in message) addLine(message);
 }
 
 function receive(text) {

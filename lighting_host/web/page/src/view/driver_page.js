@@ -19,11 +19,11 @@ import { Walk } from './walk.js';
 
 const ROW = 28;
 
-function Leaf({ name, size, at, current }) {
+function Leaf({ name, current }) {
   const d = driver(name).value;
   if (!d) return null;
   const [first] = attention(d);
-  return html`<a href=${driverHref(name)} aria-current=${current ? 'page' : undefined} aria-setsize=${size} aria-posinset=${at}>
+  return html`<a href=${driverHref(name)} aria-current=${current ? 'page' : undefined}>
     <${Sign} d=${d}/><span>${name}</span>${first && html`<em>${first.short || first.words}</em>`}</a>`;
 }
 
@@ -32,14 +32,14 @@ function Tree({ current }) {
   const word = useSignal('');
   const rows = useComputed(() => rooms.value.flatMap(r => {
     const names = r.names.filter(n => n.toLowerCase().includes(word.value.toLowerCase()));
-    return names.length ? [{ room: r.name }, ...names.map((name, i) => ({ name, at: i + 1, size: names.length }))] : [];
+    return names.length ? [{ room: r.name }, ...names.map(name => ({ name }))] : [];
   })).value;
   const { box, onScroll, first, last } = useVirtual(rows.length, ROW, 44);
   return html`<nav class="tree" aria-label="drivers" ref=${box} onScroll=${onScroll} tabindex="0">
     <label class="find"><span class="hidden">find a driver</span><input type="search" placeholder="find a driver" value=${word.value} onInput=${e => { word.value = e.currentTarget.value; }}/></label>
     <ul style=${{ paddingTop: `${first * ROW}px`, paddingBottom: `${(rows.length - last) * ROW}px` }}>
-      ${rows.slice(first, last).map(r => (r.name ? html`<li key=${r.name}><${Leaf} ...${r} current=${r.name === current}/></li>`
-        : html`<li key=${`room ${r.room}`} class="heading">${roomText(r.room)}</li>`))}</ul></nav>`;
+      ${rows.slice(first, last).map((r, i) => html`<li key=${r.name || `room ${r.room}`} class=${r.name ? '' : 'heading'} aria-setsize=${rows.length} aria-posinset=${first + i + 1}>
+        ${r.name ? html`<${Leaf} name=${r.name} current=${r.name === current}/>` : roomText(r.room)}</li>`)}</ul></nav>`;
 }
 
 function onlineChip({ online }) {

@@ -12,7 +12,7 @@ import { Facts, html } from './base.js';
 import { dark } from './frame.js';
 import { wattsOf } from './house_page.js';
 
-const WINDOWS = [['1 h', 3600000], ['24 h', DAY_MS], ['all', Infinity]];
+const WINDOWS = [['1 h', 3600000, 'the last hour'], ['24 h', DAY_MS, 'the last 24 hours'], ['all', Infinity, 'all the time']];
 const ROOM_COLORS = 9;
 const DRAW_EVERY_MS = 1000;
 const LOADS_AT_FIRST = 10;
@@ -162,10 +162,10 @@ function Chart() {
     };
   }, []);
   const words = focus.value ? `of ${focus.value.load || roomText(focus.value.room)}` : 'stacked by room';
-  const over = WINDOWS.find(w => w[1] === span.value)[0];
+  const over = WINDOWS.find(w => w[1] === span.value)[2];
   const title = focus.value ? `Power of ${focus.value.load || roomText(focus.value.room)}` : 'Power by room';
   return html`<section class="card chart" aria-label="power by room"><h2>${title}<span>${readout.value || (focus.value ? html`<button type="button" class="text" onClick=${() => { focus.value = null; }}>back to all rooms</button>` : 'power at the pointer')}</span></h2>
-    <div class="plot" ref=${box} role="img" aria-label=${`power over ${over === 'all' ? 'all the time' : `the last ${over}`}, ${words}`}></div></section>`;
+    <div class="plot" ref=${box} role="img" aria-label=${`power over ${over}, ${words}`}></div></section>`;
 }
 
 const Key = ({ color }) => html`<i class="key-color" style=${{ background: `var(--room-${color})` }}></i>`;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "embedded_host/HandlerTable.h"
+#include "embedded_host/internal/HandlerTable.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/CondDispatcher.h"
 #include "nxshared/MibDispatcher.h"

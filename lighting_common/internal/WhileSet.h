@@ -1,8 +1,7 @@
 #pragma once
 
 // Sets a flag for as long as this lives, also when what happens meanwhile throws; afterwards it is
-// what it was, so that one inside another leaves it set. The flag must outlive this. Internal: not
-// for drivers.
+// what it was, so that one inside another leaves it set. The flag must outlive this.
 class WhileSet
 {
 public:

@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <limits>
 
-// Internal: not installed, not for drivers.
-
 // Adds to a total. One that would leave the range of an int stays at the end of that range, so that
 // a total that only grows is never seen to fall.
 inline void SaturatingAdd(int& total, int more)

@@ -1,4 +1,4 @@
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/internal/TimerWheel.h"
 
 #include <algorithm>
 #include <limits>

@@ -7,7 +7,7 @@
 #include <fmt/format.h>
 #include <log4cplus/logger.h>
 
-// How the library logs and asserts. Internal: not installed, not for drivers.
+// How the library logs and asserts.
 //
 // Every record goes to the one logger of the library, with the source's name, the line and the
 // function's full signature. A level that is off costs one test and no formatting.

@@ -10,7 +10,7 @@ namespace gen3_lights
 {
 namespace scenes
 {
-// The ordered map from key to element inside AdvSceneManager. Internal: not for drivers.
+// The ordered map from key to element inside AdvSceneManager.
 //
 // The key of an element is its id, so keys are 16 bits wide; any other key is simply not there. The
 // order is that of the keys: the first steps of all scenes, then all second steps, and so on. Kept

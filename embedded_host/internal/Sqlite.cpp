@@ -1,4 +1,4 @@
-#include "embedded_host/Sqlite.h"
+#include "embedded_host/internal/Sqlite.h"
 
 #include "embedded_host/StateStore.h"
 

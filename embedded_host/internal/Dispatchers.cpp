@@ -1,4 +1,4 @@
-#include "embedded_host/Dispatchers.h"
+#include "embedded_host/internal/Dispatchers.h"
 
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/ICondMessage.h"

@@ -3,7 +3,7 @@
 #include <utility>
 
 // Runs an action at the end of its scope, also when what happens meanwhile throws. The action must
-// not throw. Internal: not for drivers.
+// not throw.
 template <class Action>
 class AtEnd
 {

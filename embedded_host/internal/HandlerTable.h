@@ -1,6 +1,6 @@
 #pragma once
 
-#include "embedded_host/NameShape.h"
+#include "embedded_host/internal/NameShape.h"
 
 #include <cstddef>
 #include <cstdint>

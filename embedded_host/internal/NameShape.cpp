@@ -1,4 +1,4 @@
-#include "embedded_host/NameShape.h"
+#include "embedded_host/internal/NameShape.h"
 
 #include <algorithm>
 #include <stdexcept>

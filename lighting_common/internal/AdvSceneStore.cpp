@@ -1,4 +1,4 @@
-#include "lighting_common/AdvSceneStore.h"
+#include "lighting_common/internal/AdvSceneStore.h"
 
 #include <algorithm>
 #include <array>

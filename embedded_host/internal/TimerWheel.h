@@ -1,5 +1,7 @@
 #pragma once
 
+#include "embedded_host/TimerObserver.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -23,7 +25,7 @@ class TimerWheel
 public:
     // The kinds of timers. Ids of device timers have this bit, so that the two never meet.
     static constexpr unsigned DRIVER = 0;
-    static constexpr unsigned DEVICE = 0x80000000u;
+    static constexpr unsigned DEVICE = TimerObserver::DEVICE_BIT;
 
     // Whose timers they are: every driver's host is one, and all devices together. Not copied, not
     // moved; must outlive its timers.
@@ -61,18 +63,6 @@ public:
         virtual void OnTimerDue(const Due& due) = 0;
     };
 
-    // Who is told what becomes of every timer, for a record of it. Told inside the operation; must
-    // not call the wheel. A timer that its owner's KillAll stops counts as killed.
-    class Observer
-    {
-    public:
-        virtual ~Observer() = default;
-        virtual void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) = 0;
-        virtual void OnTimerKilled(unsigned id, std::int64_t nowMs) = 0;
-        // It is due now and is about to fire; `again` when it goes on running.
-        virtual void OnTimerFires(unsigned id, bool again, std::int64_t nowMs) = 0;
-    };
-
     // What a count of 0 means: the timer fires until it is killed.
     static constexpr std::uint32_t FOREVER = 0;
 
@@ -103,8 +93,9 @@ public:
 
     std::size_t Count() const { return m_count; }
 
-    // From now on `observer` is told; null for nobody. Must outlive the wheel or its own time.
-    void Observe(Observer* observer) { m_observer = observer; }
+    // From now on `observer` is told; null for nobody. Must stay valid until the wheel is destroyed
+    // or another one is set.
+    void Observe(TimerObserver* observer) { m_observer = observer; }
 
 private:
     static constexpr std::uint32_t NONE = 0xFFFFFFFF;
@@ -192,6 +183,6 @@ private:
     // The next node of the same home, beside every node.
     std::vector<std::uint32_t> m_nextAtHome;
     std::vector<std::uint32_t> m_scratch;
-    Observer* m_observer = nullptr;
+    TimerObserver* m_observer = nullptr;
 };
 } // namespace embedded_host

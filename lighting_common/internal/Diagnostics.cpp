@@ -1,4 +1,4 @@
-#include "lighting_common/Diagnostics.h"
+#include "lighting_common/internal/Diagnostics.h"
 
 namespace diagnostics
 {
