@@ -56,26 +56,15 @@ std::ostream& operator<<(std::ostream& out, const Event& event)
     return out << "{" << event.kind << ", " << event.a << ", " << event.b << ", " << event.c << "}";
 }
 
+// Any kind of fault that a dimmer can have.
 void AddFault(simulated::WiredDimmer& device, unsigned which, unsigned every)
 {
-    using namespace simulated;
-    switch (which % 7)
-    {
-    case 0:
-        return device.AddFault(std::make_unique<HearsBadly<WiredDimmerFault>>(every));
-    case 1:
-        return device.AddFault(std::make_unique<Loses<WiredDimmerFault, DimmerAnswers>>(every));
-    case 2:
-        return device.AddFault(std::make_unique<Loses<WiredDimmerFault, DimmerTraps>>(every));
-    case 3:
-        return device.AddFault(std::make_unique<Repeats<WiredDimmerFault, DimmerTraps>>(every));
-    case 4:
-        return device.AddFault(std::make_unique<ReordersTraps>(every));
-    case 5:
-        return device.AddFault(std::make_unique<Forgets<WiredDimmerFault>>());
-    default:
-        return device.AddFault(std::make_unique<KeepsStaleElements>(every));
-    }
+    const std::vector<const simulated::FaultKind*> kinds = device.GetFaults()->Kinds();
+    const simulated::FaultKind& kind = *kinds[which % kinds.size()];
+    simulated::FaultValues values;
+    for (const simulated::FaultAttribute& attribute : kind.attributes)
+        values[attribute.name] = every;
+    EXPECT_TRUE(device.AddFault(kind.name, values)) << kind.name;
 }
 
 unsigned SceneOf(const Event& event)
