@@ -303,7 +303,7 @@ bool Protocol::Handle(const std::string& line, unsigned long number)
     }
     catch (const InputError& error)
     {
-        WriteError(error.Words());
+        WriteError(error.Message());
     }
     catch (const std::exception& error)
     {

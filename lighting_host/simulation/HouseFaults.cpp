@@ -1,6 +1,7 @@
 #include "lighting_host/simulation/HouseFaults.h"
 
 #include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/Listeners.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -26,7 +27,7 @@ constexpr Rates LIGHT = {5, 10, 5, 400, 48 * 3600 * 1000};
 constexpr Rates HEAVY = {60, 80, 40, 2500, 8 * 3600 * 1000};
 
 // What devices do wrong besides, each that knows the kind. The order is that of the draws.
-struct NaturalFault
+struct DeviceFault
 {
     const char* kind;
     // Half of the devices are.
@@ -37,7 +38,7 @@ struct NaturalFault
     int min;
     int max;
 };
-constexpr NaturalFault NATURE[] = {
+constexpr DeviceFault DEVICE_FAULTS[] = {
     {"forgets", true, false, nullptr, 0, 0},
     {"chatters", false, true, "bounces", 1, 1},
     {"reorders_traps", false, true, "every", 5, 15},
@@ -82,7 +83,7 @@ public:
         return delivery;
     }
 
-    void Mend() { m_faulty = false; }
+    void StopFaults() { m_faulty = false; }
     Counts& GetCounts() { return m_counts; }
 
 private:
@@ -95,8 +96,10 @@ private:
     bool m_faulty = true;
 };
 
-HouseFaults::HouseFaults(Session& session, FaultLevel level, std::uint64_t seed)
-    : m_session(session), m_level(level), m_random(seed, embedded_host::Draw::Random)
+HouseFaults::HouseFaults(Session& session, Listeners& listeners, FaultLevel level,
+                         std::uint64_t seed)
+    : m_session(session), m_listeners(listeners), m_level(level),
+      m_random(seed, embedded_host::Draw::Random)
 {
     for (std::size_t i = 0; i < session.Devices().size(); ++i)
         m_links.push_back(std::make_unique<FaultyLink>(
@@ -118,10 +121,10 @@ void HouseFaults::Start()
         m_session.Devices()[i]->SetLink(m_links[i].get());
         if (m_level == FaultLevel::None)
         {
-            m_links[i]->Mend();
+            m_links[i]->StopFaults();
             continue;
         }
-        AddNature(*m_session.Devices()[i]->Device());
+        AddDeviceFaults(*m_session.Devices()[i]->Device());
         m_failures.push_back(0);
         PlanFailure(i);
     }
@@ -133,7 +136,7 @@ void HouseFaults::Stop()
         m_session.House().KillDeviceTimer(timer);
     m_failures.clear();
     for (const auto& link : m_links)
-        link->Mend();
+        link->StopFaults();
     for (const auto& attached : m_session.Devices())
         attached->Device()->ClearFaults();
 }
@@ -145,11 +148,11 @@ const HouseFaults::Counts& HouseFaults::Of(std::size_t device) const
 
 // Whether it is one of the unlucky half is drawn for every device, also for one that can have no
 // such fault: the draws of the others do not depend on it then.
-void HouseFaults::AddNature(simulated::SimulatedDevice& device)
+void HouseFaults::AddDeviceFaults(simulated::SimulatedDevice& device)
 {
     const bool unlucky = m_random.Between(0, 1) == 1;
     simulated::FaultList* const faults = device.GetFaults();
-    for (const NaturalFault& fault : NATURE)
+    for (const DeviceFault& fault : DEVICE_FAULTS)
     {
         if (!faults || !faults->FindKind(fault.kind))
             continue;
@@ -186,8 +189,7 @@ void HouseFaults::FailPower(std::size_t device)
 {
     ++m_links[device]->GetCounts().powerFailures;
     device_wire::AttachedDevice& attached = *m_session.Devices()[device];
-    if (onPowerFailure)
-        onPowerFailure(attached.Driver());
+    m_listeners.OnPowerFailure(attached.Driver());
     attached.Device()->OnPowerOn();
     attached.Rejoin();
 }

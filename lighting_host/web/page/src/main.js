@@ -77,6 +77,22 @@ effect(() => {
   if (!now && route.peek().page === 'past') go('#house');
 });
 
+// After a change of page a reader that stood on what is gone begins at the new one.
+let shownPage = '';
+effect(() => {
+  const { page, params } = route.value;
+  const now = `${page} ${params.driver || ''}`;
+  if (now === shownPage) return;
+  const first = shownPage === '';
+  shownPage = now;
+  if (first) return;
+  setTimeout(() => {
+    if (document.activeElement && document.activeElement !== document.body) return;
+    document.getElementById('main')?.focus({ preventScroll: true });
+    scrollTo(0, 0);
+  });
+});
+
 // A link that holds a moment goes there once the house is known; a moment that there is not is now.
 const linked = signal(route.peek().params.t);
 effect(() => {

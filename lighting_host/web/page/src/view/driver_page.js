@@ -76,7 +76,7 @@ function Hold({ d }) {
 }
 
 function Wall({ d }) {
-  return html`<section class="card wall" aria-label=${d.name}><h2>On the wall<span>mouse, touch or Space</span></h2>
+  return html`<section class="card wall" aria-label=${d.name}><h2>On the wall<span>mouse, touch, Space</span></h2>
     <${Plate} d=${d} big=${true}/><${Contacts} d=${d}/><${Hold} d=${d}/></section>`;
 }
 

@@ -56,10 +56,10 @@ export const wattsOf = names => names.reduce((sum, n) => sum + (driver(n).value?
 const hasWatts = names => names.some(n => driver(n).value?.watts !== undefined);
 
 function RoomHead({ room, names, open }) {
-  const sum = useComputed(() => (hasWatts(names) ? wattsText(wattsOf(names)) : ''));
-  const look = useComputed(() => names.filter(n => attention(driver(n).value || {}).length).length);
+  const sum = hasWatts(names) ? wattsText(wattsOf(names)) : '';
+  const look = names.filter(n => attention(driver(n).value || {}).length).length;
   const folds = names.length >= FOLD_FROM;
-  const words = folds && !open.value ? `${plural(names.length, 'driver')}${look.value ? `, ${look.value} need a look` : ''} · ` : '';
+  const words = folds && !open.value ? `${plural(names.length, 'driver')}${look ? `, ${look} need a look` : ''} · ` : '';
   const id = `room-${room.replace(/[^A-Za-z0-9]/g, '-')}`;
   return html`<h2 id=${id}>${folds ? html`<button type="button" class="fold" aria-expanded=${open.value ? 'true' : 'false'}
     onClick=${() => { open.value = !open.value; }}><${Icon} name=${open.value ? 'down' : 'next'}/>${roomText(room)}</button>` : roomText(room)}
@@ -151,7 +151,7 @@ function Ramp({ group, way }) {
 }
 
 function Group({ group }) {
-  const moves = useComputed(() => movesNow(group)).value;
+  const moves = movesNow(group);
   return html`<li><b>${group.name || group.id}</b>
     <span class=${`when ${moves ? 'now' : ''}`}>${moves ? RAMPS[moves] : whenText(group.last_ms, moment.value)}</span>
     <${Ramp} group=${group} way="down"/><${Ramp} group=${group} way="up"/>
@@ -161,7 +161,7 @@ function Group({ group }) {
 
 const Groups = () => (parts.groups.value.length === 0 ? null
   : html`<section class="card side" aria-label="load groups"><h2>Load groups<span>last moved</span></h2><ul class="groups">
-    ${parts.groups.value.map(g => html`<${Group} key=${`${g.id} ${g.last_ms}`} group=${g}/>`)}</ul></section>`);
+    ${parts.groups.value.map(g => html`<${Group} key=${g.id} group=${g}/>`)}</ul></section>`);
 
 const People = () => (parts.people.value.length === 0 ? null
   : html`<section class="card side" aria-label="people"><h2>People<span>last acts</span></h2><ol class="people">

@@ -55,7 +55,7 @@ function Button({ d, button, big }) {
 
 export function Plate({ d, big = false }) {
   if (!d.buttons || d.buttons.length === 0) return null;
-  return html`<div class=${big ? 'big-plate' : `plate of-${Math.min(d.buttons.length, 8)}`}>
+  return html`<div class=${big ? 'big-plate' : `plate of-${Math.min(d.buttons.length, 8)}`} style=${{ '--buttons': String(d.buttons.length) }}>
     ${d.buttons.map(b => html`<${Button} key=${b.id} d=${d} button=${b} big=${big}/>`)}</div>`;
 }
 

@@ -1,5 +1,5 @@
 // The time bar: play, step, speed, and the day as a lane to go back in.
-import { useComputed, useSignal } from '@preact/signals';
+import { useSignal, useSignalEffect } from '@preact/signals';
 import { useEffect, useRef } from 'preact/hooks';
 
 import { canUse } from '../connection.js';
@@ -119,21 +119,34 @@ function MarkCounts({ begin }) {
   })}</ul>`;
 }
 
-export function TimeBar() {
+// The moment that a person asks for is shown until the house is there, or has refused.
+const ARRIVES_WITHIN_MS = 2000;
+function useAsked() {
   const asked = useSignal(null);
-  const timer = useRef(0);
+  const timers = useRef({});
+  const forget = () => { asked.value = null; };
   const ask = to => {
     asked.value = Math.round(Math.max(0, Math.min(nowMs(), to)));
-    clearTimeout(timer.current);
-    timer.current = setTimeout(async () => {
-      await rewind(asked.value);
-      asked.value = null;
+    clearTimeout(timers.current.send);
+    clearTimeout(timers.current.forget);
+    timers.current.send = setTimeout(async () => {
+      const taken = await rewind(asked.value);
+      timers.current.forget = setTimeout(forget, taken ? ARRIVES_WITHIN_MS : 0);
     }, SETTLE_MS);
   };
-  useEffect(() => () => clearTimeout(timer.current), []);
-  const shown = asked.value ?? (clock.value.paused ? clock.value.t_ms : moment.value);
+  useSignalEffect(() => { if (clock.value.paused && clock.value.t_ms === asked.peek()) forget(); });
+  useEffect(() => () => {
+    clearTimeout(timers.current.send);
+    clearTimeout(timers.current.forget);
+  }, []);
+  return [asked.value, ask];
+}
+
+export function TimeBar() {
+  const [asked, ask] = useAsked();
+  const shown = asked ?? (clock.value.paused ? clock.value.t_ms : moment.value);
   return html`<footer class="time-bar" aria-label="time"><${Transport}/><${Moment} shown=${shown}/>
-    <div class="track"><${Lane} shown=${shown} asked=${asked.value} ask=${ask}/><${Hours}/></div>
+    <div class="track"><${Lane} shown=${shown} asked=${asked} ask=${ask}/><${Hours}/></div>
     ${rewinding.value ? html`<button type="button" class="button" onClick=${stopRewind}>stop</button>` : html`<${MarkCounts} begin=${dayStart(shown)}/>`}
     <button type="button" class="tool" aria-label="copy a link to this moment" onClick=${copyLink}><${Icon} name="link"/></button></footer>`;
 }
