@@ -125,6 +125,12 @@ void PuckDriver::OnCmdRemoteAction(const ICmdMessage& message, ICmdReturn* ret)
         button->RemoteClick();
 }
 
+void PuckDriver::OnCmdContactStatus(const ICmdMessage& message, ICmdReturn* ret)
+{
+    NxBasePuckDriver::OnCmdContactStatus(message, ret);
+    SettingsChanged();
+}
+
 void PuckDriver::ReportLightLevel(int level)
 {
     for (ContactButton* contact : buttons)

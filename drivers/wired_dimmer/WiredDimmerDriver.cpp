@@ -44,7 +44,7 @@ void WiredDimmerDriver::RegisterCommands()
     commands.RegisterCmd1(names::general::DELETE_FROM_SCENE,
                           boost::bind(&WiredDimmerDriver::OnCmdDeleteFromScene, this, _1));
     commands.RegisterCmd0(names::general::RESET_ENERGY_USED,
-                          boost::bind(&EnergyInfoCollector::resetEnergyUsed, &m_energy));
+                          boost::bind(&WiredDimmerDriver::OnCmdResetEnergy, this));
 }
 
 // --- life ----------------------------------------------------------------------------------------
@@ -99,11 +99,19 @@ void WiredDimmerDriver::OnCmdKeepScene(const ICmdMessage& message)
         m_scenes.modifyScene(scene, level, time);
     else
         m_scenes.addScene(scene, level, time);
+    RequestPersist();
 }
 
 void WiredDimmerDriver::OnCmdDeleteFromScene(const ICmdMessage& message)
 {
     m_scenes.deleteScene(message.GetParamUInt(names::general::SCENE_ID));
+    RequestPersist();
+}
+
+void WiredDimmerDriver::OnCmdResetEnergy()
+{
+    m_energy.resetEnergyUsed();
+    RequestPersist();
 }
 
 // --- ILoadGroupOwner -----------------------------------------------------------------------------

@@ -39,6 +39,8 @@ public:
         virtual void OnReplaced(unsigned device) = 0;
         virtual void OnAnswered(unsigned device) = 0;
         virtual void OnGivenUp(unsigned device) = 0;
+        // The front was not sent again, since it was too late; OnAnswered follows for it.
+        virtual void OnTooLate(unsigned device) = 0;
     };
 
     explicit BusHouse(std::uint64_t seed = 1)
@@ -128,6 +130,15 @@ public:
     {
         m_ports[id - 1]->host->Enter([&] { Driver(id).Button(1)->RemoteClick(); });
     }
+
+    // How many messages wait for that keypad, the one in transit among them.
+    std::size_t Waiting(unsigned id)
+    {
+        return Driver(id).Bus().getQueuedCount() + Driver(id).WaitingCount();
+    }
+
+    // The driver is destroyed and made anew from its state, as after a restart of its host.
+    void RestartDriver(unsigned id) { m_ports[id - 1]->host->Restart(); }
 
     // The log, as far as it tells of messages; null for nobody.
     Witness* witness = nullptr;
@@ -222,6 +233,8 @@ private:
             witness->OnReplaced(device);
         else if (says("(): is sending next Message"))
             witness->OnAnswered(device);
+        else if (says(": a use of a button is not sent again"))
+            witness->OnTooLate(device);
         else if (says("(): resetting queue"))
             witness->OnGivenUp(device);
     }

@@ -79,7 +79,7 @@ TEST(ZigbeeLightDriver, DeleteFromScene_ForgetsIt)
     EXPECT_EQ(rig.Unhandled(), 0);
 }
 
-TEST(ZigbeeLightDriver, SceneCommands_AskForTheStateToBePersisted)
+TEST(ZigbeeLightDriver, ScenesAndResets_AskForTheStateToBePersisted)
 {
     LightRig rig;
     int asked = 0;
@@ -91,6 +91,8 @@ TEST(ZigbeeLightDriver, SceneCommands_AskForTheStateToBePersisted)
     rig.Command("MODIFY_SCENE", Scene("7", "10", "0"));
     rig.Command("DELETE_FROM_SCENE", {{"SCENE_ID", "7"}});
     EXPECT_EQ(asked, 3);
+    rig.Command("RESET_ENERGY_USED");
+    EXPECT_EQ(asked, 4);
 }
 
 TEST(ZigbeeLightDriver, State_HoldsScenesAndEnergy)

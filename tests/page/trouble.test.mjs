@@ -4,7 +4,7 @@ import { after, afterEach, before, beforeEach, test } from 'node:test';
 
 import { Visitor, attribute, says, startBrowser, stopBrowser, until } from './browser.mjs';
 import { HouseServer } from './server.mjs';
-import { empty, large, villa } from './villa.mjs';
+import { empty, large, sparse, villa } from './villa.mjs';
 
 const LOST = ['ERR_CONNECTION_REFUSED', 'WebSocket connection', 'ERR_CONNECTION_RESET', 'ERR_SOCKET_NOT_CONNECTED', 'ERR_EMPTY_RESPONSE', '401'];
 let server;
@@ -117,6 +117,18 @@ test('HouseWithoutDrivers_SaysSoAndTimeWorks', async () => {
   await says(v.main('house'), 'This house has no drivers');
   await v.button('step').click();
   await until(() => heard({ house: 'step' }).length === 1);
+});
+
+test('LittleIsKnownOfTheDrivers_EveryPageIsDrawnAllTheSame', async () => {
+  server.house = sparse();
+  const v = await open();
+  await says(v.region('dining_keypad'), '2 wait');
+  await v.button('button 1', 'dining_keypad').waitFor();
+  for (const [hash, name] of [['#driver?driver=dining_keypad', 'dining_keypad'], ['#driver?driver=worktop', 'worktop'], ['#driver?driver=living_wall', 'living_wall'], ['#driver?driver=fridge', 'fridge'], ['#driver?driver=front_door', 'front_door'], ['#energy', 'energy'], ['#tape', 'tape page']]) {
+    await v.go(hash);
+    await v.main(name).waitFor();
+    if (hash.startsWith('#driver')) await v.region(name).waitFor();
+  }
 });
 
 test('ThreeHundredDrivers_RoomsFoldAndOnlyWhatIsSeenIsDrawn', async () => {

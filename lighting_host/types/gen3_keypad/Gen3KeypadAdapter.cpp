@@ -240,7 +240,7 @@ public:
                 fmt::format("button {}", id),
                 fmt::format("\"{}\" shows {}", Button(id)->GetName(), Button(id)->GetCurColor()));
         facts.emplace_back("keypad", Bus().isDeviceOnline() ? "online" : "offline");
-        facts.emplace_back("bus", fmt::format("{} messages wait", Bus().getQueuedCount()));
+        facts.emplace_back("bus", fmt::format("{} messages wait", Bus().getQueuedCount() + WaitingCount()));
         if (!Firmware().Empty())
             facts.emplace_back("firmware", Firmware().ToExtString());
         return facts;

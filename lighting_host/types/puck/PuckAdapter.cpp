@@ -52,7 +52,11 @@ public:
         SnapOnButton& target = RequireSnapOn(button);
         Action action = PrepareButton(target, button);
         button.Finish();
-        return action;
+        return [this, action = std::move(action)]
+        {
+            action();
+            SettingsChanged();
+        };
     }
 
     bool Query(const std::string& word, Fields& fields, Json& value) override
