@@ -142,6 +142,14 @@ test('LinkIsCopied_HoldsPageDriverAndMoment', async () => {
   assert.equal(await v.page.evaluate(() => navigator.clipboard.readText()), `${server.url}/#driver?t=${NOW_MS}&driver=sofa`);
 });
 
+test('RewindTakesLong_ProgressAndStop', async () => {
+  const v = await open();
+  server.page({ page: 'rewind', to_ms: 1000, at_ms: 250 });
+  await attribute(v.page.getByRole('progressbar', { name: 'rewind' }), 'aria-valuenow', '25');
+  await v.button('stop').click();
+  await until(() => heard({ house: 'stop' }).length === 1);
+});
+
 test('BreakIsAddedAndMet_SwitchAndAlert', async () => {
   const v = await open();
   await v.button('add a break').click();
