@@ -1,5 +1,6 @@
 #include "embedded_host/LocalTime.h"
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/CrashReport.h"
 #include "lighting_host/text/Duration.h"
 
 #include <iostream>
@@ -92,6 +93,7 @@ void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& 
 
 int main(int argc, char** argv)
 {
+    lighting_host::CrashReport::Install(nullptr);
     std::ios::sync_with_stdio(false);
     // Whoever reads decides when what was written is to be seen.
     std::cin.tie(nullptr);
@@ -168,6 +170,11 @@ int main(int argc, char** argv)
         runOptions.session.realTime = !isVirtual;
         runOptions.terminal = isatty(STDERR_FILENO) != 0;
         return lighting_host::RunHouse(house, runOptions, std::cout, std::cerr);
+    }
+    catch (const lighting_host::DriverNotMade& error)
+    {
+        std::cerr << error.what() << '\n';
+        return 1;
     }
     catch (const std::exception& error)
     {
