@@ -2,6 +2,7 @@
 
 #include "drivers/DriverLog.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/XmlNode.h"
@@ -27,8 +28,6 @@ constexpr unsigned char DEFAULT_ENDPOINT = 1;
 constexpr unsigned DEFAULT_STALL_DELAY_S = 5;
 
 // Parameters.
-const std::string LEVEL = "LEVEL";
-const std::string TIME = "TIME";
 const std::string STALL_DELAY = "STALL_DELAY";
 bool SameScenes(const SceneDetailsLightMap& a, const SceneDetailsLightMap& b)
 {
@@ -105,8 +104,8 @@ IZclListener* ZigbeeLightDriver::GetZclListener()
 void ZigbeeLightDriver::OnCmdKeepScene(const ICmdMessage& message)
 {
     const unsigned scene = message.GetParamUInt(names::general::SCENE_ID);
-    const SceneDetail kept =
-        InRange(scene, {message.GetParamInt(LEVEL), message.GetParamInt(TIME)});
+    const SceneDetail kept = InRange(scene, {message.GetParamInt(names::parameter::LEVEL),
+                                             message.GetParamInt(names::parameter::TIME)});
     if (m_scenes.inScene(scene))
         m_scenes.modifyScene(scene, kept.level, kept.time);
     else
