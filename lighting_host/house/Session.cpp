@@ -31,7 +31,7 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
     // All that can go wrong with what was kept does so before anything runs.
     std::vector<boost::shared_ptr<nx::XmlNode>> states;
     for (const HouseFileDriver& driver : file.drivers)
-        states.push_back(m_keeper ? m_keeper->StateOf(driver.name) : nullptr);
+        states.push_back(m_keeper ? m_keeper->StateOf(driver.name, driver.type) : nullptr);
     for (std::size_t i = 0; i < file.drivers.size(); ++i)
         AddDriver(file.drivers[i], states[i] ? states[i] : file.drivers[i].state);
     for (const HouseFileGroup& group : file.groups)
@@ -102,7 +102,8 @@ void Session::RestartDrivers(bool save)
     m_house->StopAll();
     for (const auto& driver : m_house->Drivers())
     {
-        const auto state = m_keeper ? m_keeper->StateOf(driver->Config().name) : nullptr;
+        const auto state =
+            m_keeper ? m_keeper->StateOf(driver->Config().name, driver->Config().type) : nullptr;
         driver->Start(state ? state : driver->Config().state);
     }
 }

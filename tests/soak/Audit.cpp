@@ -117,9 +117,9 @@ void Audit::OnMib(const nx::DriverHost& driver, const wire::MibMessage& message)
     book.reading = book.readingEver = reading;
 }
 
-void Audit::NoteSave()
+void Audit::NoteSave(const std::vector<nx::DriverHost*>& drivers)
 {
-    for (const auto& driver : m_session.House().Drivers())
+    for (const nx::DriverHost* driver : drivers)
     {
         Book& book = m_books[driver->Config().name];
         book.saved = TotalOf(*driver);

@@ -37,8 +37,8 @@ public:
     void OnMib(const nx::DriverHost& driver, const wire::MibMessage& message) override;
     void OnPowerFailure(const nx::DriverHost& driver) override;
 
-    // The states of all drivers were saved.
-    void NoteSave();
+    // The states of these drivers were saved.
+    void NoteSave(const std::vector<nx::DriverHost*>& drivers);
 
     // A driver is made anew, from the state that it has just given (`saved` false) or that was
     // saved last. What it had counted since then is booked as lost; any other loss is a mistake.

@@ -155,9 +155,9 @@ public:
           m_random(~options.seed, embedded_host::Draw::Random)
     {
         m_listeners.Add(m_audit);
-        m_session.Keeper()->onSaved = [this]
+        m_session.Keeper()->onSaved = [this](const std::vector<nx::DriverHost*>& drivers)
         {
-            m_audit.NoteSave();
+            m_audit.NoteSave(drivers);
         };
     }
 

@@ -49,4 +49,5 @@ export const Figure = ({ parts, kind = '' }) => html`<span class=${`figure ${kin
 export const Facts = ({ list, kind = 'facts' }) => html`<dl class=${kind}>
   ${list.map(([label, value], i) => html`<div key=${i}><dt>${label}</dt><dd>${value}</dd></div>`)}</dl>`;
 
-export const Bar = ({ part, kind = '' }) => html`<div class=${`bar ${kind}`}><i style=${{ width: `${Math.max(0, Math.min(1, part)) * 100}%` }}></i></div>`;
+export const Bar = ({ part, kind = '' }) => html`<div class=${`bar ${kind}`}>
+  <i style=${{ width: `${Math.max(0, Math.min(1, part)) * 100}%` }}></i></div>`;

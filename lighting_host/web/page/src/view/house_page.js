@@ -62,7 +62,8 @@ function RoomHead({ room, names, open }) {
   const words = folds && !open.value ? `${plural(names.length, 'driver')}${look ? `, ${look} need a look` : ''} · ` : '';
   const id = `room-${room.replace(/[^A-Za-z0-9]/g, '-')}`;
   return html`<h2 id=${id}>${folds ? html`<button type="button" class="fold" aria-expanded=${open.value ? 'true' : 'false'}
-    onClick=${() => { open.value = !open.value; }}><${Icon} name=${open.value ? 'down' : 'next'}/>${roomText(room)}</button>` : roomText(room)}
+    onClick=${() => { open.value = !open.value; }}><${Icon} name=${open.value ? 'down' : 'next'}/>${roomText(room)}
+      </button>` : roomText(room)}
     <span>${words}${sum}</span></h2>`;
 }
 
@@ -100,7 +101,8 @@ function Spark() {
     return { path: `${path}V100z`, x: lastX, words: at < 0 ? '' : `, highest ${wattsText(most)} at ${minuteText(times[at])}` };
   });
   const { path, x, words } = drawn.value;
-  return html`<svg class="spark" viewBox="0 0 1440 100" preserveAspectRatio="none" role="img" aria-label=${`power of the house today${words}`}>
+  return html`<svg class="spark" viewBox="0 0 1440 100" preserveAspectRatio="none" role="img"
+    aria-label=${`power of the house today${words}`}>
     <path d=${path}/><path class="playhead" d=${`M${x.toFixed(1)} 0V100`}/></svg>`;
 }
 

@@ -31,11 +31,16 @@ function Transport() {
   const speed = clock.value.speed;
   const speeds = SPEEDS.includes(speed) ? SPEEDS : [...SPEEDS, speed].sort((a, b) => a - b);
   return html`<div class="transport" role="group" aria-label="transport">
-    <button type="button" class="tool play" aria-label=${paused ? 'play' : 'pause'} disabled=${disabled} onClick=${playOrPause}><${Icon} name=${paused ? 'play' : 'pause'}/></button>
-    <button type="button" class="tool" aria-label="step" title="to the next timer" disabled=${disabled} onClick=${step}><${Icon} name="step"/></button>
-    <button type="button" class="tool narrow" aria-label="previous mark" disabled=${disabled} onClick=${() => toMark(-1)}><${Icon} name="back"/></button>
-    <button type="button" class="tool narrow" aria-label="next mark" disabled=${disabled} onClick=${() => toMark(1)}><${Icon} name="next"/></button>
-    <select class="speed" aria-label="speed" disabled=${disabled} value=${String(speed)} onChange=${e => setSpeed(Number(e.currentTarget.value))}>
+    <button type="button" class="tool play" aria-label=${paused ? 'play' : 'pause'} disabled=${disabled} onClick=${playOrPause}>
+      <${Icon} name=${paused ? 'play' : 'pause'}/></button>
+    <button type="button" class="tool" aria-label="step" title="to the next timer" disabled=${disabled} onClick=${step}>
+      <${Icon} name="step"/></button>
+    <button type="button" class="tool narrow" aria-label="previous mark" disabled=${disabled} onClick=${() => toMark(-1)}>
+      <${Icon} name="back"/></button>
+    <button type="button" class="tool narrow" aria-label="next mark" disabled=${disabled} onClick=${() => toMark(1)}><${Icon} name="next"/>
+      </button>
+    <select class="speed" aria-label="speed" disabled=${disabled} value=${String(speed)}
+      onChange=${e => setSpeed(Number(e.currentTarget.value))}>
       ${speeds.map(s => html`<option key=${s} value=${String(s)} selected=${s === speed}>${s}×</option>`)}</select></div>`;
 }
 
@@ -44,12 +49,14 @@ function Days({ shown }) {
   const days = [...midnights(1, now), ...(dayStart(0) <= 0 ? [dayStart(0)] : [])].sort((a, b) => b - a);
   if (days.length < 2) return html`<span>${shortDateText(shown)}</span>`;
   const of = dayStart(shown);
-  return html`<select class="day" aria-label="day" disabled=${!canUse()} onChange=${e => rewind(Math.min(nowMs(), Number(e.currentTarget.value) + msOfDay(shown)))}>
+  return html`<select class="day" aria-label="day" disabled=${!canUse()}
+    onChange=${e => rewind(Math.min(nowMs(), Number(e.currentTarget.value) + msOfDay(shown)))}>
     ${days.map(t => html`<option key=${t} value=${t} selected=${t === of}>${shortDateText(Math.max(t, 0))}</option>`)}</select>`;
 }
 
 function Moment({ shown }) {
-  return html`<div class="moment"><span class="figure">${timeText(shown)}<small>.${pad(msOfDay(shown) % 1000, 3)}</small></span><${Days} shown=${shown}/></div>`;
+  return html`<div class="moment"><span class="figure">${timeText(shown)}<small>.${pad(msOfDay(shown) % 1000, 3)}</small></span>
+    <${Days} shown=${shown}/></div>`;
 }
 
 function Activity({ begin }) {
@@ -68,7 +75,8 @@ function Activity({ begin }) {
 
 function MarkSigns({ begin }) {
   const mine = marks.value.filter(m => m.t_ms >= begin && m.t_ms < begin + DAY_MS);
-  return html`${mine.slice(-200).map((m, i) => html`<i key=${`${m.t_ms} ${i}`} class=${`mark of-${m.kind}`} style=${{ left: share(m.t_ms - begin) }}><${KindIcon} kind=${m.kind}/></i>`)}`;
+  return html`${mine.slice(-200).map((m, i) => html`<i key=${`${m.t_ms} ${i}`} class=${`mark of-${m.kind}`}
+    style=${{ left: share(m.t_ms - begin) }}><${KindIcon} kind=${m.kind}/></i>`)}`;
 }
 
 // The lane of a day. `asked` is the moment that a person is choosing, null while none is chosen.
@@ -104,11 +112,14 @@ function Lane({ shown, asked, ask }) {
 
 function Progress() {
   const { to_ms, at_ms } = rewinding.value;
-  return html`<span class="progress" role="progressbar" aria-label="rewind" aria-valuemin="0" aria-valuemax="100" aria-valuenow=${Math.round((at_ms / Math.max(1, to_ms)) * 100)}
+  return html`<span class="progress" role="progressbar" aria-label="rewind" aria-valuemin="0" aria-valuemax="100"
+    aria-valuenow=${Math.round((at_ms / Math.max(1, to_ms)) * 100)}
     style=${{ width: `${(at_ms / Math.max(1, to_ms)) * 100}%` }}></span>`;
 }
 
-const Hours = () => html`<div class="hours" aria-hidden="true">${[0, 3, 6, 9, 12, 15, 18, 21, 24].map(hour => html`<span key=${hour} style=${{ left: `${(hour / 24) * 100}%` }}>${pad(hour)}</span>`)}</div>`;
+const Hours = () => html`<div class="hours" aria-hidden="true">
+  ${[0, 3, 6, 9, 12, 15, 18, 21, 24].map(hour => html`<span key=${hour} style=${{ left: `${(hour / 24) * 100}%` }}>${pad(hour)}</span>`)}
+  </div>`;
 
 function MarkCounts({ begin }) {
   const mine = marks.value.filter(m => m.t_ms >= begin && m.t_ms < begin + DAY_MS);
@@ -147,6 +158,8 @@ export function TimeBar() {
   const shown = asked ?? (clock.value.paused ? clock.value.t_ms : moment.value);
   return html`<footer class="time-bar" aria-label="time"><${Transport}/><${Moment} shown=${shown}/>
     <div class="track"><${Lane} shown=${shown} asked=${asked} ask=${ask}/><${Hours}/></div>
-    ${rewinding.value ? html`<button type="button" class="button" onClick=${stopRewind}>stop</button>` : html`<${MarkCounts} begin=${dayStart(shown)}/>`}
-    <button type="button" class="tool" aria-label="copy a link to this moment" onClick=${copyLink}><${Icon} name="link"/></button></footer>`;
+    ${rewinding.value ? html`<button type="button" class="button" onClick=${stopRewind}>stop</button>` : html`<${MarkCounts}
+      begin=${dayStart(shown)}/>`}
+    <button type="button" class="tool" aria-label="copy a link to this moment" onClick=${copyLink}><${Icon} name="link"/></button>
+      </footer>`;
 }
