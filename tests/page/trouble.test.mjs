@@ -127,6 +127,7 @@ test('LittleIsKnownOfTheDrivers_EveryPageIsDrawnAllTheSame', async () => {
   for (const [hash, name] of [['#driver?driver=dining_keypad', 'dining_keypad'], ['#driver?driver=worktop', 'worktop'], ['#driver?driver=living_wall', 'living_wall'], ['#driver?driver=fridge', 'fridge'], ['#driver?driver=front_door', 'front_door'], ['#energy', 'energy'], ['#tape', 'tape page']]) {
     await v.go(hash);
     await v.main(name).waitFor();
+    if (hash.startsWith('#driver')) await v.region(name).waitFor();
   }
 });
 

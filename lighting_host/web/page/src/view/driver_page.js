@@ -4,7 +4,7 @@ import { useComputed, useSignal } from '@preact/signals';
 import { attention } from '../compare.js';
 import { kwhText, ledText, roomText, typeText, wattsText } from '../figures.js';
 import { driverHref, route } from '../route.js';
-import { driver, parts, rooms } from '../state.js';
+import { driver, rooms } from '../state.js';
 import { lastOf, version } from '../tape.js';
 import { hoursText, minute, moment, sinceText, spanText, timeMsText } from '../time.js';
 import { rawOf, wordsOf } from '../words.js';
@@ -152,7 +152,9 @@ export function DriverPage() {
     return html`<main id="main" class="empty" tabindex="-1" aria-label=${name || 'driver'}><h1>No driver of that name</h1>
       <p>This house has none called “${name}”. <a href="#house">To the house</a></p></main>`;
   }
-  parts.scenes.value;
+  // Where a driver can be used its card has its name; one that only shows something is a region whole.
+  const used = d.level !== undefined || d.buttons || d.contacts;
+  const inside = html`<${Head} d=${d}/><${Cards} d=${d}/>`;
   return html`<main id="main" class="driver-page" tabindex="-1" aria-label=${name}><${Tree} current=${name}/>
-    <div class="device"><${Head} d=${d}/><${Cards} d=${d}/></div></main>`;
+    ${used ? html`<div class="device">${inside}</div>` : html`<section class="device" aria-label=${name}>${inside}</section>`}</main>`;
 }

@@ -1,6 +1,6 @@
 // The time bar: play, step, speed, and the day as a lane to go back in.
 import { useSignal, useSignalEffect } from '@preact/signals';
-import { useEffect, useRef } from 'preact/hooks';
+import { useEffect, useMemo, useRef } from 'preact/hooks';
 
 import { canUse } from '../connection.js';
 import { plural } from '../figures.js';
@@ -59,24 +59,30 @@ function Moment({ shown }) {
     <${Days} shown=${shown}/></div>`;
 }
 
-function Activity({ begin }) {
-  const { bucket_ms, counts } = activity.value;
+function activityPath({ bucket_ms, counts }, begin) {
   const first = Math.ceil(begin / bucket_ms);
   const mine = counts.slice(Math.max(0, first), Math.max(0, first + Math.round(DAY_MS / bucket_ms)));
   const most = Math.max(...mine, 1);
   const scale = 144 / (DAY_MS / bucket_ms);
-  const path = mine.map((n, i) => {
+  return mine.map((n, i) => {
     if (n === 0) return '';
     const tall = Math.max(1, Math.sqrt(n / most) * 28);
-    return `M${((Math.max(first, 0) - first + i) * scale + 0.12).toFixed(2)} 28V${(28 - tall).toFixed(1)}h${(0.76 * scale).toFixed(2)}V28z`;
+    const x = (Math.max(first, 0) - first + i) * scale + 0.12;
+    return `M${x.toFixed(2)} 28V${(28 - tall).toFixed(1)}h${(0.76 * scale).toFixed(2)}V28z`;
   }).join('');
+}
+
+function Activity({ begin }) {
+  const path = useMemo(() => activityPath(activity.value, begin), [activity.value, begin]);
   return html`<svg class="activity" viewBox="0 0 144 28" preserveAspectRatio="none" aria-hidden="true"><path d=${path}/></svg>`;
 }
 
+const marksOf = begin => marks.value.filter(m => m.t_ms >= begin && m.t_ms < begin + DAY_MS);
+const MOST_SIGNS = 200;
+
 function MarkSigns({ begin }) {
-  const mine = marks.value.filter(m => m.t_ms >= begin && m.t_ms < begin + DAY_MS);
-  return html`${mine.slice(-200).map((m, i) => html`<i key=${`${m.t_ms} ${i}`} class=${`mark of-${m.kind}`}
-    style=${{ left: share(m.t_ms - begin) }}><${KindIcon} kind=${m.kind}/></i>`)}`;
+  return useMemo(() => marksOf(begin).slice(-MOST_SIGNS).map((m, i) => html`<i key=${`${m.t_ms} ${i}`} class=${`mark of-${m.kind}`}
+    style=${{ left: share(m.t_ms - begin) }}><${KindIcon} kind=${m.kind}/></i>`), [marks.value, begin]);
 }
 
 // The lane of a day. `asked` is the moment that a person is choosing, null while none is chosen.
@@ -122,7 +128,7 @@ const Hours = () => html`<div class="hours" aria-hidden="true">
   </div>`;
 
 function MarkCounts({ begin }) {
-  const mine = marks.value.filter(m => m.t_ms >= begin && m.t_ms < begin + DAY_MS);
+  const mine = marksOf(begin);
   const kinds = [['break', 'break'], ['warning', 'warning'], ['fault', 'fault']];
   return html`<ul class="mark-counts" aria-label="marks of the day">${kinds.map(([kind, name]) => {
     const n = mine.filter(m => m.kind === kind).length;
