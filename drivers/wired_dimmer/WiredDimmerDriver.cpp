@@ -2,6 +2,7 @@
 
 #include "drivers/wired_dimmer/WiredDimmerSettings.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/ITimerManager.h"
@@ -11,10 +12,6 @@
 
 namespace
 {
-const std::string LEVEL = "LEVEL";
-const std::string TIME = "TIME";
-const std::string INT_TYPE = "INT";
-
 constexpr int PROTOCOL_MIB = 1;
 } // namespace
 
@@ -93,8 +90,8 @@ void WiredDimmerDriver::OnTimerExpired(ID::Timer timer, time_t time)
 void WiredDimmerDriver::OnCmdKeepScene(const ICmdMessage& message)
 {
     const unsigned scene = message.GetParamUInt(names::general::SCENE_ID);
-    const int level = message.GetParamInt(LEVEL);
-    const int time = message.GetParamInt(TIME);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
+    const int time = message.GetParamInt(names::parameter::TIME);
     if (m_scenes.inScene(scene))
         m_scenes.modifyScene(scene, level, time);
     else
@@ -169,7 +166,7 @@ void WiredDimmerDriver::SceneRampStopped() {}
 void WiredDimmerDriver::ScenePushConflict(unsigned sceneId, const std::string&)
 {
     const auto command = CreateCommandMessage(names::general::REMOVE_SCENE);
-    command->AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(sceneId));
+    command->AddParam(names::general::SCENE_ID, names::type::INT, static_cast<long long>(sceneId));
     DispatchCommand(*command, nullptr, CmdDispatcher::CONTROLLER);
 }
 

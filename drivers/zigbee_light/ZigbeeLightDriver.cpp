@@ -3,6 +3,7 @@
 #include "drivers/DriverLog.h"
 #include "drivers/zigbee_light/ZigbeeLightSettings.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/XmlNode.h"
@@ -22,8 +23,6 @@ constexpr int MAX_TIME_MS = 65535 * 1000;
 constexpr unsigned MAX_SCENE_ID = 0xffffff;
 
 // Parameters.
-const std::string LEVEL = "LEVEL";
-const std::string TIME = "TIME";
 const std::string STALL_DELAY = "STALL_DELAY";
 
 bool SameScenes(const SceneDetailsLightMap& a, const SceneDetailsLightMap& b)
@@ -100,8 +99,8 @@ IZclListener* ZigbeeLightDriver::GetZclListener()
 void ZigbeeLightDriver::OnCmdKeepScene(const ICmdMessage& message)
 {
     const unsigned scene = message.GetParamUInt(names::general::SCENE_ID);
-    const SceneDetail kept =
-        InRange(scene, {message.GetParamInt(LEVEL), message.GetParamInt(TIME)});
+    const SceneDetail kept = InRange(scene, {message.GetParamInt(names::parameter::LEVEL),
+                                             message.GetParamInt(names::parameter::TIME)});
     if (m_scenes.inScene(scene))
         m_scenes.modifyScene(scene, kept.level, kept.time);
     else
