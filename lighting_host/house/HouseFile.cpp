@@ -44,6 +44,15 @@ pugi::xml_node NextElement(pugi::xml_node node)
     return node;
 }
 
+// The element inside `node` at that place, from 0; `node` itself when the place is below 0.
+pugi::xml_node ElementAt(const pugi::xml_node& node, int place)
+{
+    for (const pugi::xml_node& child : node.children())
+        if (child.type() == pugi::node_element && place-- == 0)
+            return child;
+    return node;
+}
+
 bool IsText(const pugi::xml_node& node)
 {
     return (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) &&
@@ -278,9 +287,10 @@ void Reader::ReadDriver(const pugi::xml_node& node)
     }
     if (driver.device)
     {
-        const std::string wrong = CheckDevice(driver);
+        int child = -1;
+        const std::string wrong = CheckDevice(driver, &child);
         if (!wrong.empty())
-            Error(node.child("device"), wrong);
+            Error(ElementAt(node.child("device"), child), wrong);
     }
     m_house.drivers.push_back(std::move(driver));
 }

@@ -35,6 +35,15 @@ struct SessionOptions
     // The zone of the wall clock, empty for none: then a virtual wall knows no daylight saving, and
     // a real one is in the machine's zone.
     std::string zone;
+    // Which of these the command line gave: they hold whatever a recording says.
+    struct Given
+    {
+        bool seed = false;
+        bool draw = false;
+        bool start = false;
+        bool zone = false;
+    };
+    Given given;
     // The file that the drivers' states are kept in, empty for none; how often they are saved, in
     // milliseconds of the house's clock; and who is told when that fails.
     std::string statePath;

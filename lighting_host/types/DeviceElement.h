@@ -16,6 +16,9 @@ namespace lighting_host
 struct DeviceError : std::runtime_error
 {
     using std::runtime_error::runtime_error;
+
+    // Which of the elements inside <device> it is about, from 0; -1 for <device> itself.
+    int child = -1;
 };
 
 // An element of a house file that describes a simulated device, or what happens to it: its

@@ -50,7 +50,7 @@ unsigned LampWatts(const HouseFileDriver& driver)
                : 0;
 }
 
-std::string CheckDevice(const HouseFileDriver& driver)
+std::string CheckDevice(const HouseFileDriver& driver, int* child)
 {
     NullEnvironment environment;
     try
@@ -59,6 +59,8 @@ std::string CheckDevice(const HouseFileDriver& driver)
     }
     catch (const DeviceError& error)
     {
+        if (child)
+            *child = error.child;
         return error.what();
     }
     return std::string();

@@ -15,8 +15,9 @@ struct HouseFileDriver;
 std::unique_ptr<simulated::SimulatedDevice> MakeDevice(const HouseFileDriver& driver,
                                                        simulated::DeviceEnvironment& environment);
 
-// What is wrong with the driver's <device> element, in words; empty when nothing is.
-std::string CheckDevice(const HouseFileDriver& driver);
+// What is wrong with the driver's <device> element, in words; empty when nothing is. `child` then
+// becomes which of the elements inside it is wrong, from 0, or -1 for <device> itself.
+std::string CheckDevice(const HouseFileDriver& driver, int* child = nullptr);
 
 // What the lamp of a simulated light draws at full level, from the "watts" of its <device>; 0 when
 // it does not say, or for any other driver.

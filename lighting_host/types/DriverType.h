@@ -1,5 +1,6 @@
 #pragma once
 
+#include "drivers/DriverSettings.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
 
@@ -55,6 +56,9 @@ struct DriverType
     // Makes a driver of this type with its adapter (see DriverAdapter). `facts` outlives the
     // driver.
     NxBaseDriver* (*make)(IInstanceManager& instances, LoadFacts& facts);
+
+    // What the configuration and the state of a driver may hold.
+    const drivers::Schema& (*schema)();
 
     // The simulated device at the other end of its wire, unless the house file names another kind.
     DeviceKind device;

@@ -1,5 +1,6 @@
 // The row of the type gen3_keypad, and what its bus messages mean.
 
+#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
 #include "drivers/gen3_keypad/KeypadBus.h"
 #include "lighting_common/Names.h"
 #include "lighting_host/types/HousePlan.h"
@@ -90,6 +91,7 @@ DriverType Gen3KeypadType()
     DriverType type{};
     type.name = "gen3_keypad";
     type.make = &MakeGen3Keypad;
+    type.schema = &gen3_keypad::Settings;
     type.device.name = "bus_keypad";
     type.device.make = &MakeKeypadDevice;
     type.device.watch = &Watch;

@@ -1,5 +1,6 @@
 // The row of the type puck.
 
+#include "drivers/puck/PuckSettings.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
 #include "lighting_host/types/HousePlan.h"
@@ -25,6 +26,7 @@ DriverType PuckType()
     DriverType type{};
     type.name = "puck";
     type.make = &MakePuck;
+    type.schema = &puck::Settings;
     type.device.name = "puck_module";
     type.device.make = &MakePuckModule;
     type.isUse = &IsUse;

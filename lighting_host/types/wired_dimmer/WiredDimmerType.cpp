@@ -1,6 +1,7 @@
 // The row of the type wired_dimmer, what the controller tells such a dimmer, and what its messages
 // mean.
 
+#include "drivers/wired_dimmer/WiredDimmerSettings.h"
 #include "lighting_common/Names.h"
 #include "lighting_host/types/HousePlan.h"
 #include "lighting_host/types/TrafficWatch.h"
@@ -92,6 +93,7 @@ DriverType WiredDimmerType()
     DriverType type{};
     type.name = "wired_dimmer";
     type.make = &MakeWiredDimmer;
+    type.schema = &wired_dimmer::Settings;
     type.device.name = "wired_dimmer";
     type.device.make = &MakeWiredDimmerDevice;
     type.device.hasLamp = true;

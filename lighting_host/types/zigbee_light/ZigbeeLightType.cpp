@@ -1,6 +1,7 @@
 // The row of the type zigbee_light, what the controller tells such a light, and what its frames
 // mean.
 
+#include "drivers/zigbee_light/ZigbeeLightSettings.h"
 #include "embedded_host/ZclMessages.h"
 #include "lighting_common/Names.h"
 #include "lighting_host/types/HousePlan.h"
@@ -66,6 +67,7 @@ DriverType ZigbeeLightType()
     DriverType type{};
     type.name = "zigbee_light";
     type.make = &MakeZigbeeLight;
+    type.schema = &zigbee_light::Settings;
     type.device.name = "zigbee_light";
     type.device.make = &MakeZigbeeLightDevice;
     type.device.overTheAir = true;
