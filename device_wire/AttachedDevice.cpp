@@ -97,10 +97,13 @@ void AttachedDevice::Deliver(const wire::MibMessage& message)
         m_driver.Reply(packet);
 }
 
-// What the host does not understand, it has said so; the device is not told.
+// The device is not told: nobody answers a frame that makes no sense.
 void AttachedDevice::Deliver(const wire::ZclFrame& frame)
 {
-    m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
+    const char* const why =
+        m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
+    if (why && onRefused)
+        onRefused(m_driver, why);
 }
 
 void AttachedDevice::Deliver(const wire::BusFrame& frame)

@@ -1,6 +1,8 @@
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 
+#include "drivers/wired_dimmer/WiredDimmerSettings.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/ITimerManager.h"
@@ -10,12 +12,7 @@
 
 namespace
 {
-const std::string SYNC_TIMER_MS = "sync_timer_ms";
-const std::string LEVEL = "LEVEL";
-const std::string TIME = "TIME";
-const std::string INT_TYPE = "INT";
 
-constexpr unsigned DEFAULT_SYNC_TIMER_MS = 5000;
 constexpr int PROTOCOL_MIB = 1;
 } // namespace
 
@@ -23,7 +20,8 @@ WiredDimmerDriver::WiredDimmerDriver(IInstanceManager& instances)
     : NxBaseMibDriver(instances, NX_DRIVER_LIGHT, PROTOCOL_MIB),
       m_groups(&GetCmdDispatcher(), &GetMibDispatcher()),
       m_advScenes(&GetCmdDispatcher(), &GetMibDispatcher()),
-      m_energy(&GetVariableManager(), GetTimerManager()), m_syncTimerMs(DEFAULT_SYNC_TIMER_MS)
+      m_energy(&GetVariableManager(), GetTimerManager()),
+      m_syncTimerMs(wired_dimmer::SYNC_TIMER_MS.usual)
 {
     m_groups.setOwner(this);
     m_advScenes.setOwner(this);
@@ -54,8 +52,8 @@ bool WiredDimmerDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& 
 {
     if (!NxBaseMibDriver::Initialize(id, config, state))
         return false;
-    if (config->HasChild(SYNC_TIMER_MS))
-        m_syncTimerMs = static_cast<unsigned>(config->GetChildDataULONG(SYNC_TIMER_MS));
+    m_syncTimerMs =
+        static_cast<unsigned>(drivers::ReadSetting(config.get(), wired_dimmer::SYNC_TIMER_MS));
     m_scenes.FromXML(state);
     m_advScenes.Initialize(id, state);
     m_energy.Initialize(id, state);
@@ -93,8 +91,8 @@ void WiredDimmerDriver::OnTimerExpired(ID::Timer timer, time_t time)
 void WiredDimmerDriver::OnCmdKeepScene(const ICmdMessage& message)
 {
     const unsigned scene = message.GetParamUInt(names::general::SCENE_ID);
-    const int level = message.GetParamInt(LEVEL);
-    const int time = message.GetParamInt(TIME);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
+    const int time = message.GetParamInt(names::parameter::TIME);
     if (m_scenes.inScene(scene))
         m_scenes.modifyScene(scene, level, time);
     else
@@ -169,7 +167,7 @@ void WiredDimmerDriver::SceneRampStopped() {}
 void WiredDimmerDriver::ScenePushConflict(unsigned sceneId, const std::string&)
 {
     const auto command = CreateCommandMessage(names::general::REMOVE_SCENE);
-    command->AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(sceneId));
+    command->AddParam(names::general::SCENE_ID, names::type::INT, static_cast<long long>(sceneId));
     DispatchCommand(*command, nullptr, CmdDispatcher::CONTROLLER);
 }
 

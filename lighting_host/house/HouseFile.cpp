@@ -2,7 +2,7 @@
 
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/types/Devices.h"
-#include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/DriverType.h"
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
@@ -98,8 +98,8 @@ private:
                     unsigned& value);
     void ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds);
     void CheckNames();
-    void CheckName(int line, const std::string& name, const std::vector<std::string>& types,
-                   const char* lack);
+    void CheckName(int line, const std::string& name, const char* lack,
+                   bool (*can)(const DriverType& type));
 
     const std::string& m_text;
     std::string m_folder;
@@ -312,11 +312,10 @@ void Reader::ReadType(const pugi::xml_node& node, HouseFileDriver& driver)
         if (library.empty() || !std::filesystem::is_regular_file(driver.library))
             Error(node, fmt::format("there is no driver library \"{}\"", library));
     }
-    else if (std::find(DriverTypes().begin(), DriverTypes().end(), driver.type) ==
-             DriverTypes().end())
+    else if (!FindDriverType(driver.type))
         Error(node, fmt::format("unknown driver type \"{}\"; there are {}, and any other with a "
                                 "library of its own",
-                                driver.type, fmt::join(DriverTypes(), ", ")));
+                                driver.type, fmt::join(DriverTypeNames(), ", ")));
 }
 
 void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver)
@@ -507,23 +506,25 @@ void Reader::CheckNames()
     for (const Naming& naming : m_namings)
     {
         if (naming.role == Role::Load)
-            CheckName(naming.line, naming.name, {"wired_dimmer", "zigbee_light"},
-                      "keeps no scenes");
+            CheckName(naming.line, naming.name, "keeps no scenes",
+                      [](const DriverType& type) { return type.keepsScenes; });
         else if (naming.role == Role::Buttons)
-            CheckName(naming.line, naming.name, {"puck", "gen3_keypad"}, "has no buttons");
+            CheckName(naming.line, naming.name, "has no buttons",
+                      [](const DriverType& type) { return type.isUse != nullptr; });
         else
-            CheckName(naming.line, naming.name, {}, "");
+            CheckName(naming.line, naming.name, "", nullptr);
     }
 }
 
-// That a driver of that name is there, of one of these types if any is given.
-void Reader::CheckName(int line, const std::string& name, const std::vector<std::string>& types,
-                       const char* lack)
+// That a driver of that name is there, of a type that can do what is wanted of it, if anything is.
+void Reader::CheckName(int line, const std::string& name, const char* lack,
+                       bool (*can)(const DriverType& type))
 {
     const auto named = m_types.find(name);
     if (named == m_types.end())
         m_house.errors.push_back({line, fmt::format("there is no driver named \"{}\"", name)});
-    else if (!types.empty() && std::find(types.begin(), types.end(), named->second) == types.end())
+    else if (const DriverType* const type = FindDriverType(named->second);
+             can && !(type && can(*type)))
         m_house.errors.push_back({line, fmt::format("driver \"{}\" {}", name, lack)});
 }
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
+#include "lighting_host/types/DriverType.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -104,7 +105,7 @@ HouseFaults::HouseFaults(Session& session, Listeners& listeners, FaultLevel leve
     for (std::size_t i = 0; i < session.Devices().size(); ++i)
         m_links.push_back(std::make_unique<FaultyLink>(
             seed + (i + 1) * SECOND_SEED, level,
-            session.Devices()[i]->Driver().Config().type == "zigbee_light"));
+            session.KindOf(session.Devices()[i]->Driver())->overTheAir));
 }
 
 HouseFaults::~HouseFaults()

@@ -31,6 +31,10 @@ public:
 
     bool Has(const char* name) const;
 
+    // Of <device> itself: the kind of device that it names, empty when it leaves that to the
+    // driver's type. Takes note of the attributes that every kind of device has.
+    std::string Kind();
+
     // A whole number from `min` to `max`, a time as on the command line ("500ms", "2s") in
     // milliseconds, a word. An absent one is what is given last.
     unsigned Number(const char* name, unsigned min, unsigned max, unsigned absent);

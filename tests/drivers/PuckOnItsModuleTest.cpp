@@ -1,15 +1,13 @@
 // The puck driver and a simulated module at the two ends of one wire. Neither knows the other's
 // code, so what they agree on is what crossed the wire.
 
+#include "device_wire/AttachedDevice.h"
 #include "drivers/puck/PuckDriver.h"
-#include "embedded_host/DeviceLink.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
 #include "simulated_devices/PuckModule.h"
 #include "simulated_devices/PuckModuleFaults.h"
 #include "tests/support/OneDriverHouse.h"
-
-#include <map>
 
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
@@ -25,75 +23,16 @@ constexpr int CONTACT_0 = 7;
 constexpr int CONTACT_1 = 8;
 constexpr int BUTTON_0 = 1;
 
-// The wire between the two, on the house's clock.
-class Wire : public simulated::DeviceEnvironment,
-             public embedded_host::DeviceLink,
-             private ITimerManagerCallback
-{
-public:
-    explicit Wire(OneDriverHouse& house) : m_house(house) {}
-
-    void Connect(PuckModule& module) { m_module = &module; }
-
-    void Send(const wire::MibMessage& message) override
-    {
-        if (message.type == wire::MibMessage::Trap)
-            m_house.Trap(message.mib, message.params);
-        else
-            m_house.Reply(message.mib, message.params);
-    }
-    void Send(const wire::ZclFrame&) override { ADD_FAILURE() << "a puck speaks no ZCL"; }
-    void Send(const wire::BusFrame&) override { ADD_FAILURE() << "a puck is on no bus"; }
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
-    {
-        m_due.emplace(m_house.House().AddDeviceTimer(delayMs, this), std::move(callback));
-    }
-    std::uint64_t NowMs() const override
-    {
-        return static_cast<std::uint64_t>(m_house.House().GetClock().NowMs());
-    }
-    int Random(int min, int max) override { return m_house.House().GetRandom().Between(min, max); }
-    void ReportPerson(const std::string&) override {}
-
-    void OnMibSent(const NxMIBPacket& packet) override
-    {
-        wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};
-        Schedule(0, [this, message] { m_module->OnMib(message); });
-    }
-    void OnZclSent(std::uint16_t, std::uint8_t, const std::uint8_t*, std::size_t) override
-    {
-        ADD_FAILURE() << "a puck speaks no ZCL";
-    }
-    void OnGatewaySent(const ICmdMessage&) override { ADD_FAILURE() << "a puck is on no bus"; }
-
-private:
-    void OnTimerExpired(ID::Timer timer, time_t) override
-    {
-        auto due = m_due.extract(timer);
-        ASSERT_FALSE(due.empty());
-        due.mapped()();
-    }
-
-    OneDriverHouse& m_house;
-    PuckModule* m_module = nullptr;
-    std::map<unsigned, std::function<void()>> m_due;
-};
-
 // A module with a load and two snap-on buttons, and its driver, both on.
 struct Pair
 {
     OneDriverHouse house;
-    Wire wire{house};
-    PuckModule module{wire, 2};
-    PuckDriver* driver = nullptr;
+    PuckDriver* driver = StartDriver();
+    device_wire::AttachedDevice wire{house.Host()};
+    PuckModule& module = wire.Make<PuckModule>(2);
 
     explicit Pair(bool online = true)
     {
-        house.Capability("load_present", "true");
-        house.Config("<config><NUM_BUTTONS>2</NUM_BUTTONS></config>");
-        driver = &house.Start<PuckDriver>();
-        wire.Connect(module);
-        house.Host().Attach(&wire);
         module.OnPowerOn();
         if (online)
             house.Online(true);
@@ -102,9 +41,15 @@ struct Pair
     }
     ~Pair()
     {
-        house.Host().Attach(nullptr);
         house.Stop();
         house.Take();
+    }
+
+    PuckDriver* StartDriver()
+    {
+        house.Capability("load_present", "true");
+        house.Config("<config><NUM_BUTTONS>2</NUM_BUTTONS></config>");
+        return &house.Start<PuckDriver>();
     }
 
     void Pass(std::int64_t ms) { house.Advance(ms); }

@@ -29,7 +29,7 @@ class RestartedSynchronization
 public:
     explicit RestartedSynchronization(unsigned answerMs)
     {
-        auto& light = rig.Attach({1, 16, 16, static_cast<int>(answerMs)});
+        auto& light = rig.Attach({1, 16, 16, answerMs});
         light.Tables().groups = {1, 2, 3};
         for (const auto& [group, number] : SCENES)
         {

@@ -33,7 +33,7 @@ std::unique_ptr<simulated::SimulatedDevice> MakeMeteringPlug(const HouseFileDriv
                                                              simulated::DeviceEnvironment& world)
 {
     DeviceElement device(*driver.device);
-    device.Word("simulated", std::string());
+    device.Kind();
     const std::string load = device.Word("load", std::string());
     device.Finish();
     std::vector<LoadCurve::Step> steps;

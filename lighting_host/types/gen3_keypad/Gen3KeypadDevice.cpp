@@ -51,7 +51,7 @@ std::unique_ptr<SimulatedDevice> MakeKeypadDevice(const HouseFileDriver& driver,
                                                   DeviceEnvironment& world)
 {
     DeviceElement element(*driver.device);
-    element.Word("simulated", std::string());
+    element.Kind();
     const std::uint64_t delay = element.Time("answer_delay", BusKeypad::DEFAULT_ANSWER_DELAY_MS);
     element.Finish();
 

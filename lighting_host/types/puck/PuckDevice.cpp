@@ -68,7 +68,7 @@ std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver
     const auto buttons = static_cast<unsigned>(
         std::clamp(wanted, 0, static_cast<int>(simulated::PuckSettings::BUTTONS)));
     DeviceElement device(*driver.device);
-    device.Word("simulated", std::string());
+    device.Kind();
     const auto interval = device.Time("hold_interval", HOLD_INTERVAL_MS);
     device.Finish();
     if (interval > LONGEST_HOLD_INTERVAL_MS)

@@ -44,7 +44,7 @@ std::unique_ptr<simulated::SimulatedDevice>
 MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world)
 {
     DeviceElement device(*driver.device);
-    device.Word("simulated", std::string());
+    device.Kind();
     device.Number("watts", 0, MOST_LAMP_WATTS, 0);
     device.Finish();
     auto dimmer = std::make_unique<WiredDimmer>(world);

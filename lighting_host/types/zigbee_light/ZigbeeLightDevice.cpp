@@ -47,7 +47,7 @@ std::unique_ptr<simulated::SimulatedDevice>
 MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& world)
 {
     DeviceElement device(*driver.device);
-    device.Word("simulated", std::string());
+    device.Kind();
     device.Number("watts", 0, MOST_LAMP_WATTS, 0);
     ZigbeeLight::Settings settings;
     // Whatever endpoint the driver is configured for, the light has it.
