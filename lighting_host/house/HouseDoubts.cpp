@@ -2,7 +2,7 @@
 
 #include "lighting_host/house/DriverLibrary.h"
 #include "lighting_host/text/DidYouMean.h"
-#include "lighting_host/types/DriverSchemas.h"
+#include "lighting_host/types/DriverType.h"
 
 #include <algorithm>
 #include <charconv>
@@ -147,12 +147,13 @@ void Doubter::LookAtDriver(const pugi::xml_node& driver)
         LookAtLibrary(driver);
         return;
     }
-    const Schema* const schema = SchemaOf(type);
-    if (!schema)
+    const DriverType* const known = FindDriverType(type);
+    if (!known)
         return;
-    LookAtSettings(driver.child("config"), *schema, type);
-    LookAtState(driver.child("state"), std::string(), *schema);
-    m_buttons[name] = ButtonsOf(driver, *schema);
+    const Schema& schema = known->schema();
+    LookAtSettings(driver.child("config"), schema, type);
+    LookAtState(driver.child("state"), std::string(), schema);
+    m_buttons[name] = ButtonsOf(driver, schema);
     for (const pugi::xml_node& act : driver.child("device").children("act"))
         LookAtUse(act, name);
 }

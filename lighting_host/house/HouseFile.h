@@ -16,12 +16,8 @@ struct HouseFileError
 };
 
 // A house as its file describes it.
-struct HouseFile
+struct HouseFile : HousePlan
 {
-    std::vector<HouseFileDriver> drivers;
-    std::vector<HouseFileGroup> groups;
-    // What the controller knows of scenes, which only a run plays.
-    std::vector<HouseFileScene> scenes;
     // Everything that is wrong; the rest is as complete as it can be. A house with errors is not
     // run.
     std::vector<HouseFileError> errors;

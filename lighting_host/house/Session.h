@@ -20,6 +20,7 @@ class AttachedDevice;
 
 namespace lighting_host
 {
+struct DeviceKind;
 class DriverLibrary;
 class StateKeeper;
 
@@ -90,6 +91,10 @@ public:
     // The room that the file gives; empty for none.
     const std::string& RoomOf(const nx::DriverHost& driver) const;
 
+    // The kind of the driver's simulated device, or of the one that its type would have; null for a
+    // driver of a library of its own without a device.
+    const DeviceKind* KindOf(const nx::DriverHost& driver) const;
+
     // The devices that the file asked for, in the order of the file.
     const std::vector<std::unique_ptr<device_wire::AttachedDevice>>& Devices() const
     {
@@ -102,6 +107,7 @@ private:
     std::unique_ptr<embedded_host::Clock> m_clock;
     embedded_host::Random m_random;
     std::map<const nx::DriverHost*, std::string> m_rooms;
+    std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;
     // Facts outlive restarts of their drivers. A map: its values stay where they are.
     std::map<std::string, LoadFacts> m_facts;
     // Loaded libraries outlive the drivers that they made.

@@ -1,68 +1,50 @@
-#include "drivers/energy_switch/EnergySwitchSettings.h"
-#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
-#include "drivers/puck/PuckSettings.h"
-#include "drivers/wired_dimmer/WiredDimmerSettings.h"
-#include "drivers/zigbee_light/ZigbeeLightSettings.h"
-#include "lighting_host/types/Adapters.h"
-#include "lighting_host/types/DriverAdapter.h"
-#include "lighting_host/types/DriverSchemas.h"
+#include "lighting_host/types/DeviceElement.h"
+#include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/HousePlan.h"
 
 namespace lighting_host
 {
-namespace
-{
-using Maker = NxBaseDriver* (*)(IInstanceManager&, LoadFacts&);
+// Each is made in the folder of its type.
+DriverType PuckType();
+DriverType Gen3KeypadType();
+DriverType ZigbeeLightType();
+DriverType WiredDimmerType();
+DriverType EnergySwitchType();
 
-struct Type
+const std::vector<DriverType>& DriverTypes()
 {
-    const char* name;
-    Maker make;
-    const drivers::Schema& (*schema)();
-};
-
-// The types of the program's own.
-const std::vector<Type>& Types()
-{
-    static const std::vector<Type> types = {
-        {"puck", &MakePuck, &puck::Settings},
-        {"gen3_keypad", &MakeGen3Keypad, &gen3_keypad::Settings},
-        {"zigbee_light", &MakeZigbeeLight, &zigbee_light::Settings},
-        {"wired_dimmer", &MakeWiredDimmer, &wired_dimmer::Settings},
-        {"energy_switch", &MakeEnergySwitch, &energy_switch::Settings},
+    static const std::vector<DriverType> types = {
+        PuckType(), Gen3KeypadType(), ZigbeeLightType(), WiredDimmerType(), EnergySwitchType(),
     };
     return types;
 }
-} // namespace
 
-NxBaseDriver* MakeDriver(const std::string& type, IInstanceManager& instances, LoadFacts& facts)
+std::vector<std::string> DriverTypeNames()
 {
-    for (const Type& known : Types())
-    {
-        if (type == known.name)
-            return known.make(instances, facts);
-    }
-    return nullptr;
-}
-
-const drivers::Schema* SchemaOf(const std::string& type)
-{
-    for (const Type& known : Types())
-    {
-        if (type == known.name)
-            return &known.schema();
-    }
-    return nullptr;
-}
-
-const std::vector<std::string>& DriverTypes()
-{
-    static const std::vector<std::string> names = []
-    {
-        std::vector<std::string> all;
-        for (const Type& known : Types())
-            all.emplace_back(known.name);
-        return all;
-    }();
+    std::vector<std::string> names;
+    for (const DriverType& type : DriverTypes())
+        names.emplace_back(type.name);
     return names;
+}
+
+const DriverType* FindDriverType(const std::string& name)
+{
+    for (const DriverType& type : DriverTypes())
+    {
+        if (name == type.name)
+            return &type;
+    }
+    return nullptr;
+}
+
+const DeviceKind* DeviceKindOf(const HouseFileDriver& driver)
+{
+    const std::string kind = driver.device ? DeviceElement(*driver.device).Kind() : std::string();
+    for (const DriverType& type : DriverTypes())
+    {
+        if (kind.empty() ? driver.type == type.name : kind == type.device.name)
+            return &type.device;
+    }
+    return nullptr;
 }
 } // namespace lighting_host
