@@ -221,6 +221,9 @@ public:
     {
         m_renamed =
             ::renameat2(AT_FDCWD, m_name.c_str(), AT_FDCWD, m_path.c_str(), RENAME_NOREPLACE) == 0;
+        // Not every file system can do that.
+        if (!m_renamed && errno == EINVAL && ::access(m_path.c_str(), F_OK) != 0)
+            m_renamed = ::rename(m_name.c_str(), m_path.c_str()) == 0;
         if (!m_renamed)
             FailToMake(m_path);
     }

@@ -1,6 +1,7 @@
 #include "drivers/gen3_keypad/Gen3KeypadDriver.h"
 
 #include "drivers/DriverLog.h"
+#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
 #include "drivers/gen3_keypad/KeypadBus.h"
 #include "drivers/gen3_keypad/KeypadMessage.h"
 #include "lighting_common/Names.h"
@@ -18,7 +19,6 @@ namespace
 {
 constexpr const char* SOURCE = "drivers/gen3_keypad/Gen3KeypadDriver";
 const std::string ALL_BUTTONS = "ALL_BUTTONS";
-const std::string USE_TIME_LIMIT = "USE_TIME_LIMIT";
 const std::string STRING_TYPE = "STRING";
 
 // The kinds of state, in the order in which a keypad gets them all.
@@ -87,15 +87,14 @@ bool Gen3KeypadDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& c
 
 void Gen3KeypadDriver::ReadSettings(const nx::XmlNode& config)
 {
-    if (!config.HasChild(USE_TIME_LIMIT))
-        return;
-    const int seconds = config.GetChildDataNumber(USE_TIME_LIMIT);
-    if (seconds >= 1 && seconds <= MAX_USE_TIME_LIMIT)
-        m_useTimeLimit = seconds;
+    const drivers::Setting& limit = gen3_keypad::USE_TIME_LIMIT;
+    const std::int64_t seconds = drivers::ReadSetting(&config, limit);
+    if (seconds >= limit.least && seconds <= limit.most)
+        m_useTimeLimit = static_cast<int>(seconds);
     else
         DRIVER_WARN(SOURCE, GetDriverName()
-                                << ": " << USE_TIME_LIMIT << " is not 1 to " << MAX_USE_TIME_LIMIT
-                                << " seconds; it stays " << m_useTimeLimit);
+                                << ": " << limit.name << " is not " << limit.least << " to "
+                                << limit.most << " seconds; it stays " << m_useTimeLimit);
 }
 
 boost::shared_ptr<nx::XmlNode> Gen3KeypadDriver::GetPersistState(unsigned long)

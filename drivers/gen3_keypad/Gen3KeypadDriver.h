@@ -1,6 +1,7 @@
 #pragma once
 
 #include "NxLibDriverBases/NxBaseDriver.h"
+#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
 #include "drivers/gen3_keypad/KeypadOutbox.h"
 #include "drivers/gen3_keypad/KeypadState.h"
 #include "lighting_common/Bus485Helper.h"
@@ -39,8 +40,8 @@ public:
 
     // How long a use of a button may wait for the keypad, in seconds: what the configuration says
     // as "USE_TIME_LIMIT", from 1 to the most; any other value is the default, with a record.
-    static constexpr int DEFAULT_USE_TIME_LIMIT = 10;
-    static constexpr int MAX_USE_TIME_LIMIT = 3600;
+    static constexpr int DEFAULT_USE_TIME_LIMIT = gen3_keypad::USE_TIME_LIMIT.usual;
+    static constexpr int MAX_USE_TIME_LIMIT = gen3_keypad::USE_TIME_LIMIT.most;
 
     // `instances` must outlive the driver.
     explicit Gen3KeypadDriver(IInstanceManager& instances);

@@ -1,5 +1,6 @@
 #include "drivers/puck/PuckDriver.h"
 
+#include "drivers/puck/PuckSettings.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/Names.h"
 #include "lighting_common/ParameterNames.h"
@@ -34,7 +35,7 @@ bool PuckDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& config,
                             boost::shared_ptr<nx::XmlNode> state)
 {
     const bool result = NxBasePuckDriver::Initialize(id, config, state);
-    const int wanted = config ? config->GetChildDataNumber(names::puck::NUM_BUTTONS) : 0;
+    const auto wanted = static_cast<int>(drivers::ReadSetting(config.get(), puck::NUM_BUTTONS));
     const int count = std::clamp(wanted, 0, static_cast<int>(MAX_BUTTONS));
     const auto all = state ? state->GetChild(names::parameter::ALL_BUTTONS) : nullptr;
     for (int k = 0; k < count; ++k)

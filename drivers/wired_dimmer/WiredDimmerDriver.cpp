@@ -1,5 +1,6 @@
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 
+#include "drivers/wired_dimmer/WiredDimmerSettings.h"
 #include "lighting_common/Names.h"
 #include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
@@ -11,9 +12,7 @@
 
 namespace
 {
-const std::string SYNC_TIMER_MS = "sync_timer_ms";
 
-constexpr unsigned DEFAULT_SYNC_TIMER_MS = 5000;
 constexpr int PROTOCOL_MIB = 1;
 } // namespace
 
@@ -21,7 +20,8 @@ WiredDimmerDriver::WiredDimmerDriver(IInstanceManager& instances)
     : NxBaseMibDriver(instances, NX_DRIVER_LIGHT, PROTOCOL_MIB),
       m_groups(&GetCmdDispatcher(), &GetMibDispatcher()),
       m_advScenes(&GetCmdDispatcher(), &GetMibDispatcher()),
-      m_energy(&GetVariableManager(), GetTimerManager()), m_syncTimerMs(DEFAULT_SYNC_TIMER_MS)
+      m_energy(&GetVariableManager(), GetTimerManager()),
+      m_syncTimerMs(wired_dimmer::SYNC_TIMER_MS.usual)
 {
     m_groups.setOwner(this);
     m_advScenes.setOwner(this);
@@ -52,8 +52,8 @@ bool WiredDimmerDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& 
 {
     if (!NxBaseMibDriver::Initialize(id, config, state))
         return false;
-    if (config->HasChild(SYNC_TIMER_MS))
-        m_syncTimerMs = static_cast<unsigned>(config->GetChildDataULONG(SYNC_TIMER_MS));
+    m_syncTimerMs =
+        static_cast<unsigned>(drivers::ReadSetting(config.get(), wired_dimmer::SYNC_TIMER_MS));
     m_scenes.FromXML(state);
     m_advScenes.Initialize(id, state);
     m_energy.Initialize(id, state);

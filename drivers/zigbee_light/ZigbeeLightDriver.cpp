@@ -1,6 +1,7 @@
 #include "drivers/zigbee_light/ZigbeeLightDriver.h"
 
 #include "drivers/DriverLog.h"
+#include "drivers/zigbee_light/ZigbeeLightSettings.h"
 #include "lighting_common/Names.h"
 #include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
@@ -21,14 +22,9 @@ constexpr int MAX_LEVEL = 100;
 constexpr int MAX_TIME_MS = 65535 * 1000;
 constexpr unsigned MAX_SCENE_ID = 0xffffff;
 
-// Settings.
-const std::string ENDPOINT = "endpoint";
-const std::string STALL_DELAY_S = "stall_delay_s";
-constexpr unsigned char DEFAULT_ENDPOINT = 1;
-constexpr unsigned DEFAULT_STALL_DELAY_S = 5;
-
 // Parameters.
 const std::string STALL_DELAY = "STALL_DELAY";
+
 bool SameScenes(const SceneDetailsLightMap& a, const SceneDetailsLightMap& b)
 {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
@@ -43,7 +39,7 @@ bool SameScenes(const SceneDetailsLightMap& a, const SceneDetailsLightMap& b)
 
 ZigbeeLightDriver::ZigbeeLightDriver(IInstanceManager& instances)
     : NxBaseDriver(instances, NX_DRIVER_LIGHT), m_energy(&GetVariableManager(), GetTimerManager()),
-      m_stallDelay(DEFAULT_STALL_DELAY_S)
+      m_stallDelay(zigbee_light::STALL_DELAY_S.usual)
 {
     m_energy.setOwner(this);
 }
@@ -56,11 +52,10 @@ bool ZigbeeLightDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& 
     using namespace boost::placeholders;
     if (!NxBaseDriver::Initialize(id, config, state))
         return false;
-    const auto endpoint = config->HasChild(ENDPOINT)
-                              ? static_cast<unsigned char>(config->GetChildDataNumber(ENDPOINT))
-                              : DEFAULT_ENDPOINT;
-    if (config->HasChild(STALL_DELAY_S))
-        m_stallDelay = static_cast<unsigned>(config->GetChildDataULONG(STALL_DELAY_S));
+    const auto endpoint =
+        static_cast<unsigned char>(drivers::ReadSetting(config.get(), zigbee_light::ENDPOINT));
+    m_stallDelay =
+        static_cast<unsigned>(drivers::ReadSetting(config.get(), zigbee_light::STALL_DELAY_S));
     CmdDispatcher& commands = GetCmdDispatcher();
     m_member = std::make_unique<LightSceneMember>(*this, GetTimerManager(), commands, endpoint);
     m_gate = std::make_unique<AnswerGate>(*m_member);

@@ -16,14 +16,10 @@ struct HouseFileError
 };
 
 // A house as its file describes it.
-struct HouseFile
+struct HouseFile : HousePlan
 {
     // Empty for one that does not come from a file.
     std::string path;
-    std::vector<HouseFileDriver> drivers;
-    std::vector<HouseFileGroup> groups;
-    // What the controller knows of scenes, which only a run plays.
-    std::vector<HouseFileScene> scenes;
     // Everything that is wrong; the rest is as complete as it can be. A house with errors is not
     // run.
     std::vector<HouseFileError> errors;

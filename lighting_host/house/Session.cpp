@@ -7,6 +7,7 @@
 #include "lighting_host/house/DriverLibrary.h"
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/types/Devices.h"
+#include "lighting_host/types/DriverType.h"
 #include "nxshared/XmlDocument.h"
 
 #include <fmt/format.h>
@@ -71,19 +72,18 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
         config.create =
             [type = driver.type, &facts = m_facts[driver.name]](IInstanceManager& instances)
         {
-            return MakeDriver(type, instances, facts);
+            return FindDriverType(type)->make(instances, facts);
         };
     nx::DriverHost* added = m_house->Add(std::move(config));
     m_rooms[added] = driver.room;
     m_places[added] = fmt::format("{}:{}", m_housePath, driver.line);
     if (driver.state)
         m_firstStates[added] = driver.state->ToText();
+    m_kinds[added] = DeviceKindOf(driver);
     if (!driver.device)
         return;
     auto attached = std::make_unique<device_wire::AttachedDevice>(*added);
     attached->SetDevice(MakeDevice(driver, *attached));
-    if (!attached->Device())
-        return;
     m_devices.push_back(std::move(attached));
 }
 
@@ -140,6 +140,11 @@ void Session::Stop()
 const std::string& Session::RoomOf(const nx::DriverHost& driver) const
 {
     return m_rooms.at(&driver);
+}
+
+const DeviceKind* Session::KindOf(const nx::DriverHost& driver) const
+{
+    return m_kinds.at(&driver);
 }
 
 DriverAdapter* Session::AdapterOf(const nx::DriverHost& driver) const

@@ -21,6 +21,7 @@ class AttachedDevice;
 
 namespace lighting_host
 {
+struct DeviceKind;
 class DriverLibrary;
 class StateKeeper;
 
@@ -35,6 +36,15 @@ struct SessionOptions
     // The zone of the wall clock, empty for none: then a virtual wall knows no daylight saving, and
     // a real one is in the machine's zone.
     std::string zone;
+    // Which of these the command line gave: they hold whatever a recording says.
+    struct Given
+    {
+        bool seed = false;
+        bool draw = false;
+        bool start = false;
+        bool zone = false;
+    };
+    Given given;
     // The file that the drivers' states are kept in, empty for none; how often they are saved, in
     // milliseconds of the house's clock; and who is told when that fails.
     std::string statePath;
@@ -90,6 +100,10 @@ public:
     // The room that the file gives; empty for none.
     const std::string& RoomOf(const nx::DriverHost& driver) const;
 
+    // The kind of the driver's simulated device, or of the one that its type would have; null for a
+    // driver of a library of its own without a device.
+    const DeviceKind* KindOf(const nx::DriverHost& driver) const;
+
     // The devices that the file asked for, in the order of the file.
     const std::vector<std::unique_ptr<device_wire::AttachedDevice>>& Devices() const
     {
@@ -108,6 +122,7 @@ private:
     std::map<const nx::DriverHost*, std::string> m_places;
     // What the house file gives each driver to start from, as text: it is rarely needed again.
     std::map<const nx::DriverHost*, std::string> m_firstStates;
+    std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;
     // Facts outlive restarts of their drivers. A map: its values stay where they are.
     std::map<std::string, LoadFacts> m_facts;
     // Loaded libraries outlive the drivers that they made.

@@ -100,4 +100,13 @@ struct HouseFileScene
     // Each recalls it.
     std::vector<HouseFileUse> uses;
 };
+
+// A house as it is to be.
+struct HousePlan
+{
+    std::vector<HouseFileDriver> drivers;
+    std::vector<HouseFileGroup> groups;
+    // What the controller knows of scenes, which only a run plays.
+    std::vector<HouseFileScene> scenes;
+};
 } // namespace lighting_host

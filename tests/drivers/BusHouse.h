@@ -61,12 +61,11 @@ public:
 
     // Adds a keypad and its driver with one button; both run from Start on. Device ids count
     // from 1.
-    template <class Keypad, class... Arguments>
-    Keypad& Add(Arguments... arguments)
+    simulated::BusKeypad& Add()
     {
         const auto id = static_cast<unsigned>(m_ports.size() + 1);
-        auto keypad = std::make_unique<Keypad>(World(), *m_deviceEnd, id, arguments...);
-        Keypad& added = *keypad;
+        auto keypad = std::make_unique<simulated::BusKeypad>(World(), *m_deviceEnd, id);
+        simulated::BusKeypad& added = *keypad;
         embedded_host::DriverConfig config;
         config.name = "kp" + std::to_string(id);
         config.type = "gen3_keypad";
@@ -82,6 +81,15 @@ public:
         port->wire->Make<GatewayEnd>(*m_gateway);
         m_gateway->AddDevice(id);
         m_ports.push_back(std::move(port));
+        return added;
+    }
+
+    // The same for a keypad with a fault of that kind.
+    simulated::BusKeypad& AddFaulty(const std::string& kind,
+                                    const simulated::FaultValues& values = {})
+    {
+        simulated::BusKeypad& added = Add();
+        EXPECT_TRUE(added.AddFault(kind, values)) << kind;
         return added;
     }
 

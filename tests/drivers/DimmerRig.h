@@ -85,7 +85,7 @@ public:
     // No fault any more, and time for all that is under way to end.
     void Settle()
     {
-        m_device->Behave();
+        m_device->ClearFaults();
         Advance(SETTLE_MS);
     }
 

@@ -1,5 +1,4 @@
 // A day in the life of a full bus: 32 keypads behind one gateway, three of them faulty.
-#include "simulated_devices/BusKeypadFaults.h"
 #include "tests/drivers/BusHouse.h"
 #include "tests/drivers/MessageLedger.h"
 
@@ -32,7 +31,7 @@ constexpr std::size_t MOST_WAITING = 1 + 4 + 1;
 
 using AddFaulty = std::function<void(BusHouse&)>;
 
-struct Faults
+struct FaultyKeypads
 {
     const char* name;
     std::vector<AddFaulty> keypads;
@@ -40,12 +39,12 @@ struct Faults
     bool recover;
 };
 
-void PrintTo(const Faults& faults, std::ostream* os)
+void PrintTo(const FaultyKeypads& faults, std::ostream* os)
 {
     *os << faults.name;
 }
 
-class Gen3KeypadSoak : public testing::TestWithParam<Faults>
+class Gen3KeypadSoak : public testing::TestWithParam<FaultyKeypads>
 {
 protected:
     Gen3KeypadSoak()
@@ -54,7 +53,7 @@ protected:
             add(house);
         faulty = house.Count();
         while (house.Count() < KEYPADS)
-            house.Add<BusKeypad>();
+            house.Add();
         for (unsigned id = 1; id <= KEYPADS; ++id)
             ledger.Watch(house.Keypad(id));
         wanted.resize(KEYPADS + 1, "00ff00");
@@ -188,12 +187,11 @@ TEST_P(Gen3KeypadSoak, ADayWithThreeFaultyOfThirtyTwo)
 
 namespace
 {
-template <class Keypad>
-AddFaulty One()
+AddFaulty One(const char* fault)
 {
-    return [](BusHouse& house)
+    return [fault](BusHouse& house)
     {
-        house.Add<Keypad>();
+        house.AddFaulty(fault);
     };
 }
 
@@ -201,17 +199,17 @@ AddFaulty EveryFifthAnswered()
 {
     return [](BusHouse& house)
     {
-        house.Add<NthReplyKeypad>(5u);
+        house.AddFaulty("seldom", {{"every", 5}});
     };
 }
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, Gen3KeypadSoak,
-    testing::Values(Faults{"DeafSeldomBabbling",
-                           {One<DeafKeypad>(), EveryFifthAnswered(), One<BabblingKeypad>()},
-                           false},
-                    Faults{"LateForgetfulBabbling",
-                           {One<LateKeypad>(), One<ForgetfulKeypad>(), One<BabblingKeypad>()},
-                           true}),
+    testing::Values(FaultyKeypads{"DeafSeldomBabbling",
+                                  {One("deaf"), EveryFifthAnswered(), One("babbling")},
+                                  false},
+                    FaultyKeypads{"LateForgetfulBabbling",
+                                  {One("late"), One("forgetful"), One("babbling")},
+                                  true}),
     [](const auto& run) { return std::string(run.param.name); });

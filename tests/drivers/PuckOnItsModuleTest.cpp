@@ -12,7 +12,7 @@
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
-using simulated::PuckModule;
+using namespace simulated;
 using test_support::Lines;
 using test_support::OneDriverHouse;
 
@@ -67,9 +67,9 @@ struct Pair
         house.Take();
     }
     template <class Fault, class... Arguments>
-    void Misbehave(Arguments... arguments)
+    void AddFault(Arguments... arguments)
     {
-        module.Misbehave(std::make_unique<Fault>(arguments...));
+        module.AddFault(std::make_unique<Fault>(arguments...));
     }
 };
 
@@ -113,7 +113,7 @@ TEST_F(PuckOnItsModule, LongHold_StaysPressedUntilItEnds)
 
 TEST_F(PuckOnItsModule, LostEndOfAHold_IsMadeUpAfterTheHoldTime)
 {
-    pair.Misbehave<simulated::puck::LosesReleases>();
+    pair.AddFault<LosesReleases>();
     pair.module.Hold(CONTACT_0, 1200);
     EXPECT_EQ(pair.EventsWithin(1799), Lines({"event 6001"}));
     EXPECT_EQ(pair.EventsWithin(1), Lines({"event 6000"}));
@@ -121,14 +121,14 @@ TEST_F(PuckOnItsModule, LostEndOfAHold_IsMadeUpAfterTheHoldTime)
 
 TEST_F(PuckOnItsModule, RepeatedMessages_FireNoSecondPress)
 {
-    pair.Misbehave<simulated::puck::RepeatsMessages>(1, 10);
+    pair.AddFault<Repeats<PuckModuleFault>>(1, 10);
     pair.module.Push(CONTACT_0);
     EXPECT_EQ(pair.EventsWithin(100), Lines({"event 6001"}));
 }
 
 TEST_F(PuckOnItsModule, LateHoldReports_EndTheHoldEarlyButNotForEver)
 {
-    pair.Misbehave<simulated::puck::SendsLate>(2, 400);
+    pair.AddFault<Delays<PuckModuleFault>>(2, 400);
     pair.module.Hold(CONTACT_0, 1100);
     const Lines events = pair.EventsWithin(10000);
     ASSERT_FALSE(events.empty());
@@ -139,7 +139,7 @@ TEST_F(PuckOnItsModule, LateHoldReports_EndTheHoldEarlyButNotForEver)
 
 TEST_F(PuckOnItsModule, ChatteringContact_EndsReleased)
 {
-    pair.Misbehave<simulated::puck::Chatters>(3);
+    pair.AddFault<Chatters>(3);
     pair.module.Hold(CONTACT_0, 200);
     const Lines events = pair.EventsWithin(100);
     EXPECT_EQ(events.size(), 7u);
@@ -149,7 +149,7 @@ TEST_F(PuckOnItsModule, ChatteringContact_EndsReleased)
 TEST_F(PuckOnItsModule, ForgetfulModule_HasItsSettingsBackAfterGoingOnline)
 {
     pair.SetContact(0, 3, 1);
-    pair.Misbehave<simulated::puck::ForgetsSettings>();
+    pair.AddFault<Forgets<PuckModuleFault>>();
     pair.module.OnPowerOn();
     EXPECT_EQ(pair.module.Settings().contacts[0].behavior, 2);
     pair.house.Online(true);
@@ -162,8 +162,8 @@ TEST_F(PuckOnItsModule, ForgetfulModule_HasItsSettingsBackAfterGoingOnline)
 TEST_F(PuckOnItsModule, ModuleThatNeverHearsTheHoldQuestion_NeverGetsAMadeUpRelease)
 {
     Pair deaf(false);
-    deaf.Misbehave<simulated::puck::HearsBadly>(1);
-    deaf.Misbehave<simulated::puck::LosesReleases>();
+    deaf.AddFault<HearsBadly<PuckModuleFault>>(1);
+    deaf.AddFault<LosesReleases>();
     deaf.house.Online(true);
     deaf.Pass(100);
     deaf.house.Take();
@@ -282,11 +282,11 @@ RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverAPersonDoes_FiresItsEventsAndNoOt
 RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverTheFaults_EveryHoldEnds, ())
 {
     Pair pair;
-    pair.Misbehave<simulated::puck::LosesMessages>(*rc::gen::inRange(0u, 4u));
-    pair.Misbehave<simulated::puck::SendsLate>(*rc::gen::inRange(0u, 4u),
-                                               *rc::gen::inRange<std::uint64_t>(1, 2000));
-    pair.Misbehave<simulated::puck::RepeatsMessages>(*rc::gen::inRange(0u, 4u),
-                                                     *rc::gen::inRange<std::uint64_t>(1, 2000));
+    pair.AddFault<Loses<PuckModuleFault>>(*rc::gen::inRange(0u, 4u));
+    pair.AddFault<Delays<PuckModuleFault>>(*rc::gen::inRange(0u, 4u),
+                                           *rc::gen::inRange<std::uint64_t>(1, 2000));
+    pair.AddFault<Repeats<PuckModuleFault>>(*rc::gen::inRange(0u, 4u),
+                                            *rc::gen::inRange<std::uint64_t>(1, 2000));
     for (int i = 0; i < 5; ++i)
     {
         pair.module.Hold(*rc::gen::element(CONTACT_0, CONTACT_1, BUTTON_0),

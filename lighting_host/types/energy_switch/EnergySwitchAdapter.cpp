@@ -1,8 +1,8 @@
 #include "drivers/energy_switch/EnergySwitchDriver.h"
 #include "embedded_host/DriverHost.h"
-#include "lighting_host/types/Adapters.h"
 #include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/LoadFacts.h"
+#include "lighting_host/types/energy_switch/EnergySwitch.h"
 
 #include <fmt/format.h>
 

@@ -1,7 +1,7 @@
 #include "drivers/gen3_keypad/Gen3KeypadDriver.h"
 #include "embedded_host/DriverHost.h"
-#include "lighting_host/types/Adapters.h"
 #include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/gen3_keypad/Gen3Keypad.h"
 #include "nxshared/XmlNode.h"
 
 #include <fmt/format.h>

@@ -1,8 +1,8 @@
 #include "drivers/puck/PuckDriver.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
-#include "lighting_host/types/Adapters.h"
 #include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/puck/Puck.h"
 
 #include <fmt/format.h>
 
@@ -91,6 +91,13 @@ public:
             return true;
         }
         return false;
+    }
+
+    // The module is not told the settings of snap-on buttons by anything else.
+    void SendSettings() override
+    {
+        for (unsigned k = 0; SnapOnButton* button = SnapOn(k); ++k)
+            button->SendSettingsToHW();
     }
 
     std::string DescribeEvent(unsigned event) const override

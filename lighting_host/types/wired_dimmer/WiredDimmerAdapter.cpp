@@ -1,8 +1,8 @@
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 #include "embedded_host/DriverHost.h"
-#include "lighting_host/types/Adapters.h"
 #include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/LoadFacts.h"
+#include "lighting_host/types/wired_dimmer/WiredDimmer.h"
 #include "nxshared/ICmdMessage.h"
 
 #include <fmt/format.h>

@@ -1,9 +1,9 @@
 #include "drivers/zigbee_light/ZigbeeLightDriver.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/ZclCodec.h"
-#include "lighting_host/types/Adapters.h"
 #include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/LoadFacts.h"
+#include "lighting_host/types/zigbee_light/ZigbeeLight.h"
 
 #include <fmt/format.h>
 

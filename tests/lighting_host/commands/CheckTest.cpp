@@ -313,7 +313,8 @@ TEST_F(RecordTest, Recording_AgreesWhenReplayed)
                "{\"driver\":\"p\",\"trap\":\"nx.dmx.bp\"}\n{\"driver\":\"p\",\"restart\":true}\n{"
                "\"advance_ms\":100}\n{\"house\":\"list\"}\n");
     EXPECT_EQ(recorded.status, 0);
-    EXPECT_EQ(lines[0], R"({"transcript":"recorded","house":"house.xml"})");
+    EXPECT_EQ(lines[0], R"({"transcript":"recorded","house":"house.xml","seed":1,"draw":"random",)"
+                        R"("start":"1970-01-01T00:00:00"})");
     EXPECT_EQ(lines[1], R"({"in":{"driver":"p","online":true}})");
     EXPECT_EQ(lines[2], "{\"out\":" + PUCK_STARTS[0] + "}");
     EXPECT_THAT(lines, Not(testing::Contains(HasSubstr("\"log\""))));
@@ -325,7 +326,8 @@ TEST_F(RecordTest, HousePath_IsWrittenRelativeToTheRecording)
 {
     folder.Write("far/away/x", "");
     EXPECT_EQ(Record("{\"house\":\"list\"}\n", "far/away/recorded.jsonl")[0],
-              R"({"transcript":"recorded","house":"../../house.xml"})");
+              R"({"transcript":"recorded","house":"../../house.xml","seed":1,"draw":"random",)"
+              R"("start":"1970-01-01T00:00:00"})");
     EXPECT_EQ(folder.Check({"far/away/recorded.jsonl"}).status, 0);
 }
 

@@ -196,6 +196,21 @@ TEST_F(HouseFileTest, ContentThatDoesNotBelong_IsTold)
                             "4: unknown element <load> in <load_group>"));
 }
 
+TEST_F(HouseFileTest, ThingThatADeviceDoesNotKnow_IsToldWithItsOwnLine)
+{
+    const auto complaints = [this](const std::string& inside)
+    {
+        return InDriver(GOOD, "<device simulated=\"true\">\n<person/>\n" + inside + "</device>");
+    };
+    EXPECT_THAT(complaints("<attic/>"), ElementsAre("4: <device>: unknown element <attic>"));
+    EXPECT_THAT(complaints("<fault kind=\"forgets\" every=\"2\"/>"),
+                ElementsAre("4: <fault>: unknown attribute \"every\""));
+    EXPECT_THAT(complaints("\n<act at=\"1s\" contact=\"0\"><hand/></act>"),
+                ElementsAre("5: <act>: unknown element <hand>"));
+    EXPECT_THAT(InDriver(GOOD, "<device simulated=\"true\" depth=\"1\">\n<person/></device>"),
+                ElementsAre("2: <device>: unknown attribute \"depth\""));
+}
+
 TEST_F(HouseFileTest, BottomlessState_IsTold)
 {
     std::string deep;
