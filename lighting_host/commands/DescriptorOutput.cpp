@@ -34,6 +34,18 @@ DescriptorOutput::~DescriptorOutput()
     WriteAll();
 }
 
+void DescriptorOutput::WriteInCrash() const
+{
+    const char* at = pbase();
+    while (m_failure.empty() && at && at < pptr())
+    {
+        const ssize_t written = ::write(m_descriptor, at, static_cast<std::size_t>(pptr() - at));
+        if (written <= 0)
+            return;
+        at += written;
+    }
+}
+
 int DescriptorOutput::overflow(int character)
 {
     if (!WriteAll())
@@ -68,24 +80,6 @@ bool DescriptorOutput::WriteAll()
             Fail(std::strerror(errno));
     }
     return m_failure.empty();
-}
-
-void DescriptorOutput::WriteAfterCrash() const
-{
-    const char* end = pptr();
-    while (end != pbase() && end[-1] != '\n')
-        --end;
-    for (const char* from = pbase(); from != end;)
-    {
-        pollfd ready = {m_descriptor, POLLOUT, 0};
-        if (::poll(&ready, 1, PATIENCE_MS) <= 0)
-            return;
-        const auto size = std::min<std::size_t>(static_cast<std::size_t>(end - from), PIECE_SIZE);
-        const ssize_t written = ::write(m_descriptor, from, size);
-        if (written <= 0)
-            return;
-        from += written;
-    }
 }
 
 bool DescriptorOutput::WaitUntilWritable()

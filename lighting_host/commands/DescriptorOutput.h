@@ -27,10 +27,8 @@ public:
     // Why the output ended, in words; empty while all is well.
     const std::string& Failure() const { return m_failure; }
 
-    // Writes the whole lines that wait, and does nothing that a signal handler may not do. Waits a
-    // second at most for a reader that does not read. What is written stays in the buffer: for a
-    // program that ends.
-    void WriteAfterCrash() const;
+    // Writes what waits, once, as far as it goes. For a signal handler of a program that ends.
+    void WriteInCrash() const;
 
 protected:
     int overflow(int character) override;

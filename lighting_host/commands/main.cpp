@@ -310,7 +310,7 @@ int CommandLine::Run(std::ostream& out, std::ostream& err)
     {
         return RunChecked(out, err);
     }
-    catch (const DriverNotMade& error)
+    catch (const lighting_host::DriverNotMade& error)
     {
         err << error.what() << '\n';
         return 1;
@@ -321,40 +321,24 @@ int CommandLine::Run(std::ostream& out, std::ostream& err)
         return STATUS_CANNOT;
     }
 }
+} // namespace
 
-// Null while there is none.
-const DescriptorOutput* g_standardOutput = nullptr;
-
-void WriteStandardOutputAfterCrash()
+namespace
 {
-    if (g_standardOutput)
-        g_standardOutput->WriteAfterCrash();
-}
-
-// While it lives, a crash loses no line of the standard output that was finished.
-class CrashGuard
-{
-public:
-    explicit CrashGuard(const DescriptorOutput& standardOutput)
-    {
-        g_standardOutput = &standardOutput;
-        CrashReport::Install(&WriteStandardOutputAfterCrash);
-    }
-    ~CrashGuard() { g_standardOutput = nullptr; }
-    CrashGuard(const CrashGuard&) = delete;
-    CrashGuard& operator=(const CrashGuard&) = delete;
-};
+// What a crash must not take with it.
+DescriptorOutput* g_finished = nullptr;
 } // namespace
 
 int main(int argc, char** argv)
 {
     OpenStandardDescriptors();
     DescriptorOutput standardOutput(STDOUT_FILENO);
+    g_finished = &standardOutput;
+    lighting_host::CrashReport::Install([] { g_finished->WriteInCrash(); });
     DescriptorOutput standardError(STDERR_FILENO);
     std::ostream out(&standardOutput);
     std::ostream err(&standardError);
     err << std::unitbuf;
-    const CrashGuard crashGuard(standardOutput);
     CommandLine commandLine;
     int status = STATUS_CANNOT;
     try

@@ -76,10 +76,10 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
         };
     nx::DriverHost* added = m_house->Add(std::move(config));
     m_rooms[added] = driver.room;
+    m_kinds[added] = DeviceKindOf(driver);
     m_places[added] = fmt::format("{}:{}", m_housePath, driver.line);
     if (driver.state)
         m_firstStates[added] = driver.state->ToText();
-    m_kinds[added] = DeviceKindOf(driver);
     if (!driver.device)
         return;
     auto attached = std::make_unique<device_wire::AttachedDevice>(*added);

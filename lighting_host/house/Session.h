@@ -118,11 +118,11 @@ private:
     std::unique_ptr<embedded_host::Clock> m_clock;
     embedded_host::Random m_random;
     std::map<const nx::DriverHost*, std::string> m_rooms;
+    std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;
     // Where each driver is in the house file, as in "house.xml:3".
     std::map<const nx::DriverHost*, std::string> m_places;
     // What the house file gives each driver to start from, as text: it is rarely needed again.
     std::map<const nx::DriverHost*, std::string> m_firstStates;
-    std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;
     // Facts outlive restarts of their drivers. A map: its values stay where they are.
     std::map<std::string, LoadFacts> m_facts;
     // Loaded libraries outlive the drivers that they made.

@@ -1,6 +1,7 @@
 // The <device> elements of house files: what they make, what people do to it, and what is refused.
 
 #include "lighting_host/house/HouseFile.h"
+#include "lighting_host/types/DeviceElement.h"
 #include "lighting_host/types/Devices.h"
 #include "nxshared/XmlDocument.h"
 #include "simulated_devices/WiredDimmer.h"
@@ -239,10 +240,10 @@ TEST(DeviceElements, ButtonOfAModuleWithoutButtons_IsRefused)
     EXPECT_THAT(CheckDevice(driver), HasSubstr("no buttons"));
 }
 
-TEST(DeviceElements, DriverOfAnotherType_HasNoDevice)
+TEST(DeviceElements, DriverOfAnotherType_NeedsAKindOfDevice)
 {
     PlayedWorld world;
-    EXPECT_EQ(MakeDevice(DriverWith("doorbell", Having("")), world), nullptr);
+    EXPECT_THROW(MakeDevice(DriverWith("doorbell", Having("")), world), DeviceError);
 }
 
 TEST_F(DevicePlay, PeopleAtAModule_ActWhenTheFileSays)
