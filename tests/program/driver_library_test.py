@@ -74,8 +74,10 @@ class DriverLibrary(unittest.TestCase):
         self.assertIn(f'lighting-host: driver "mine" crashed in {operation}: ', result.stderr)
         self.assertTrue(result.stdout.endswith('"event":1}\n{"done":1}\n' + more), result.stdout)
 
-    @unittest.skipIf("libasan" in str(os.environ.get("LD_PRELOAD")), "the sanitizer takes crashes")
     def test_crashes_name_driver_and_operation_and_lose_no_finished_line(self):
+        with open(PROGRAM, "rb") as program:
+            if b"__asan_init" in program.read():
+                self.skipTest("the sanitizer ends a program that crashes in its own way")
         self.expect_crash("READ_NOWHERE", 'the command "READ_NOWHERE"', signal.SIGSEGV)
         self.expect_crash("RECURSE", 'the command "RECURSE"', signal.SIGSEGV)
         self.expect_crash("ABORT", 'the command "ABORT"', signal.SIGABRT)
