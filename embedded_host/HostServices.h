@@ -15,6 +15,8 @@ class HostServices
 public:
     virtual ~HostServices() = default;
 
+    // What the free functions take the time from, and what they draw random numbers from. Called
+    // whenever a driver asks for either; both must stay valid as long as this.
     virtual Clock& GetClock() = 0;
     virtual Random& GetRandom() = 0;
 

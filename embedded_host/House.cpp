@@ -156,7 +156,7 @@ void House::AddGroup(unsigned id, const std::vector<std::string>& members)
 void House::StartAll()
 {
     for (const auto& driver : m_drivers)
-        driver->Start(driver->Config().state);
+        driver->Start(static_cast<HostedDriver&>(*driver).TakeState());
 }
 
 void House::StopAll()

@@ -16,6 +16,7 @@
 // device that it was added to, and must not call it unless it is handed the device.
 //
 // Faults that any device can have are templates over the device's class of faults: see the end.
+// Long on purpose: these templates are read and changed together.
 namespace simulated
 {
 // A message that leaves, and how long from now.

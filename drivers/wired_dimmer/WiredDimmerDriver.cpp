@@ -12,7 +12,6 @@
 
 namespace
 {
-
 constexpr int PROTOCOL_MIB = 1;
 } // namespace
 

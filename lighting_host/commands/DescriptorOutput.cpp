@@ -34,6 +34,18 @@ DescriptorOutput::~DescriptorOutput()
     WriteAll();
 }
 
+void DescriptorOutput::WriteInCrash() const
+{
+    const char* at = pbase();
+    while (m_failure.empty() && at && at < pptr())
+    {
+        const ssize_t written = ::write(m_descriptor, at, static_cast<std::size_t>(pptr() - at));
+        if (written <= 0)
+            return;
+        at += written;
+    }
+}
+
 int DescriptorOutput::overflow(int character)
 {
     if (!WriteAll())

@@ -27,6 +27,9 @@ public:
     // Why the output ended, in words; empty while all is well.
     const std::string& Failure() const { return m_failure; }
 
+    // Writes what waits, once, as far as it goes. For a signal handler of a program that ends.
+    void WriteInCrash() const;
+
 protected:
     int overflow(int character) override;
     int sync() override;

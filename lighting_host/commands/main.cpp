@@ -1,5 +1,6 @@
 #include "embedded_host/LocalTime.h"
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/CrashReport.h"
 #include "lighting_host/commands/DescriptorInput.h"
 #include "lighting_host/commands/DescriptorOutput.h"
 #include "lighting_host/commands/Options.h"
@@ -309,6 +310,11 @@ int CommandLine::Run(std::ostream& out, std::ostream& err)
     {
         return RunChecked(out, err);
     }
+    catch (const lighting_host::DriverNotMade& error)
+    {
+        err << error.what() << '\n';
+        return 1;
+    }
     catch (const std::exception& error)
     {
         complain(error.what());
@@ -317,10 +323,18 @@ int CommandLine::Run(std::ostream& out, std::ostream& err)
 }
 } // namespace
 
+namespace
+{
+// What a crash must not take with it.
+DescriptorOutput* g_finished = nullptr;
+} // namespace
+
 int main(int argc, char** argv)
 {
     OpenStandardDescriptors();
     DescriptorOutput standardOutput(STDOUT_FILENO);
+    g_finished = &standardOutput;
+    lighting_host::CrashReport::Install([] { g_finished->WriteInCrash(); });
     DescriptorOutput standardError(STDERR_FILENO);
     std::ostream out(&standardOutput);
     std::ostream err(&standardError);

@@ -1,5 +1,6 @@
 #include "lighting_host/house/HouseFile.h"
 
+#include "lighting_host/house/DriverLibrary.h"
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/types/Devices.h"
 #include "lighting_host/types/DriverType.h"
@@ -271,6 +272,7 @@ void Reader::ReadDriver(const pugi::xml_node& node)
     OnlyAttributes(node, {"name", "type", "id", "library", "room"});
     OnlyElements(node);
     HouseFileDriver driver;
+    driver.line = LineOf(node.offset_debug());
     driver.name = node.attribute("name").value();
     driver.room = node.attribute("room").value();
     if (driver.name.empty())
@@ -375,6 +377,9 @@ void Reader::ReadGroup(const pugi::xml_node& node)
         }
         OnlyAttributes(child, {});
         OnlyText(child);
+        if (std::count(group.members.begin(), group.members.end(), child.child_value()) > 0)
+            Error(child, fmt::format("\"{}\" is a member of this load group already",
+                                     child.child_value()));
         group.members.emplace_back(child.child_value());
         m_namings.push_back({LineOf(child.offset_debug()), child.child_value(), Role::Member});
     }
@@ -534,6 +539,26 @@ HouseFile ParseHouseFile(const std::string& text, const std::string& folder)
     return Reader(text, folder).Read();
 }
 
+namespace
+{
+void TryLibraries(HouseFile& house)
+{
+    for (const HouseFileDriver& driver : house.drivers)
+    {
+        if (driver.library.empty())
+            continue;
+        try
+        {
+            const DriverLibrary library(driver.library);
+        }
+        catch (const std::runtime_error& error)
+        {
+            house.errors.push_back({driver.line, error.what()});
+        }
+    }
+}
+} // namespace
+
 HouseFile ReadHouseFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
@@ -548,6 +573,10 @@ HouseFile ReadHouseFile(const std::string& path)
         unread.errors.push_back({0, fmt::format("cannot be read: {}", std::strerror(errno))});
         return unread;
     }
-    return ParseHouseFile(text, std::filesystem::path(path).parent_path().string());
+    HouseFile house = ParseHouseFile(text, std::filesystem::path(path).parent_path().string());
+    house.path = path;
+    if (house.errors.empty())
+        TryLibraries(house);
+    return house;
 }
 } // namespace lighting_host

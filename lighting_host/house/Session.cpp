@@ -8,12 +8,15 @@
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/types/Devices.h"
 #include "lighting_host/types/DriverType.h"
+#include "nxshared/XmlDocument.h"
+
+#include <fmt/format.h>
 
 namespace lighting_host
 {
 Session::Session(const HouseFile& file, const SessionOptions& options,
                  embedded_host::OutputSink& sink)
-    : m_random(options.seed, options.draw)
+    : m_housePath(file.path), m_random(options.seed, options.draw)
 {
     std::shared_ptr<const embedded_host::TimeZone> zone;
     if (!options.zone.empty())
@@ -74,6 +77,9 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
     nx::DriverHost* added = m_house->Add(std::move(config));
     m_rooms[added] = driver.room;
     m_kinds[added] = DeviceKindOf(driver);
+    m_places[added] = fmt::format("{}:{}", m_housePath, driver.line);
+    if (driver.state)
+        m_firstStates[added] = driver.state->ToText();
     if (!driver.device)
         return;
     auto attached = std::make_unique<device_wire::AttachedDevice>(*added);
@@ -84,6 +90,12 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
 void Session::Start()
 {
     m_house->StartAll();
+    for (const auto& driver : m_house->Drivers())
+    {
+        if (!driver->Driver())
+            throw DriverNotMade(fmt::format("{}: driver \"{}\" was not made",
+                                            m_places.at(driver.get()), driver->Config().name));
+    }
     if (m_keeper)
         m_keeper->Start();
     for (const auto& device : m_devices)
@@ -104,8 +116,17 @@ void Session::RestartDrivers(bool save)
     {
         const auto state =
             m_keeper ? m_keeper->StateOf(driver->Config().name, driver->Config().type) : nullptr;
-        driver->Start(state ? state : driver->Config().state);
+        driver->Start(state ? state : FirstState(*driver));
     }
+}
+
+boost::shared_ptr<nx::XmlNode> Session::FirstState(const nx::DriverHost& driver) const
+{
+    const auto found = m_firstStates.find(&driver);
+    if (found == m_firstStates.end())
+        return nullptr;
+    const auto document = nx::CreateXmlDocument(found->second);
+    return document ? document->GetRoot() : nullptr;
 }
 
 void Session::Stop()

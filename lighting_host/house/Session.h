@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -55,6 +56,14 @@ struct SessionOptions
     embedded_host::TimerObserver* timers = nullptr;
 };
 
+// A driver of the house was not made: its library made none, or failed. Says so with the house
+// file's line.
+class DriverNotMade : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
 // One house, as its file describes it, on its clock, with its drivers and simulated devices.
 class Session
 {
@@ -67,7 +76,7 @@ public:
     Session& operator=(const Session&) = delete;
 
     // Makes every driver; then each device gets power and is reported online, in a device timer of
-    // 0 ms.
+    // 0 ms. Throws DriverNotMade.
     void Start();
 
     // Saves the drivers' states and destroys the drivers, in the order of the file; their effects
@@ -103,11 +112,17 @@ public:
 
 private:
     void AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state);
+    boost::shared_ptr<nx::XmlNode> FirstState(const nx::DriverHost& driver) const;
 
+    const std::string m_housePath;
     std::unique_ptr<embedded_host::Clock> m_clock;
     embedded_host::Random m_random;
     std::map<const nx::DriverHost*, std::string> m_rooms;
     std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;
+    // Where each driver is in the house file, as in "house.xml:3".
+    std::map<const nx::DriverHost*, std::string> m_places;
+    // What the house file gives each driver to start from, as text: it is rarely needed again.
+    std::map<const nx::DriverHost*, std::string> m_firstStates;
     // Facts outlive restarts of their drivers. A map: its values stay where they are.
     std::map<std::string, LoadFacts> m_facts;
     // Loaded libraries outlive the drivers that they made.

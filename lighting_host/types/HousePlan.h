@@ -24,6 +24,8 @@ struct HouseFileDriver
     // Where its device is; empty when the file does not say.
     std::string room;
     unsigned id = 0;
+    // Where its <driver> is in the file, counted from 1.
+    int line = 0;
     // The shared object that makes the driver, resolved against the house file; empty for a type of
     // the program's own.
     std::string library;

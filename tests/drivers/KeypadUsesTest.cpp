@@ -1,6 +1,5 @@
 // Uses of buttons by the controller: on keypads that answer late, seldom or never, and after a
 // restart of the driver.
-#include "simulated_devices/BusKeypadFaults.h"
 #include "tests/drivers/BusHouse.h"
 
 #include <algorithm>
@@ -45,7 +44,7 @@ class KeypadUses : public testing::Test
 protected:
     KeypadUses()
     {
-        house.Add<BusKeypad>();
+        house.Add();
         house.Start();
         house.Advance(15 * SECOND_MS);
     }
@@ -82,17 +81,17 @@ INSTANTIATE_TEST_SUITE_P(Kinds, KeypadInFrequentUse,
                          testing::Values(Kind{"Late",
                                               [](BusHouse& house)
                                               {
-                                                  house.Add<LateKeypad>();
+                                                  house.AddFaulty("late");
                                               }},
                                          Kind{"Seldom",
                                               [](BusHouse& house)
                                               {
-                                                  house.Add<NthReplyKeypad>(5u);
+                                                  house.AddFaulty("seldom", {{"every", 5}});
                                               }},
                                          Kind{"Deaf",
                                               [](BusHouse& house)
                                               {
-                                                  house.Add<DeafKeypad>();
+                                                  house.AddFaulty("deaf");
                                               }}),
                          [](const auto& kind) { return std::string(kind.param.name); });
 
