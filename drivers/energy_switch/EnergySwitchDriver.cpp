@@ -56,7 +56,7 @@ void EnergySwitchDriver::RestoreReading(const nx::XmlNode& state)
 {
     if (!state.HasChild(METER_READING))
         return;
-    const std::string text = state.GetChildData(METER_READING);
+    const std::string& text = state.GetChildData(METER_READING);
     const char* const end = text.data() + text.size();
     std::uint32_t reading = 0;
     const auto read = std::from_chars(text.data(), end, reading);
