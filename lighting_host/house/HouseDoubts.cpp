@@ -62,7 +62,8 @@ std::string WrongValue(const StateElement& row, const std::string& text)
             return "neither true nor false";
         break;
     case StateElement::Color:
-        if (text.size() != 6 ||
+        // An empty one is a color that was never set.
+        if ((!text.empty() && text.size() != 6) ||
             text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
             return "no color of six hexadecimal digits";
         break;
@@ -187,7 +188,7 @@ void Doubter::LookAtSettings(const pugi::xml_node& config, const Schema& schema,
         if (node.type() != pugi::node_element)
             Doubt(config, fmt::format("there is text in <config>: \"{}\"", node.value()));
         else if (setting == schema.settings.end())
-            Doubt(node, fmt::format("a {} has no setting <{}>{}", type, name,
+            Doubt(node, fmt::format("type {} has no setting <{}>{}", type, name,
                                     DidYouMeanClause(name, known)));
         else if (!given.insert(name).second)
             Doubt(node, fmt::format("the setting <{}> is given twice", name));

@@ -86,9 +86,9 @@ TEST(HouseDoubtsTest, SettingThatIsNoNumber_IsTold)
 TEST(HouseDoubtsTest, UnknownSetting_IsToldWithWhatWasMeant)
 {
     EXPECT_THAT(DoubtsOf("puck", "<config>\n\n<NUM_BUTONS>2</NUM_BUTONS></config>"),
-                ElementsAre("4: a puck has no setting <NUM_BUTONS>; did you mean NUM_BUTTONS?"));
+                ElementsAre("4: type puck has no setting <NUM_BUTONS>; did you mean NUM_BUTTONS?"));
     EXPECT_THAT(DoubtsOf("energy_switch", "<config><endpoint>1</endpoint></config>"),
-                ElementsAre("2: a energy_switch has no setting <endpoint>"));
+                ElementsAre("2: type energy_switch has no setting <endpoint>"));
     EXPECT_THAT(DoubtsOf("puck", "<config>2</config>"),
                 ElementsAre("2: there is text in <config>: \"2\""));
 }

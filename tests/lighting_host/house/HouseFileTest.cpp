@@ -234,8 +234,12 @@ TEST_F(HouseFileTest, MemberBeforeItsDriver_IsGood)
 // A house of a puck, a keypad, a light and a plug, with this on line 3.
 std::string Furnished(const std::string& line)
 {
-    return "<house><driver name=\"p\" type=\"puck\" id=\"1\" room=\"hall\"/>"
-           "<driver name=\"k\" type=\"gen3_keypad\" id=\"2\"/>\n"
+    return "<house><driver name=\"p\" type=\"puck\" id=\"1\" room=\"hall\">"
+           "<config><NUM_BUTTONS>6</NUM_BUTTONS></config></driver>"
+           "<driver name=\"k\" type=\"gen3_keypad\" id=\"2\"><state><ALL_BUTTONS>"
+           "<KEYPAD_BUTTON_INFO><BUTTON_ID>3</BUTTON_ID></KEYPAD_BUTTON_INFO>"
+           "<KEYPAD_BUTTON_INFO><BUTTON_ID>127</BUTTON_ID></KEYPAD_BUTTON_INFO>"
+           "</ALL_BUTTONS></state></driver>\n"
            "<driver name=\"z\" type=\"zigbee_light\" id=\"3\"/>"
            "<driver name=\"s\" type=\"energy_switch\" id=\"4\"/>\n" +
            line + "\n</house>";
