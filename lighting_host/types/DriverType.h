@@ -3,6 +3,7 @@
 #include "drivers/DriverSettings.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
+#include "lighting_host/types/TypeTables.h"
 
 #include <memory>
 #include <string>
@@ -59,6 +60,9 @@ struct DriverType
 
     // What the configuration and the state of a driver may hold.
     const drivers::Schema& (*schema)();
+
+    // The inputs, facts and queries that only such drivers know.
+    TypeTables tables;
 
     // The simulated device at the other end of its wire, unless the house file names another kind.
     DeviceKind device;

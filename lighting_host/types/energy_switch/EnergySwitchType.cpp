@@ -10,6 +10,7 @@ DriverType EnergySwitchType()
     DriverType type{};
     type.name = "energy_switch";
     type.make = &MakeEnergySwitch;
+    type.tables = EnergySwitchTables();
     type.schema = &energy_switch::Settings;
     type.device.name = "metering_plug";
     type.device.make = &MakeMeteringPlug;

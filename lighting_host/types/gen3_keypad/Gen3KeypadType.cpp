@@ -91,6 +91,7 @@ DriverType Gen3KeypadType()
     DriverType type{};
     type.name = "gen3_keypad";
     type.make = &MakeGen3Keypad;
+    type.tables = Gen3KeypadTables();
     type.schema = &gen3_keypad::Settings;
     type.device.name = "bus_keypad";
     type.device.make = &MakeKeypadDevice;

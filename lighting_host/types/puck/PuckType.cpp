@@ -26,6 +26,7 @@ DriverType PuckType()
     DriverType type{};
     type.name = "puck";
     type.make = &MakePuck;
+    type.tables = PuckTables();
     type.schema = &puck::Settings;
     type.device.name = "puck_module";
     type.device.make = &MakePuckModule;

@@ -93,6 +93,7 @@ DriverType WiredDimmerType()
     DriverType type{};
     type.name = "wired_dimmer";
     type.make = &MakeWiredDimmer;
+    type.tables = WiredDimmerTables();
     type.schema = &wired_dimmer::Settings;
     type.device.name = "wired_dimmer";
     type.device.make = &MakeWiredDimmerDevice;

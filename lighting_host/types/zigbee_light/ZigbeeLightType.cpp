@@ -67,6 +67,7 @@ DriverType ZigbeeLightType()
     DriverType type{};
     type.name = "zigbee_light";
     type.make = &MakeZigbeeLight;
+    type.tables = ZigbeeLightTables();
     type.schema = &zigbee_light::Settings;
     type.device.name = "zigbee_light";
     type.device.make = &MakeZigbeeLightDevice;
