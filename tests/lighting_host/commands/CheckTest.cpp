@@ -284,7 +284,8 @@ TEST_F(CheckTest, DriverLibraryThatCannotBeLoaded_IsTold)
         "<house><driver name=\"a\" type=\"mine\" id=\"1\" library=\"libmine.so\"/></house>");
     const CommandRun run = Check("{\"transcript\":\"title\",\"house\":\"mine.xml\"}\n");
     EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.err, HasSubstr(folder.Path("t.jsonl") + ": cannot load the driver library: "));
+    EXPECT_THAT(run.err,
+                HasSubstr(folder.Path("mine.xml") + ":1: cannot load the driver library: "));
 }
 
 TEST_F(CheckTest, TranscriptWithoutInputs_Agrees)
