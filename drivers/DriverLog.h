@@ -13,7 +13,8 @@ bool WarningsAreOn();
 void Warn(const std::string& text, const char* source, int line, const char* function);
 } // namespace driver_log
 
-// Logs a warning; `pieces` are joined by <<.
+// Logs a warning; `pieces` are joined by <<, which is why they stand without parentheses.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define DRIVER_WARN(source, pieces)                                                                \
     do                                                                                             \
     {                                                                                              \
@@ -24,3 +25,4 @@ void Warn(const std::string& text, const char* source, int line, const char* fun
             driver_log::Warn(driverLogText.str(), source, __LINE__, __PRETTY_FUNCTION__);          \
         }                                                                                          \
     } while (false)
+// NOLINTEND(bugprone-macro-parentheses)

@@ -70,7 +70,7 @@ boost::shared_ptr<nx::XmlNode> Kept(const nx::XmlNode& state)
 
 const std::string& Type(char letter)
 {
-    const auto types = lighting_host::DriverTypeNames();
+    static const std::vector<std::string> types = lighting_host::DriverTypeNames();
     for (const std::string& type : types)
     {
         if (type[0] == letter)

@@ -59,8 +59,10 @@ std::string WrongValue(const StateElement& row, const std::string& text)
             return "neither true nor false";
         break;
     case StateElement::Color:
-        // An empty one is a color that was never set.
-        if ((!text.empty() && text.size() != 6) ||
+        // A driver persists a color that nobody has set as nothing.
+        if (text.empty())
+            break;
+        if (text.size() != 6 ||
             text.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos)
             return "no color of six hexadecimal digits";
         break;

@@ -285,7 +285,7 @@ TEST_F(CheckTest, DriverLibraryThatCannotBeLoaded_IsTold)
     const CommandRun run = Check("{\"transcript\":\"title\",\"house\":\"mine.xml\"}\n");
     EXPECT_EQ(run.status, 2);
     EXPECT_THAT(run.err,
-                HasSubstr(folder.Path("mine.xml") + ":1: cannot load the driver library: "));
+                StartsWith(folder.Path("mine.xml") + ":1: cannot load the driver library: "));
 }
 
 TEST_F(CheckTest, TranscriptWithoutInputs_Agrees)

@@ -234,11 +234,15 @@ TEST_F(HouseFileTest, MemberBeforeItsDriver_IsGood)
 // A house of a puck, a keypad, a light and a plug, with this on line 3.
 std::string Furnished(const std::string& line)
 {
+    const auto button = [](const char* id)
+    {
+        return std::string("<KEYPAD_BUTTON_INFO><BUTTON_ID>") + id +
+               "</BUTTON_ID></KEYPAD_BUTTON_INFO>";
+    };
     return "<house><driver name=\"p\" type=\"puck\" id=\"1\" room=\"hall\">"
            "<config><NUM_BUTTONS>6</NUM_BUTTONS></config></driver>"
-           "<driver name=\"k\" type=\"gen3_keypad\" id=\"2\"><state><ALL_BUTTONS>"
-           "<KEYPAD_BUTTON_INFO><BUTTON_ID>3</BUTTON_ID></KEYPAD_BUTTON_INFO>"
-           "<KEYPAD_BUTTON_INFO><BUTTON_ID>127</BUTTON_ID></KEYPAD_BUTTON_INFO>"
+           "<driver name=\"k\" type=\"gen3_keypad\" id=\"2\"><state><ALL_BUTTONS>" +
+           button("3") + button("127") +
            "</ALL_BUTTONS></state></driver>\n"
            "<driver name=\"z\" type=\"zigbee_light\" id=\"3\"/>"
            "<driver name=\"s\" type=\"energy_switch\" id=\"4\"/>\n" +
