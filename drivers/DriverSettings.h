@@ -39,7 +39,7 @@ struct StateElement
         Text,
         // Begins with T, t or 1 for true, with F, f or 0 for false.
         Truth,
-        // Six hexadecimal digits.
+        // Six hexadecimal digits, or empty for one that was never set.
         Color,
     };
     // The element that it stands in; empty for the state itself.

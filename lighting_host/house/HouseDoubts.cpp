@@ -1,14 +1,11 @@
 #include "lighting_host/house/HouseDoubts.h"
 
-#include "lighting_host/house/DriverLibrary.h"
 #include "lighting_host/text/DidYouMean.h"
 #include "lighting_host/types/DriverType.h"
 
 #include <algorithm>
 #include <charconv>
 #include <cstring>
-#include <exception>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <optional>
@@ -80,9 +77,7 @@ std::string WrongValue(const StateElement& row, const std::string& text)
 class Doubter
 {
 public:
-    Doubter(const std::string& text, std::string folder) : m_text(text), m_folder(std::move(folder))
-    {
-    }
+    explicit Doubter(const std::string& text) : m_text(text) {}
 
     std::vector<HouseFileError> Find();
 
@@ -98,7 +93,6 @@ private:
 
     void Doubt(const pugi::xml_node& node, std::string what);
     void LookAtDriver(const pugi::xml_node& driver);
-    void LookAtLibrary(const pugi::xml_node& driver);
     void LookAtSettings(const pugi::xml_node& config, const Schema& schema,
                         const std::string& type);
     void LookAtState(const pugi::xml_node& parent, const std::string& name, const Schema& schema);
@@ -106,7 +100,6 @@ private:
     static Buttons ButtonsOf(const pugi::xml_node& driver, const Schema& schema);
 
     const std::string& m_text;
-    std::string m_folder;
     // Of the drivers whose buttons are known.
     std::map<std::string, Buttons> m_buttons;
     std::vector<HouseFileError> m_doubts;
@@ -145,11 +138,9 @@ void Doubter::LookAtDriver(const pugi::xml_node& driver)
 {
     const std::string type = driver.attribute("type").value();
     const std::string name = driver.attribute("name").value();
+    // What a library's driver is configured with is that driver's business.
     if (driver.attribute("library"))
-    {
-        LookAtLibrary(driver);
         return;
-    }
     const DriverType* const known = FindDriverType(type);
     if (!known)
         return;
@@ -159,20 +150,6 @@ void Doubter::LookAtDriver(const pugi::xml_node& driver)
     m_buttons[name] = ButtonsOf(driver, schema);
     for (const pugi::xml_node& act : driver.child("device").children("act"))
         LookAtUse(act, name);
-}
-
-void Doubter::LookAtLibrary(const pugi::xml_node& driver)
-{
-    const auto path = std::filesystem::absolute(std::filesystem::path(m_folder) /
-                                                driver.attribute("library").value());
-    try
-    {
-        const DriverLibrary library(path.string());
-    }
-    catch (const std::exception& error)
-    {
-        Doubt(driver, error.what());
-    }
 }
 
 void Doubter::LookAtSettings(const pugi::xml_node& config, const Schema& schema,
@@ -190,7 +167,7 @@ void Doubter::LookAtSettings(const pugi::xml_node& config, const Schema& schema,
         if (node.type() != pugi::node_element)
             Doubt(config, fmt::format("there is text in <config>: \"{}\"", node.value()));
         else if (setting == schema.settings.end())
-            Doubt(node, fmt::format("a {} has no setting <{}>{}", type, name,
+            Doubt(node, fmt::format("type {} has no setting <{}>{}", type, name,
                                     DidYouMeanClause(name, known)));
         else if (!given.insert(name).second)
             Doubt(node, fmt::format("the setting <{}> is given twice", name));
@@ -286,9 +263,9 @@ void Doubter::LookAtUse(const pugi::xml_node& use, const std::string& driver)
 }
 } // namespace
 
-std::vector<HouseFileError> FindDoubts(const std::string& text, const std::string& folder)
+std::vector<HouseFileError> FindDoubts(const std::string& text)
 {
-    return Doubter(text, folder).Find();
+    return Doubter(text).Find();
 }
 
 std::vector<HouseFileError> FindDoubtsInFile(const std::string& path)
@@ -296,6 +273,6 @@ std::vector<HouseFileError> FindDoubtsInFile(const std::string& path)
     std::ifstream file(path, std::ios::binary);
     std::ostringstream text;
     text << file.rdbuf();
-    return FindDoubts(text.str(), std::filesystem::path(path).parent_path().string());
+    return FindDoubts(text.str());
 }
 } // namespace lighting_host
