@@ -82,6 +82,7 @@ private:
     static std::vector<TypeWord> WordsOf(const std::vector<Row>& rows)
     {
         std::vector<TypeWord> words;
+        words.reserve(rows.size());
         for (const Row& row : rows)
             words.push_back(row.word);
         return words;
