@@ -5,6 +5,7 @@
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/ServiceManager.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
 #include "lighting_host/text/Version.h"
@@ -52,9 +53,9 @@ class ServeLoop
 {
 public:
     ServeLoop(boost::asio::io_context& context, LiveHouse& house, LiveServer& server,
-              std::int64_t forMs, const std::ostream& out)
-        : m_context(context), m_house(house), m_server(server), m_forMs(forMs), m_out(out),
-          m_timer(context), m_changes(context), m_end(context), m_signals(context)
+              ServiceManager& manager, std::int64_t forMs, const std::ostream& out)
+        : m_context(context), m_house(house), m_server(server), m_manager(manager), m_forMs(forMs),
+          m_out(out), m_timer(context), m_changes(context), m_end(context), m_signals(context)
     {
     }
 
@@ -96,6 +97,7 @@ private:
         if (!m_why.empty())
             return;
         const std::int64_t now = MonotonicNs();
+        m_manager.TellAlive(now);
         const std::int64_t next = m_house.Work(now);
         if (!m_out.good())
             return End("nobody hears what is told any more");
@@ -133,6 +135,7 @@ private:
         if (!m_why.empty())
             return;
         m_why = why;
+        m_manager.TellStopping();
         m_timer.cancel();
         m_changes.cancel();
         m_web->Close("the program ends: " + why);
@@ -143,6 +146,7 @@ private:
     boost::asio::io_context& m_context;
     LiveHouse& m_house;
     LiveServer& m_server;
+    ServiceManager& m_manager;
     const std::int64_t m_forMs;
     const std::ostream& m_out;
     boost::asio::steady_timer m_timer;
@@ -311,7 +315,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     };
     LiveHouse house(file, houseOptions, &server);
     server.Attach(house);
-    ServeLoop loop(context, house, server, options.forMs, out);
+    ServiceManager manager;
+    ServeLoop loop(context, house, server, manager, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
     const CutAtEnd cut{web};
     wake = [&loop]
@@ -323,6 +328,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
                        std::filesystem::path(housePath).stem().string(),
                        AddressText(options.web.address), web->Port(), options.session.seed)
         << std::flush;
+    manager.TellReady(fmt::format("live at port {}", web->Port()));
     const std::string why = loop.Run(*web);
     web.reset();
     saves.Restart();
