@@ -4,6 +4,7 @@
 #include "lighting_host/commands/CrashReport.h"
 #include "lighting_host/commands/DescriptorInput.h"
 #include "lighting_host/commands/DescriptorOutput.h"
+#include "lighting_host/commands/NewDriverCommand.h"
 #include "lighting_host/commands/Options.h"
 #include "lighting_host/commands/RecordCommandLine.h"
 #include "lighting_host/commands/RecordedOptions.h"
@@ -16,6 +17,7 @@
 #include <charconv>
 #include <fcntl.h>
 #include <istream>
+#include <memory>
 #include <ostream>
 #include <random>
 #include <unistd.h>
@@ -165,6 +167,7 @@ private:
     CLI::App* m_check;
     CLI::App* m_validate;
     std::unique_ptr<RecordCommandLine> m_records;
+    std::unique_ptr<NewDriverCommand> m_newDriver;
     CLI::App* m_manual;
     CLI::App* m_completion;
     std::string m_house;
@@ -206,6 +209,8 @@ CommandLine::CommandLine()
     m_validate->add_option("HOUSE", m_house, "The house file")->required();
 
     m_records = std::make_unique<RecordCommandLine>(m_app);
+    m_newDriver = std::make_unique<NewDriverCommand>(m_app);
+
     AddTexts();
 
     for (CLI::App* command : {m_run, m_serve, m_check, m_validate, m_app.get_subcommand("replay"),
@@ -393,6 +398,8 @@ int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
         return RunValidate(m_house, out, style);
     if (m_records->IsAsked())
         return m_records->Run(out, err, style);
+    if (*m_newDriver)
+        return m_newDriver->Run(out);
     if (*m_manual)
         return PrintManual(out, err);
     if (*m_completion)
