@@ -1,6 +1,7 @@
 #pragma once
 
 #include "NxLibDriverBases/NxBaseDriver.h"
+#include "embedded_host/CallScope.h"
 #include "embedded_host/HostServices.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
@@ -73,7 +74,8 @@ namespace nx
 //
 // Every operation under "What comes in" runs the driver inside a HostScope and never throws: what a
 // handler throws becomes a DriverFault. Without a driver (before Start, while it is being made or
-// destroyed, after Stop) they do nothing: no handler may run on what is not there yet or any more.
+// destroyed, after Stop) they do nothing: no handler runs before the driver is constructed or after
+// its destruction begins.
 class DriverHost : public IInstanceManager,
                    public embedded_host::HostServices,
                    private ITimerManager
@@ -105,11 +107,14 @@ public:
     // with none when it keeps none. A state that cannot be read back is a DriverFault.
     void Restart();
 
-    // Runs `work` on behalf of this driver.
+    // Runs `work`, which calls the driver, inside a HostScope of this and a CallScope that names
+    // `operation`, as in "the command", and what it is about. Never throws: what `work` throws
+    // becomes a DriverFault.
     template <class Work>
-    void Enter(const Work& work)
+    void CallDriver(const char* operation, const char* subject, const Work& work)
     {
         const embedded_host::HostScope scope(*this);
+        const embedded_host::CallScope call(m_config.name.c_str(), operation, subject);
         try
         {
             work();
@@ -122,6 +127,11 @@ public:
         {
             Fault("something that is no exception");
         }
+    }
+    template <class Work>
+    void CallDriver(const char* operation, const Work& work)
+    {
+        CallDriver(operation, "", work);
     }
 
     // --- What comes in --------------------------------------------------------------------------
@@ -228,8 +238,8 @@ private:
     void KillTimer(ID::Timer& timer) override;
     void RemoveAllTimers(ITimerManagerCallback* callback) override;
 
-    void Forget();
-    void Fit();
+    void DropRegistrations();
+    void ShrinkToFit();
     void Fault(const std::string& what) const;
     embedded_host::Variable* FindVariable(unsigned id);
 

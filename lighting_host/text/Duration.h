@@ -10,6 +10,8 @@ namespace lighting_host
 // than 0 and for more than 100 years, and `milliseconds` then stays.
 bool ParseDuration(const std::string& text, std::int64_t& milliseconds);
 
-// "2026-01-01 00:00:00.000", from local seconds and milliseconds.
-std::string FormatLocalTime(std::int64_t localSeconds, int milliseconds);
+// The date and the time of day of local seconds for a person, "2026-01-01 00:00:00", and the time
+// of day alone, "00:00:00".
+std::string DateAndTime(std::int64_t localSeconds);
+std::string TimeOfDay(std::int64_t localSeconds);
 } // namespace lighting_host

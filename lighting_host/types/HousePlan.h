@@ -40,6 +40,10 @@ struct HouseFileDriver
 // A use of a button on which the controller does something.
 struct HouseFileUse
 {
+    // The largest numbers that contacts and buttons of any type can have.
+    static constexpr unsigned LAST_CONTACT = 1;
+    static constexpr unsigned LAST_BUTTON = 127;
+
     enum How
     {
         Release,

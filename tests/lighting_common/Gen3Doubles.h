@@ -118,14 +118,14 @@ public:
     {
         NoteAll("led", led, parameter, value);
     }
-    void SetLedColor(int led, int parameter, const std::string& colour) override
+    void SetLedColor(int led, int parameter, const std::string& color) override
     {
-        NoteAll("led", led, parameter, colour);
+        NoteAll("led", led, parameter, color);
     }
     void SetBacklightDefault(int index) override { NoteAll("backlight", index, "default"); }
-    void SetBacklightColor(int index, const std::string& colour) override
+    void SetBacklightColor(int index, const std::string& color) override
     {
-        NoteAll("backlight", index, colour);
+        NoteAll("backlight", index, color);
     }
     void OnRemoteClick(int id, int count) override { NoteAll("remote click", id, count); }
     void SendButtonNotification(int id, const std::string& group, const std::string& item,

@@ -125,9 +125,9 @@ public:
 
     // Runs `work` as if the host had called the driver.
     template <class Work>
-    void Enter(const Work& work)
+    void CallDriver(const Work& work)
     {
-        m_host->Enter(work);
+        m_host->CallDriver("a test", work);
     }
 
     nx::DriverHost& Host() { return *m_host; }

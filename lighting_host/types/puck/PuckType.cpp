@@ -10,8 +10,6 @@ namespace lighting_host
 {
 namespace
 {
-constexpr unsigned EVENTS_PER_BUTTON = 10;
-
 bool IsUse(const embedded_host::Effect& effect, const HouseFileUse& use)
 {
     const auto* const fired = std::get_if<embedded_host::EventFired>(&effect);
