@@ -20,8 +20,8 @@ class Random
 public:
     Random(std::uint64_t seed, Draw draw);
 
-    // Draw::Low returns `min`, Draw::High returns `max`, Draw::Random a uniformly distributed
-    // integer from `min` to `max`, both included. If `min` > `max`, Draw::Random returns `min`.
+    // Draw::Random returns a uniformly distributed integer from `min` to `max`, both included, or
+    // `min` when min > max. Draw::Low returns `min`, Draw::High returns `max`.
     int Between(int min, int max);
 
 private:
