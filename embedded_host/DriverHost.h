@@ -2,6 +2,7 @@
 
 #include "NxLibDriverBases/NxBaseDriver.h"
 #include "embedded_host/CallScope.h"
+#include "embedded_host/DriverConfig.h"
 #include "embedded_host/HostServices.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
@@ -9,10 +10,8 @@
 #include "nxshared/IInstanceManager.h"
 #include "nxshared/ITimerManager.h"
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <boost/shared_ptr.hpp>
@@ -33,23 +32,6 @@ namespace zcl
 {
 struct Reply;
 }
-
-// How a driver comes into a house.
-struct DriverConfig
-{
-    std::string name;
-    std::string type;
-    unsigned id = 0;
-    std::vector<std::pair<std::string, std::string>> capabilities;
-    // What Initialize gets; an empty node when null.
-    boost::shared_ptr<nx::XmlNode> config;
-    // The state to start from, null for none.
-    boost::shared_ptr<nx::XmlNode> state;
-    // Makes the driver; called again at a restart.
-    std::function<NxBaseDriver*(IInstanceManager&)> create;
-    // Whether a simulated device is to be attached.
-    bool simulatedDevice = false;
-};
 
 // A variable or a dynamic binding that a driver has at present.
 struct Variable
