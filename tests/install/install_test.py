@@ -87,8 +87,8 @@ class Installation(Installed):
                                 run("ldd", self.program)))
         self.assertEqual({"liblightingcommon.so.1", "libembedded_host.so.1"}, set(found))
         for path in found.values():
-            self.assertEqual(os.path.realpath(os.path.join(self.prefix, "lib")),
-                             os.path.dirname(os.path.realpath(path)))
+            self.assertTrue(os.path.realpath(path).startswith(
+                os.path.realpath(os.path.join(self.prefix, "lib")) + "/"), path)
 
     def test_wrong_major_version_is_not_found(self):
         script = os.path.join(BUILD, "find_version_2.cmake")
