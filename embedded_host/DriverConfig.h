@@ -33,4 +33,18 @@ struct DriverConfig
     // Whether a simulated device is to be attached.
     bool simulatedDevice = false;
 };
+
+// A variable or a dynamic binding that a driver has at present.
+struct Variable
+{
+    unsigned id;
+    const std::string* name;
+    std::string value;
+};
+struct Binding
+{
+    unsigned id;
+    const std::string* name;
+    const std::string* cls;
+};
 } // namespace embedded_host

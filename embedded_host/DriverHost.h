@@ -11,6 +11,7 @@
 #include "nxshared/ITimerManager.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,20 +33,6 @@ namespace zcl
 {
 struct Reply;
 }
-
-// A variable or a dynamic binding that a driver has at present.
-struct Variable
-{
-    unsigned id;
-    const std::string* name;
-    std::string value;
-};
-struct Binding
-{
-    unsigned id;
-    const std::string* name;
-    const std::string* cls;
-};
 } // namespace embedded_host
 
 namespace nx
@@ -138,6 +125,15 @@ public:
     // The device's online status; a binding made or broken; a call on a binding, whose result
     // leaves as a BoundCallResult.
     void Online(bool online);
+
+    // What Online has told last, and since when it is so; nothing before it told anything.
+    struct Told
+    {
+        bool online = false;
+        std::int64_t sinceMs = 0;
+    };
+    const std::optional<Told>& LastTold() const { return m_told; }
+
     void BindingMade(unsigned binding, const std::string& cls, bool bound);
     void BoundCall(unsigned binding, const IBindMessage& message);
 
@@ -236,5 +232,6 @@ private:
     // What every packet needs comes last, beside the handlers of packets.
     embedded_host::House& m_house;
     std::unique_ptr<NxBaseDriver> m_driver;
+    std::optional<Told> m_told;
 };
 } // namespace nx
