@@ -200,8 +200,9 @@ void House::ObserveTimers(TimerObserver* observer)
     m_timers->wheel.Observe(observer);
 }
 
-unsigned House::AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback)
+unsigned House::AddDeviceTimer(std::chrono::milliseconds delay, ITimerManagerCallback* callback)
 {
+    const auto delayMs = static_cast<std::uint64_t>(std::max<std::int64_t>(delay.count(), 0));
     return m_timers->wheel.Add(m_timers->devices, m_clock.NowNs(), delayMs, 1, callback);
 }
 

@@ -6,6 +6,7 @@
 #include "embedded_host/Random.h"
 #include "nxshared/IVariableManager.h"
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -62,9 +63,9 @@ public:
     std::int64_t NextWakeMs() const;
 
     // A timer of a simulated device: fires once, after the drivers' timers of the same millisecond.
-    // Its ids are apart from the drivers'. Killing one that is 0, unknown or has fired does
-    // nothing.
-    unsigned AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback);
+    // Less than 0 is 0. Its ids are apart from the drivers'. Killing one that is 0, unknown or has
+    // fired does nothing.
+    unsigned AddDeviceTimer(std::chrono::milliseconds delay, ITimerManagerCallback* callback);
     void KillDeviceTimer(unsigned id);
 
     // From now on `observer` is told of every timer; null for nobody. Must stay valid until another
@@ -84,7 +85,10 @@ public:
     void ForwardToGroup(unsigned group, const ICmdMessage& command);
     static constexpr std::size_t MAX_NESTED_FORWARDS = 200;
 
-    // Called when a driver asks for its state to be persisted soon; empty for nobody.
+    // Called when a driver asks for its state to be persisted soon, on the house's thread, from
+    // inside the driver: note the wish and take the state (DriverHost::Persist) later. Must not
+    // call into the house, must not throw and must not be replaced from inside itself. Empty for
+    // nobody. What it refers to must outlive the house or be taken out before.
     std::function<void(nx::DriverHost&)> onPersistRequested;
 
     Clock& GetClock() const { return m_clock; }

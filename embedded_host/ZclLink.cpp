@@ -1,7 +1,6 @@
 // The ZigBee side of a driver's host.
 
 #include "NxLibDriverBases/NxZclPacket.h"
-#include "embedded_host/CallScope.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/ZclMessages.h"
@@ -37,12 +36,11 @@ void DriverHost::ZclReply(const zcl::Reply& reply)
 {
     if (!m_driver)
         return;
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "a ZCL reply");
-            if (IZclListener* const listener = m_driver->GetZclListener())
-                zcl::Deliver(reply, *listener);
-        });
+    CallDriver("a ZCL reply",
+               [&]
+               {
+                   if (IZclListener* const listener = m_driver->GetZclListener())
+                       zcl::Deliver(reply, *listener);
+               });
 }
 } // namespace nx

@@ -80,7 +80,7 @@ void RunVirtual(embedded_host::House& house, std::int64_t forMs, Progress& progr
     while (clock.NowMs() < forMs && out.good() && StopSignals::Received() == 0)
     {
         house.Advance(std::min(STRIDE_MS, forMs - clock.NowMs()));
-        progress.Show(clock.NowMs(), forMs, FormatLocalTime(clock.LocalSeconds(), 0));
+        progress.Show(clock.NowMs(), forMs, DateAndTime(clock.LocalSeconds()));
     }
 }
 
@@ -121,7 +121,7 @@ private:
         m_house.Advance(0);
         const embedded_host::Clock& clock = m_house.GetClock();
         const std::int64_t now = clock.NowMs();
-        m_progress.Show(now, m_forMs, FormatLocalTime(clock.LocalSeconds(), 0));
+        m_progress.Show(now, m_forMs, DateAndTime(clock.LocalSeconds()));
         const bool timeIsUp = m_forMs > 0 && now >= m_forMs;
         if (timeIsUp || !m_out.good())
         {

@@ -30,10 +30,10 @@ constexpr const char* BLANKS = " \t\r\n";
 constexpr unsigned MOST_PERCENT = 100;
 // What the checksum of a dimmer's scenes covers.
 constexpr unsigned LAST_SCENE = 254;
-constexpr unsigned LAST_BUTTON = 127;
 constexpr std::size_t MOST_DIGITS = 9;
 
-// As a fragment, so that text beside the root element is seen instead of skipped.
+// As a fragment, so that text beside the root element is seen instead of skipped. On purpose not
+// the host's own: how a house file is read is no matter of how a driver's XML is.
 constexpr unsigned PARSE =
     pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
 
@@ -469,7 +469,8 @@ HouseFileUse Reader::ReadUse(const pugi::xml_node& node)
     if (use.contact == !node.attribute("button").empty())
         Error(node, "<on> says neither which contact nor which button, or both");
     else
-        ReadNumber(node, use.contact ? "contact" : "button", use.contact ? 1 : LAST_BUTTON,
+        ReadNumber(node, use.contact ? "contact" : "button",
+                   use.contact ? HouseFileUse::LAST_CONTACT : HouseFileUse::LAST_BUTTON,
                    use.number);
     const std::string how = node.attribute("do").value();
     if (how == "release")

@@ -32,7 +32,7 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
         m_keeper = std::make_unique<StateKeeper>(
             options.makeStore ? options.makeStore()
                               : std::make_unique<embedded_host::FileStateStore>(options.statePath),
-            *m_house, options.persistIntervalMs, options.complain);
+            *m_house, std::chrono::milliseconds(options.persistIntervalMs), options.complain);
     // All that can go wrong with what was kept does so before anything runs.
     std::vector<boost::shared_ptr<nx::XmlNode>> states;
     for (const HouseFileDriver& driver : file.drivers)
@@ -71,9 +71,11 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
     }
     else
         config.create =
-            [type = driver.type, &facts = m_facts[driver.name]](IInstanceManager& instances)
+            [type = driver.type, &own = m_ownTypes[driver.name]](IInstanceManager& instances)
         {
-            return FindDriverType(type)->make(instances, facts);
+            const MadeDriver made = FindDriverType(type)->make(instances, own.facts);
+            own.adapter = made.adapter;
+            return made.driver;
         };
     nx::DriverHost* added = m_house->Add(std::move(config));
     m_rooms[added] = driver.room;
@@ -155,6 +157,7 @@ const DeviceKind* Session::KindOf(const nx::DriverHost& driver) const
 
 DriverAdapter* Session::AdapterOf(const nx::DriverHost& driver) const
 {
-    return dynamic_cast<DriverAdapter*>(driver.Driver());
+    const auto found = m_ownTypes.find(driver.Config().name);
+    return driver.Driver() && found != m_ownTypes.end() ? found->second.adapter : nullptr;
 }
 } // namespace lighting_host

@@ -120,6 +120,14 @@ public:
     }
 
 private:
+    struct OfOwnType
+    {
+        // Outlive restarts of the driver.
+        LoadFacts facts;
+        // That of the driver which was made last, and which may have gone.
+        DriverAdapter* adapter = nullptr;
+    };
+
     void AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state);
     boost::shared_ptr<nx::XmlNode> FirstState(const nx::DriverHost& driver) const;
 
@@ -133,8 +141,9 @@ private:
     std::map<const nx::DriverHost*, std::string> m_places;
     // What the house file gives each driver to start from, as text: it is rarely needed again.
     std::map<const nx::DriverHost*, std::string> m_firstStates;
-    // Facts outlive restarts of their drivers. A map: its values stay where they are.
-    std::map<std::string, LoadFacts> m_facts;
+    // What is kept of each driver of the program's own types, by its name. A map: its values stay
+    // where they are.
+    std::map<std::string, OfOwnType> m_ownTypes;
     // Loaded libraries outlive the drivers that they made.
     std::vector<std::unique_ptr<DriverLibrary>> m_libraries;
     std::vector<std::unique_ptr<device_wire::AttachedDevice>> m_devices;

@@ -16,7 +16,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::int64_t NS_PER_MS = 1000000;
+constexpr std::int64_t NS_PER_MS = std::chrono::nanoseconds(std::chrono::milliseconds(1)).count();
 // How long one call of Work may take before everybody else has a turn.
 constexpr std::int64_t SLICE_NS = 20 * NS_PER_MS;
 // How much house time is worked off between two looks at the clock.

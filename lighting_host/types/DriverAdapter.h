@@ -9,6 +9,8 @@
 #include <utility>
 #include <vector>
 
+class NxBaseDriver;
+
 namespace lighting_host
 {
 // Facts about a load that outlive a restart of its driver.
@@ -67,5 +69,18 @@ public:
 
     // What the driver's load has used; nothing for a driver that does not count it.
     virtual std::optional<EnergyFigures> EnergyOfLoad() const;
+};
+
+// A driver that was just made, and its adapter: two sides of one object. Whoever gets it owns the
+// driver.
+struct MadeDriver
+{
+    template <class Adapter>
+    explicit MadeDriver(std::unique_ptr<Adapter> made) : adapter(made.get()), driver(made.release())
+    {
+    }
+
+    DriverAdapter* adapter;
+    NxBaseDriver* driver;
 };
 } // namespace lighting_host

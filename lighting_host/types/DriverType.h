@@ -10,7 +10,6 @@
 #include <vector>
 
 class IInstanceManager;
-class NxBaseDriver;
 
 namespace simulated
 {
@@ -24,6 +23,7 @@ struct HouseFileDriver;
 struct HouseFileUse;
 struct HousePlan;
 struct LoadFacts;
+struct MadeDriver;
 class TrafficWatch;
 class TypePicture;
 
@@ -60,7 +60,7 @@ struct DriverType
 
     // Makes a driver of this type with its adapter (see DriverAdapter). `facts` outlives the
     // driver.
-    NxBaseDriver* (*make)(IInstanceManager& instances, LoadFacts& facts);
+    MadeDriver (*make)(IInstanceManager& instances, LoadFacts& facts);
 
     // What the configuration and the state of a driver may hold.
     const drivers::Schema& (*schema)();

@@ -40,6 +40,11 @@ struct HouseFileDriver
 // A use of a button on which the controller does something.
 struct HouseFileUse
 {
+    // The largest number that a contact can have.
+    static constexpr unsigned LAST_CONTACT = 1;
+    // The same for a button of any type; on purpose not that of one kind of device.
+    static constexpr unsigned LAST_BUTTON = 127;
+
     enum How
     {
         Release,

@@ -24,6 +24,7 @@ using namespace embedded_host;
 namespace
 {
 constexpr std::size_t MOST_STEPS = 2000;
+// On purpose not that of a device, which counts in units of its own.
 constexpr unsigned PERCENT = 100;
 
 std::string Quoted(const std::string& text)

@@ -3,6 +3,7 @@
 #include "HostDoubles.h"
 #include "nxshared/Crypto.h"
 
+#include <chrono>
 #include <limits>
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 namespace
 {
 using namespace embedded_host;
+using namespace std::chrono_literals;
 using host_test::Command;
 using host_test::Strings;
 using host_test::TestDriver;
@@ -154,7 +156,7 @@ TEST_F(HouseOfDriversTest, DriversOfOneMillisecond_FireInOrderOfTheirStartBefore
     TestDriver& one = Made("one", 1);
     TestDriver& two = Made("two", 2);
     Device device([&](ID::Timer, time_t time) { one.Say("device after " + std::to_string(time)); });
-    house.AddDeviceTimer(10, &device);
+    house.AddDeviceTimer(10ms, &device);
     two.AddTimer(10, 1, 1);
     one.AddTimer(10, 1, 1);
     house.Advance(10);
@@ -166,7 +168,7 @@ TEST_F(HouseOfDriversTest, DriversOfOneMillisecond_FireInOrderOfTheirStartBefore
 TEST_F(HouseOfDriversTest, KilledDeviceTimer_DoesNotFire)
 {
     Device device([](ID::Timer, time_t) { ADD_FAILURE(); });
-    const unsigned id = house.AddDeviceTimer(10, &device);
+    const unsigned id = house.AddDeviceTimer(10ms, &device);
     house.KillDeviceTimer(id);
     house.KillDeviceTimer(id);
     house.KillDeviceTimer(0);

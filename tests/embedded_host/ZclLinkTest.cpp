@@ -135,7 +135,7 @@ TEST_F(ZclLinkTest, AttachedLight_GetsTheSameFrame)
 
 TEST_F(ZclLinkTest, EmptyPacket_SendsNothing)
 {
-    host->Enter([&] { driver->Send(nullptr, 2); });
+    host->CallDriver("a test", [&] { driver->Send(nullptr, 2); });
     EXPECT_THAT(ends.lines, ElementsAre("assert"));
 }
 

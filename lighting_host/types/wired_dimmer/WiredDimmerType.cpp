@@ -3,6 +3,7 @@
 
 #include "drivers/wired_dimmer/WiredDimmerSettings.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_host/types/HousePlan.h"
 #include "lighting_host/types/TrafficWatch.h"
 #include "lighting_host/types/wired_dimmer/WiredDimmer.h"
@@ -42,8 +43,8 @@ std::vector<CmdMessage> Provision(const HousePlan& plan, const std::string& driv
         if (std::find(group.members.begin(), group.members.end(), driver) == group.members.end())
             continue;
         CmdMessage join(names::general::JOIN_GROUP);
-        join.AddParam(names::general::GROUP_ID, "INT", static_cast<long long>(group.id));
-        join.AddParam(names::general::KEEP_SYNC, "BOOL", std::string("false"));
+        join.AddParam(names::general::GROUP_ID, names::type::INT, static_cast<long long>(group.id));
+        join.AddParam(names::general::KEEP_SYNC, names::type::BOOL, std::string("false"));
         commands.push_back(join);
     }
     for (const HouseFileScene& scene : plan.scenes)
@@ -52,8 +53,8 @@ std::vector<CmdMessage> Provision(const HousePlan& plan, const std::string& driv
         if (steps.empty())
             continue;
         CmdMessage push(names::general::PUSH_SCENE);
-        push.AddParam(names::general::SCENE_ID, "INT", static_cast<long long>(scene.id));
-        push.AddParam(names::general::ELEMENTS, "STRING", steps);
+        push.AddParam(names::general::SCENE_ID, names::type::INT, static_cast<long long>(scene.id));
+        push.AddParam(names::general::ELEMENTS, names::type::STRING, steps);
         commands.push_back(push);
     }
     commands.emplace_back(names::general::ALL_SCENES_PUSHED);

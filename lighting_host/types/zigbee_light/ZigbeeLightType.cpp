@@ -4,6 +4,7 @@
 #include "drivers/zigbee_light/ZigbeeLightSettings.h"
 #include "embedded_host/ZclMessages.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_host/types/HousePlan.h"
 #include "lighting_host/types/TrafficWatch.h"
 #include "lighting_host/types/zigbee_light/ZigbeeLight.h"
@@ -25,9 +26,12 @@ std::vector<CmdMessage> Provision(const HousePlan& plan, const std::string& driv
             if (load.driver != driver)
                 continue;
             CmdMessage add(names::general::ADD_TO_SCENE);
-            add.AddParam(names::general::SCENE_ID, "INT", static_cast<long long>(scene.id));
-            add.AddParam("LEVEL", "INT", static_cast<long long>(load.level));
-            add.AddParam("TIME", "INT", static_cast<long long>(load.timeMs));
+            add.AddParam(names::general::SCENE_ID, names::type::INT,
+                         static_cast<long long>(scene.id));
+            add.AddParam(names::parameter::LEVEL, names::type::INT,
+                         static_cast<long long>(load.level));
+            add.AddParam(names::parameter::TIME, names::type::INT,
+                         static_cast<long long>(load.timeMs));
             commands.push_back(add);
         }
     }
