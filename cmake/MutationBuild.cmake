@@ -8,7 +8,15 @@ function(precompile_for_mutation)
     <lighting_common/internal/Diagnostics.h> <lighting_common/Names.h>
     <nxshared/CmdDispatcher.h> <nxshared/ICmdMessage.h> <nxshared/ITimerManager.h>
     <nxshared/NxMIBPacket.h> <nxshared/XmlDocument.h> <nxshared/XmlNode.h>)
-  foreach(tests lighting_common_tests drivers_tests)
+  target_precompile_headers(embedded_host PRIVATE
+    <algorithm> <functional> <memory> <string> <unordered_map> <variant> <vector>
+    <boost/function.hpp> <boost/make_shared.hpp> <boost/shared_ptr.hpp>
+    <nxshared/ICmdMessage.h> <nxshared/NxMIBPacket.h> <nxshared/XmlDocument.h>)
+  target_precompile_headers(drivers PRIVATE
+    <algorithm> <memory> <string> <vector> <boost/bind/bind.hpp> <boost/shared_ptr.hpp>
+    <lighting_common/Names.h> <nxshared/CmdDispatcher.h> <nxshared/ICmdMessage.h>
+    <nxshared/XmlNode.h>)
+  foreach(tests lighting_common_tests embedded_host_tests drivers_tests)
     target_precompile_headers(${tests} PRIVATE
       <string> <vector> <gmock/gmock.h> <gtest/gtest.h> <rapidcheck/gtest.h>)
   endforeach()

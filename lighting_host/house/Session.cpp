@@ -40,6 +40,8 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
         AddDriver(file.drivers[i], states[i] ? states[i] : file.drivers[i].state);
     for (const HouseFileGroup& group : file.groups)
         m_house->AddGroup(group.id, group.members);
+    for (const HouseFileBind& bind : file.binds)
+        m_house->Bind(bind.from, bind.binding, bind.to, bind.toBinding);
 }
 
 Session::~Session()
