@@ -16,7 +16,7 @@ import unittest
 ROOT = os.path.abspath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
 BLOCK = re.compile(r"<!-- (from|conversation|prints): ([^\n]+?) -->\n```\w*\n(.*?)```\n", re.DOTALL)
 LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)]*)?\)")
-ANCHOR = re.compile(r"\]\(#([^)]+)\)")
+ANCHOR = re.compile(r"\]\(([^)#\s]*\.md)?#([^)]+)\)")
 
 
 def documents():
@@ -91,11 +91,14 @@ class Links(unittest.TestCase):
 
     def test_each_anchor_is_a_heading(self):
         for document in documents():
-            text = text_of(document)
-            headings = {re.sub(r"[^\w\- ]", "", heading).strip().lower().replace(" ", "-")
-                        for heading in re.findall(r"^#+ (.+)$", text, re.MULTILINE)}
-            for anchor in ANCHOR.findall(text):
-                with self.subTest(document=os.path.relpath(document, ROOT), anchor=anchor):
+            for target, anchor in ANCHOR.findall(text_of(document)):
+                if re.match(r"[a-z]+:", target):
+                    continue
+                path = os.path.join(os.path.dirname(document), target) if target else document
+                headings = {re.sub(r"[^\w\- ]", "", heading).strip().lower().replace(" ", "-")
+                            for heading in re.findall(r"^#+ (.+)$", text_of(path), re.MULTILINE)}
+                with self.subTest(document=os.path.relpath(document, ROOT), target=target,
+                                  anchor=anchor):
                     self.assertIn(anchor, headings)
 
 
