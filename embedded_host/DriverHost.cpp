@@ -118,6 +118,7 @@ void DriverHost::Forget()
     m_bindings.clear();
     m_requests.clear();
     Parts().timersWithoutDelay = TimersWithoutDelay();
+    Parts().illegalGroups.TellCounts(m_config.name);
 }
 
 void DriverHost::Restart()

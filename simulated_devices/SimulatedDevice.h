@@ -107,6 +107,14 @@ public:
     // The lamp stays as bright as it is.
     virtual void GroupStopRamp(std::uint16_t group) { (void)group; }
 
+    // Somebody who is bound to this device alone wants its lamp at `level` percent in `ms`
+    // milliseconds. Ignored by default, as by a device without a lamp.
+    virtual void GoToLevel(int level, std::uint64_t ms)
+    {
+        (void)level;
+        (void)ms;
+    }
+
     // The faults that the device has and can have; null for a device that has none and can have
     // none, which is the default. Valid as long as the device.
     virtual FaultList* GetFaults() { return nullptr; }

@@ -275,6 +275,12 @@ void WiredDimmer::GroupStopRamp(std::uint16_t group)
         StopPlaying();
 }
 
+void WiredDimmer::GoToLevel(int level, std::uint64_t ms)
+{
+    StopPlaying();
+    RampTo(std::clamp(level, 0, FULL_LEVEL), ms);
+}
+
 void WiredDimmer::RecallScene(std::uint16_t scene)
 {
     if (scene > SCENE_MASK || m_tables.elements.count(Key(scene, 0)) == 0)

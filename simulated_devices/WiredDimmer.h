@@ -81,6 +81,7 @@ public:
     // Starts a scene, 0 to 4095, as a keypad on the same bus does; one that is not stored is
     // ignored. At the end, which a scene that flashes does not have, the trap tells.
     void RecallScene(std::uint16_t scene) override;
+    void GoToLevel(int level, std::uint64_t ms) override;
 
     // The load's level at this moment in percent; more than FULL_LEVEL while an element of a scene
     // that asked for more says so.

@@ -477,6 +477,15 @@ void TryLibraries(HouseFile& house)
 }
 } // namespace
 
+void ForgetStart(HouseFile& house)
+{
+    for (HouseFileDriver& driver : house.drivers)
+    {
+        driver.state.reset();
+        driver.device.reset();
+    }
+}
+
 HouseFile ReadHouseFile(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "lighting_host/simulation/BoundLoads.h"
 #include "lighting_host/simulation/Controller.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/LampMeters.h"
 #include "lighting_host/simulation/RunStatistics.h"
+#include "lighting_host/simulation/WriteCounts.h"
 
 #include <cstdint>
 
@@ -36,6 +38,7 @@ public:
     HouseFaults& Faults() { return m_faults; }
     const HouseFaults& Faults() const { return m_faults; }
     const RunStatistics& Statistics() const { return m_statistics; }
+    const WriteCounts& Writes() const { return m_writes; }
 
 private:
     Session& m_session;
@@ -43,6 +46,8 @@ private:
     Controller m_controller;
     RunStatistics m_statistics;
     LampMeters m_lampMeters;
+    BoundLoads m_boundLoads;
+    WriteCounts m_writes;
     HouseFaults m_faults;
 };
 } // namespace lighting_host
