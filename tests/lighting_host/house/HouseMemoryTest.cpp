@@ -65,7 +65,7 @@ TEST(HouseMemory, RestoredPuck_TakesLittleMoreThanAFreshOne)
     std::cout << fresh << " bytes fresh, " << restored << " restored\n";
     // What tells a damaged count from a good one: a puck is more than its name.
     EXPECT_GT(fresh, 500u);
-    EXPECT_LE(restored, fresh + 2048);
+    EXPECT_LE(restored, fresh + 1200);
 }
 } // namespace
 } // namespace lighting_host
