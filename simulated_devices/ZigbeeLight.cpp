@@ -27,7 +27,6 @@ constexpr std::uint8_t GENERAL_DEFAULT_RESPONSE = 0x0B;
 constexpr std::uint8_t FRAME_COMMAND = 0x11;
 constexpr std::uint8_t RECALL_SCENE = 0x05;
 constexpr std::uint8_t FULL_LEVEL = 254;
-constexpr int FULL_PERCENT = 100;
 
 constexpr std::uint8_t SUCCESS = 0x00;
 constexpr std::uint8_t MALFORMED = 0x80;
@@ -145,13 +144,12 @@ void ZigbeeLight::RecallScene(std::uint16_t scene)
     OnZcl({SCENES, endpoint, {FRAME_COMMAND, 0, RECALL_SCENE, Low(scene), High(scene), 0}});
 }
 
-// At once: the light knows no ramps.
-void ZigbeeLight::GoToLevel(int level, std::uint64_t)
+void ZigbeeLight::RampToLevel(int level, std::uint64_t)
 {
-    const int percent = std::clamp(level, 0, FULL_PERCENT);
-    m_tables.on = percent > 0;
-    m_tables.level =
-        static_cast<std::uint8_t>((percent * FULL_LEVEL + FULL_PERCENT / 2) / FULL_PERCENT);
+    constexpr int PERCENT = 100;
+    m_tables.on = level > 0;
+    if (m_tables.on)
+        m_tables.level = static_cast<std::uint8_t>(level * FULL_LEVEL / PERCENT);
 }
 
 LampLevel ZigbeeLight::PresentLevel() const

@@ -18,6 +18,10 @@ namespace device_wire
 {
 class AttachedDevice;
 }
+namespace embedded_host
+{
+class StateStore;
+}
 
 namespace lighting_host
 {
@@ -56,6 +60,8 @@ struct SessionOptions
     // Told of each state that the state file gave, as XML, before any driver runs; may be empty.
     std::function<void(const std::string& driver, const std::string& state)> onKeptState;
     std::function<void(const std::string&)> complain;
+    // Makes the store of a session that keeps states; empty for the file of `statePath`.
+    std::function<std::unique_ptr<embedded_host::StateStore>()> makeStore;
     // log4cplus's number of the level from which the library's records are reported.
     int logLevel = 0;
     // Told of every timer of the house; null for nobody. Must outlive the session.

@@ -153,7 +153,7 @@ void BoundLoads::EndRamp(Pair& pair)
 void BoundLoads::Move(const Pair& pair, int level, std::uint64_t ms)
 {
     pair.load->FromElsewhere([level, ms](simulated::SimulatedDevice& device)
-                             { device.GoToLevel(level, ms); });
+                             { device.RampToLevel(level, ms); });
 }
 
 void BoundLoads::Say(const Pair& pair, const char* what)

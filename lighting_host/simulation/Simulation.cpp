@@ -10,31 +10,13 @@ Simulation::Simulation(const HouseFile& file, Session& session, Listeners& liste
     : m_session(session), m_listeners(listeners), m_controller(file, session, listeners),
       m_statistics(m_controller, session), m_lampMeters(file, session),
       m_boundLoads(file, session, listeners), m_writes(file, session),
-      m_faults(session, listeners, faults, seed)
+      m_faults(session, listeners, faults, seed), m_switches(session, listeners, seed)
 {
     listeners.Add(m_statistics);
     listeners.Add(m_controller);
     listeners.Add(m_boundLoads);
     listeners.Add(m_writes);
-    for (const auto& device : session.Devices())
-    {
-        device->onPerson = [&listeners](const nx::DriverHost& driver, const std::string& what)
-        {
-            listeners.OnPerson(driver, what);
-        };
-        device->onAct = [&listeners](const nx::DriverHost& driver, const std::string& words)
-        {
-            listeners.OnAct(driver, words);
-        };
-        device->onBus = [&listeners](const nx::DriverHost& driver, const wire::BusFrame& frame)
-        {
-            listeners.OnBus(driver, frame);
-        };
-        device->onMib = [&listeners](const nx::DriverHost& driver, const wire::MibMessage& message)
-        {
-            listeners.OnMib(driver, message);
-        };
-    }
+    listeners.HearDevices(session);
 }
 
 Simulation::~Simulation()
@@ -51,6 +33,7 @@ void Simulation::Start()
     m_lampMeters.Start();
     m_boundLoads.Start();
     m_faults.Start();
+    m_switches.Start();
 }
 
 void Simulation::OnDriverStarted(nx::DriverHost& driver)

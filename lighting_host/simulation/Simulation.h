@@ -2,6 +2,7 @@
 
 #include "lighting_host/simulation/BoundLoads.h"
 #include "lighting_host/simulation/Controller.h"
+#include "lighting_host/simulation/DeviceSwitches.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/LampMeters.h"
 #include "lighting_host/simulation/RunStatistics.h"
@@ -33,10 +34,13 @@ public:
     // device is online.
     void OnDriverStarted(nx::DriverHost& driver);
 
+    Controller& GetController() { return m_controller; }
     const Controller& GetController() const { return m_controller; }
     const LampMeters& GetLampMeters() const { return m_lampMeters; }
     HouseFaults& Faults() { return m_faults; }
     const HouseFaults& Faults() const { return m_faults; }
+    DeviceSwitches& Switches() { return m_switches; }
+    const DeviceSwitches& Switches() const { return m_switches; }
     const RunStatistics& Statistics() const { return m_statistics; }
     const WriteCounts& Writes() const { return m_writes; }
 
@@ -49,5 +53,6 @@ private:
     BoundLoads m_boundLoads;
     WriteCounts m_writes;
     HouseFaults m_faults;
+    DeviceSwitches m_switches;
 };
 } // namespace lighting_host
