@@ -5,6 +5,7 @@
 #include "embedded_host/Clock.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/House.h"
+#include "embedded_host/internal/BindingLinks.h"
 #include "embedded_host/internal/HostedDriver.h"
 #include "embedded_host/internal/TimerWheel.h"
 #include "nxshared/IBusListener.h"
@@ -77,6 +78,7 @@ void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
                    if (!m_driver->Initialize(m_config.id, config, state))
                        Fault("Initialize failed");
                });
+    m_house.Links().OnStarted(*this);
     ShrinkToFit();
 }
 
@@ -109,6 +111,7 @@ void DriverHost::DropRegistrations()
     m_bindings.clear();
     m_requests.clear();
     Parts().timersWithoutDelay = TimersWithoutDelay();
+    Parts().illegalGroups.TellCounts(m_config.name);
 }
 
 void DriverHost::Restart()
@@ -335,6 +338,7 @@ bool DriverHost::RemoveBinding(unsigned id)
 void DriverHost::SendBoundCall(unsigned binding, const IBindMessage& message)
 {
     Emit(BoundCallSent{binding, message});
+    m_house.Links().Carry(*this, binding, message);
 }
 
 const std::string* DriverHost::Capability(const std::string& name) const

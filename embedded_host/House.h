@@ -17,6 +17,7 @@
 
 namespace embedded_host
 {
+class BindingLinks;
 class TimerObserver;
 class TimerWheel;
 
@@ -45,6 +46,12 @@ public:
     // A group of loads: its members in order. Unknown members are left out; a second group of the
     // same id replaces the first.
     void AddGroup(unsigned id, const std::vector<std::string>& members);
+
+    // Links a binding of one driver to one of another: each is told that it is bound when it has
+    // started, and what it calls there arrives at the other (see BindingLinks). An unknown driver:
+    // nothing happens.
+    void Bind(const std::string& one, unsigned oneBinding, const std::string& other,
+              unsigned otherBinding);
 
     // Makes and initialises every driver, or destroys every driver, in the order in which they were
     // added.
@@ -96,6 +103,7 @@ public:
     OutputSink& GetSink() const { return m_sink; }
     // For the drivers' hosts.
     TimerWheel& Timers();
+    BindingLinks& Links() { return *m_links; }
     nx::IVariableManager& Variables() { return *this; }
 
 private:
@@ -125,6 +133,7 @@ private:
     std::unordered_map<std::string, nx::DriverHost*> m_byName;
     std::unordered_map<unsigned, nx::DriverHost*> m_byId;
     std::unordered_map<unsigned, Group> m_groups;
+    std::unique_ptr<BindingLinks> m_links;
     std::size_t m_nestedForwards = 0;
     // What lies too deep to be delivered at once, in order.
     std::deque<std::pair<std::vector<nx::DriverHost*>, CmdMessage>> m_postponed;

@@ -4,6 +4,7 @@
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/ZclMessages.h"
+#include "embedded_host/internal/HostedDriver.h"
 
 namespace nx
 {
@@ -15,6 +16,8 @@ void DriverHost::SendZcl(NxZclPacket& packet, unsigned char endpoint)
     const auto* message = dynamic_cast<const HostZclMessage*>(packet.GetMessage());
     if (!message)
         return;
+    if (message->Kind() == zcl::RequestKind::AddGroup)
+        Parts().illegalGroups.Asked(m_config.name, message->Request().group);
     std::uint8_t frame[HostZclMessage::MAX_FRAME];
     const std::size_t length = message->Encode(m_zclSequence++, frame, sizeof frame);
     Emit(ZclSent{*message, endpoint, frame, length});

@@ -348,7 +348,7 @@ void WiredDimmer::StopPlaying()
 std::optional<LampRamp> WiredDimmer::PresentRamp() const
 {
     const std::uint64_t endsMs = m_rampStart + m_rampMs;
-    if (endsMs <= World().NowMs() || m_rampTo == m_rampFrom)
+    if (endsMs <= Environment().NowMs() || m_rampTo == m_rampFrom)
         return std::nullopt;
     return LampRamp{static_cast<unsigned>(m_rampTo), endsMs};
 }

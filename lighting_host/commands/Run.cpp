@@ -175,6 +175,7 @@ void WriteTables(std::ostream& out, const HouseFile& file, const Session& sessio
         tables.WriteDrivers();
     tables.WriteScenes(simulation.GetController());
     tables.WriteEnergy();
+    tables.WriteWrites(simulation.Writes());
     if (hasRooms || options.faults != FaultLevel::None)
         tables.WriteFaults(simulation.Faults());
     if (options.verbosity == Verbosity::Normal)
@@ -205,6 +206,7 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     // In real time each line is seen when it happens, also in a file or a pipe.
     if (options.session.realTime)
         out << std::unitbuf;
+    ForgetStart(file);
     run.Start();
     if (options.session.realTime)
         RealTimeRun(session.House(), options.forMs, progress, out).Run();

@@ -5,6 +5,7 @@
 #include "lighting_host/simulation/Controller.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/RunStatistics.h"
+#include "lighting_host/simulation/WriteCounts.h"
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/text/TextTable.h"
 
@@ -84,7 +85,7 @@ void RunTables::WriteDrivers() const
                 state +=
                     fmt::format("{}{}: {}", state.empty() ? "" : "; ", fact.first, fact.second);
         }
-        else
+        if (state.empty())
             state = driver->Driver() ? "runs" : "does not run";
         table.Add({config.name, config.type, Number(counts.events), Number(counts.sent), state});
     }
@@ -194,6 +195,29 @@ void RunTables::WriteEnergy() const
     if (table.IsEmpty())
         return;
     table.Add({"all", "", "", "", "", KilowattHours(static_cast<double>(hundredths)), ""});
+    table.Write(m_out, m_columns, m_style);
+}
+
+void RunTables::WriteWrites(const WriteCounts& counts) const
+{
+    TextTable table({{"written", LEFT, NAME_WIDTH},
+                     {"type", LEFT, TYPE_WIDTH},
+                     {"messages", RIGHT, 8},
+                     {"writes", RIGHT, 7},
+                     {"fewest", RIGHT, 7}});
+    WriteCounts::Count all{};
+    for (const WriteCounts::Count& count : counts.Counts())
+    {
+        const embedded_host::DriverConfig& config = count.driver->Config();
+        table.Add({config.name, config.type, Number(count.messages), Number(count.writes),
+                   Number(count.fewest)});
+        all.messages += count.messages;
+        all.writes += count.writes;
+        all.fewest += count.fewest;
+    }
+    if (table.IsEmpty())
+        return;
+    table.Add({"all", "", Number(all.messages), Number(all.writes), Number(all.fewest)});
     table.Write(m_out, m_columns, m_style);
 }
 

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include <fmt/format.h>
+
 namespace lighting_host
 {
 namespace

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <limits>
 
+#include <boost/weak_ptr.hpp>
 #include <gtest/gtest.h>
 
 namespace
@@ -137,6 +138,22 @@ TEST_F(HouseOfDriversTest, StartAll_GivesEachItsState)
     house.Add(std::move(config));
     house.StartAll();
     EXPECT_EQ((Strings{"0 hall <State>5</State>"}), Seen());
+}
+
+TEST_F(HouseOfDriversTest, StateToStartFrom_IsReleasedWhenTheDriverHasIt)
+{
+    DriverConfig config;
+    config.name = "hall";
+    config.state = host_test::Node("State", "5");
+    const boost::weak_ptr<nx::XmlNode> state = config.state;
+    config.create = [](IInstanceManager& instances)
+    {
+        return new TestDriver(instances);
+    };
+    house.Add(std::move(config));
+    EXPECT_FALSE(state.expired());
+    house.StartAll();
+    EXPECT_TRUE(state.expired());
 }
 
 // --- Time ---------------------------------------------------------------------------------------
