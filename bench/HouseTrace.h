@@ -1,7 +1,7 @@
 #pragma once
 
 #include "embedded_host/TimerWheel.h"
-#include "lighting_host/Commands.h"
+#include "lighting_host/commands/Commands.h"
 
 #include <cstdint>
 #include <map>

@@ -3,7 +3,7 @@
 #include "embedded_host/House.h"
 #include "embedded_host/Messages.h"
 #include "fuzz/Fuzzing.h"
-#include "lighting_host/DriverAdapter.h"
+#include "lighting_host/types/DriverAdapter.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlDocument.h"
 #include "wire/BusFrame.h"

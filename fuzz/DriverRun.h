@@ -1,8 +1,8 @@
 #pragma once
 
 #include "embedded_host/Output.h"
-#include "lighting_host/HouseFile.h"
-#include "lighting_host/Session.h"
+#include "lighting_host/house/HouseFile.h"
+#include "lighting_host/house/Session.h"
 
 #include <array>
 #include <cstddef>

@@ -9,7 +9,7 @@
 #include "fuzz/DriverRun.h"
 #include "fuzz/Fuzzing.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/DriverAdapter.h"
+#include "lighting_host/types/DriverAdapter.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlDocument.h"

@@ -3,8 +3,8 @@
 
 #include "embedded_host/House.h"
 #include "fuzz/Fuzzing.h"
-#include "lighting_host/HouseFile.h"
-#include "lighting_host/Session.h"
+#include "lighting_host/house/HouseFile.h"
+#include "lighting_host/house/Session.h"
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 // them agrees when it is replayed.
 
 #include "fuzz/Fuzzing.h"
-#include "lighting_host/Commands.h"
+#include "lighting_host/commands/Commands.h"
 
 #include <filesystem>
 #include <fstream>

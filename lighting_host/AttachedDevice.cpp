@@ -3,7 +3,7 @@
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/House.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/DriverAdapter.h"
+#include "lighting_host/types/DriverAdapter.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/NxMIBPacket.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lighting_host/Commands.h"
+#include "lighting_host/commands/Commands.h"
 
 #include <cstdlib>
 #include <filesystem>

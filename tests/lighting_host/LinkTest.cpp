@@ -2,7 +2,7 @@
 // and what becomes of drivers that are restarted behind their devices' backs.
 
 #include "lighting_host/AttachedDevice.h"
-#include "lighting_host/Session.h"
+#include "lighting_host/house/Session.h"
 #include "tests/lighting_host/HouseFolder.h"
 
 #include <deque>

@@ -88,8 +88,27 @@ class CheckLayers(unittest.TestCase):
                    '#include "nxshared/Ids.h"\n#include <boost/bind.hpp>\n#include <string>\n')
 
     def test_program_including_everything_is_taken(self):
-        self.taken("lighting_host/A.cpp",
+        self.taken("lighting_host/house/A.cpp",
                    '#include "embedded_host/House.h"\n#include <nlohmann/json.hpp>\n')
+
+    def test_room_including_a_room_below_is_taken(self):
+        self.taken("lighting_host/simulation/A.cpp", '#include "lighting_host/types/B.h"\n')
+
+    def test_room_including_a_room_above_is_refused(self):
+        self.refused("lighting_host/types/A.cpp", '#include "lighting_host/house/B.h"\n',
+                     "types may not know house")
+
+    def test_type_including_another_type_is_refused(self):
+        self.refused("lighting_host/types/puck/A.cpp",
+                     '#include "lighting_host/types/wired_dimmer/B.h"\n',
+                     "puck may not know wired_dimmer")
+
+    def test_type_including_what_all_types_share_is_taken(self):
+        self.taken("lighting_host/types/puck/A.cpp", '#include "lighting_host/types/B.h"\n')
+
+    def test_unknown_room_is_refused(self):
+        self.refused("lighting_host/cellar/A.cpp", '#include "lighting_host/text/Json.h"\n',
+                     "cellar is no room")
 
     def test_tree_without_includes_is_refused(self):
         result, _ = self.check({"wire/A.h": "\n"})

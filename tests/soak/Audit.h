@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lighting_host/HouseFile.h"
+#include "lighting_host/house/HouseFile.h"
 
 #include <cstdint>
 #include <map>

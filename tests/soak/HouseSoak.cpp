@@ -7,10 +7,10 @@
 // standard error. Ends with 0 when all agrees and memory has not grown, else with 1.
 
 #include "lighting_host/AttachedDevice.h"
-#include "lighting_host/Commands.h"
-#include "lighting_host/Life.h"
-#include "lighting_host/Narrator.h"
-#include "lighting_host/StateKeeper.h"
+#include "lighting_host/commands/Commands.h"
+#include "lighting_host/house/StateKeeper.h"
+#include "lighting_host/simulation/Life.h"
+#include "lighting_host/simulation/Narrator.h"
 #include "tests/soak/Audit.h"
 
 #include <algorithm>

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/HouseFaults.h"
+#include "lighting_host/simulation/Narrator.h"
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace lighting_host
+{
+// The program's commands. Each returns the exit status: 0 for success, 1 for a house, a line or a
+// transcript that is not right, 2 for something that cannot be done at all.
+
+// Reads input objects from `in`, one a line, and writes output objects to `out`. `record` names a
+// file to which the run is written as a transcript, empty for none; what is not protocol goes to
+// `err`.
+int RunStdio(const std::string& housePath, const SessionOptions& options, const std::string& record,
+             std::istream& in, std::ostream& out, std::ostream& err);
+
+// Replays transcripts and compares; tells on `out` which agree and where one differs.
+int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& options,
+             std::ostream& out, std::ostream& err);
+
+// Says on `out` what is wrong with a house file.
+int RunValidate(const std::string& housePath, std::ostream& out);
+
+// How `run` runs.
+struct RunOptions
+{
+    SessionOptions session;
+    // How long, in milliseconds; 0 for no end in real time and for a day in virtual time.
+    std::int64_t forMs = 0;
+    // Whether `err` is a terminal, on which progress can be shown.
+    bool terminal = false;
+    Telling telling = Telling::Normal;
+    FaultLevel faults = FaultLevel::None;
+};
+
+// Runs a house with its simulated devices and tells on `out` what happens.
+int RunHouse(const std::string& housePath, const RunOptions& options, std::ostream& out,
+             std::ostream& err);
+
+// Reads a house and tells what is wrong with it on `err`; false when it cannot be run.
+bool LoadHouse(const std::string& path, HouseFile& house, std::ostream& err);
+} // namespace lighting_host

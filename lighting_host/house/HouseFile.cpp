@@ -1,0 +1,542 @@
+#include "lighting_host/house/HouseFile.h"
+
+#include "lighting_host/text/Duration.h"
+#include "lighting_host/types/Devices.h"
+#include "lighting_host/types/DriverAdapter.h"
+#include "nxshared/XmlDocument.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+#include <pugixml.hpp>
+
+namespace lighting_host
+{
+namespace
+{
+constexpr const char* BLANKS = " \t\r\n";
+
+constexpr unsigned MOST_PERCENT = 100;
+// What the checksum of a dimmer's scenes covers.
+constexpr unsigned LAST_SCENE = 254;
+constexpr unsigned LAST_BUTTON = 127;
+constexpr std::size_t MOST_DIGITS = 9;
+
+// As a fragment, so that text beside the root element is seen instead of skipped.
+constexpr unsigned PARSE =
+    pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
+
+pugi::xml_node NextElement(pugi::xml_node node)
+{
+    do
+        node = node.next_sibling();
+    while (node && node.type() != pugi::node_element);
+    return node;
+}
+
+bool IsText(const pugi::xml_node& node)
+{
+    return (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) &&
+           std::string(node.value()).find_first_not_of(BLANKS) != std::string::npos;
+}
+
+// Reads one house; collects what is wrong instead of stopping at the first mistake.
+class Reader
+{
+public:
+    Reader(const std::string& text, std::string folder) : m_text(text), m_folder(std::move(folder))
+    {
+    }
+
+    HouseFile Read()
+    {
+        ReadHouse();
+        std::stable_sort(m_house.errors.begin(), m_house.errors.end(),
+                         [](const auto& a, const auto& b) { return a.line < b.line; });
+        return std::move(m_house);
+    }
+
+private:
+    void ReadHouse();
+    int LineOf(std::ptrdiff_t offset) const;
+    void Error(const pugi::xml_node& node, std::string what);
+    void ErrorInText(const pugi::xml_node& text, std::string what);
+    void OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known);
+    void OnlyElements(const pugi::xml_node& node);
+    void OnlyText(const pugi::xml_node& node);
+    bool ReadId(const pugi::xml_node& node, unsigned& id);
+    bool ReadTruth(const pugi::xml_node& node, const char* attribute, bool& value);
+    boost::shared_ptr<nx::XmlNode> Copy(const pugi::xml_node& node);
+    void ReadDriver(const pugi::xml_node& node);
+    void ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver);
+    void ReadType(const pugi::xml_node& node, HouseFileDriver& driver);
+    void ReadGroup(const pugi::xml_node& node);
+    void ReadGroupAct(const pugi::xml_node& node, HouseFileGroup& group);
+    void ReadScene(const pugi::xml_node& node);
+    void ReadLoad(const pugi::xml_node& node, HouseFileScene& scene);
+    HouseFileUse ReadUse(const pugi::xml_node& node);
+    bool ReadNumber(const pugi::xml_node& node, const char* attribute, unsigned max,
+                    unsigned& value);
+    void ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds);
+    void CheckNames();
+    void CheckName(int line, const std::string& name, const std::vector<std::string>& types,
+                   const char* lack);
+
+    const std::string& m_text;
+    std::string m_folder;
+    HouseFile m_house;
+    // The drivers' types by their names.
+    std::map<std::string, std::string> m_types;
+    std::set<unsigned> m_ids;
+    std::set<unsigned> m_groups;
+    std::set<unsigned> m_scenes;
+    // Drivers that are named before all are known: where, by what name, and what they are named
+    // for.
+    enum class Role
+    {
+        Member,
+        Load,
+        Buttons,
+    };
+    struct Naming
+    {
+        int line;
+        std::string name;
+        Role role;
+    };
+    std::vector<Naming> m_namings;
+};
+
+int Reader::LineOf(std::ptrdiff_t offset) const
+{
+    const auto end =
+        std::min<std::size_t>(offset < 0 ? 0 : static_cast<std::size_t>(offset), m_text.size());
+    return 1 + static_cast<int>(std::count(
+                   m_text.begin(), m_text.begin() + static_cast<std::ptrdiff_t>(end), '\n'));
+}
+
+void Reader::Error(const pugi::xml_node& node, std::string what)
+{
+    m_house.errors.push_back({LineOf(node.offset_debug()), std::move(what)});
+}
+
+// Where the text begins, not the blanks before it.
+void Reader::ErrorInText(const pugi::xml_node& text, std::string what)
+{
+    const std::size_t blanks = std::strspn(text.value(), BLANKS);
+    m_house.errors.push_back(
+        {LineOf(text.offset_debug() + static_cast<std::ptrdiff_t>(blanks)), std::move(what)});
+}
+
+void Reader::ReadHouse()
+{
+    const auto nul = m_text.find('\0');
+    pugi::xml_document document;
+    const auto result =
+        document.load_buffer(m_text.data(), m_text.size(), PARSE, pugi::encoding_utf8);
+    if (!result || nul != std::string::npos)
+    {
+        const bool hasNul = nul != std::string::npos;
+        m_house.errors.push_back(
+            {LineOf(hasNul ? static_cast<std::ptrdiff_t>(nul) : result.offset),
+             fmt::format("this is no XML: {}", hasNul ? "it has a NUL" : result.description())});
+        return;
+    }
+    const pugi::xml_node root = document.document_element();
+    if (!root)
+    {
+        m_house.errors.push_back({1, "this is no XML: it has no element"});
+        return;
+    }
+    if (const pugi::xml_node text = document.find_child(&IsText))
+        ErrorInText(text, fmt::format("this is no XML: there is text beside <{}>", root.name()));
+    if (const pugi::xml_node second = NextElement(root))
+        Error(second, fmt::format("this is no XML: <{}> is a second root", second.name()));
+    if (std::strcmp(root.name(), "house") != 0)
+    {
+        Error(root, fmt::format("the root element is <{}>, not <house>", root.name()));
+        return;
+    }
+    OnlyAttributes(root, {});
+    OnlyElements(root);
+    for (const pugi::xml_node& child : root.children())
+    {
+        if (child.type() != pugi::node_element)
+            continue;
+        if (std::strcmp(child.name(), "driver") == 0)
+            ReadDriver(child);
+        else if (std::strcmp(child.name(), "load_group") == 0)
+            ReadGroup(child);
+        else if (std::strcmp(child.name(), "scene") == 0)
+            ReadScene(child);
+        else
+            Error(child, fmt::format("unknown element <{}> in <house>", child.name()));
+    }
+    CheckNames();
+}
+
+void Reader::OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known)
+{
+    std::set<std::string> given;
+    for (const pugi::xml_attribute& attribute : node.attributes())
+    {
+        if (!given.insert(attribute.name()).second)
+            Error(node, fmt::format("attribute \"{}\" of <{}> is given twice", attribute.name(),
+                                    node.name()));
+        if (std::find(known.begin(), known.end(), attribute.name()) == known.end())
+            Error(node,
+                  fmt::format("unknown attribute \"{}\" of <{}>", attribute.name(), node.name()));
+    }
+}
+
+// Text that means nothing is a mistake, such as a tag that was misspelt.
+void Reader::OnlyElements(const pugi::xml_node& node)
+{
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (IsText(child))
+            ErrorInText(child, fmt::format("there is text in <{}>", node.name()));
+    }
+}
+
+void Reader::OnlyText(const pugi::xml_node& node)
+{
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() == pugi::node_element)
+            Error(child, fmt::format("unknown element <{}> in <{}>", child.name(), node.name()));
+    }
+}
+
+bool Reader::ReadId(const pugi::xml_node& node, unsigned& id)
+{
+    const std::string text = node.attribute("id").value();
+    const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+    const unsigned long long value = digits && text.size() <= 10 ? std::stoull(text) : UINT64_MAX;
+    if (value > UINT32_MAX)
+    {
+        Error(node, fmt::format("the id \"{}\" of <{}> is not a number from 0 to {}", text,
+                                node.name(), UINT32_MAX));
+        return false;
+    }
+    id = static_cast<unsigned>(value);
+    return true;
+}
+
+bool Reader::ReadTruth(const pugi::xml_node& node, const char* attribute, bool& value)
+{
+    const std::string text = node.attribute(attribute).value();
+    value = text == "true";
+    if (value || text == "false" || text.empty())
+        return true;
+    Error(node, fmt::format("\"{}\" of <{}> is \"{}\", neither true nor false", attribute,
+                            node.name(), text));
+    return false;
+}
+
+boost::shared_ptr<nx::XmlNode> Reader::Copy(const pugi::xml_node& node)
+{
+    std::ostringstream text;
+    node.print(text, "", pugi::format_raw, pugi::encoding_utf8);
+    const auto copy = nx::CreateXmlDocument(text.str());
+    if (!copy)
+    {
+        Error(node, fmt::format("<{}> goes too deep", node.name()));
+        return nullptr;
+    }
+    return copy->GetRoot();
+}
+
+void Reader::ReadDriver(const pugi::xml_node& node)
+{
+    OnlyAttributes(node, {"name", "type", "id", "library", "room"});
+    OnlyElements(node);
+    HouseFileDriver driver;
+    driver.name = node.attribute("name").value();
+    driver.room = node.attribute("room").value();
+    if (driver.name.empty())
+        Error(node, "a <driver> needs a name");
+    else if (!m_types.emplace(driver.name, node.attribute("type").value()).second)
+        Error(node, fmt::format("there is another driver named \"{}\"", driver.name));
+    if (ReadId(node, driver.id) && !m_ids.insert(driver.id).second)
+        Error(node, fmt::format("there is another driver with the id {}", driver.id));
+    ReadType(node, driver);
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() == pugi::node_element)
+            ReadDriverChild(child, driver);
+    }
+    if (driver.device)
+    {
+        const std::string wrong = CheckDevice(driver);
+        if (!wrong.empty())
+            Error(node.child("device"), wrong);
+    }
+    m_house.drivers.push_back(std::move(driver));
+}
+
+void Reader::ReadType(const pugi::xml_node& node, HouseFileDriver& driver)
+{
+    driver.type = node.attribute("type").value();
+    const std::string library = node.attribute("library").value();
+    if (!library.empty())
+    {
+        // Absolute: the loader looks for a bare name in the system's folders instead.
+        driver.library =
+            std::filesystem::absolute(std::filesystem::path(m_folder) / library).string();
+    }
+    if (driver.type.empty())
+        Error(node, "a <driver> needs a type");
+    else if (node.attribute("library"))
+    {
+        if (library.empty() || !std::filesystem::is_regular_file(driver.library))
+            Error(node, fmt::format("there is no driver library \"{}\"", library));
+    }
+    else if (std::find(DriverTypes().begin(), DriverTypes().end(), driver.type) ==
+             DriverTypes().end())
+        Error(node, fmt::format("unknown driver type \"{}\"; there are {}, and any other with a "
+                                "library of its own",
+                                driver.type, fmt::join(DriverTypes(), ", ")));
+}
+
+void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver)
+{
+    const std::string name = child.name();
+    if (name == "capability")
+    {
+        OnlyAttributes(child, {"name"});
+        OnlyText(child);
+        if (!child.attribute("name"))
+            Error(child, "a <capability> needs a name");
+        driver.capabilities.emplace_back(child.attribute("name").value(), child.child_value());
+        return;
+    }
+    if (name == "device")
+    {
+        if (driver.device)
+            Error(child, "a second <device> in <driver>");
+        bool simulated = false;
+        if (ReadTruth(child, "simulated", simulated) && simulated)
+            driver.device = Copy(child);
+        return;
+    }
+    if (name != "config" && name != "state")
+    {
+        Error(child, fmt::format("unknown element <{}> in <driver>", name));
+        return;
+    }
+    boost::shared_ptr<nx::XmlNode>& target = name == "config" ? driver.config : driver.state;
+    if (target)
+        Error(child, fmt::format("a second <{}> in <driver>", name));
+    else
+        target = Copy(child);
+}
+
+void Reader::ReadGroup(const pugi::xml_node& node)
+{
+    OnlyAttributes(node, {"id", "name"});
+    OnlyElements(node);
+    HouseFileGroup group;
+    group.name = node.attribute("name").value();
+    if (ReadId(node, group.id) && !m_groups.insert(group.id).second)
+        Error(node, fmt::format("there is another load group with the id {}", group.id));
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() != pugi::node_element)
+            continue;
+        if (std::strcmp(child.name(), "on") == 0)
+        {
+            ReadGroupAct(child, group);
+            continue;
+        }
+        if (std::strcmp(child.name(), "member") != 0)
+        {
+            Error(child, fmt::format("unknown element <{}> in <load_group>", child.name()));
+            continue;
+        }
+        OnlyAttributes(child, {});
+        OnlyText(child);
+        group.members.emplace_back(child.child_value());
+        m_namings.push_back({LineOf(child.offset_debug()), child.child_value(), Role::Member});
+    }
+    m_house.groups.push_back(std::move(group));
+}
+
+// <on driver="hall" button="2" do="press" level="40" time="3s"/> or with ramp="up|down|stop"
+void Reader::ReadGroupAct(const pugi::xml_node& node, HouseFileGroup& group)
+{
+    OnlyAttributes(node, {"driver", "button", "contact", "do", "level", "time", "ramp"});
+    OnlyElements(node);
+    HouseFileGroupAct act;
+    act.use = ReadUse(node);
+    const std::string ramp = node.attribute("ramp").value();
+    if (ramp.empty())
+    {
+        ReadNumber(node, "level", MOST_PERCENT, act.level);
+        ReadTime(node, "time", act.timeMs);
+    }
+    else if (node.attribute("level") || node.attribute("time"))
+        Error(node, "<on> has both a level or time and a ramp");
+    else if (ramp == "up")
+        act.what = HouseFileGroupAct::RampUp;
+    else if (ramp == "down")
+        act.what = HouseFileGroupAct::RampDown;
+    else if (ramp == "stop")
+        act.what = HouseFileGroupAct::StopRamp;
+    else
+        Error(node, fmt::format("\"ramp\" of <on> is \"{}\", not up, down or stop", ramp));
+    group.acts.push_back(std::move(act));
+}
+
+void Reader::ReadScene(const pugi::xml_node& node)
+{
+    OnlyAttributes(node, {"id", "name"});
+    OnlyElements(node);
+    HouseFileScene scene;
+    scene.name = node.attribute("name").value();
+    if (scene.name.empty())
+        Error(node, "a <scene> needs a name");
+    if (ReadNumber(node, "id", LAST_SCENE, scene.id))
+    {
+        if (scene.id == 0)
+            Error(node, "the id of a <scene> is not 0");
+        else if (!m_scenes.insert(scene.id).second)
+            Error(node, fmt::format("there is another scene with the id {}", scene.id));
+    }
+    for (const pugi::xml_node& child : node.children())
+    {
+        if (child.type() != pugi::node_element)
+            continue;
+        if (std::strcmp(child.name(), "load") == 0)
+            ReadLoad(child, scene);
+        else if (std::strcmp(child.name(), "on") == 0)
+        {
+            OnlyAttributes(child, {"driver", "button", "contact", "do"});
+            OnlyElements(child);
+            scene.uses.push_back(ReadUse(child));
+        }
+        else
+            Error(child, fmt::format("unknown element <{}> in <scene>", child.name()));
+    }
+    m_house.scenes.push_back(std::move(scene));
+}
+
+// <load driver="sofa" level="40" time="2s" delay="1s"/>
+void Reader::ReadLoad(const pugi::xml_node& node, HouseFileScene& scene)
+{
+    OnlyAttributes(node, {"driver", "level", "time", "delay"});
+    OnlyElements(node);
+    HouseFileLoad load;
+    load.driver = node.attribute("driver").value();
+    m_namings.push_back({LineOf(node.offset_debug()), load.driver, Role::Load});
+    ReadNumber(node, "level", MOST_PERCENT, load.level);
+    ReadTime(node, "time", load.timeMs);
+    ReadTime(node, "delay", load.delayMs);
+    scene.loads.push_back(std::move(load));
+}
+
+// The use of a button that an <on> is about.
+HouseFileUse Reader::ReadUse(const pugi::xml_node& node)
+{
+    HouseFileUse use;
+    use.driver = node.attribute("driver").value();
+    m_namings.push_back({LineOf(node.offset_debug()), use.driver, Role::Buttons});
+    use.contact = !node.attribute("contact").empty();
+    if (use.contact == !node.attribute("button").empty())
+        Error(node, "<on> says neither which contact nor which button, or both");
+    else
+        ReadNumber(node, use.contact ? "contact" : "button", use.contact ? 1 : LAST_BUTTON,
+                   use.number);
+    const std::string how = node.attribute("do").value();
+    if (how == "release")
+        use.how = HouseFileUse::Release;
+    else if (how == "click")
+        use.how = HouseFileUse::Click;
+    else if (!how.empty() && how != "press")
+        Error(node, fmt::format("\"do\" of <on> is \"{}\", not press, release or click", how));
+    return use;
+}
+
+// A number that must be there, from 0 to `max`.
+bool Reader::ReadNumber(const pugi::xml_node& node, const char* attribute, unsigned max,
+                        unsigned& value)
+{
+    const std::string text = node.attribute(attribute).value();
+    const bool digits = !text.empty() && text.size() <= MOST_DIGITS &&
+                        text.find_first_not_of("0123456789") == std::string::npos;
+    value = digits ? static_cast<unsigned>(std::stoul(text)) : 0;
+    if (digits && value <= max)
+        return true;
+    Error(node, fmt::format("\"{}\" of <{}> is \"{}\", not a number from 0 to {}", attribute,
+                            node.name(), text, max));
+    return false;
+}
+
+// A time that may be absent, and then stays what it is.
+void Reader::ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds)
+{
+    const pugi::xml_attribute found = node.attribute(attribute);
+    if (found && (!ParseDuration(found.value(), milliseconds) || milliseconds > INT32_MAX))
+        Error(node, fmt::format("\"{}\" of <{}> is \"{}\", no time like 500ms or 2s", attribute,
+                                node.name(), found.value()));
+}
+
+// Drivers may be named before they come, so the names are looked at when all drivers are known.
+void Reader::CheckNames()
+{
+    for (const Naming& naming : m_namings)
+    {
+        if (naming.role == Role::Load)
+            CheckName(naming.line, naming.name, {"wired_dimmer", "zigbee_light"},
+                      "keeps no scenes");
+        else if (naming.role == Role::Buttons)
+            CheckName(naming.line, naming.name, {"puck", "gen3_keypad"}, "has no buttons");
+        else
+            CheckName(naming.line, naming.name, {}, "");
+    }
+}
+
+// That a driver of that name is there, of one of these types if any is given.
+void Reader::CheckName(int line, const std::string& name, const std::vector<std::string>& types,
+                       const char* lack)
+{
+    const auto named = m_types.find(name);
+    if (named == m_types.end())
+        m_house.errors.push_back({line, fmt::format("there is no driver named \"{}\"", name)});
+    else if (!types.empty() && std::find(types.begin(), types.end(), named->second) == types.end())
+        m_house.errors.push_back({line, fmt::format("driver \"{}\" {}", name, lack)});
+}
+} // namespace
+
+HouseFile ParseHouseFile(const std::string& text, const std::string& folder)
+{
+    return Reader(text, folder).Read();
+}
+
+HouseFile ReadHouseFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::string text;
+    std::array<char, 65536> block;
+    while (file.read(block.data(), block.size()) || file.gcount() > 0)
+        text.append(block.data(), static_cast<std::size_t>(file.gcount()));
+    // A folder can be opened but not read, which sets the bad bit.
+    if (!file.is_open() || file.bad())
+    {
+        HouseFile unread;
+        unread.errors.push_back({0, fmt::format("cannot be read: {}", std::strerror(errno))});
+        return unread;
+    }
+    return ParseHouseFile(text, std::filesystem::path(path).parent_path().string());
+}
+} // namespace lighting_host

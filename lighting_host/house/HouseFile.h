@@ -1,0 +1,35 @@
+#pragma once
+
+#include "lighting_host/types/HousePlan.h"
+
+#include <string>
+#include <vector>
+
+namespace lighting_host
+{
+// Something that is wrong with a house file.
+struct HouseFileError
+{
+    // From 1; 0 when it is not about a line.
+    int line = 0;
+    std::string what;
+};
+
+// A house as its file describes it.
+struct HouseFile
+{
+    std::vector<HouseFileDriver> drivers;
+    std::vector<HouseFileGroup> groups;
+    // What the controller knows of scenes, which only a run plays.
+    std::vector<HouseFileScene> scenes;
+    // Everything that is wrong; the rest is as complete as it can be. A house with errors is not
+    // run.
+    std::vector<HouseFileError> errors;
+};
+
+// Reads a house file. Never throws; what cannot be read is an error of the result.
+HouseFile ReadHouseFile(const std::string& path);
+
+// The same from a text; `folder` is what library paths are relative to.
+HouseFile ParseHouseFile(const std::string& text, const std::string& folder);
+} // namespace lighting_host

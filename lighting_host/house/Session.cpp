@@ -1,0 +1,128 @@
+#include "lighting_host/house/Session.h"
+
+#include "embedded_host/FileStateStore.h"
+#include "embedded_host/LibraryLog.h"
+#include "embedded_host/LocalTime.h"
+#include "lighting_host/AttachedDevice.h"
+#include "lighting_host/house/DriverLibrary.h"
+#include "lighting_host/house/StateKeeper.h"
+#include "lighting_host/types/Devices.h"
+
+namespace lighting_host
+{
+Session::Session(const HouseFile& file, const SessionOptions& options,
+                 embedded_host::OutputSink& sink)
+    : m_random(options.seed, options.draw)
+{
+    std::shared_ptr<const embedded_host::TimeZone> zone;
+    if (!options.zone.empty())
+        zone = std::make_shared<embedded_host::TimeZone>(options.zone);
+    if (options.realTime)
+        m_clock = std::make_unique<embedded_host::RealClock>(zone);
+    else
+        m_clock = std::make_unique<embedded_host::VirtualClock>(options.startLocalSeconds, zone);
+    embedded_host::ConnectLibraryLog(options.logLevel);
+    m_house = std::make_unique<embedded_host::House>(*m_clock, m_random, sink);
+    m_house->Timers().Observe(options.timers);
+    if (!options.statePath.empty())
+        m_keeper = std::make_unique<StateKeeper>(
+            std::make_unique<embedded_host::FileStateStore>(options.statePath), *m_house,
+            options.persistIntervalMs, options.complain);
+    // All that can go wrong with what was kept does so before anything runs.
+    std::vector<boost::shared_ptr<nx::XmlNode>> states;
+    for (const HouseFileDriver& driver : file.drivers)
+        states.push_back(m_keeper ? m_keeper->StateOf(driver.name) : nullptr);
+    for (std::size_t i = 0; i < file.drivers.size(); ++i)
+        AddDriver(file.drivers[i], states[i] ? states[i] : file.drivers[i].state);
+    for (const HouseFileGroup& group : file.groups)
+        m_house->AddGroup(group.id, group.members);
+}
+
+Session::~Session()
+{
+    Stop();
+    m_keeper.reset();
+    m_devices.clear();
+    m_house.reset();
+}
+
+void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state)
+{
+    embedded_host::DriverConfig config;
+    config.name = driver.name;
+    config.type = driver.type;
+    config.id = driver.id;
+    config.capabilities = driver.capabilities;
+    config.config = driver.config;
+    config.state = state;
+    config.simulatedDevice = driver.device != nullptr;
+    if (!driver.library.empty())
+    {
+        m_libraries.push_back(std::make_unique<DriverLibrary>(driver.library));
+        config.create = [library = m_libraries.back().get()](IInstanceManager& instances)
+        {
+            return library->Create(instances);
+        };
+    }
+    else
+        config.create =
+            [type = driver.type, &facts = m_facts[driver.name]](IInstanceManager& instances)
+        {
+            return MakeDriver(type, instances, facts);
+        };
+    nx::DriverHost* added = m_house->Add(std::move(config));
+    m_rooms[added] = driver.room;
+    if (!driver.device)
+        return;
+    auto attached = std::make_unique<AttachedDevice>(*added);
+    attached->SetDevice(MakeDevice(driver, *attached));
+    if (!attached->Device())
+        return;
+    added->Attach(attached.get());
+    m_devices.push_back(std::move(attached));
+}
+
+void Session::Start()
+{
+    m_house->StartAll();
+    if (m_keeper)
+        m_keeper->Start();
+    for (const auto& device : m_devices)
+        device->Schedule(0,
+                         [&device]
+                         {
+                             device->Device()->OnPowerOn();
+                             device->Driver().Online(true);
+                         });
+}
+
+void Session::RestartDrivers(bool save)
+{
+    if (m_keeper && save)
+        m_keeper->Save();
+    m_house->StopAll();
+    for (const auto& driver : m_house->Drivers())
+    {
+        const auto state = m_keeper ? m_keeper->StateOf(driver->Config().name) : nullptr;
+        driver->Start(state ? state : driver->Config().state);
+    }
+}
+
+void Session::Stop()
+{
+    if (m_keeper)
+        m_keeper->Stop();
+    if (m_house)
+        m_house->StopAll();
+}
+
+const std::string& Session::RoomOf(const nx::DriverHost& driver) const
+{
+    return m_rooms.at(&driver);
+}
+
+DriverAdapter* Session::AdapterOf(const nx::DriverHost& driver) const
+{
+    return dynamic_cast<DriverAdapter*>(driver.Driver());
+}
+} // namespace lighting_host

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "embedded_host/Clock.h"
+#include "embedded_host/House.h"
+#include "embedded_host/Random.h"
+#include "lighting_host/house/HouseFile.h"
+#include "lighting_host/types/DriverAdapter.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace lighting_host
+{
+class AttachedDevice;
+class DriverLibrary;
+class StateKeeper;
+
+// How a house is run, as the command line says.
+struct SessionOptions
+{
+    std::uint64_t seed = 1;
+    embedded_host::Draw draw = embedded_host::Draw::Random;
+    // The local time at virtual start, in seconds since 1970-01-01T00:00:00 local time.
+    std::int64_t startLocalSeconds = 0;
+    bool realTime = false;
+    // The zone of the wall clock, empty for none: then a virtual wall knows no daylight saving, and
+    // a real one is in the machine's zone.
+    std::string zone;
+    // The file that the drivers' states are kept in, empty for none; how often they are saved, in
+    // milliseconds of the house's clock; and who is told when that fails.
+    std::string statePath;
+    std::int64_t persistIntervalMs = 60000;
+    std::function<void(const std::string&)> complain;
+    // log4cplus's number of the level from which the library's records are reported.
+    int logLevel = 0;
+    // Told of every timer of the house; null for nobody. Must outlive the session.
+    embedded_host::TimerWheel::Observer* timers = nullptr;
+};
+
+// One house, as its file describes it, on its clock, with its drivers and simulated devices.
+class Session
+{
+public:
+    // `sink` must outlive the session. A house with errors must not be given. Throws LocalTimeError
+    // for a zone that there is not, and StateStoreError for a state file that cannot be used.
+    Session(const HouseFile& file, const SessionOptions& options, embedded_host::OutputSink& sink);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    // Makes every driver; then each device gets power and is reported online, in a device timer of
+    // 0 ms.
+    void Start();
+
+    // Saves the drivers' states and destroys the drivers, in the order of the file; their effects
+    // still reach the sink.
+    void Stop();
+
+    // Ends every driver and starts it anew, as when the controller's machine has been off, while
+    // the devices go on: each from its state in the state file, if there is one, else as the house
+    // file says. `save`: the states are saved before; else what was counted since the last save is
+    // lost, as by a crash. Throws StateStoreError.
+    void RestartDrivers(bool save);
+
+    // Keeps the states; null without a state file.
+    StateKeeper* Keeper() const { return m_keeper.get(); }
+
+    embedded_host::House& House() const { return *m_house; }
+
+    // The driver's adapter; null for a driver of a library of its own or one that does not run.
+    DriverAdapter* AdapterOf(const nx::DriverHost& driver) const;
+
+    // The room that the file gives; empty for none.
+    const std::string& RoomOf(const nx::DriverHost& driver) const;
+
+    // The devices that the file asked for, in the order of the file.
+    const std::vector<std::unique_ptr<AttachedDevice>>& Devices() const { return m_devices; }
+
+private:
+    void AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state);
+
+    std::unique_ptr<embedded_host::Clock> m_clock;
+    embedded_host::Random m_random;
+    std::map<const nx::DriverHost*, std::string> m_rooms;
+    // Facts outlive restarts of their drivers. A map: its values stay where they are.
+    std::map<std::string, LoadFacts> m_facts;
+    // Loaded libraries outlive the drivers that they made.
+    std::vector<std::unique_ptr<DriverLibrary>> m_libraries;
+    std::vector<std::unique_ptr<AttachedDevice>> m_devices;
+    std::unique_ptr<embedded_host::House> m_house;
+    // Null when no states are kept.
+    std::unique_ptr<StateKeeper> m_keeper;
+};
+} // namespace lighting_host

@@ -1,0 +1,342 @@
+#include "lighting_host/simulation/Controller.h"
+
+#include "lighting_common/Names.h"
+#include "lighting_host/AttachedDevice.h"
+#include "lighting_host/house/Session.h"
+#include "simulated_devices/WiredDimmer.h"
+#include "simulated_devices/ZigbeeLight.h"
+
+#include <algorithm>
+#include <set>
+
+#include <fmt/format.h>
+
+namespace lighting_host
+{
+using embedded_host::CmdMessage;
+
+namespace
+{
+const std::string INT_TYPE = "INT";
+const std::string BOOL_TYPE = "BOOL";
+const std::string STRING_TYPE = "STRING";
+const std::string RAMP_TO_LEVEL = "RAMP_TO_LEVEL";
+const std::string BUTTON_ACTION = "BUTTON_ACTION";
+const std::string REPORT_BUTTON_EVENT = "ReportButtonEvent";
+constexpr unsigned FIRST_BUTTON_EVENT = 5000;
+constexpr unsigned FIRST_CONTACT_EVENT = 6000;
+constexpr unsigned EVENTS_A_BUTTON = 10;
+constexpr std::uint16_t SCENES_CLUSTER = 0x0005;
+constexpr std::uint8_t CLUSTER_COMMAND = 0x11;
+constexpr std::uint8_t RECALL_SCENE = 0x05;
+
+// Whether an effect of the button's driver is that use of it.
+bool IsUse(const embedded_host::Effect& effect, const HouseFileUse& use)
+{
+    if (const auto* fired = std::get_if<embedded_host::EventFired>(&effect))
+    {
+        const unsigned first = use.contact ? FIRST_CONTACT_EVENT : FIRST_BUTTON_EVENT;
+        return fired->event == first + EVENTS_A_BUTTON * use.number + use.how;
+    }
+    const auto* call = std::get_if<embedded_host::OwnerCall>(&effect);
+    if (!call || call->operation != REPORT_BUTTON_EVENT || use.contact)
+        return false;
+    const auto* id = std::get_if<std::int64_t>(&call->arguments[0]);
+    const auto* how = std::get_if<std::int64_t>(&call->arguments[1]);
+    return id && how && *id == use.number && *how == use.how;
+}
+
+// The elements of a scene for one wired dimmer, as the controller writes them.
+std::string StepsOf(const HouseFileScene& scene, const std::string& driver)
+{
+    std::string steps;
+    for (const HouseFileLoad& load : scene.loads)
+    {
+        if (load.driver == driver)
+            steps += fmt::format("<element><delay>{}</delay><level>{}</level><rate>{}</rate>"
+                                 "</element>",
+                                 load.delayMs, load.level, load.timeMs);
+    }
+    return steps;
+}
+
+std::size_t LoadCount(const HouseFileScene& scene)
+{
+    std::set<std::string> names;
+    for (const HouseFileLoad& load : scene.loads)
+        names.insert(load.driver);
+    return names.size();
+}
+
+std::string Describe(const HouseFileGroup& group, const HouseFileGroupAct& act)
+{
+    const std::string name =
+        group.name.empty() ? fmt::format("load group {}", group.id) : "\"" + group.name + "\"";
+    switch (act.what)
+    {
+    case HouseFileGroupAct::RampUp:
+        return "brightens " + name;
+    case HouseFileGroupAct::RampDown:
+        return "dims " + name;
+    default:
+        return fmt::format("sets {} to {} %", name, act.level);
+    }
+}
+} // namespace
+
+Controller::Controller(const HouseFile& file, Session& session)
+    : m_file(file), m_session(session), m_sceneCounts(file.scenes.size()),
+      m_groupCounts(file.groups.size())
+{
+    const embedded_host::House& house = session.House();
+    for (std::size_t i = 0; i < file.scenes.size(); ++i)
+        for (const HouseFileUse& use : file.scenes[i].uses)
+            m_deeds[house.Find(use.driver)].push_back({use, i, 0, nullptr});
+    for (std::size_t i = 0; i < file.groups.size(); ++i)
+        for (const HouseFileGroupAct& act : file.groups[i].acts)
+            m_deeds[house.Find(act.use.driver)].push_back({act.use, 0, i, &act});
+    for (const auto& device : session.Devices())
+        m_devices[device->Driver().Config().name] = device.get();
+}
+
+Controller::~Controller()
+{
+    m_session.House().KillDeviceTimer(m_dueTimer);
+    m_session.House().KillDeviceTimer(m_rollTimer);
+}
+
+void Controller::Start()
+{
+    for (const auto& driver : m_session.House().Drivers())
+        Greet(*driver);
+    const std::size_t drivers = m_session.House().Drivers().size();
+    if (drivers > 0)
+        m_rollTimer = m_session.House().AddDeviceTimer(ROLL_CALL_MS / drivers, this);
+}
+
+void Controller::Greet(nx::DriverHost& driver)
+{
+    const std::string& type = driver.Config().type;
+    if (type == "wired_dimmer")
+        GreetDimmer(driver);
+    else if (type == "zigbee_light")
+        GreetLight(driver);
+    else if (type == "puck")
+        GreetPuck(driver);
+}
+
+void Controller::Tell(nx::DriverHost& driver, const CmdMessage& command)
+{
+    m_speaking = true;
+    driver.Command(command, CmdDispatcher::CONTROLLER);
+    m_speaking = false;
+}
+
+// Groups and scenes are not kept by the driver.
+void Controller::GreetDimmer(nx::DriverHost& driver)
+{
+    const std::string& name = driver.Config().name;
+    for (const HouseFileGroup& group : m_file.groups)
+    {
+        if (std::find(group.members.begin(), group.members.end(), name) == group.members.end())
+            continue;
+        CmdMessage join(names::general::JOIN_GROUP);
+        join.AddParam(names::general::GROUP_ID, INT_TYPE, static_cast<long long>(group.id));
+        join.AddParam(names::general::KEEP_SYNC, BOOL_TYPE, std::string("false"));
+        Tell(driver, join);
+    }
+    for (const HouseFileScene& scene : m_file.scenes)
+    {
+        const std::string steps = StepsOf(scene, name);
+        if (steps.empty())
+            continue;
+        CmdMessage push(names::general::PUSH_SCENE);
+        push.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
+        push.AddParam(names::general::ELEMENTS, STRING_TYPE, steps);
+        Tell(driver, push);
+    }
+    Tell(driver, CmdMessage(names::general::ALL_SCENES_PUSHED));
+}
+
+// The id of a scene is its ZigBee group, in which it is number 0.
+void Controller::GreetLight(nx::DriverHost& driver)
+{
+    for (const HouseFileScene& scene : m_file.scenes)
+    {
+        for (const HouseFileLoad& load : scene.loads)
+        {
+            if (load.driver != driver.Config().name)
+                continue;
+            CmdMessage add(names::general::ADD_TO_SCENE);
+            add.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
+            add.AddParam("LEVEL", INT_TYPE, static_cast<long long>(load.level));
+            add.AddParam("TIME", INT_TYPE, static_cast<long long>(load.timeMs));
+            Tell(driver, add);
+        }
+    }
+}
+
+// The module learns the settings of snap-on buttons only when the controller asks for it.
+void Controller::GreetPuck(nx::DriverHost& driver)
+{
+    DriverAdapter* const adapter = m_session.AdapterOf(driver);
+    for (unsigned index = 0; adapter; ++index)
+    {
+        const Json input = {{"index", index}, {"action", "send_settings"}};
+        const Json object = {{"button", input}};
+        DriverAdapter::Action send;
+        try
+        {
+            Fields fields(object, "the input");
+            send = adapter->PrepareInput("button", fields);
+        }
+        catch (const InputError&)
+        {
+            return;
+        }
+        m_speaking = true;
+        driver.Enter(send);
+        m_speaking = false;
+    }
+}
+
+void Controller::CallNext()
+{
+    const auto& drivers = m_session.House().Drivers();
+    m_rollTimer = m_session.House().AddDeviceTimer(ROLL_CALL_MS / drivers.size(), this);
+    nx::DriverHost& driver = *drivers[m_called];
+    m_called = (m_called + 1) % drivers.size();
+    driver.Online(true);
+    if (driver.Config().type == "puck")
+        GreetPuck(driver);
+}
+
+void Controller::Hear(const embedded_host::Output& output)
+{
+    const bool isUse = std::holds_alternative<embedded_host::EventFired>(output.effect) ||
+                       std::holds_alternative<embedded_host::OwnerCall>(output.effect);
+    if (!isUse)
+        return;
+    const auto deeds = m_deeds.find(&output.driver);
+    if (deeds == m_deeds.end())
+        return;
+    for (const Deed& deed : deeds->second)
+    {
+        if (!IsUse(output.effect, deed.use))
+            continue;
+        m_due.push_back(&deed);
+        if (m_dueTimer == 0)
+            m_dueTimer = m_session.House().AddDeviceTimer(0, this);
+    }
+}
+
+void Controller::OnTimerExpired(ID::Timer timer, time_t)
+{
+    if (timer == m_rollTimer)
+    {
+        CallNext();
+        return;
+    }
+    m_dueTimer = 0;
+    std::vector<const Deed*> due;
+    due.swap(m_due);
+    for (const Deed* deed : due)
+        Do(*deed);
+}
+
+void Controller::Do(const Deed& deed)
+{
+    const HouseFileScene* const scene = deed.act ? nullptr : &m_file.scenes[deed.scene];
+    // The end of a ramp belongs to its beginning.
+    if (scene || deed.act->what != HouseFileGroupAct::StopRamp)
+    {
+        Count& count = scene ? m_sceneCounts[deed.scene] : m_groupCounts[deed.group];
+        ++count.times;
+        count.lastMs = m_session.House().GetClock().NowMs();
+        if (onAct)
+            onAct(*m_session.House().Find(deed.use.driver),
+                  scene ? fmt::format("recalls \"{}\" ({} loads)", scene->name, LoadCount(*scene))
+                        : Describe(m_file.groups[deed.group], *deed.act));
+    }
+    if (scene)
+        Recall(*scene);
+    else
+        MoveGroup(m_file.groups[deed.group], *deed.act);
+}
+
+// The loads follow by themselves, each as it has stored the scene; the drivers are told.
+void Controller::Recall(const HouseFileScene& scene)
+{
+    std::set<std::string> done;
+    for (const HouseFileLoad& load : scene.loads)
+    {
+        nx::DriverHost* const driver = m_session.House().Find(load.driver);
+        if (!done.insert(load.driver).second)
+            continue;
+        if (driver->Config().type == "wired_dimmer")
+        {
+            CmdMessage activate("ACTIVATE_SCENE");
+            activate.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
+            Tell(*driver, activate);
+        }
+        const unsigned id = scene.id;
+        ToDevice(load.driver,
+                 [id](simulated::SimulatedDevice& device)
+                 {
+                     if (auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(&device))
+                         dimmer->PlayScene(id);
+                     else
+                         device.OnZcl({SCENES_CLUSTER,
+                                       1,
+                                       {CLUSTER_COMMAND, 0, RECALL_SCENE,
+                                        static_cast<std::uint8_t>(id & 0xFF),
+                                        static_cast<std::uint8_t>(id >> 8), 0}});
+                 });
+    }
+}
+
+void Controller::MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct& act)
+{
+    const bool ramps = act.what != HouseFileGroupAct::ToLevel;
+    CmdMessage command(ramps ? BUTTON_ACTION : RAMP_TO_LEVEL);
+    if (ramps)
+    {
+        command.AddParam(names::general::BUTTON_ID, INT_TYPE,
+                         static_cast<long long>(act.what != HouseFileGroupAct::RampUp));
+        command.AddParam("ACTION", INT_TYPE,
+                         static_cast<long long>(act.what != HouseFileGroupAct::StopRamp));
+    }
+    else
+    {
+        command.AddParam("LEVEL", INT_TYPE, static_cast<long long>(act.level));
+        command.AddParam("TIME", INT_TYPE, static_cast<long long>(act.timeMs));
+    }
+    m_speaking = true;
+    m_session.House().ForwardToGroup(group.id, command);
+    m_speaking = false;
+    for (const std::string& member : group.members)
+        ToDevice(
+            member,
+            [id = static_cast<std::uint16_t>(group.id), &act](simulated::SimulatedDevice& device)
+            {
+                auto* const dimmer = dynamic_cast<simulated::WiredDimmer*>(&device);
+                if (!dimmer)
+                    return;
+                if (act.what == HouseFileGroupAct::StopRamp)
+                    dimmer->StopRampOfGroup(id);
+                else if (act.what == HouseFileGroupAct::ToLevel)
+                    dimmer->RampOfGroup(id, static_cast<int>(act.level),
+                                        static_cast<std::uint64_t>(act.timeMs));
+                else
+                    dimmer->StartRampOfGroup(id, act.what == HouseFileGroupAct::RampUp);
+            });
+}
+
+void Controller::ToDevice(const std::string& driver,
+                          const std::function<void(simulated::SimulatedDevice&)>& arrive)
+{
+    const auto device = m_devices.find(driver);
+    if (device != m_devices.end())
+        device->second->FromElsewhere(arrive);
+}
+} // namespace lighting_host

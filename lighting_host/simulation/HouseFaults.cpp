@@ -1,0 +1,207 @@
+#include "lighting_host/simulation/HouseFaults.h"
+
+#include "lighting_host/house/Session.h"
+#include "simulated_devices/PuckModule.h"
+#include "simulated_devices/PuckModuleFaults.h"
+#include "simulated_devices/WiredDimmer.h"
+#include "simulated_devices/WiredDimmerFaults.h"
+#include "simulated_devices/ZigbeeLight.h"
+#include "simulated_devices/ZigbeeLightFaults.h"
+
+#include <algorithm>
+
+namespace lighting_host
+{
+namespace
+{
+constexpr int THOUSAND = 1000;
+constexpr std::uint64_t SECOND_SEED = 0x9E3779B97F4A7C15;
+
+// How often a message meets each fault, of a thousand; how late it can be; how long a device has
+// power, on average.
+struct Rates
+{
+    int lost;
+    int late;
+    int twice;
+    int latestMs;
+    int powerMs;
+};
+constexpr Rates LIGHT = {5, 10, 5, 400, 48 * 3600 * 1000};
+constexpr Rates HEAVY = {60, 80, 40, 2500, 8 * 3600 * 1000};
+
+const Rates& RatesOf(FaultLevel level)
+{
+    return level == FaultLevel::Heavy ? HEAVY : LIGHT;
+}
+} // namespace
+
+class HouseFaults::FaultyLink : public Link
+{
+public:
+    // `overTheAir`: messages may overtake each other.
+    FaultyLink(std::uint64_t seed, FaultLevel level, bool overTheAir)
+        : m_random(seed, embedded_host::Draw::Random), m_rates(RatesOf(level)),
+          m_inOrder(level != FaultLevel::None && !overTheAir)
+    {
+    }
+
+    Fate Next() override
+    {
+        Fate fate;
+        fate.inOrder = m_inOrder;
+        ++m_counts.messages;
+        if (!m_faulty)
+            return fate;
+        fate.lost = Meets(m_rates.lost);
+        if (Meets(m_rates.late))
+            fate.delayMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
+        fate.twice = Meets(m_rates.twice);
+        if (fate.twice)
+            fate.secondMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
+        if (fate.lost)
+        {
+            ++m_counts.lost;
+            return fate;
+        }
+        m_counts.late += fate.delayMs > 0 ? 1 : 0;
+        m_counts.twice += fate.twice ? 1 : 0;
+        return fate;
+    }
+
+    void Mend() { m_faulty = false; }
+    Counts& GetCounts() { return m_counts; }
+
+private:
+    bool Meets(int ofAThousand) { return m_random.Between(1, THOUSAND) <= ofAThousand; }
+
+    embedded_host::Random m_random;
+    const Rates& m_rates;
+    const bool m_inOrder;
+    Counts m_counts;
+    bool m_faulty = true;
+};
+
+HouseFaults::HouseFaults(Session& session, FaultLevel level, std::uint64_t seed)
+    : m_session(session), m_level(level), m_random(seed, embedded_host::Draw::Random)
+{
+    for (std::size_t i = 0; i < session.Devices().size(); ++i)
+        m_links.push_back(std::make_unique<FaultyLink>(
+            seed + (i + 1) * SECOND_SEED, level,
+            session.Devices()[i]->Driver().Config().type == "zigbee_light"));
+}
+
+HouseFaults::~HouseFaults()
+{
+    Stop();
+    for (const auto& device : m_session.Devices())
+        device->SetLink(nullptr);
+}
+
+void HouseFaults::Start()
+{
+    for (std::size_t i = 0; i < m_links.size(); ++i)
+    {
+        m_session.Devices()[i]->SetLink(m_links[i].get());
+        if (m_level == FaultLevel::None)
+        {
+            m_links[i]->Mend();
+            continue;
+        }
+        AddNature(*m_session.Devices()[i]->Device());
+        m_failures.push_back(0);
+        PlanFailure(i);
+    }
+}
+
+void HouseFaults::Stop()
+{
+    for (const unsigned timer : m_failures)
+        m_session.House().KillDeviceTimer(timer);
+    m_failures.clear();
+    for (const auto& link : m_links)
+        link->Mend();
+    for (const auto& attached : m_session.Devices())
+    {
+        simulated::SimulatedDevice* const device = attached->Device();
+        if (auto* module = dynamic_cast<simulated::PuckModule*>(device))
+            module->Behave();
+        else if (auto* light = dynamic_cast<simulated::ZigbeeLight*>(device))
+            light->Behave();
+        else if (auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(device))
+            dimmer->Behave();
+    }
+}
+
+const HouseFaults::Counts& HouseFaults::Of(std::size_t device) const
+{
+    return m_links[device]->GetCounts();
+}
+
+// What a kind of device does wrong besides; half of them forget all without power.
+void HouseFaults::AddNature(simulated::SimulatedDevice& device)
+{
+    const bool forgets = m_random.Between(0, 1) == 1;
+    const bool heavy = m_level == FaultLevel::Heavy;
+    if (auto* module = dynamic_cast<simulated::PuckModule*>(&device))
+    {
+        if (forgets)
+            module->Misbehave(std::make_unique<simulated::puck::ForgetsSettings>());
+        if (heavy)
+            module->Misbehave(std::make_unique<simulated::puck::Chatters>(1));
+    }
+    else if (auto* light = dynamic_cast<simulated::ZigbeeLight*>(&device))
+    {
+        if (forgets)
+            light->Misbehave(std::make_unique<simulated::ForgetsWithoutPower>());
+    }
+    else if (auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(&device))
+    {
+        if (forgets)
+            dimmer->Misbehave(std::make_unique<simulated::DimmerForgets>());
+        if (heavy)
+            dimmer->Misbehave(std::make_unique<simulated::DimmerReordersTraps>(
+                static_cast<unsigned>(m_random.Between(5, 15))));
+    }
+}
+
+void HouseFaults::PlanFailure(std::size_t device)
+{
+    const int mean = RatesOf(m_level).powerMs;
+    const auto wait = static_cast<std::uint64_t>(m_random.Between(mean / 10, 2 * mean));
+    m_failures[device] = m_session.House().AddDeviceTimer(wait, this);
+}
+
+void HouseFaults::OnTimerExpired(ID::Timer timer, time_t)
+{
+    const auto failure = std::find(m_failures.begin(), m_failures.end(), timer);
+    if (failure == m_failures.end())
+        return;
+    const auto device = static_cast<std::size_t>(failure - m_failures.begin());
+    PlanFailure(device);
+    FailPower(device);
+}
+
+void HouseFaults::FailPower(std::size_t device)
+{
+    ++m_links[device]->GetCounts().powerFailures;
+    AttachedDevice& attached = *m_session.Devices()[device];
+    if (onPowerFailure)
+        onPowerFailure(attached.Driver());
+    attached.Device()->OnPowerOn();
+    attached.Rejoin();
+}
+
+std::string NameOf(FaultLevel level)
+{
+    switch (level)
+    {
+    case FaultLevel::Light:
+        return "light";
+    case FaultLevel::Heavy:
+        return "heavy";
+    default:
+        return "none";
+    }
+}
+} // namespace lighting_host

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "lighting_host/text/Json.h"
+#include "nxshared/IInstanceManager.h"
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+class NxBaseDriver;
+
+namespace wire
+{
+struct BusFrame;
+}
+
+namespace lighting_host
+{
+// Facts about a load that outlive a restart of its driver.
+struct LoadFacts
+{
+    bool loadOn = false;
+    bool energyReady = true;
+};
+
+// What a load has used, for the table at the end of a run.
+struct EnergyFigures
+{
+    int minutesOn = 0;
+    int minutesOff = 0;
+    int powerWatts = 0;
+    int wattHours = 0;
+    // Of a watt-hour, beside those in `wattHours`.
+    int hundredths = 0;
+    int wattHoursToday = 0;
+};
+
+// What the program can do with a driver beyond what holds for every driver: the inputs, facts and
+// queries of its type. One adapter for each type derives from the driver and from this; there is no
+// JSON in a driver.
+//
+// Each Prepare operation checks everything first and returns what is to be done: it throws
+// InputError and has changed nothing when the input is wrong. What it returns is run at once, on
+// the driver's behalf.
+class DriverAdapter
+{
+public:
+    using Action = std::function<void()>;
+
+    virtual ~DriverAdapter() = default;
+
+    // An input object of this driver's type; `word` is the field that names it ("button"). An empty
+    // action when the type has no such input.
+    virtual Action PrepareInput(const std::string& word, Fields& fields);
+
+    // One fact of a "set" input. An empty action when the type has no such fact.
+    virtual Action PrepareFact(const std::string& name, const Json& value);
+
+    // The answer to a query. False when the type has no such query.
+    virtual bool Query(const std::string& word, Fields& fields, Json& value);
+
+    // A message from the bus on which the driver's device sits. This base does nothing.
+    virtual void OnBusFrame(const wire::BusFrame& frame);
+
+    // An event of this driver in a few words ("Aux 1 pressed"), empty when it has none.
+    virtual std::string DescribeEvent(unsigned event) const;
+
+    // What the table at the end of a run says of this driver: a few words each, label first.
+    virtual std::vector<std::pair<std::string, std::string>> Summary() const;
+
+    // What the driver's load has used; nothing for a driver that does not count it.
+    virtual std::optional<EnergyFigures> EnergyOfLoad() const;
+};
+
+// Makes the driver of a type, with its adapter; null for a type that is not known. `facts` outlives
+// the driver.
+NxBaseDriver* MakeDriver(const std::string& type, IInstanceManager& instances, LoadFacts& facts);
+
+// The types that MakeDriver knows, in the order in which they are told to a person.
+const std::vector<std::string>& DriverTypes();
+} // namespace lighting_host

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+namespace nx
+{
+class XmlNode;
+}
+
+namespace lighting_host
+{
+// What a house file says, piece by piece, in plain values.
+
+// One driver of a house file.
+struct HouseFileDriver
+{
+    std::string name;
+    std::string type;
+    // Where its device is; empty when the file does not say.
+    std::string room;
+    unsigned id = 0;
+    // The shared object that makes the driver, resolved against the house file; empty for a type of
+    // the program's own.
+    std::string library;
+    std::vector<std::pair<std::string, std::string>> capabilities;
+    // Null when absent.
+    boost::shared_ptr<nx::XmlNode> config;
+    boost::shared_ptr<nx::XmlNode> state;
+    // What stands in <device>; null when no simulated device is asked for.
+    boost::shared_ptr<nx::XmlNode> device;
+};
+
+// A use of a button on which the controller does something.
+struct HouseFileUse
+{
+    enum How
+    {
+        Release,
+        Press,
+        Click,
+    };
+    std::string driver;
+    // A contact of a puck module, or else a button: of a puck module from 0, of a gen3_keypad by
+    // its id.
+    bool contact = false;
+    unsigned number = 0;
+    How how = Press;
+};
+
+// What the controller does with a group of loads on a use of a button.
+struct HouseFileGroupAct
+{
+    enum What
+    {
+        ToLevel,
+        RampUp,
+        RampDown,
+        StopRamp,
+    };
+    HouseFileUse use;
+    What what = ToLevel;
+    // For ToLevel, in percent and milliseconds.
+    unsigned level = 0;
+    std::int64_t timeMs = 0;
+};
+
+// One group of loads.
+struct HouseFileGroup
+{
+    unsigned id = 0;
+    // Empty when the file gives none.
+    std::string name;
+    std::vector<std::string> members;
+    std::vector<HouseFileGroupAct> acts;
+};
+
+// One load in a scene: where it goes, in percent, how fast, and after what delay. A wired dimmer
+// that stands there several times goes these steps one after the other.
+struct HouseFileLoad
+{
+    std::string driver;
+    unsigned level = 0;
+    std::int64_t timeMs = 0;
+    std::int64_t delayMs = 0;
+};
+
+// One scene of the controller.
+struct HouseFileScene
+{
+    unsigned id = 0;
+    std::string name;
+    std::vector<HouseFileLoad> loads;
+    // Each recalls it.
+    std::vector<HouseFileUse> uses;
+};
+} // namespace lighting_host
