@@ -1,6 +1,7 @@
 #pragma once
 
 #include "embedded_host/Output.h"
+#include "lighting_host/house/InputLines.h"
 #include "lighting_host/house/Session.h"
 
 #include <functional>
@@ -33,24 +34,12 @@ public:
     bool Handle(const std::string& line, unsigned long number);
 
 private:
-    struct Inputs;
-
     void Write(const embedded_host::Output& output) override;
-    void WriteError(const std::string& what);
-    void Flush(const char* kind);
-    void Dispatch(const std::string& line);
 
     Writer m_writer;
     std::string m_line;
-    unsigned long m_number = 0;
-    bool m_refused = false;
+    InputLines m_lines;
     // Last: its drivers still write while they are destroyed.
     Session m_session;
 };
-
-// Whether an input line, without its line end, is to be skipped: it is empty or begins with "#".
-bool IsSkipped(const std::string& line);
-
-// Whether a line is JSON that the protocol looks at; what is not, is refused whatever it says.
-bool IsJson(const std::string& line);
 } // namespace lighting_host

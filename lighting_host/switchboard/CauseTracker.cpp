@@ -1,0 +1,136 @@
+#include "lighting_host/switchboard/CauseTracker.h"
+
+#include "lighting_host/text/JsonWriter.h"
+#include "wire/BusFrame.h"
+#include "wire/MibMessage.h"
+#include "wire/ZclFrame.h"
+
+#include <fmt/format.h>
+
+namespace lighting_host
+{
+namespace
+{
+void AppendHex(std::string& out, const std::vector<std::uint8_t>& bytes)
+{
+    for (const std::uint8_t byte : bytes)
+        fmt::format_to(std::back_inserter(out), "{:02x}", byte);
+}
+} // namespace
+
+CauseTracker::CauseTracker() : m_current(std::make_shared<Cause>()) {}
+
+CauseTracker::Cause& CauseTracker::Begin(const char* kind, const nx::DriverHost* driver,
+                                         std::uint64_t of)
+{
+    m_current = std::make_shared<Cause>();
+    m_current->kind = kind;
+    m_current->driver = driver;
+    m_current->of = of;
+    return *m_current;
+}
+
+void CauseTracker::BeginWords(const char* kind, const nx::DriverHost* driver,
+                              const std::string& words)
+{
+    Cause& cause = Begin(kind, driver, m_current->Number());
+    cause.members = ",\"words\":";
+    AppendJsonText(cause.members, words);
+}
+
+void CauseTracker::BeginInput(const std::string& visitor, const std::string& line)
+{
+    Cause& cause = Begin("visitor", nullptr, 0);
+    cause.members = ",\"visitor\":";
+    AppendJsonText(cause.members, visitor);
+    cause.members += ",\"line\":";
+    cause.members += line;
+}
+
+void CauseTracker::BeginHouse(const nx::DriverHost* driver, const std::string& words)
+{
+    BeginWords("house", driver, words);
+}
+
+void CauseTracker::OnPerson(const nx::DriverHost& driver, const std::string& what)
+{
+    BeginWords("people", &driver, what);
+}
+
+void CauseTracker::OnAct(const nx::DriverHost& driver, const std::string& words)
+{
+    BeginWords("people", &driver, words);
+}
+
+void CauseTracker::OnControllerAct(const nx::DriverHost& driver, const std::string& what)
+{
+    BeginWords("house", &driver, what);
+}
+
+void CauseTracker::OnPowerFailure(const nx::DriverHost& driver)
+{
+    BeginWords("house", &driver, "its device lost its power and has it again");
+}
+
+void CauseTracker::BeginDevice(const nx::DriverHost& driver, const std::string& line)
+{
+    Cause& cause = Begin("device", &driver, m_current->Number());
+    cause.members = ",\"line\":" + line;
+}
+
+void CauseTracker::OnMib(const nx::DriverHost& driver, const wire::MibMessage& message)
+{
+    std::string line = message.type == wire::MibMessage::Trap ? "{\"trap\":" : "{\"reply\":";
+    AppendJsonText(line, message.mib);
+    line += ",\"params\":[";
+    const char* comma = "";
+    for (const std::string& param : message.params)
+    {
+        line += comma;
+        AppendJsonText(line, param);
+        comma = ",";
+    }
+    BeginDevice(driver, line + "]}");
+}
+
+void CauseTracker::OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& frame)
+{
+    std::string line = fmt::format("{{\"zcl_frame\":{{\"cluster\":{},\"hex\":\"", frame.cluster);
+    AppendHex(line, frame.bytes);
+    BeginDevice(driver, line + "\"}}");
+}
+
+void CauseTracker::OnBus(const nx::DriverHost& driver, const wire::BusFrame& frame)
+{
+    std::string line =
+        fmt::format("{{\"bus_frame\":{{\"opcode\":{},\"payload\":\"", frame.opcode);
+    AppendHex(line, frame.payload);
+    BeginDevice(driver, line + "\"}}");
+}
+
+void CauseTracker::OnTimerAdded(unsigned id, std::int64_t, std::int64_t nowMs)
+{
+    m_timers[id] = {m_current, nowMs};
+}
+
+void CauseTracker::OnTimerKilled(unsigned id, std::int64_t)
+{
+    m_timers.erase(id);
+}
+
+void CauseTracker::OnTimerFires(unsigned id, bool again, std::int64_t)
+{
+    ++m_fired;
+    const auto timer = m_timers.find(id);
+    const Started started = timer == m_timers.end() ? Started() : timer->second;
+    const std::uint64_t of = started.cause ? started.cause->Number() : 0;
+    // Timers of devices and of the house are nobody's business but their owner's.
+    if ((id & embedded_host::TimerWheel::DEVICE) != 0)
+        Begin("house", nullptr, of).members = ",\"words\":\"goes on by itself\"";
+    else
+        Begin("timer", nullptr, of).members =
+            fmt::format(",\"timer\":{},\"started_ms\":{}", id, started.ms);
+    if (timer != m_timers.end() && !again)
+        m_timers.erase(timer);
+}
+} // namespace lighting_host

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "embedded_host/TimerWheel.h"
+#include "lighting_host/simulation/HouseListener.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+namespace lighting_host
+{
+// Knows what causes what in a house: which input, timer or message of a device led to the outputs
+// that come now, and what led to that.
+//
+// Hears the house as its first listener, and every timer. Lives on the house's thread.
+class CauseTracker : public HouseListener, public embedded_host::TimerWheel::Observer
+{
+public:
+    // One cause. Its line is written with its first output; a cause without outputs has none.
+    struct Cause
+    {
+        // "visitor", "people", "house", "device", "timer"; "start" for what the start causes, which
+        // has no line.
+        const char* kind = "start";
+        // Whose; null for none.
+        const nx::DriverHost* driver = nullptr;
+        // The cause's own members as JSON, each with a comma before it.
+        std::string members;
+        // The number of the line that led to this one; 0 for none.
+        std::uint64_t of = 0;
+        // The number of its own line; 0 before it is written.
+        std::uint64_t seq = 0;
+
+        // What later causes name: its own number or, without outputs, what led to it.
+        std::uint64_t Number() const { return seq != 0 ? seq : of; }
+    };
+
+    CauseTracker();
+
+    // What causes the outputs that come now. Its `seq` is for the caller to set.
+    Cause& Current() { return *m_current; }
+
+    // A line of a visitor is about to be handed in. Until the next cause begins, all that comes is
+    // its doing.
+    void BeginInput(const std::string& visitor, const std::string& line);
+
+    // The house does something on its own, as the words say.
+    void BeginHouse(const nx::DriverHost* driver, const std::string& words);
+
+    std::uint64_t FiredTimers() const { return m_fired; }
+    std::size_t OutstandingTimers() const { return m_timers.size(); }
+
+    // HouseListener.
+    void OnPerson(const nx::DriverHost& driver, const std::string& what) override;
+    void OnAct(const nx::DriverHost& driver, const std::string& words) override;
+    void OnControllerAct(const nx::DriverHost& driver, const std::string& what) override;
+    void OnPowerFailure(const nx::DriverHost& driver) override;
+    void OnBus(const nx::DriverHost& driver, const wire::BusFrame& frame) override;
+    void OnMib(const nx::DriverHost& driver, const wire::MibMessage& message) override;
+    void OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& frame) override;
+
+    // TimerWheel::Observer.
+    void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override;
+    void OnTimerKilled(unsigned id, std::int64_t nowMs) override;
+    void OnTimerFires(unsigned id, bool again, std::int64_t nowMs) override;
+
+private:
+    struct Started
+    {
+        std::shared_ptr<Cause> cause;
+        std::int64_t ms = 0;
+    };
+
+    Cause& Begin(const char* kind, const nx::DriverHost* driver, std::uint64_t of);
+    void BeginDevice(const nx::DriverHost& driver, const std::string& line);
+    void BeginWords(const char* kind, const nx::DriverHost* driver, const std::string& words);
+
+    std::shared_ptr<Cause> m_current;
+    // During what each timer was started; of timers that are outstanding.
+    std::unordered_map<unsigned, Started> m_timers;
+    std::uint64_t m_fired = 0;
+};
+} // namespace lighting_host
