@@ -9,7 +9,7 @@ install(DIRECTORY host_interfaces/nxshared host_interfaces/NxLibDriverBases
   DESTINATION ${headers} FILES_MATCHING PATTERN *.h)
 install(DIRECTORY lighting_common
   DESTINATION ${headers} FILES_MATCHING PATTERN *.h
-  PATTERN Diagnostics.h EXCLUDE PATTERN WhileSet.h EXCLUDE)
+  PATTERN Diagnostics.h EXCLUDE PATTERN WhileSet.h EXCLUDE PATTERN AtEnd.h EXCLUDE)
 # For an author's own tests; a driver needs nothing of it.
 install(DIRECTORY embedded_host
   DESTINATION ${headers} FILES_MATCHING PATTERN *.h)

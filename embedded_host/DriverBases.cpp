@@ -63,6 +63,11 @@ IZclListener* NxBaseDriver::GetZclListener()
     return nullptr;
 }
 
+IBusListener* NxBaseDriver::GetBusListener()
+{
+    return nullptr;
+}
+
 const std::string& NxBaseDriver::GetDriverName() const
 {
     return m_host->Config().name;

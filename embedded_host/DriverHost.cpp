@@ -5,6 +5,7 @@
 #include "embedded_host/Clock.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/House.h"
+#include "nxshared/IBusListener.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlDocument.h"
 
@@ -170,6 +171,18 @@ void DriverHost::BoundCall(unsigned binding, const IBindMessage& message)
             const int result =
                 m_driver->BoundCall(binding, NX_BINDING_CONTROL, message.GetName(), message, &ret);
             Emit(BoundCallResult{result});
+        });
+}
+
+void DriverHost::BusMessage(int opcode, const std::uint8_t* payload, std::size_t length)
+{
+    if (!m_driver)
+        return;
+    Enter(
+        [&]
+        {
+            if (IBusListener* listener = m_driver->GetBusListener())
+                listener->OnBusMessage(opcode, payload, length);
         });
 }
 

@@ -155,6 +155,10 @@ public:
     // The same, already decoded.
     void ZclReply(const embedded_host::zcl::Reply& reply);
 
+    // A message that the RS-485 gateway hands on, for the driver's IBusListener; nothing happens
+    // when it has none.
+    void BusMessage(int opcode, const std::uint8_t* payload, std::size_t length);
+
     // The driver's state as XML text, empty when it keeps none.
     std::string Persist();
 

@@ -117,6 +117,19 @@ std::string base64Encode(const void* data, std::size_t length)
     return text;
 }
 
+bool base64Decode(const std::string& text, std::vector<std::uint8_t>& bytes)
+{
+    // Four digits hold three octets.
+    std::vector<std::uint8_t> decoded(text.size() / 4 * 3 + 3);
+    std::size_t length = 0;
+    if (sodium_base642bin(decoded.data(), decoded.size(), text.data(), text.size(), nullptr,
+                          &length, nullptr, sodium_base64_VARIANT_ORIGINAL) != 0)
+        return false;
+    decoded.resize(length);
+    bytes = std::move(decoded);
+    return true;
+}
+
 int random(int min, int max)
 {
     if (auto* services = HostScope::Current())

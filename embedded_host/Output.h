@@ -138,7 +138,8 @@ struct AssertRecord
     int line;
 };
 
-// A handler of the driver threw, or the driver failed to start or to stop.
+// A handler of the driver threw, the driver failed to start or to stop, or it sent what nobody can
+// read.
 struct DriverFault
 {
     const std::string& what;

@@ -339,10 +339,19 @@ void AdvSceneManager::reconcile(const AdvSceneElement& pushed)
 void AdvSceneManager::storeAndSend(const AdvSceneElement& pushed)
 {
     // While a synchronisation runs the element only waits in the store for its end.
-    if (m_timerId == 0)
+    try
     {
-        pushElement(pushed);
-        displayElement(pushed);
+        if (m_timerId == 0)
+        {
+            pushElement(pushed);
+            displayElement(pushed);
+        }
+    }
+    catch (...)
+    {
+        // Not sent, but wanted: the next synchronisation sends it.
+        m_elements->Insert(pushed);
+        throw;
     }
     // Deliberate: an equal element that is still there stays, with its marks.
     m_elements->Insert(pushed);
@@ -358,7 +367,16 @@ void AdvSceneManager::OnCmdRemoveScene(const ICmdMessage& message)
     if (held == m_sceneIds.end())
         return;
     m_sceneIds.erase(held);
-    removeElement(scene);
+    try
+    {
+        removeElement(scene);
+    }
+    catch (...)
+    {
+        // Elements are left: the command can come again.
+        m_sceneIds.push_back(scene);
+        throw;
+    }
 }
 
 void AdvSceneManager::OnCmdClearAllScenes()
@@ -439,7 +457,16 @@ void AdvSceneManager::Online()
 void AdvSceneManager::restartSyncTimer()
 {
     m_owner->KillSyncTimer(m_timerId);
-    m_timerId = m_owner->StartSyncTimer();
+    try
+    {
+        m_timerId = m_owner->StartSyncTimer();
+    }
+    catch (...)
+    {
+        // None runs: what is pushed from here on is sent and does not wait for an end.
+        m_timerId = 0;
+        throw;
+    }
 }
 
 void AdvSceneManager::OnRspGetAll(const NxMIBPacket&, const NxMIBPacket*)

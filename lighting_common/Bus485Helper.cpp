@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 namespace
 {
@@ -83,13 +84,18 @@ void Bus485Helper::queueMessage(int opcode, const std::uint8_t* payload, int len
     const boost::shared_ptr<ICmdMessage> message = BuildMessage(opcode, payload, length);
     if (!message)
         return;
+    // Before the back is looked at: a message that cannot be written loses nothing that waits.
+    std::string xml = message->ToXml();
     if (BackIsOlderStateOf(opcode))
     {
-        m_queue.pop_back();
+        m_queue.back().xml.swap(xml);
         LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
                      "(): Swapping consolidated opcode for new version that was just queued");
     }
-    m_queue.push_back(QueuedMessage{1, message->ToXml()});
+    else
+    {
+        m_queue.push_back(QueuedMessage{1, std::move(xml)});
+    }
 
     if (getState() == State::InTransit)
     {
@@ -162,12 +168,21 @@ void Bus485Helper::sendQueueFront()
                      "(): device is offline, can't send front of message queue");
         return;
     }
-    const boost::shared_ptr<ICmdMessage> message = TakeReadableFront();
+    boost::shared_ptr<ICmdMessage> message;
+    try
+    {
+        message = TakeReadableFront();
+    }
+    catch (...)
+    {
+        // The owner gave no message this time: the front is tried again, and does not wait for
+        // ever.
+        StartTimer();
+        throw;
+    }
     if (!message)
         return;
-    const int milliseconds = std::max(0, nx::crypto::random(m_minRetryMs, m_maxRetryMs));
-    m_retryTimer = m_timers->AddTimer(static_cast<std::uint64_t>(milliseconds),
-                                      ITimerManager::UNIT_MILLISECONDS, this);
+    const int milliseconds = StartTimer();
     LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
                  "(): message send to gateway driver, response expected.  Retry timer set for: ",
                  milliseconds, " milliseconds");
@@ -277,6 +292,15 @@ bool Bus485Helper::BackIsOlderStateOf(int opcode) const
     const boost::shared_ptr<ICmdMessage> back =
         ReadMessage(m_queue.back().xml, LINE_BACK_UNREADABLE);
     return back && back->GetParamInt(names::general::OPCODE) == opcode && IsStateOpcode(opcode);
+}
+
+// Starts the retry timer; its milliseconds.
+int Bus485Helper::StartTimer()
+{
+    const int milliseconds = std::max(0, nx::crypto::random(m_minRetryMs, m_maxRetryMs));
+    m_retryTimer = m_timers->AddTimer(static_cast<std::uint64_t>(milliseconds),
+                                      ITimerManager::UNIT_MILLISECONDS, this);
+    return milliseconds;
 }
 
 void Bus485Helper::StopTimer()

@@ -67,15 +67,17 @@ public:
 
     // Queues a message and sends it when nothing is in transit. `payload` may be null, `length` 0
     // or less: then it goes without. While gateway or device are offline the message is dropped. A
-    // state message (five opcodes) replaces one of the same opcode that waits at the very back.
+    // state message (five opcodes) replaces one of the same opcode that waits at the very back,
+    // once it has been written: a message that cannot be written takes the place of none.
     void queueMessage(int opcode, const std::uint8_t* payload, int length);
 
     // Called when the device has answered the front: drops it and sends the next one. The retry
     // count stays as it is.
     void sendNext();
 
-    // Sends the front (again) and starts the retry timer. Nothing happens when the queue is empty
-    // or gateway or device are offline, but that a running timer is stopped.
+    // Sends the front (again) and starts the retry timer. If the queue is empty or gateway or
+    // device are offline, only stops a running timer. The timer runs also when the owner throws:
+    // the front is tried again.
     void sendQueueFront();
 
     // Sends a message at once: no queue, no retry, and also while offline.
@@ -114,6 +116,7 @@ private:
     boost::shared_ptr<ICmdMessage> ReadMessage(const std::string& xml, int assertionLine) const;
     boost::shared_ptr<ICmdMessage> TakeReadableFront();
     bool BackIsOlderStateOf(int opcode) const;
+    int StartTimer();
     void StopTimer();
     std::string LogPrefix(const char* function) const;
 

@@ -10,7 +10,7 @@ namespace
 {
 // The firmware-version reply.
 constexpr unsigned char TEXT_FORM = 255;
-constexpr std::size_t FWV_MINIMUM = 3;
+constexpr std::size_t BINARY_FWV = 3;
 
 // The announce.
 constexpr std::size_t MAJOR_AT = 9;
@@ -72,10 +72,13 @@ void FirmwareVersion::FromOpcodeFwv(const unsigned char* payload)
 
 bool FirmwareVersion::FromOpcodeFwv(const unsigned char* payload, std::size_t length)
 {
-    if (!payload || length < FWV_MINIMUM)
+    if (!payload || length == 0)
         return false;
     const unsigned char* end = payload + length;
-    if (payload[0] == TEXT_FORM && std::find(payload + 1, end, 0) == end)
+    // A text may be empty; what it needs is its zero octet.
+    const bool complete =
+        payload[0] == TEXT_FORM ? std::find(payload + 1, end, 0) != end : length >= BINARY_FWV;
+    if (!complete)
         return false;
     FromOpcodeFwv(payload);
     return true;

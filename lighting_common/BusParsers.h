@@ -35,8 +35,8 @@ public:
     // a text that ends with a zero octet. `payload` must hold that much.
     void FromOpcodeFwv(const unsigned char* payload);
 
-    // The same with the payload's length. False, and nothing changes, when the payload is null, has
-    // fewer than 3 octets, or is a text without its zero octet.
+    // The same with the payload's length. False, and nothing changes, when the payload is null or
+    // empty, has fewer than 3 octets (numbers), or has no zero octet (text; 255 and 0 are 0.0.0).
     bool FromOpcodeFwv(const unsigned char* payload, std::size_t length);
 
     // Reads an announce: octet 0 is its format. Formats 4 and 5 hold 21 octets: major in octet 9,

@@ -1,5 +1,6 @@
 #include "lighting_common/ContactButton.h"
 
+#include "lighting_common/AtEnd.h"
 #include "lighting_common/Gen3Button.h"
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
@@ -95,8 +96,8 @@ void ContactButton::SetCurState(puck::MIBS::ButtonState newState, bool force)
 
 void ContactButton::DoPush()
 {
+    const AtEnd update([this] { UpdateState(); });
     PuckButton::DoPush();
-    UpdateState();
 }
 
 void ContactButton::DoClick()
@@ -106,37 +107,48 @@ void ContactButton::DoClick()
         togglePending = false;
         pressed = !pressed;
     }
+    const AtEnd update([this] { UpdateState(); });
     PuckButton::DoClick();
-    UpdateState();
 }
 
 void ContactButton::DoRelease()
 {
+    const AtEnd update([this] { UpdateState(); });
     PuckButton::DoRelease();
-    UpdateState();
 }
 
 void ContactButton::RemotePush()
 {
     if (OnlyClicks())
         return;
+    const AtEnd update([this] { UpdateState(); });
     PuckButton::RemotePush();
-    UpdateState();
 }
 
 void ContactButton::RemoteRelease()
 {
     if (OnlyClicks())
         return;
+    const AtEnd update([this] { UpdateState(); });
     PuckButton::RemoteRelease();
-    UpdateState();
 }
 
 void ContactButton::RemoteClick()
 {
     const bool wasPending = togglePending;
+    const bool wasPressed = pressed != 0;
     togglePending = false;
-    PuckButton::RemoteClick();
+    try
+    {
+        PuckButton::RemoteClick();
+    }
+    catch (...)
+    {
+        // Only what got as far as the pressed flag has reached the device, which will report it.
+        const bool asked = wasPressed != (pressed != 0);
+        togglePending = OnlyClicks() && wasPending != asked;
+        throw;
+    }
     if (OnlyClicks())
         togglePending = !wasPending;
 }

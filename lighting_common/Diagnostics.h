@@ -27,15 +27,20 @@ std::string Concat(const Pieces&... pieces)
 } // namespace diagnostics
 
 // Logs the concatenated pieces at a level (TRACE, DEBUG, INFO, WARN or ERROR), for a source
-// ("lighting_common/SceneManager") and a line of it.
-#define LIGHTING_LOG_LINE(level, source, line, ...)                                                \
+// ("lighting_common/SceneManager"), a line of it and the signature of an operation. For helpers,
+// which log in the name of the operation that called them.
+#define LIGHTING_LOG_FOR(level, source, line, signature, ...)                                      \
     do                                                                                             \
     {                                                                                              \
         if (diagnostics::logger.isEnabledFor(log4cplus::level##_LOG_LEVEL))                        \
             diagnostics::logger.forcedLog(log4cplus::level##_LOG_LEVEL,                            \
                                           diagnostics::Concat(__VA_ARGS__), source, line,          \
-                                          __PRETTY_FUNCTION__);                                    \
+                                          signature);                                              \
     } while (false)
+
+// The same in the name of the function where it stands.
+#define LIGHTING_LOG_LINE(level, source, line, ...)                                                \
+    LIGHTING_LOG_FOR(level, source, line, __PRETTY_FUNCTION__, __VA_ARGS__)
 
 // The same for the line where it stands.
 #define LIGHTING_LOG(level, source, ...) LIGHTING_LOG_LINE(level, source, __LINE__, __VA_ARGS__)

@@ -62,9 +62,10 @@ const std::string EnergyInfoCollector::ENERGY_NODE_DATA = "ENERGY_DATA";
 
 EnergyInfoCollector::EnergyInfoCollector(nx::IVariableManager* vars, ITimerManager& timers)
     : m_timers(timers), m_vars(vars), m_secondOffset(nx::crypto::random(0, SECONDS_PER_MINUTE)),
-      m_timer(timers.AddTimer(FIRST_MINUTE_MS, ITimerManager::UNIT_MILLISECONDS, this)),
       m_lastDayTime(NxTime::GetCurrentTime())
 {
+    // Last of all: no timer is left behind by a construction that fails.
+    m_timer = timers.AddTimer(FIRST_MINUTE_MS, ITimerManager::UNIT_MILLISECONDS, this);
 }
 
 EnergyInfoCollector::~EnergyInfoCollector()
@@ -166,8 +167,17 @@ void EnergyInfoCollector::increaseEnergyUsed(float wattHours)
 void EnergyInfoCollector::OnTimerExpired(ID::Timer timer, time_t)
 {
     const NxTime now = NxTime::GetCurrentTime();
-    if (timer == m_timer && m_owner != nullptr && m_owner->IsEnergyReady())
-        CountMinute(now);
+    try
+    {
+        if (timer == m_timer && m_owner != nullptr && m_owner->IsEnergyReady())
+            CountMinute(now);
+    }
+    catch (...)
+    {
+        // What the owner throws costs one minute, not all that follow.
+        StartNextTimer(now);
+        throw;
+    }
     // Deliberate: re-armed for any timer id, also one that is not its own.
     StartNextTimer(now);
 }

@@ -82,7 +82,8 @@ public:
 
     // Called by the timer manager when a minute is over: asks the owner, rolls the values of the
     // day over at a change of day, counts, and starts the next timer. Any other timer id counts
-    // nothing, but starts a timer too, which becomes the collector's own.
+    // nothing, but starts a timer too, which becomes the collector's own. What the owner throws
+    // goes on to the caller; the next timer has been started by then.
     void OnTimerExpired(ID::Timer timer, time_t time) override;
 
     // Tells the owner all six values.
@@ -133,7 +134,7 @@ private:
     int m_fault = 0;
     unsigned m_deviceId = 0;
     int m_secondOffset;
-    ID::Timer m_timer;
+    ID::Timer m_timer = 0;
     int m_minutesOn = 0;
     int m_minutesOff = 0;
     int m_minutesOnToday = 0;

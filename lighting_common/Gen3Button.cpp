@@ -3,6 +3,7 @@
 #include "lighting_common/Diagnostics.h"
 #include "lighting_common/IGen3ButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/WhileSet.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/XmlNode.h"
 
@@ -192,7 +193,8 @@ void Gen3Button::applySettings(const ICmdMessage& msg)
         TakeState(msg.GetParamString(names::general::MATCH_LED_STATE)))
         stateSupplied = true;
 
-    UpdateCurrentColor(stateSupplied, oldOnColor != m_onColor, oldOffColor != m_offColor);
+    UpdateCurrentColor(stateSupplied, oldOnColor != m_onColor, oldOffColor != m_offColor,
+                       __PRETTY_FUNCTION__);
 
     const std::string& current = msg.GetParamString(names::general::CURRENT_COLOR);
     if (!current.empty())
@@ -207,26 +209,30 @@ bool Gen3Button::TakeState(const std::string& text)
     return true;
 }
 
-void Gen3Button::UpdateCurrentColor(bool stateSupplied, bool onChanged, bool offChanged)
+// Logs in the name of `operation`.
+void Gen3Button::UpdateCurrentColor(bool stateSupplied, bool onChanged, bool offChanged,
+                                    const char* operation)
 {
     if (stateSupplied)
     {
-        ShowSuppliedState();
+        ShowSuppliedState(operation);
         return;
     }
     if (m_state == STATE_UNKNOWN)
     {
-        LIGHTING_LOG(WARN, SOURCE, "Button: ", m_name,
-                     " state is unknown, it has not been set since centrix was started.  We can't "
-                     "properly update Bound LED state/color tracking devices when button/LED state "
-                     "is Unknown");
+        LIGHTING_LOG_FOR(
+            WARN, SOURCE, __LINE__, operation, "Button: ", m_name,
+            " state is unknown, it has not been set since centrix was started.  We can't "
+            "properly update Bound LED state/color tracking devices when button/LED state "
+            "is Unknown");
         return;
     }
     if (m_ledBehavior != gen3_lights::Buttons::LED_FOLLOWS_BOUND_DEVICE)
     {
-        LIGHTING_LOG(TRACE, SOURCE, "Button: ", m_name,
-                     " state did not change so we have to assume the keypads buttons LED is "
-                     "capable tracking on, off and current individually further down the chain.");
+        LIGHTING_LOG_FOR(
+            TRACE, SOURCE, __LINE__, operation, "Button: ", m_name,
+            " state did not change so we have to assume the keypads buttons LED is "
+            "capable tracking on, off and current individually further down the chain.");
         return;
     }
     if (m_state == STATE_ON && onChanged)
@@ -234,20 +240,21 @@ void Gen3Button::UpdateCurrentColor(bool stateSupplied, bool onChanged, bool off
     else if (m_state == STATE_OFF && offChanged)
         SetCurColor(m_offColor, false);
     else
-        LIGHTING_LOG(TRACE, SOURCE, "Button: ", m_name,
-                     " LED Behavior is FOLLOW_BOUND_DEV set, but Active LED Color state did not "
-                     "change so not updating current color.");
+        LIGHTING_LOG_FOR(
+            TRACE, SOURCE, __LINE__, operation, "Button: ", m_name,
+            " LED Behavior is FOLLOW_BOUND_DEV set, but Active LED Color state did not "
+            "change so not updating current color.");
 }
 
-void Gen3Button::ShowSuppliedState()
+void Gen3Button::ShowSuppliedState(const char* operation)
 {
     if (m_state == STATE_ON)
         SetCurColor(m_onColor, false);
     else if (m_state == STATE_OFF)
         SetCurColor(m_offColor, false);
     else
-        LIGHTING_LOG(WARN, SOURCE, "Button: ", m_name,
-                     " attempted to set current color on a button with an unknown state");
+        LIGHTING_LOG_FOR(WARN, SOURCE, __LINE__, operation, "Button: ", m_name,
+                         " attempted to set current color on a button with an unknown state");
 }
 
 int Gen3Button::GetChannel() const
@@ -422,6 +429,11 @@ void Gen3Button::ResetButton()
     SetCurColor(BLACK, true);
     SetBehavior(0, true);
     SetLEDBehavior(gen3_lights::Buttons::LED_FOLLOWS_BOUND_DEVICE, true);
+    // A command may claim any number of slots; each of them costs five calls.
+    if (m_slots > LED_NUMBERS)
+        LIGHTING_LOG(WARN, SOURCE, "Button: ", m_name, " claims ", m_slots,
+                     " slots, more than a keypad can number; only the first ", LED_NUMBERS,
+                     " are reset");
     // deliberate: counted from the button's id, not from its first LED.
     const int count = std::min(m_slots, LED_NUMBERS);
     for (int i = 0; i < count; ++i)
@@ -499,10 +511,15 @@ void Gen3Button::StartHoldTimer()
 
 void Gen3Button::KillHoldTimer()
 {
-    if (m_holdTimer == 0)
+    // The owner may use the button inside the call: the same timer is not killed twice, and one
+    // that was started meanwhile stays.
+    if (m_holdTimer == 0 || m_killingTimer)
         return;
-    m_owner.KillButtonTimer(m_holdTimer);
-    m_holdTimer = 0;
+    const ID::Timer killed = m_holdTimer;
+    const WhileSet killing(m_killingTimer);
+    m_owner.KillButtonTimer(killed);
+    if (m_holdTimer == killed)
+        m_holdTimer = 0;
 }
 
 void Gen3Button::OnHoldTimerExpired()

@@ -115,7 +115,8 @@ public:
     // Writes everything to the hardware again.
     void SendSettingsToHW();
 
-    // Darkens the button and takes its behaviours off. Name and slots stay.
+    // Darkens the button and takes its behaviours off. Name and slots stay. Of more than 256 slots,
+    // which no keypad can number, the first 256 are darkened, with a warning.
     void ResetButton();
 
     // The button was used by hand. They report it to the owner; with LED behaviour 2 the LED has
@@ -147,8 +148,9 @@ public:
 
 private:
     bool TakeState(const std::string& text);
-    void UpdateCurrentColor(bool stateSupplied, bool onChanged, bool offChanged);
-    void ShowSuppliedState();
+    void UpdateCurrentColor(bool stateSupplied, bool onChanged, bool offChanged,
+                            const char* operation);
+    void ShowSuppliedState(const char* operation);
     void NoteState(bool on);
     void DarkenNeighbour(int led);
     void DarkenColors(int led);
@@ -170,4 +172,6 @@ private:
     int m_ledIndex = 0;
     // -1 unknown, 0 off, 1 on.
     int m_state = -1;
+    // The owner is being asked to stop the hold timer.
+    bool m_killingTimer = false;
 };

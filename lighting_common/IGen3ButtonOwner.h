@@ -11,8 +11,10 @@ class Gen3Button;
 // the controller goes through here.
 //
 // Called on the driver's thread, from inside the button's operations, its constructors included. A
-// call may come back into the same button, but must not destroy it. Indexes are signed because they
-// are counted from a signed button id; an owner passes over those that its hardware does not have.
+// call may come back into the same button, KillButtonTimer included, but must not destroy it. What
+// an operation throws goes on to the caller; the button stays usable. Indexes are signed because
+// they are counted from a signed button id; an owner passes over those that its hardware does not
+// have.
 class LIGHTING_COMMON_API IGen3ButtonOwner
 {
 public:

@@ -17,7 +17,8 @@ class XmlNode;
 //
 // All calls come from the button, on the driver's thread, and may come inside any call of the
 // driver to the button. Must outlive its buttons. The order of the operations is part of the
-// interface (do not change).
+// interface (do not change). What an operation throws goes on to the caller; what the device
+// reported has taken effect by then.
 class LIGHTING_COMMON_API IKeypadButtonOwner
 {
 public:
@@ -27,7 +28,8 @@ public:
     // button's OnHoldTimerExpired when that timer is due.
     virtual unsigned AddHoldTimer() = 0;
 
-    // Stops a timer that AddHoldTimer started; 0 is ignored, and so is a timer that has fired.
+    // Stops a timer that AddHoldTimer started; 0 is ignored, and so is a timer that has fired. The
+    // button has the id until this returns, so it must not be used inside the call.
     virtual void KillHoldTimer(unsigned id) = 0;
 
     // Fires a numbered event of the driver.

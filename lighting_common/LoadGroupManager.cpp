@@ -348,8 +348,8 @@ void LoadGroupManager::OnRspAddGroup(const NxMIBPacket&, const NxMIBPacket* requ
     if (request == nullptr || request->GetType() != NxMIB::Set)
         return;
     int group = 0;
-    request->GetHexParams(group);
-    LIGHTING_LOG(DEBUG, SOURCE, "joined group ", group);
+    if (request->GetHexParams(group))
+        LIGHTING_LOG(DEBUG, SOURCE, "joined group ", group);
 }
 
 void LoadGroupManager::OnRspLeaveGroup(const NxMIBPacket&, const NxMIBPacket* request)
@@ -357,8 +357,8 @@ void LoadGroupManager::OnRspLeaveGroup(const NxMIBPacket&, const NxMIBPacket* re
     if (request == nullptr || request->GetType() != NxMIB::Set)
         return;
     int group = 0;
-    request->GetHexParams(group);
-    LIGHTING_LOG(DEBUG, SOURCE, "left group ", group);
+    if (request->GetHexParams(group))
+        LIGHTING_LOG(DEBUG, SOURCE, "left group ", group);
 }
 
 void LoadGroupManager::OnRspClearGroups(const NxMIBPacket&, const NxMIBPacket*)

@@ -51,11 +51,11 @@ bool CompletesMinute(int& ticks)
 const std::string NxBaseEnergyDevice::ENERGY_NODE_DATA = "ENERGY_DATA";
 
 NxBaseEnergyDevice::NxBaseEnergyDevice(nx::IVariableManager* vars, ITimerManager& timers)
-    : m_timers(timers), m_vars(vars),
-      m_timer(timers.AddTimer(TIMER_INTERVAL,
-                              ITimerManager::UNIT_MILLISECONDS | ITimerManager::REPEAT, this)),
-      m_lastDayTime(NxTime::GetCurrentTime())
+    : m_timers(timers), m_vars(vars), m_lastDayTime(NxTime::GetCurrentTime())
 {
+    // Last of all: no timer is left behind by a construction that fails.
+    m_timer = timers.AddTimer(TIMER_INTERVAL,
+                              ITimerManager::UNIT_MILLISECONDS | ITimerManager::REPEAT, this);
 }
 
 NxBaseEnergyDevice::~NxBaseEnergyDevice()
@@ -133,13 +133,27 @@ void NxBaseEnergyDevice::CountOnTick()
     if (CompletesMinute(m_onTicks))
     {
         SaturatingAdd(m_minutesOn, 1);
-        Publish(VAR_MINUTES_ON, names::general::MINUTES_ON, m_minutesOn);
+        try
+        {
+            Publish(VAR_MINUTES_ON, names::general::MINUTES_ON, m_minutesOn);
+        }
+        catch (...)
+        {
+            CountOnTodayTick();
+            throw;
+        }
     }
-    if (CompletesMinute(m_onTodayTicks))
-    {
-        SaturatingAdd(m_minutesOnToday, 1);
+    if (CountOnTodayTick())
         Publish(VAR_MINUTES_ON_TODAY, names::general::MINUTES_ON_TODAY, m_minutesOnToday);
-    }
+}
+
+// Counts the tick for today; whether a minute is complete.
+bool NxBaseEnergyDevice::CountOnTodayTick()
+{
+    if (!CompletesMinute(m_onTodayTicks))
+        return false;
+    SaturatingAdd(m_minutesOnToday, 1);
+    return true;
 }
 
 void NxBaseEnergyDevice::CountOffTick()

@@ -111,6 +111,7 @@ public:
 private:
     void StartDay(const NxTime& now);
     void CountOnTick();
+    bool CountOnTodayTick();
     void CountOffTick();
     void Publish(unsigned id, const std::string& name, int value);
 
@@ -118,7 +119,7 @@ private:
     ITimerManager& m_timers;
     nx::IVariableManager* m_vars;
     unsigned m_deviceId = 0;
-    ID::Timer m_timer;
+    ID::Timer m_timer = 0;
     int m_minutesOn = 0;
     int m_minutesOff = 0;
     int m_minutesOnToday = 0;

@@ -1,5 +1,6 @@
 #include "lighting_common/PuckButton.h"
 
+#include "lighting_common/AtEnd.h"
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
 #include "nxshared/XmlNode.h"
@@ -70,8 +71,9 @@ void PuckButton::DoClick()
     KillHoldTimer();
     if (OnlyClicks())
     {
+        // The contact has moved, whatever comes of telling it.
+        const AtEnd toggle([this] { pressed = !pressed; });
         SendBoundCommand(names::general::DO_CLICK);
-        pressed = !pressed;
         return;
     }
     pressed = 0;

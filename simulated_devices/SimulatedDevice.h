@@ -52,11 +52,18 @@ public:
     virtual void Rejoin() {}
 };
 
-// The base of every simulated device: what reaches it from the wire.
+// How bright a lamp is at a moment: `level` of `full`, never more; 0 of anything is dark.
+struct LampLevel
+{
+    unsigned level = 0;
+    unsigned full = 1;
+};
+
+// The base of every simulated device: what reaches it from the wire and from the controller.
 //
-// Holds no state of a device. Each device overrides what it listens to; the rest is ignored, as
-// hardware ignores what it does not understand. Nothing that arrives may do harm: a message, frame
-// or parameter can be anything.
+// Holds no state of a device. Each device overrides what it listens to and what it can do; the rest
+// is ignored, as hardware ignores what it does not understand. Nothing that arrives may do harm: a
+// message, frame or parameter can be anything.
 class SimulatedDevice
 {
 public:
@@ -76,6 +83,31 @@ public:
     // What a device does not keep without power is at its start value afterwards. A device that
     // announces itself does it here.
     virtual void OnPowerOn() {}
+
+    // What the controller tells all loads at once, over the air or the bus and past the drivers. A
+    // device that does not hold the scene, or is not in the group, ignores it; so does, by default,
+    // every device.
+    //
+    // The scene of that id is played as the device has stored it.
+    virtual void RecallScene(std::uint16_t scene) { (void)scene; }
+    // The lamp goes to `level` percent in `ms` milliseconds.
+    virtual void GroupRampToLevel(std::uint16_t group, int level, std::uint64_t ms)
+    {
+        (void)group;
+        (void)level;
+        (void)ms;
+    }
+    // The lamp goes all the way up or down, at the device's own pace.
+    virtual void GroupStartRamp(std::uint16_t group, bool up)
+    {
+        (void)group;
+        (void)up;
+    }
+    // The lamp stays as bright as it is.
+    virtual void GroupStopRamp(std::uint16_t group) { (void)group; }
+
+    // How bright the device's lamp is at this moment. Default: dark, as of a device without one.
+    virtual LampLevel PresentLevel() const { return {}; }
 
 protected:
     // The world. Valid as long as the device.

@@ -16,7 +16,6 @@ constexpr unsigned INDICES = 16;
 constexpr unsigned SUMMED_SCENES = 255;
 constexpr std::uint8_t FLAG_FLASH = 0x02;
 constexpr std::uint8_t FLAG_IGNORE_RAMP = 0x04;
-constexpr int FULL_LEVEL = 100;
 
 // A whole text of at most `digits` hexadecimal digits.
 bool ReadHex(const std::string& text, std::size_t digits, std::uint32_t& value)
@@ -271,7 +270,7 @@ void WiredDimmer::StopRamp(const Params& params)
     Answer("nx.als.skr", {Hex(scene, 4)});
 }
 
-void WiredDimmer::RampOfGroup(std::uint16_t group, int level, std::uint64_t ms)
+void WiredDimmer::GroupRampToLevel(std::uint16_t group, int level, std::uint64_t ms)
 {
     if (m_tables.groups.count(group) == 0)
         return;
@@ -279,18 +278,18 @@ void WiredDimmer::RampOfGroup(std::uint16_t group, int level, std::uint64_t ms)
     RampTo(level, ms);
 }
 
-void WiredDimmer::StartRampOfGroup(std::uint16_t group, bool up)
+void WiredDimmer::GroupStartRamp(std::uint16_t group, bool up)
 {
-    RampOfGroup(group, up ? FULL_LEVEL : 0, RAMP_MS);
+    GroupRampToLevel(group, up ? FULL_LEVEL : 0, RAMP_MS);
 }
 
-void WiredDimmer::StopRampOfGroup(std::uint16_t group)
+void WiredDimmer::GroupStopRamp(std::uint16_t group)
 {
     if (m_tables.groups.count(group) != 0)
         StopPlaying();
 }
 
-void WiredDimmer::PlayScene(unsigned scene)
+void WiredDimmer::RecallScene(std::uint16_t scene)
 {
     if (scene > SCENE_MASK || m_tables.elements.count(Key(scene, 0)) == 0)
         return;
@@ -363,6 +362,11 @@ int WiredDimmer::Level() const
     return m_rampFrom + static_cast<int>((m_rampTo - m_rampFrom) * part);
 }
 
+LampLevel WiredDimmer::PresentLevel() const
+{
+    return {static_cast<unsigned>(std::min(Level(), FULL_LEVEL)), FULL_LEVEL};
+}
+
 void WiredDimmer::OnPowerOn()
 {
     CancelPending();
@@ -388,16 +392,16 @@ void WiredDimmer::LetAPersonPlay()
 
 void WiredDimmer::PersonPlays()
 {
-    std::vector<unsigned> scenes;
+    std::vector<std::uint16_t> scenes;
     for (const auto& element : m_tables.elements)
         if (element.first <= SCENE_MASK)
             scenes.push_back(element.first);
     if (scenes.empty())
         return;
     const int chosen = World().Random(0, static_cast<int>(scenes.size()) - 1);
-    const unsigned scene = scenes[static_cast<std::size_t>(chosen)];
+    const std::uint16_t scene = scenes[static_cast<std::size_t>(chosen)];
     World().ReportPerson("starts scene " + std::to_string(scene));
-    PlayScene(scene);
+    RecallScene(scene);
 }
 
 // --- checksums -----------------------------------------------------------------------------------

@@ -15,7 +15,8 @@ namespace simulated
 {
 class WiredDimmerFault;
 
-// One step of a scene as a wired dimmer stores it. A step's delay and rate are milliseconds.
+// One step of a scene as a wired dimmer stores it: delay and rate in milliseconds, the level in
+// percent. A level above 100, which the wire can carry, is stored and reported as it came.
 struct DimmerElement
 {
     std::uint32_t delay = 0;
@@ -74,19 +75,21 @@ public:
     // Whatever was under way is not, and the load is off.
     void OnPowerOn() override;
 
-    // What the bus tells every load of a group, in percent and milliseconds; a dimmer that is not
-    // in the group ignores it. A ramp without an end goes all the way in RAMP_MS.
-    void RampOfGroup(std::uint16_t group, int level, std::uint64_t ms);
-    void StartRampOfGroup(std::uint16_t group, bool up);
-    void StopRampOfGroup(std::uint16_t group);
+    // How long GroupStartRamp takes from where the load is to either end.
     static constexpr std::uint64_t RAMP_MS = 5000;
+    void GroupRampToLevel(std::uint16_t group, int level, std::uint64_t ms) override;
+    void GroupStartRamp(std::uint16_t group, bool up) override;
+    void GroupStopRamp(std::uint16_t group) override;
 
-    // Starts a scene, as a keypad on the same bus does; one that is not stored is ignored. At the
-    // end, which a scene that flashes does not have, the trap tells.
-    void PlayScene(unsigned scene);
+    // Starts a scene, 0 to 4095, as a keypad on the same bus does; one that is not stored is
+    // ignored. At the end, which a scene that flashes does not have, the trap tells.
+    void RecallScene(std::uint16_t scene) override;
 
-    // The load's level at this moment, from 0 to 255, as the elements give it.
+    // The load's level at this moment in percent; more than FULL_LEVEL while an element of a scene
+    // that asked for more says so.
+    static constexpr int FULL_LEVEL = 100;
     int Level() const;
+    LampLevel PresentLevel() const override;
 
     bool IsPlaying() const { return m_playing; }
     // The tables as they are; a test may write to them.

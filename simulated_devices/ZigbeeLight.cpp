@@ -23,6 +23,11 @@ constexpr std::uint8_t GENERAL_READ_ATTRIBUTES = 0x00;
 constexpr std::uint8_t GENERAL_READ_ATTRIBUTES_RESPONSE = 0x01;
 constexpr std::uint8_t GENERAL_DEFAULT_RESPONSE = 0x0B;
 
+// To a device, which wants no default response.
+constexpr std::uint8_t FRAME_COMMAND = 0x11;
+constexpr std::uint8_t RECALL_SCENE = 0x05;
+constexpr std::uint8_t FULL_LEVEL = 254;
+
 constexpr std::uint8_t SUCCESS = 0x00;
 constexpr std::uint8_t MALFORMED = 0x80;
 constexpr std::uint8_t UNSUPPORTED_COMMAND = 0x81;
@@ -136,6 +141,17 @@ void ZigbeeLight::OnZcl(const wire::ZclFrame& frame)
         OnGroups(request);
     else
         OnScenes(request);
+}
+
+void ZigbeeLight::RecallScene(std::uint16_t scene)
+{
+    const std::uint8_t endpoint = m_settings.endpoint == 0 ? std::uint8_t{1} : m_settings.endpoint;
+    OnZcl({SCENES, endpoint, {FRAME_COMMAND, 0, RECALL_SCENE, Low(scene), High(scene), 0}});
+}
+
+LampLevel ZigbeeLight::PresentLevel() const
+{
+    return {m_tables.on ? m_tables.level : 0u, FULL_LEVEL};
 }
 
 void ZigbeeLight::OnGeneral(ZclRequest& request)
@@ -257,12 +273,7 @@ void ZigbeeLight::RemoveGroup(ZclRequest& request)
     {
         auto& groups = m_tables.groups;
         groups.erase(std::remove(groups.begin(), groups.end(), group), groups.end());
-        auto& scenes = m_tables.scenes;
-        const auto ofGroup = [group](const LightScene& scene)
-        {
-            return scene.group == group;
-        };
-        scenes.erase(std::remove_if(scenes.begin(), scenes.end(), ofGroup), scenes.end());
+        EraseScenes(m_tables, [group](const LightScene& scene) { return scene.group == group; });
     }
     Answer(request, false, 0x03, {status, Low(group), High(group)});
 }
@@ -270,12 +281,7 @@ void ZigbeeLight::RemoveGroup(ZclRequest& request)
 void ZigbeeLight::RemoveAllGroups(ZclRequest& request)
 {
     m_tables.groups.clear();
-    auto& scenes = m_tables.scenes;
-    const auto ofAnyGroup = [](const LightScene& scene)
-    {
-        return scene.group != 0;
-    };
-    scenes.erase(std::remove_if(scenes.begin(), scenes.end(), ofAnyGroup), scenes.end());
+    EraseScenes(m_tables, [](const LightScene& scene) { return scene.group != 0; });
     DefaultResponse(request, SUCCESS);
 }
 
@@ -295,7 +301,7 @@ void ZigbeeLight::OnScenes(ZclRequest& request)
         return RemoveAllScenes(request);
     case 0x04:
         return StoreScene(request);
-    case 0x05:
+    case RECALL_SCENE:
         return RecallScene(request);
     case 0x06:
         return GetSceneMembership(request);
@@ -408,12 +414,7 @@ void ZigbeeLight::RemoveAllScenes(ZclRequest& request)
     const bool inGroup = m_tables.Serves(group);
     if (inGroup)
     {
-        auto& scenes = m_tables.scenes;
-        const auto ofGroup = [group](const LightScene& scene)
-        {
-            return scene.group == group;
-        };
-        scenes.erase(std::remove_if(scenes.begin(), scenes.end(), ofGroup), scenes.end());
+        EraseScenes(m_tables, [group](const LightScene& scene) { return scene.group == group; });
     }
     Answer(request, false, 0x03, {inGroup ? SUCCESS : INVALID_FIELD, Low(group), High(group)});
 }

@@ -81,6 +81,10 @@ public:
     void OnZcl(const wire::ZclFrame& frame) override;
     void OnPowerOn() override;
 
+    // Scene number 0 of the group of that id, as a broadcast over the air recalls it.
+    void RecallScene(std::uint16_t scene) override;
+    LampLevel PresentLevel() const override;
+
 private:
     void OnGeneral(ZclRequest& request);
     void OnGroups(ZclRequest& request);

@@ -7,6 +7,7 @@
 #include "lighting_common/Gen3Button.h"
 #include "lighting_common/IBus485Owner.h"
 #include "lighting_common/IGen3ButtonOwner.h"
+#include "nxshared/IBusListener.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +22,10 @@
 // Owns its buttons and the queue. Lives on the driver's thread. What a button writes to LEDs and
 // backlights is kept as the keypad's wanted state and leaves as bus messages that hold all of it;
 // what could not leave while the keypad was offline follows when it is back.
-class Gen3KeypadDriver : public NxBaseDriver, public IGen3ButtonOwner, public IBus485Owner
+class Gen3KeypadDriver : public NxBaseDriver,
+                         public IBusListener,
+                         public IGen3ButtonOwner,
+                         public IBus485Owner
 {
 public:
     // How long a button may be held without a sign of life, in milliseconds.
@@ -72,7 +76,8 @@ public:
     // Anything else, and what is too short, is ignored. A keypad that announces itself after it was
     // offline or restarted, or that answers after it was given up, is online; what waited for it is
     // given up, and it gets the states that it has not confirmed (after a restart: all of them).
-    void OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length);
+    void OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length) override;
+    IBusListener* GetBusListener() override { return this; }
 
     // Whether buttons watch for a missing release (default: yes), and whether the keypad's LEDs can
     // follow a bound device (default: no).

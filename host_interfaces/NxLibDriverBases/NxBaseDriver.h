@@ -11,6 +11,7 @@
 class CmdDispatcher;
 class CondDispatcher;
 class IBindMessage;
+class IBusListener;
 class ICmdMessage;
 class ICmdReturn;
 class IInstanceManager;
@@ -84,6 +85,11 @@ public:
     // Who gets the decoded answers of this driver's ZigBee light; null (this base) when nobody
     // does.
     virtual IZclListener* GetZclListener();
+
+    // Who gets what the RS-485 gateway hands on to this driver; null (this base) when nobody does.
+    // Called by the host for each message, on the driver's thread; what it returns must stay valid
+    // until the driver's destruction begins. Must not call back.
+    virtual IBusListener* GetBusListener();
 
     // The driver's name and its device's id, as the controller has them. The id is valid from
     // construction on.

@@ -1,9 +1,9 @@
 #include "lighting_host/house/Session.h"
 
+#include "device_wire/AttachedDevice.h"
 #include "embedded_host/FileStateStore.h"
 #include "embedded_host/LibraryLog.h"
 #include "embedded_host/LocalTime.h"
-#include "lighting_host/AttachedDevice.h"
 #include "lighting_host/house/DriverLibrary.h"
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/types/Devices.h"
@@ -74,11 +74,10 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
     m_rooms[added] = driver.room;
     if (!driver.device)
         return;
-    auto attached = std::make_unique<AttachedDevice>(*added);
+    auto attached = std::make_unique<device_wire::AttachedDevice>(*added);
     attached->SetDevice(MakeDevice(driver, *attached));
     if (!attached->Device())
         return;
-    added->Attach(attached.get());
     m_devices.push_back(std::move(attached));
 }
 

@@ -13,9 +13,13 @@
 #include <string>
 #include <vector>
 
-namespace lighting_host
+namespace device_wire
 {
 class AttachedDevice;
+}
+
+namespace lighting_host
+{
 class DriverLibrary;
 class StateKeeper;
 
@@ -78,7 +82,10 @@ public:
     const std::string& RoomOf(const nx::DriverHost& driver) const;
 
     // The devices that the file asked for, in the order of the file.
-    const std::vector<std::unique_ptr<AttachedDevice>>& Devices() const { return m_devices; }
+    const std::vector<std::unique_ptr<device_wire::AttachedDevice>>& Devices() const
+    {
+        return m_devices;
+    }
 
 private:
     void AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state);
@@ -90,7 +97,7 @@ private:
     std::map<std::string, LoadFacts> m_facts;
     // Loaded libraries outlive the drivers that they made.
     std::vector<std::unique_ptr<DriverLibrary>> m_libraries;
-    std::vector<std::unique_ptr<AttachedDevice>> m_devices;
+    std::vector<std::unique_ptr<device_wire::AttachedDevice>> m_devices;
     std::unique_ptr<embedded_host::House> m_house;
     // Null when no states are kept.
     std::unique_ptr<StateKeeper> m_keeper;

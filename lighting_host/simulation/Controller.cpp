@@ -1,10 +1,9 @@
 #include "lighting_host/simulation/Controller.h"
 
+#include "device_wire/AttachedDevice.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/AttachedDevice.h"
 #include "lighting_host/house/Session.h"
-#include "simulated_devices/WiredDimmer.h"
-#include "simulated_devices/ZigbeeLight.h"
+#include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
 #include <set>
@@ -26,9 +25,6 @@ const std::string REPORT_BUTTON_EVENT = "ReportButtonEvent";
 constexpr unsigned FIRST_BUTTON_EVENT = 5000;
 constexpr unsigned FIRST_CONTACT_EVENT = 6000;
 constexpr unsigned EVENTS_A_BUTTON = 10;
-constexpr std::uint16_t SCENES_CLUSTER = 0x0005;
-constexpr std::uint8_t CLUSTER_COMMAND = 0x11;
-constexpr std::uint8_t RECALL_SCENE = 0x05;
 
 // Whether an effect of the button's driver is that use of it.
 bool IsUse(const embedded_host::Effect& effect, const HouseFileUse& use)
@@ -279,19 +275,8 @@ void Controller::Recall(const HouseFileScene& scene)
             activate.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
             Tell(*driver, activate);
         }
-        const unsigned id = scene.id;
-        ToDevice(load.driver,
-                 [id](simulated::SimulatedDevice& device)
-                 {
-                     if (auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(&device))
-                         dimmer->PlayScene(id);
-                     else
-                         device.OnZcl({SCENES_CLUSTER,
-                                       1,
-                                       {CLUSTER_COMMAND, 0, RECALL_SCENE,
-                                        static_cast<std::uint8_t>(id & 0xFF),
-                                        static_cast<std::uint8_t>(id >> 8), 0}});
-                 });
+        const auto id = static_cast<std::uint16_t>(scene.id);
+        ToDevice(load.driver, [id](simulated::SimulatedDevice& device) { device.RecallScene(id); });
     }
 }
 
@@ -319,16 +304,13 @@ void Controller::MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct&
             member,
             [id = static_cast<std::uint16_t>(group.id), &act](simulated::SimulatedDevice& device)
             {
-                auto* const dimmer = dynamic_cast<simulated::WiredDimmer*>(&device);
-                if (!dimmer)
-                    return;
                 if (act.what == HouseFileGroupAct::StopRamp)
-                    dimmer->StopRampOfGroup(id);
+                    device.GroupStopRamp(id);
                 else if (act.what == HouseFileGroupAct::ToLevel)
-                    dimmer->RampOfGroup(id, static_cast<int>(act.level),
-                                        static_cast<std::uint64_t>(act.timeMs));
+                    device.GroupRampToLevel(id, static_cast<int>(act.level),
+                                            static_cast<std::uint64_t>(act.timeMs));
                 else
-                    dimmer->StartRampOfGroup(id, act.what == HouseFileGroupAct::RampUp);
+                    device.GroupStartRamp(id, act.what == HouseFileGroupAct::RampUp);
             });
 }
 

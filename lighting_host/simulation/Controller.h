@@ -16,9 +16,13 @@ namespace simulated
 class SimulatedDevice;
 }
 
-namespace lighting_host
+namespace device_wire
 {
 class AttachedDevice;
+}
+
+namespace lighting_host
+{
 class Session;
 
 // Plays the controller of a house that runs by itself: tells the drivers their load groups and
@@ -93,7 +97,7 @@ private:
     const HouseFile& m_file;
     Session& m_session;
     std::unordered_map<const nx::DriverHost*, std::vector<Deed>> m_deeds;
-    std::unordered_map<std::string, AttachedDevice*> m_devices;
+    std::unordered_map<std::string, device_wire::AttachedDevice*> m_devices;
     std::vector<const Deed*> m_due;
     std::vector<Count> m_sceneCounts;
     std::vector<Count> m_groupCounts;

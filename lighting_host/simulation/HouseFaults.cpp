@@ -36,7 +36,7 @@ const Rates& RatesOf(FaultLevel level)
 }
 } // namespace
 
-class HouseFaults::FaultyLink : public Link
+class HouseFaults::FaultyLink : public device_wire::Link
 {
 public:
     // `overTheAir`: messages may overtake each other.
@@ -46,27 +46,27 @@ public:
     {
     }
 
-    Fate Next() override
+    Delivery ForNextMessage() override
     {
-        Fate fate;
-        fate.inOrder = m_inOrder;
+        Delivery delivery;
+        delivery.inOrder = m_inOrder;
         ++m_counts.messages;
         if (!m_faulty)
-            return fate;
-        fate.lost = Meets(m_rates.lost);
+            return delivery;
+        delivery.lost = Meets(m_rates.lost);
         if (Meets(m_rates.late))
-            fate.delayMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
-        fate.twice = Meets(m_rates.twice);
-        if (fate.twice)
-            fate.secondMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
-        if (fate.lost)
+            delivery.delayMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
+        delivery.twice = Meets(m_rates.twice);
+        if (delivery.twice)
+            delivery.secondMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
+        if (delivery.lost)
         {
             ++m_counts.lost;
-            return fate;
+            return delivery;
         }
-        m_counts.late += fate.delayMs > 0 ? 1 : 0;
-        m_counts.twice += fate.twice ? 1 : 0;
-        return fate;
+        m_counts.late += delivery.delayMs > 0 ? 1 : 0;
+        m_counts.twice += delivery.twice ? 1 : 0;
+        return delivery;
     }
 
     void Mend() { m_faulty = false; }
@@ -185,7 +185,7 @@ void HouseFaults::OnTimerExpired(ID::Timer timer, time_t)
 void HouseFaults::FailPower(std::size_t device)
 {
     ++m_links[device]->GetCounts().powerFailures;
-    AttachedDevice& attached = *m_session.Devices()[device];
+    device_wire::AttachedDevice& attached = *m_session.Devices()[device];
     if (onPowerFailure)
         onPowerFailure(attached.Driver());
     attached.Device()->OnPowerOn();

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "device_wire/AttachedDevice.h"
 #include "embedded_host/Random.h"
-#include "lighting_host/AttachedDevice.h"
 #include "nxshared/ITimerManagerCallback.h"
 
 #include <cstdint>

@@ -1,17 +1,13 @@
 #include "lighting_host/simulation/Lamps.h"
 
-#include "lighting_host/AttachedDevice.h"
+#include "device_wire/AttachedDevice.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/types/Devices.h"
-#include "simulated_devices/WiredDimmer.h"
-#include "simulated_devices/ZigbeeLight.h"
 
 namespace lighting_host
 {
 namespace
 {
-constexpr unsigned FULL_DIMMER = 100;
-constexpr unsigned FULL_LIGHT = 254;
 constexpr unsigned JOULES_A_HUNDREDTH = 36;
 constexpr unsigned HUNDREDTHS = 100;
 
@@ -76,17 +72,9 @@ void Lamps::OnTimerExpired(ID::Timer, time_t)
 
 void Lamps::Look(Meter& meter) const
 {
-    unsigned level = 0;
-    unsigned full = FULL_LIGHT;
-    if (const auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(meter.device->Device()))
-    {
-        level = static_cast<unsigned>(dimmer->Level());
-        full = FULL_DIMMER;
-    }
-    else if (const auto* light = dynamic_cast<simulated::ZigbeeLight*>(meter.device->Device()))
-        level = light->Tables().on ? light->Tables().level : 0;
-    const unsigned watts = meter.wattsAtMost * level / full;
-    const bool on = level > 0;
+    const simulated::LampLevel lamp = meter.device->Device()->PresentLevel();
+    const unsigned watts = meter.wattsAtMost * lamp.level / lamp.full;
+    const bool on = lamp.level > 0;
     if (watts == meter.watts && on == meter.on)
         return;
     meter.watts = watts;

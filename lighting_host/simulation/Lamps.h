@@ -10,9 +10,13 @@ namespace nx
 class DriverHost;
 }
 
-namespace lighting_host
+namespace device_wire
 {
 class AttachedDevice;
+}
+
+namespace lighting_host
+{
 struct HouseFile;
 class Session;
 
@@ -32,7 +36,7 @@ public:
     struct Meter
     {
         nx::DriverHost* driver;
-        const AttachedDevice* device;
+        const device_wire::AttachedDevice* device;
         // At full level.
         unsigned wattsAtMost;
         bool on = false;

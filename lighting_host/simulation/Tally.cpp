@@ -1,8 +1,9 @@
 #include "lighting_host/simulation/Tally.h"
 
+#include "device_wire/AttachedDevice.h"
 #include "embedded_host/ZclMessages.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/AttachedDevice.h"
+#include "nxshared/Crypto.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/NxMIBPacket.h"
 
@@ -78,8 +79,8 @@ void Tally::NoteZcl(Book& book, const HostZclMessage& message, bool asked)
 void Tally::NoteGateway(Book& book, const ICmdMessage& command, bool asked)
 {
     ++book.counts.sent;
-    const std::vector<std::uint8_t> payload =
-        DecodeBase64(command.GetParamString(names::general::PAYLOAD));
+    std::vector<std::uint8_t> payload;
+    nx::crypto::base64Decode(command.GetParamString(names::general::PAYLOAD), payload);
     if (payload.size() < NUMBER_SIZE)
         return;
     if (payload == book.onTheWay)

@@ -17,8 +17,6 @@ bool DriverAdapter::Query(const std::string&, Fields&, Json&)
     return false;
 }
 
-void DriverAdapter::OnBusFrame(const wire::BusFrame&) {}
-
 std::string DriverAdapter::DescribeEvent(unsigned) const
 {
     return std::string();

@@ -12,11 +12,6 @@
 
 class NxBaseDriver;
 
-namespace wire
-{
-struct BusFrame;
-}
-
 namespace lighting_host
 {
 // Facts about a load that outlive a restart of its driver.
@@ -61,9 +56,6 @@ public:
 
     // The answer to a query. False when the type has no such query.
     virtual bool Query(const std::string& word, Fields& fields, Json& value);
-
-    // A message from the bus on which the driver's device sits. This base does nothing.
-    virtual void OnBusFrame(const wire::BusFrame& frame);
 
     // An event of this driver in a few words ("Aux 1 pressed"), empty when it has none.
     virtual std::string DescribeEvent(unsigned event) const;

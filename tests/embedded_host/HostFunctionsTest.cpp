@@ -139,6 +139,36 @@ TEST(HostFunctions, Base64_TakesAnyBytes)
     EXPECT_EQ("", nx::crypto::base64Encode(nullptr, 0));
 }
 
+// The octets of a text, "refused" when it is none; what was there before is "old".
+std::string FromBase64(const std::string& text)
+{
+    std::vector<std::uint8_t> bytes = {'o', 'l', 'd'};
+    if (!nx::crypto::base64Decode(text, bytes))
+        return "refused, " + std::string(bytes.begin(), bytes.end());
+    return std::string(bytes.begin(), bytes.end());
+}
+
+TEST(HostFunctions, Base64Decode_AgreesWithThePublishedVectors)
+{
+    EXPECT_EQ("", FromBase64(""));
+    EXPECT_EQ("f", FromBase64("Zg=="));
+    EXPECT_EQ("fo", FromBase64("Zm8="));
+    EXPECT_EQ("foo", FromBase64("Zm9v"));
+    EXPECT_EQ("foob", FromBase64("Zm9vYg=="));
+    EXPECT_EQ("fooba", FromBase64("Zm9vYmE="));
+    EXPECT_EQ("foobar", FromBase64("Zm9vYmFy"));
+    EXPECT_EQ("\xFB\xFF", FromBase64("+/8="));
+    EXPECT_EQ(std::string(2, '\0'), FromBase64("AAA="));
+}
+
+TEST(HostFunctions, Base64DecodeOfAnyOtherText_IsRefusedAndChangesNothing)
+{
+    for (const char* text : {"Z", "Zg", "Zg=", "Zg===", "=", "Zm9v\n", " Zm9v", "Zm 9v",
+                             "-_8=", "Zm9v=", "Zm9vYg==Zm9v", "Zh=="})
+        EXPECT_EQ("refused, old", FromBase64(text)) << text;
+    EXPECT_EQ("refused, old", FromBase64(std::string("Zm9v\0", 5)));
+}
+
 TEST(HostFunctions, Base64OfManyBytes_HasNoLineBreaks)
 {
     const std::string text = Base64(std::string(999, '\xFF'));

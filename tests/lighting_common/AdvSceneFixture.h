@@ -57,6 +57,8 @@ public:
     }
     unsigned StartSyncTimer() override
     {
+        if (const auto hook = onStart)
+            hook();
         m_record.Note("start timer " + std::to_string(++m_timers));
         return m_timers;
     }
@@ -70,6 +72,7 @@ public:
     bool noteQuestions = false;
     std::function<void(const NxMIBPacket&)> onSend;
     std::function<void()> onConflict;
+    std::function<void()> onStart;
     std::function<void()> onForce;
     std::function<void()> onMode;
 

@@ -2,6 +2,8 @@
 
 #include "AdvSceneFixture.h"
 
+#include <stdexcept>
+
 namespace
 {
 using namespace scene_test;
@@ -421,6 +423,72 @@ TEST_F(AdvSceneSync, ElementBehindALostTrap_IsSentAgain)
     Forget();
     TimerExpires();
     EXPECT_THAT(Happened(), ElementsAre(Sad("0005", "01")));
+}
+
+// --- an owner that fails -------------------------------------------------------------------------
+
+const auto THROW = []
+{
+    throw std::runtime_error("the owner fails");
+};
+
+TEST_F(AdvSceneSync, SyncTimerThatCannotBeStarted_HoldsBackNoPush)
+{
+    GoOnline();
+    m_owner.onStart = THROW;
+    EXPECT_THROW(HasElement("0000", "0005"), std::runtime_error);
+    m_owner.onStart = nullptr;
+    Forget();
+    Push(6, {2});
+    EXPECT_THAT(Happened(), ElementsAre(Sad("0006", "02")));
+}
+
+TEST_F(AdvSceneSync, PushedStepThatCannotBeSent_IsSentByTheNextSynchronisation)
+{
+    Push(5, {1});
+    Acknowledge("00000005");
+    m_owner.onSend = [](const NxMIBPacket&)
+    {
+        THROW();
+    };
+    EXPECT_THROW(Push(5, {2}), std::runtime_error);
+    m_owner.onSend = nullptr;
+    Forget();
+    GoOnline();
+    TimerExpires();
+    EXPECT_THAT(Happened(), ElementsAre(Sad("0005", "02")));
+}
+
+TEST_F(AdvSceneSync, SceneWhoseRemovalCannotBeSent_CanBeRemovedAgain)
+{
+    Push(5, {1});
+    m_owner.onSend = [](const NxMIBPacket&)
+    {
+        THROW();
+    };
+    EXPECT_THROW(Remove("5"), std::runtime_error);
+    m_owner.onSend = nullptr;
+    Forget();
+    Remove("5");
+    EXPECT_THAT(Happened(), ElementsAre(Srm("0005")));
+    EXPECT_FALSE(Holds(5));
+}
+
+TEST_F(AdvSceneSync, ConflictInsideAConflict_LeavesTheOuterGuardShut)
+{
+    Push(5, {1}, {{"FROM_GROUP", "true"}});
+    Push(6, {1}, {{"FROM_GROUP", "true"}});
+    Forget();
+    m_owner.onConflict = [this]
+    {
+        m_owner.onConflict = nullptr;
+        Push(6, {2});
+        Remove("5");
+    };
+    Push(5, {2});
+    EXPECT_THAT(Happened(), ElementsAre("conflict 5 already part of scene in a load group.",
+                                        "conflict 6 already part of scene in a load group."));
+    EXPECT_TRUE(Holds(5));
 }
 
 TEST_F(AdvSceneSync, OneCompleteExchange)

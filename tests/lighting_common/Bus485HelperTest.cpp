@@ -6,6 +6,7 @@
 
 #include <memory>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -669,6 +670,99 @@ TEST_F(Bus485HelperTest, UnreadableBack_IsReportedAndNotFolded)
     EXPECT_EQ(helper->getQueuedCount(), 3u);
     Answered();
     EXPECT_THAT(unreliable.TakeSent(), ElementsAre(Message(1), Message(0x1280)));
+    helper.reset();
+}
+
+// --- Owners that fail ---
+
+namespace
+{
+// Notes the order in which messages are made, written and read; those that are written throw when
+// told to.
+class OrderOwner : public bus_test::RecordingBusOwner
+{
+public:
+    struct Message : embedded_host::CmdMessage
+    {
+        explicit Message(OrderOwner& made) : CmdMessage("485_BUS_MESSAGE"), owner(made) {}
+        std::string ToXml() const override
+        {
+            owner.order.push_back("ToXml");
+            if (owner.cannotWrite)
+                throw std::runtime_error("cannot be written");
+            return CmdMessage::ToXml();
+        }
+        bool FromXml(const boost::shared_ptr<nx::XmlNode>& command) override
+        {
+            owner.order.push_back("FromXml");
+            return CmdMessage::FromXml(command);
+        }
+        int GetParamInt(const std::string& name) const override
+        {
+            owner.order.push_back("GetParamInt");
+            return CmdMessage::GetParamInt(name);
+        }
+        OrderOwner& owner;
+    };
+
+    boost::shared_ptr<ICmdMessage> CreateMessage() override
+    {
+        order.push_back("CreateMessage");
+        if (cannotCreate)
+            throw std::runtime_error("no message");
+        return boost::make_shared<Message>(*this);
+    }
+
+    std::vector<std::string> order;
+    bool cannotWrite = false;
+    bool cannotCreate = false;
+};
+} // namespace
+
+TEST_F(Bus485HelperTest, NewMessage_IsWrittenBeforeTheBackIsRead)
+{
+    OrderOwner ordered;
+    helper->setOwner(&ordered);
+    Online();
+    Queue(1);
+    Queue(0x1280);
+    ordered.order.clear();
+    Queue(0x1280);
+    EXPECT_THAT(ordered.order,
+                ElementsAre("CreateMessage", "ToXml", "CreateMessage", "FromXml", "GetParamInt"));
+    ordered.TakeSent();
+    helper.reset();
+}
+
+TEST_F(Bus485HelperTest, MessageThatCannotBeWritten_LosesNothingThatWaits)
+{
+    OrderOwner ordered;
+    helper->setOwner(&ordered);
+    Online();
+    Queue(1);
+    Queue(0x1280, {1});
+    ordered.cannotWrite = true;
+    EXPECT_THROW(Queue(0x1280, {2}), std::runtime_error);
+    EXPECT_EQ(helper->getQueuedCount(), 2u);
+    ordered.cannotWrite = false;
+    Answered();
+    EXPECT_THAT(ordered.TakeSent(), ElementsAre(Message(1), Message(0x1280, "AQ==")));
+    helper.reset();
+}
+
+TEST_F(Bus485HelperTest, OwnerThatThrowsAtARetry_IsAskedAgain)
+{
+    OrderOwner ordered;
+    helper->setOwner(&ordered);
+    Online();
+    Queue(1);
+    ordered.cannotCreate = true;
+    EXPECT_THROW(timers.Expire(), std::runtime_error);
+    EXPECT_EQ(helper->getState(), State::InTransit);
+    EXPECT_EQ(timers.All().size(), 1u);
+    ordered.cannotCreate = false;
+    EXPECT_TRUE(timers.Expire());
+    EXPECT_THAT(ordered.TakeSent(), ElementsAre(Message(1), Message(1)));
     helper.reset();
 }
 

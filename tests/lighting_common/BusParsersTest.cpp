@@ -150,7 +150,12 @@ TEST(FirmwareVersion, Fwv_TooShortIsRefusedAndKeepsTheRecord)
     EXPECT_EQ(AfterFwv(HELD, {}), "refused 9.8.7.held");
     EXPECT_EQ(AfterFwv(HELD, {3}), "refused 9.8.7.held");
     EXPECT_EQ(AfterFwv(HELD, {3, 1}), "refused 9.8.7.held");
-    EXPECT_EQ(AfterFwv(HELD, {255, 0}), "refused 9.8.7.held");
+    EXPECT_EQ(AfterFwv(HELD, {255}), "refused 9.8.7.held");
+}
+
+TEST(FirmwareVersion, Fwv_EmptyTextIsNoVersion)
+{
+    EXPECT_EQ(AfterFwv(HELD, {255, 0}), "0.0.0");
 }
 
 TEST(FirmwareVersion, Fwv_TextWithoutItsZeroIsRefused)

@@ -2,6 +2,9 @@
 
 #include "tests/lighting_common/RecordingButtonOwner.h"
 
+#include <stdexcept>
+#include <utility>
+
 #include <climits>
 
 using button_test::Lines;
@@ -353,6 +356,94 @@ TEST_F(ContactButtonTest, RemoteClickInOtherBehaviors_LeavesNoReportPending)
     contact.DoClick();
     EXPECT_EQ(contact.GetCurState(), 0);
     EXPECT_EQ(owner.Take(), Lines({"set nx.dmx.btn 7 1 4"}));
+}
+
+namespace
+{
+// Throws once in one of its operations.
+class ThrowingOwner : public RecordingButtonOwner
+{
+public:
+    void SendButtonBoundCall(unsigned binding, const std::string& cmd) override
+    {
+        ThrowIf(inCalls);
+        RecordingButtonOwner::SendButtonBoundCall(binding, cmd);
+    }
+    void InvokeMIBForButton(std::string mib, int a, int b) override
+    {
+        ThrowIf(inRequests);
+        RecordingButtonOwner::InvokeMIBForButton(mib, a, b);
+    }
+    bool inCalls = false;
+    bool inRequests = false;
+
+private:
+    static void ThrowIf(bool& throws)
+    {
+        if (std::exchange(throws, false))
+            throw std::runtime_error("the owner fails");
+    }
+};
+
+class FailingContactTest : public testing::Test
+{
+protected:
+    // A contact that only knows clicks, with an LED that follows it, or one with pushes.
+    void With(int behavior)
+    {
+        contact.SetBehavior(behavior, false);
+        contact.SetLEDBehavior(1, false);
+        contact.SetControlBoundFlag(true);
+        owner.Take();
+    }
+    ~FailingContactTest() override { owner.Take(); }
+
+    ThrowingOwner owner;
+    ContactButton contact{0, 1, owner, nullptr};
+};
+} // namespace
+
+TEST_F(FailingContactTest, ClickThatCannotBeTold_MovesTheContactAllTheSame)
+{
+    With(4);
+    owner.inCalls = true;
+    EXPECT_THROW(contact.DoClick(), std::runtime_error);
+    EXPECT_EQ(contact.GetCurState(), 1);
+    contact.DoClick();
+    EXPECT_EQ(contact.GetCurState(), 0);
+}
+
+TEST_F(FailingContactTest, PushAndReleaseThatCannotBeTold_MoveTheState)
+{
+    With(2);
+    owner.inCalls = true;
+    EXPECT_THROW(contact.DoPush(), std::runtime_error);
+    EXPECT_EQ(contact.GetCurState(), 1);
+    owner.inCalls = true;
+    EXPECT_THROW(contact.DoRelease(), std::runtime_error);
+    EXPECT_EQ(contact.GetCurState(), 0);
+}
+
+TEST_F(FailingContactTest, RemoteClickThatNeverLeft_AwaitsNoReport)
+{
+    With(4);
+    owner.inRequests = true;
+    EXPECT_THROW(contact.RemoteClick(), std::runtime_error);
+    EXPECT_EQ(contact.GetCurState(), 0);
+    contact.DoClick();
+    EXPECT_EQ(contact.GetCurState(), 1);
+}
+
+TEST_F(FailingContactTest, RemoteClickThatLeftAndCannotBeTold_AwaitsItsReport)
+{
+    With(4);
+    owner.inCalls = true;
+    EXPECT_THROW(contact.RemoteClick(), std::runtime_error);
+    EXPECT_EQ(contact.GetCurState(), 1);
+    contact.DoClick();
+    EXPECT_EQ(contact.GetCurState(), 1);
+    contact.DoClick();
+    EXPECT_EQ(contact.GetCurState(), 0);
 }
 
 TEST_F(ContactButtonTest, HoldTimerExpiry_ReleasesAndMovesTheStateAlong)

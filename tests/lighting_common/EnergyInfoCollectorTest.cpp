@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <set>
+#include <stdexcept>
 
 using energy_test::Added;
 using energy_test::Asserted;
@@ -35,17 +36,34 @@ class RecordingOwner : public IEnergyOwner
 public:
     explicit RecordingOwner(Record& record) : m_record(record) {}
 
-    bool IsLoadOn() override { return on; }
-    bool IsEnergyReady() override { return ready; }
+    bool IsLoadOn() override
+    {
+        ThrowIn("IsLoadOn");
+        return on;
+    }
+    bool IsEnergyReady() override
+    {
+        ThrowIn("IsEnergyReady");
+        return ready;
+    }
     void EnergyValueToUI(const std::string& name, int value) override
     {
+        ThrowIn("EnergyValueToUI");
         m_record.Note(Ui(name, value));
     }
 
     bool on = false;
     bool ready = true;
+    // The operation that throws, if any.
+    std::string throwsIn;
 
 private:
+    void ThrowIn(const std::string& operation) const
+    {
+        if (throwsIn == operation)
+            throw std::runtime_error(operation);
+    }
+
     Record& m_record;
 };
 
@@ -305,6 +323,26 @@ TEST_F(EnergyInfoCollectorTest, FiredTimerAgain_CountsNothing)
     EXPECT_THAT(MinutePasses(), ElementsAre(Set(4568, 1)));
     m_collector->OnTimerExpired(fired, 0);
     EXPECT_THAT(Happened(), ElementsAre(Started(60, 2)));
+}
+
+TEST_F(EnergyInfoCollectorTest, OwnerThatThrows_CostsNoLaterMinute)
+{
+    Start();
+    m_owner.on = true;
+    m_collector->SetAutoUpdateEnergy(true);
+    m_collector->newCurrentPower(60);
+    Happened();
+    for (const char* operation : {"IsEnergyReady", "IsLoadOn", "EnergyValueToUI"})
+    {
+        m_owner.throwsIn = operation;
+        m_host->PassSeconds(60);
+        EXPECT_THROW(m_collector->OnTimerExpired(m_timers.Last(), 0), std::runtime_error);
+        EXPECT_THAT(Happened(), testing::Contains(Started(60, 2))) << operation;
+        m_owner.throwsIn.clear();
+        const int before = m_collector->GetMinutesOn();
+        MinutePasses();
+        EXPECT_EQ(m_collector->GetMinutesOn(), before + 1) << operation;
+    }
 }
 
 TEST_F(EnergyInfoCollectorTest, MinutesAtTheLargestNumber_Stay)

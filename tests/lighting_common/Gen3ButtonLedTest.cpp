@@ -311,6 +311,17 @@ TEST_F(Gen3ButtonLedTest, Reset_DarkensNoMoreLedsThanAnOctetCanNumber)
     }
 }
 
+TEST_F(Gen3ButtonLedTest, ResetOfMoreSlotsThanAKeypadCanNumber_IsTold)
+{
+    Given("4", "257", "2", "Hall");
+    button->ResetButton();
+    EXPECT_THAT(Seen(), testing::Contains("WARN Button: Hall claims 257 slots, more than a keypad "
+                                          "can number; only the first 256 are reset"));
+    Given("4", "256", "2", "Hall");
+    button->ResetButton();
+    EXPECT_THAT(Seen(), testing::Not(testing::Contains(testing::HasSubstr("WARN"))));
+}
+
 TEST_F(Gen3ButtonLedTest, Reset_WithoutSlotsOnlyTakesTheBehavioursOff)
 {
     Given("4", "0", "2");

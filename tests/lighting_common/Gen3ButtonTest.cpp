@@ -3,8 +3,11 @@
 #include "tests/lighting_common/Gen3Doubles.h"
 #include "tests/support/LogSwitchedOff.h"
 
+#include <functional>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <boost/shared_ptr.hpp>
 
@@ -400,6 +403,18 @@ TEST_F(Gen3ButtonTest, SettingsWithTheLogSwitchedOff_AreTakenAlike)
     EXPECT_THAT(Seen(), ElementsAre("led 3 3 0000cc"));
 }
 
+TEST_F(Gen3ButtonTest, RecordsOfSettings_NameTheOperation)
+{
+    host.ExpectSource("lighting_common/Gen3Button",
+                      "void Gen3Button::applySettings(const ICmdMessage&)");
+    Given("3", "1", "1");
+    Settings({{"ON_COLOR", "00ff00"}});
+    EXPECT_THAT(Seen(), testing::Contains(testing::HasSubstr("WARN Button: Kitchen state is ")));
+    Settings({{"STATE", "1"}});
+    Settings({{"OFF_COLOR", "00ff00"}});
+    EXPECT_THAT(Seen(), testing::Contains(testing::HasSubstr("TRACE Button: Kitchen state did")));
+}
+
 TEST_F(Gen3ButtonTest, CurrentColour_IsForced)
 {
     Given("3", "1", "1");
@@ -505,6 +520,70 @@ TEST_F(Gen3ButtonTest, ReleaseAndClick_WithoutATimerOrLedOnlyReport)
     EXPECT_THAT(Seen(), ElementsAre("event 3 0", "event 3 2"));
 }
 
+namespace
+{
+// Does something with the button inside KillButtonTimer.
+class OwnerThatComesBack : public gen3_test::RecordingOwner
+{
+public:
+    using RecordingOwner::RecordingOwner;
+    void KillButtonTimer(ID::Timer timer) override
+    {
+        RecordingOwner::KillButtonTimer(timer);
+        if (onKill)
+            onKill();
+    }
+    std::function<void()> onKill;
+};
+} // namespace
+
+TEST_F(Gen3ButtonTest, OwnerThatReleasesInsideKillTimer_IsNotAskedForEver)
+{
+    OwnerThatComesBack comesBack(record);
+    Gen3Button held(comesBack, char{3});
+    held.DoPush();
+    record.Forget();
+    comesBack.onKill = [&held]
+    {
+        held.DoRelease();
+    };
+    held.DoClick();
+    EXPECT_THAT(Seen(), ElementsAre("kill timer 1", "event 3 0", "event 3 2"));
+    EXPECT_EQ(held.GetHoldTimer(), 0u);
+}
+
+TEST_F(Gen3ButtonTest, TimerStartedInsideKillTimer_KeepsRunning)
+{
+    OwnerThatComesBack comesBack(record);
+    Gen3Button held(comesBack, char{3});
+    held.DoPush();
+    comesBack.onKill = [&]
+    {
+        std::exchange(comesBack.onKill, nullptr), held.OnHoldReceived();
+    };
+    held.KillHoldTimer();
+    EXPECT_EQ(held.GetHoldTimer(), 2u);
+    record.Forget();
+    held.DoRelease();
+    EXPECT_THAT(Seen(), ElementsAre("kill timer 2", "event 3 0"));
+}
+
+TEST_F(Gen3ButtonTest, OwnerThatThrowsInsideKillTimer_IsAskedAgain)
+{
+    OwnerThatComesBack comesBack(record);
+    Gen3Button held(comesBack, char{3});
+    held.DoPush();
+    comesBack.onKill = []
+    {
+        throw std::runtime_error("kill");
+    };
+    EXPECT_THROW(held.DoRelease(), std::runtime_error);
+    comesBack.onKill = nullptr;
+    record.Forget();
+    held.DoRelease();
+    EXPECT_THAT(Seen(), ElementsAre("kill timer 1", "event 3 0"));
+}
+
 TEST_F(Gen3ButtonTest, HoldReport_RestartsTheTimerOnly)
 {
     Given("3", "1", "2");
@@ -587,6 +666,18 @@ TEST_F(Gen3ButtonTest, RemoteClick_ActsReportsCountsAndShowsTheOffColour)
     EXPECT_THAT(Seen(),
                 ElementsAre("action 3 2 3", "event 3 2", "remote click 3 1", "led 3 5 000000",
                             "notify text 3 KEYPAD_BUTTON_INFO CURRENT_COLOR 000000"));
+}
+
+TEST_F(Gen3ButtonTest, RemoteReleaseAndClick_ShowTheOffColourAgain)
+{
+    Given("3", "1", "2");
+    const std::string shown = "notify text 3 KEYPAD_BUTTON_INFO CURRENT_COLOR 000000";
+    ASSERT_EQ(button->GetCurColor(), "000000");
+    button->RemoteRelease();
+    EXPECT_THAT(Seen(), ElementsAre("action 3 0 3", "event 3 0", "led 3 5 000000", shown));
+    button->RemoteClick();
+    EXPECT_THAT(Seen(), ElementsAre("action 3 2 3", "event 3 2", "remote click 3 1",
+                                    "led 3 5 000000", shown));
 }
 
 TEST_F(Gen3ButtonTest, RemoteClick_OtherLedBehavioursKeepTheColour)

@@ -6,6 +6,7 @@
 
 #include <limits>
 #include <memory>
+#include <stdexcept>
 
 using energy_test::Added;
 using energy_test::Asserted;
@@ -36,11 +37,15 @@ public:
     bool IsEnergyReady() override { return ready; }
     void EnergyValueToUI(const std::string& name, int value) override
     {
+        if (name == throwsAt)
+            throw std::runtime_error(name);
         m_record.Note(Ui(name, value));
     }
 
     bool on = false;
     bool ready = true;
+    // The value that throws, if any.
+    std::string throwsAt;
 
 private:
     Record& m_record;
@@ -202,6 +207,20 @@ TEST_F(NxBaseEnergyDeviceTest, TwelveTicksOn_AreTwoMinutes)
     Start();
     EXPECT_EQ(TicksOn(12).size(), 8U);
     EXPECT_EQ(State(), StateXml(2, 2, 0, 0, 0));
+}
+
+TEST_F(NxBaseEnergyDeviceTest, UserInterfaceThatThrows_CostsTodayNoTick)
+{
+    Start();
+    TicksOn(5);
+    m_device->throwsAt = "MINUTES_ON";
+    EXPECT_THROW(TicksOn(1), std::runtime_error);
+    m_device->throwsAt.clear();
+    EXPECT_EQ(m_device->GetMinutesOn(), 1);
+    EXPECT_EQ(m_device->GetMinutesOnToday(), 1);
+    TicksOn(6);
+    EXPECT_EQ(m_device->GetMinutesOnToday(), 2);
+    Happened();
 }
 
 TEST_F(NxBaseEnergyDeviceTest, SixTicksOff_AreAMinuteOff)

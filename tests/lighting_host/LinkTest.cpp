@@ -1,7 +1,7 @@
 // The link between a driver and its device: what is lost, late or comes twice, and in what order;
 // and what becomes of drivers that are restarted behind their devices' backs.
 
-#include "lighting_host/AttachedDevice.h"
+#include "device_wire/AttachedDevice.h"
 #include "lighting_host/house/Session.h"
 #include "tests/lighting_host/HouseFolder.h"
 
@@ -18,22 +18,22 @@ namespace
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// Gives each message the next fate of a list, and after that none.
-class ScriptedLink : public Link
+// Gives each message the next delivery of a list, and after that none.
+class ScriptedLink : public device_wire::Link
 {
 public:
-    Fate Next() override
+    Delivery ForNextMessage() override
     {
-        Fate fate;
-        if (!fates.empty())
+        Delivery delivery;
+        if (!deliveries.empty())
         {
-            fate = fates.front();
-            fates.pop_front();
+            delivery = deliveries.front();
+            deliveries.pop_front();
         }
-        return fate;
+        return delivery;
     }
 
-    std::deque<Fate> fates;
+    std::deque<Delivery> deliveries;
 };
 
 // Notes the events of the house, as "event@ms".
@@ -70,7 +70,7 @@ protected:
         return options;
     }
 
-    AttachedDevice& Device() { return *session.Devices()[0]; }
+    device_wire::AttachedDevice& Device() { return *session.Devices()[0]; }
     void Push() { Device().Send(wire::MibMessage{wire::MibMessage::Trap, "nx.dmx.bp", {"07"}}); }
     void Release() { Device().Send(wire::MibMessage{wire::MibMessage::Trap, "nx.dmx.he", {"07"}}); }
 
@@ -82,7 +82,7 @@ protected:
 
 TEST_F(LinkTest, MessageThatIsLost_DoesNotArrive)
 {
-    link.fates = {{true}};
+    link.deliveries = {{true}};
     Push();
     session.House().Advance(5000);
     EXPECT_THAT(events.seen, IsEmpty());
@@ -90,7 +90,7 @@ TEST_F(LinkTest, MessageThatIsLost_DoesNotArrive)
 
 TEST_F(LinkTest, LateMessage_IsOvertaken)
 {
-    link.fates = {{false, false, 300}};
+    link.deliveries = {{false, false, 300}};
     Push();
     Release();
     session.House().Advance(400);
@@ -99,7 +99,7 @@ TEST_F(LinkTest, LateMessage_IsOvertaken)
 
 TEST_F(LinkTest, LateMessageWhereTheOrderIsKept_HoldsUpThoseBehindIt)
 {
-    link.fates = {{false, true, 300}, {false, true, 0}};
+    link.deliveries = {{false, true, 300}, {false, true, 0}};
     Push();
     Release();
     session.House().Advance(300);
@@ -108,7 +108,7 @@ TEST_F(LinkTest, LateMessageWhereTheOrderIsKept_HoldsUpThoseBehindIt)
 
 TEST_F(LinkTest, MessageThatComesTwice_ArrivesTwice)
 {
-    link.fates = {{false, false, 0, true, 200}};
+    link.deliveries = {{false, false, 0, true, 200}};
     Release();
     session.House().Advance(200);
     EXPECT_THAT(events.seen, ElementsAre("6000@1000", "6000@1200"));

@@ -83,6 +83,14 @@ class CheckLayers(unittest.TestCase):
         self.refused("drivers/puck/A.cpp", '#include "lighting_common/Diagnostics.h"\n',
                      "internal")
 
+    def test_wire_between_both_including_drivers_is_refused(self):
+        self.refused("device_wire/A.cpp", '#include "drivers/puck/PuckDriver.h"\n',
+                     "device_wire may not know drivers")
+
+    def test_json_on_the_wire_is_refused(self):
+        self.refused("device_wire/A.cpp", "#include <nlohmann/json.hpp>\n",
+                     "device_wire may not use nlohmann")
+
     def test_library_including_interfaces_and_boost_is_taken(self):
         self.taken("lighting_common/A.cpp",
                    '#include "nxshared/Ids.h"\n#include <boost/bind.hpp>\n#include <string>\n')

@@ -199,7 +199,7 @@ TEST_F(WiredDimmerTest, PowerFailure_EndsWhatIsUnderWayAndKeepsTheTables)
     Store("0001", "01");
     Request("nx.als.gad", {"0001", "00"});
     Request("nx.als.sga", {"00fa"});
-    m_dimmer.PlayScene(1);
+    m_dimmer.RecallScene(1);
     m_dimmer.OnPowerOn();
     m_world.Advance(10000);
     EXPECT_EQ(Next(), "nothing");
@@ -216,7 +216,7 @@ TEST_F(WiredDimmerTest, Scene_WaitsRampsAndReportsItsEnd)
     Store("0005", "64", "08", "000001f4", "000003e8"); // after 500 ms, 1000 ms to 100
     Store("1005", "0a", "08", "00000000", "00000064"); // 100 ms to 10
     Settle();
-    m_dimmer.PlayScene(5);
+    m_dimmer.RecallScene(5);
     m_world.Advance(500);
     EXPECT_EQ(m_dimmer.Level(), 0);
     m_world.Advance(500);
@@ -232,11 +232,28 @@ TEST_F(WiredDimmerTest, Scene_WaitsRampsAndReportsItsEnd)
     EXPECT_FALSE(m_dimmer.IsPlaying());
 }
 
+TEST_F(WiredDimmerTest, PresentLevel_IsTheLoadsAndNeverMoreThanFull)
+{
+    Store("0005", "32", "0c");
+    Store("0006", "ff", "0c");
+    Settle();
+    EXPECT_EQ(m_dimmer.PresentLevel().full, 100u);
+    EXPECT_EQ(m_dimmer.PresentLevel().level, 0u);
+    m_dimmer.RecallScene(5);
+    m_world.Advance(1);
+    EXPECT_EQ(m_dimmer.PresentLevel().level, 50u);
+    m_dimmer.RecallScene(6);
+    m_world.Advance(1);
+    EXPECT_EQ(m_dimmer.PresentLevel().level, 100u);
+    EXPECT_EQ(m_dimmer.Level(), 255);
+    Settle();
+}
+
 TEST_F(WiredDimmerTest, StepThatIgnoresItsRamp_JumpsToItsLevel)
 {
     Store("0005", "64", "0c", "00000000", "000003e8");
     Settle();
-    m_dimmer.PlayScene(5);
+    m_dimmer.RecallScene(5);
     m_world.Advance(1);
     EXPECT_EQ(m_dimmer.Level(), 100);
     EXPECT_EQ(Next(), "1 nx.als.sac 0005");
@@ -247,7 +264,7 @@ TEST_F(WiredDimmerTest, FlashingScene_GoesRoundUntilItIsStopped)
     Store("0005", "64", "08", "00000000", "00000000");
     Store("1005", "00", "0a", "0000000a", "00000000");
     Settle();
-    m_dimmer.PlayScene(5);
+    m_dimmer.RecallScene(5);
     for (int round = 0; round < 3; ++round)
     {
         m_world.Advance(1);
@@ -265,8 +282,8 @@ TEST_F(WiredDimmerTest, SceneNotStored_IsNotPlayed)
 {
     Store("1005", "64");
     Settle();
-    for (const unsigned scene : {5u, 6u, 0x1005u, 0xfffffu})
-        m_dimmer.PlayScene(scene);
+    for (const int scene : {5, 6, 0x1005, 0xffff})
+        m_dimmer.RecallScene(static_cast<std::uint16_t>(scene));
     EXPECT_FALSE(m_dimmer.IsPlaying());
 }
 
@@ -275,9 +292,9 @@ TEST_F(WiredDimmerTest, SecondScene_EndsTheFirst)
     Store("0005", "64");
     Store("0006", "0a");
     Settle();
-    m_dimmer.PlayScene(5);
+    m_dimmer.RecallScene(5);
     m_world.Advance(500);
-    m_dimmer.PlayScene(6);
+    m_dimmer.RecallScene(6);
     m_world.Advance(5000);
     EXPECT_EQ(m_dimmer.Level(), 10);
     EXPECT_EQ(Next(), "1 nx.als.sac 0006");
@@ -287,7 +304,7 @@ TEST_F(WiredDimmerTest, RemovingAllWhileItPlays_StopsTheLoadWhereItIs)
 {
     Store("0005", "64");
     Settle();
-    m_dimmer.PlayScene(5);
+    m_dimmer.RecallScene(5);
     m_world.Advance(500);
     Request("nx.als.sra");
     m_world.Advance(5000);
@@ -412,10 +429,10 @@ TEST_F(WiredDimmerTest, GroupRamp_MovesOnlyMembers)
 {
     Request("nx.als.gad", {"0005", "00"});
     Settle();
-    m_dimmer.RampOfGroup(6, 40, 1000);
+    m_dimmer.GroupRampToLevel(6, 40, 1000);
     m_world.Advance(1000);
     EXPECT_EQ(m_dimmer.Level(), 0);
-    m_dimmer.RampOfGroup(5, 40, 1000);
+    m_dimmer.GroupRampToLevel(5, 40, 1000);
     m_world.Advance(500);
     EXPECT_EQ(m_dimmer.Level(), 20);
     m_world.Advance(500);
@@ -426,14 +443,14 @@ TEST_F(WiredDimmerTest, GroupRampThatIsStopped_StaysWhereItIs)
 {
     Request("nx.als.gad", {"0005", "00"});
     Settle();
-    m_dimmer.StartRampOfGroup(5, true);
+    m_dimmer.GroupStartRamp(5, true);
     m_world.Advance(WiredDimmer::RAMP_MS / 4);
-    m_dimmer.StopRampOfGroup(6);
+    m_dimmer.GroupStopRamp(6);
     m_world.Advance(WiredDimmer::RAMP_MS / 4);
-    m_dimmer.StopRampOfGroup(5);
+    m_dimmer.GroupStopRamp(5);
     m_world.Advance(WiredDimmer::RAMP_MS);
     EXPECT_EQ(m_dimmer.Level(), 50);
-    m_dimmer.StartRampOfGroup(5, false);
+    m_dimmer.GroupStartRamp(5, false);
     m_world.Advance(WiredDimmer::RAMP_MS);
     EXPECT_EQ(m_dimmer.Level(), 0);
 }

@@ -225,6 +225,23 @@ TEST_F(ZigbeeLightTest, StoreAndRecall_KeepAndShowTheLamp)
     EXPECT_EQ(Ask(SCENES, "010305050002"), "18030b058b");
 }
 
+TEST_F(ZigbeeLightTest, SceneRecalledForAllLoads_IsNumberZeroOfItsGroup)
+{
+    LightScene scene = Scene(0x0105, 0);
+    scene.onOff = std::uint8_t{1};
+    scene.level = std::uint8_t{127};
+    light.Tables().groups.push_back(0x0105);
+    light.Tables().scenes.push_back(scene);
+    EXPECT_EQ(light.PresentLevel().level, 0u);
+    light.RecallScene(0x0105);
+    world.Advance(ANSWER_MS);
+    EXPECT_EQ(light.PresentLevel().level, 127u);
+    EXPECT_EQ(light.PresentLevel().full, 254u);
+    EXPECT_EQ(world.ZclWaiting(), 0u);
+    light.Tables().on = false;
+    EXPECT_EQ(light.PresentLevel().level, 0u);
+}
+
 TEST_F(ZigbeeLightTest, RecallOfALevelAlone_LeavesADarkLampDark)
 {
     light.Tables().groups = {5};

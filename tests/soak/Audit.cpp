@@ -1,12 +1,12 @@
 #include "tests/soak/Audit.h"
 
+#include "device_wire/AttachedDevice.h"
 #include "drivers/gen3_keypad/Gen3KeypadDriver.h"
 #include "drivers/puck/PuckDriver.h"
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 #include "drivers/zigbee_light/ZigbeeLightDriver.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
-#include "lighting_host/AttachedDevice.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Life.h"
 #include "simulated_devices/KeypadOnBus.h"
@@ -25,6 +25,7 @@
 namespace soak
 {
 using namespace lighting_host;
+using device_wire::AttachedDevice;
 
 namespace
 {

@@ -7,9 +7,12 @@
 #include <string>
 #include <vector>
 
-namespace lighting_host
+namespace device_wire
 {
 class AttachedDevice;
+}
+namespace lighting_host
+{
 class Life;
 class Session;
 } // namespace lighting_host
@@ -80,11 +83,11 @@ private:
         std::uint64_t missed = 0;
     };
 
-    void CheckDimmer(lighting_host::AttachedDevice& device);
-    void CheckLight(lighting_host::AttachedDevice& device);
-    void CheckKeypad(lighting_host::AttachedDevice& device);
-    void CheckPuck(lighting_host::AttachedDevice& device);
-    void CheckPlug(lighting_host::AttachedDevice& device);
+    void CheckDimmer(device_wire::AttachedDevice& device);
+    void CheckLight(device_wire::AttachedDevice& device);
+    void CheckKeypad(device_wire::AttachedDevice& device);
+    void CheckPuck(device_wire::AttachedDevice& device);
+    void CheckPlug(device_wire::AttachedDevice& device);
     void CheckLamps();
     std::uint64_t TotalOf(const nx::DriverHost& driver) const;
 

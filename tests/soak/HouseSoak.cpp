@@ -6,7 +6,7 @@
 // What goes to standard output repeats with the seed, byte for byte; progress and memory go to
 // standard error. Ends with 0 when all agrees and memory has not grown, else with 1.
 
-#include "lighting_host/AttachedDevice.h"
+#include "device_wire/AttachedDevice.h"
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/simulation/Life.h"

@@ -3,7 +3,6 @@
 #include "lighting_host/types/Adapters.h"
 #include "lighting_host/types/DriverAdapter.h"
 #include "nxshared/XmlNode.h"
-#include "wire/BusFrame.h"
 
 #include <fmt/format.h>
 
@@ -231,11 +230,6 @@ public:
             return true;
         }
         return false;
-    }
-
-    void OnBusFrame(const wire::BusFrame& frame) override
-    {
-        OnBusMessage(frame.opcode, frame.payload.data(), frame.payload.size());
     }
 
     std::vector<std::pair<std::string, std::string>> Summary() const override

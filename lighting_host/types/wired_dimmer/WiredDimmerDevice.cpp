@@ -30,9 +30,9 @@ void PlanAct(const nx::XmlNode& node, WiredDimmer& dimmer, simulated::DeviceEnvi
     const std::string what = act.Word("do", "play");
     if (what == "play")
     {
-        const unsigned scene = act.RequireNumber("scene", 0, HIGHEST_SCENE);
+        const auto scene = static_cast<std::uint16_t>(act.RequireNumber("scene", 0, HIGHEST_SCENE));
         act.Finish();
-        time.Plan(world, [&dimmer, scene] { dimmer.PlayScene(scene); });
+        time.Plan(world, [&dimmer, scene] { dimmer.RecallScene(scene); });
         return;
     }
     act.Finish();

@@ -1,86 +1,72 @@
-#include "lighting_host/AttachedDevice.h"
+#include "device_wire/AttachedDevice.h"
 
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/House.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/types/DriverAdapter.h"
+#include "nxshared/Crypto.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/NxMIBPacket.h"
 
 #include <algorithm>
 
-namespace lighting_host
+namespace device_wire
 {
-std::vector<std::uint8_t> DecodeBase64(const std::string& text)
+AttachedDevice::AttachedDevice(nx::DriverHost& driver)
+    : HouseEnvironment(driver.GetHouse()), m_driver(driver)
 {
-    static const std::string digits =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    constexpr int BITS_A_DIGIT = 6;
-    constexpr int BITS_AN_OCTET = 8;
-    std::vector<std::uint8_t> octets;
-    unsigned bits = 0;
-    int count = 0;
-    for (char c : text)
-    {
-        const std::size_t value = digits.find(c);
-        if (value == std::string::npos)
-            break;
-        bits = bits << BITS_A_DIGIT | static_cast<unsigned>(value);
-        count += BITS_A_DIGIT;
-        if (count < BITS_AN_OCTET)
-            continue;
-        count -= BITS_AN_OCTET;
-        octets.push_back(static_cast<std::uint8_t>(bits >> count));
-    }
-    return octets;
 }
-
-AttachedDevice::AttachedDevice(nx::DriverHost& driver) : m_driver(driver) {}
 
 AttachedDevice::~AttachedDevice()
 {
-    for (const auto& scheduled : m_scheduled)
-        m_driver.GetHouse().KillDeviceTimer(scheduled.first);
+    if (m_device)
+        m_driver.Attach(nullptr);
 }
 
 void AttachedDevice::SetDevice(std::unique_ptr<simulated::SimulatedDevice> device)
 {
     m_device = std::move(device);
+    if (m_device)
+        m_driver.Attach(this);
+}
+
+Link::Delivery AttachedDevice::NextDelivery()
+{
+    return m_link ? m_link->ForNextMessage() : Link::Delivery();
 }
 
 // A message that nothing holds up arrives at once.
 template <class Message>
 void AttachedDevice::ToDriver(const Message& message)
 {
-    const Link::Fate fate = m_link ? m_link->Next() : Link::Fate();
-    if (fate.lost)
+    const Link::Delivery delivery = NextDelivery();
+    if (delivery.lost)
         return;
-    if (fate.inOrder || fate.twice || fate.delayMs > 0)
-        Carry(fate, m_lastAtDriverMs, [this, message] { Deliver(message); });
+    if (delivery.inOrder || delivery.twice || delivery.delayMs > 0)
+        Carry(delivery, m_lastAtDriverMs, [this, message] { Deliver(message); });
     else
         Deliver(message);
 }
 
 void AttachedDevice::ToDevice(std::function<void()> arrive)
 {
-    const Link::Fate fate = m_link ? m_link->Next() : Link::Fate();
-    if (!fate.lost)
-        Carry(fate, m_lastAtDeviceMs, std::move(arrive));
+    const Link::Delivery delivery = NextDelivery();
+    if (!delivery.lost)
+        Carry(delivery, m_lastAtDeviceMs, std::move(arrive));
 }
 
-void AttachedDevice::Carry(const Link::Fate& fate, std::uint64_t& lastArrivalMs,
+void AttachedDevice::Carry(const Link::Delivery& delivery, std::uint64_t& lastArrivalMs,
                            std::function<void()> arrive)
 {
-    std::uint64_t first = fate.delayMs;
-    std::uint64_t second = fate.secondMs;
-    if (fate.inOrder)
+    std::uint64_t first = delivery.delayMs;
+    std::uint64_t second = delivery.secondMs;
+    if (delivery.inOrder)
     {
         lastArrivalMs = std::max(lastArrivalMs, NowMs() + first);
         first = second = lastArrivalMs - NowMs();
     }
-    if (fate.twice)
+    if (delivery.twice)
         Schedule(first, arrive);
-    Schedule(fate.twice ? second : first, std::move(arrive));
+    Schedule(delivery.twice ? second : first, std::move(arrive));
 }
 
 void AttachedDevice::Send(const wire::MibMessage& message)
@@ -121,25 +107,7 @@ void AttachedDevice::Deliver(const wire::BusFrame& frame)
 {
     if (onBus)
         onBus(m_driver, frame);
-    auto* adapter = dynamic_cast<DriverAdapter*>(m_driver.Driver());
-    if (adapter)
-        m_driver.Enter([&] { adapter->OnBusFrame(frame); });
-}
-
-void AttachedDevice::Schedule(std::uint64_t delayMs, std::function<void()> callback)
-{
-    const unsigned timer = m_driver.GetHouse().AddDeviceTimer(delayMs, this);
-    m_scheduled.emplace(timer, std::move(callback));
-}
-
-std::uint64_t AttachedDevice::NowMs() const
-{
-    return static_cast<std::uint64_t>(m_driver.GetHouse().GetClock().NowMs());
-}
-
-int AttachedDevice::Random(int min, int max)
-{
-    return m_driver.GetHouse().GetRandom().Between(min, max);
+    m_driver.BusMessage(frame.opcode, frame.payload.data(), frame.payload.size());
 }
 
 void AttachedDevice::ReportPerson(const std::string& what)
@@ -184,14 +152,12 @@ void AttachedDevice::OnGatewaySent(const ICmdMessage& command)
     wire::BusFrame frame;
     frame.device = command.GetParamUInt(names::general::DEVICE_ID);
     frame.opcode = static_cast<std::uint16_t>(command.GetParamInt(names::general::OPCODE));
-    frame.payload = DecodeBase64(command.GetParamString(names::general::PAYLOAD));
+    if (!nx::crypto::base64Decode(command.GetParamString(names::general::PAYLOAD), frame.payload))
+    {
+        const std::string what = "the payload of a message for the gateway is no base64 text";
+        m_driver.Emit(embedded_host::DriverFault{what});
+        return;
+    }
     ToDevice([this, frame = std::move(frame)] { m_device->OnBus(frame); });
 }
-
-void AttachedDevice::OnTimerExpired(ID::Timer timer, time_t)
-{
-    auto node = m_scheduled.extract(timer);
-    if (!node.empty())
-        node.mapped()();
-}
-} // namespace lighting_host
+} // namespace device_wire

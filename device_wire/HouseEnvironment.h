@@ -1,0 +1,47 @@
+#pragma once
+
+#include "nxshared/ITimerManagerCallback.h"
+#include "simulated_devices/SimulatedDevice.h"
+
+#include <functional>
+#include <unordered_map>
+
+namespace embedded_host
+{
+class House;
+}
+
+namespace device_wire
+{
+// A house as simulated devices see it: its clock and its chance, in device timers of the house.
+// What is sent into it reaches nobody, and nobody is told of a person: for what stands between
+// several devices, as a line does. AttachedDevice is the one with a driver at the other end.
+//
+// Lives on the house's thread.
+class HouseEnvironment : public simulated::DeviceEnvironment, private ITimerManagerCallback
+{
+public:
+    // `house` must outlive this.
+    explicit HouseEnvironment(embedded_host::House& house);
+
+    // Forgets every callback that Schedule still has to make.
+    ~HouseEnvironment() override;
+    HouseEnvironment(const HouseEnvironment&) = delete;
+    HouseEnvironment& operator=(const HouseEnvironment&) = delete;
+
+    // DeviceEnvironment.
+    void Send(const wire::MibMessage& message) override;
+    void Send(const wire::ZclFrame& frame) override;
+    void Send(const wire::BusFrame& frame) override;
+    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override;
+    std::uint64_t NowMs() const override;
+    int Random(int min, int max) override;
+    void ReportPerson(const std::string& what) override;
+
+private:
+    void OnTimerExpired(ID::Timer timer, time_t time) override;
+
+    embedded_host::House& m_house;
+    std::unordered_map<unsigned, std::function<void()>> m_scheduled;
+};
+} // namespace device_wire
