@@ -41,7 +41,9 @@ Test ReadEvent(Fields& when)
 {
     if (when.Get("event").is_null())
         return [](const Output& output, const std::string&)
-        { return std::holds_alternative<EventFired>(output.effect); };
+        {
+            return std::holds_alternative<EventFired>(output.effect);
+        };
     const long long event = when.Integer("event", 0, UINT32_MAX);
     return [event](const Output& output, const std::string&)
     {
@@ -71,13 +73,19 @@ void RequireTrue(Fields& when, const char* name)
 Test ReadAssert(Fields& when)
 {
     RequireTrue(when, "assert");
-    return [](const Output& output, const std::string&) { return std::holds_alternative<AssertRecord>(output.effect); };
+    return [](const Output& output, const std::string&)
+    {
+        return std::holds_alternative<AssertRecord>(output.effect);
+    };
 }
 
 Test ReadFault(Fields& when)
 {
     RequireTrue(when, "fault");
-    return [](const Output& output, const std::string&) { return std::holds_alternative<DriverFault>(output.effect); };
+    return [](const Output& output, const std::string&)
+    {
+        return std::holds_alternative<DriverFault>(output.effect);
+    };
 }
 
 Test ReadPacket(Fields& when)
@@ -96,16 +104,25 @@ Test ReadPacket(Fields& when)
 // What a variable's value is held against.
 std::function<bool(const std::string&)> ReadValue(Fields& when)
 {
-    const auto number = [](const std::string& value) { return std::strtod(value.c_str(), nullptr); };
+    const auto number = [](const std::string& value)
+    {
+        return std::strtod(value.c_str(), nullptr);
+    };
     if (when.Has("above"))
         return [number, limit = when.Get("above").get<double>()](const std::string& value)
-        { return number(value) > limit; };
+        {
+            return number(value) > limit;
+        };
     if (when.Has("below"))
         return [number, limit = when.Get("below").get<double>()](const std::string& value)
-        { return number(value) < limit; };
+        {
+            return number(value) < limit;
+        };
     const Json& is = when.Get("is");
     return [text = is.is_string() ? is.get<std::string>() : is.dump()](const std::string& value)
-    { return value == text; };
+    {
+        return value == text;
+    };
 }
 
 Test ReadVariable(Fields& when)
@@ -117,8 +134,7 @@ Test ReadVariable(Fields& when)
     {
         const auto* variable = std::get_if<VariableChanged>(&output.effect);
         return variable && variable->change != Change::Remove &&
-               (name == wanted || std::to_string(variable->id) == wanted) &&
-               value(variable->value);
+               (name == wanted || std::to_string(variable->id) == wanted) && value(variable->value);
     };
 }
 
@@ -127,7 +143,10 @@ Test ReadText(Fields& when)
     const std::string text = when.Text("text");
     if (text.empty())
         throw InputError("\"text\" is empty");
-    return [text](const Output& output, const std::string&) { return TextOf(output).find(text) != std::string::npos; };
+    return [text](const Output& output, const std::string&)
+    {
+        return TextOf(output).find(text) != std::string::npos;
+    };
 }
 
 struct Kind

@@ -102,8 +102,7 @@ void CauseTracker::OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& fra
 
 void CauseTracker::OnBus(const nx::DriverHost& driver, const wire::BusFrame& frame)
 {
-    std::string line =
-        fmt::format("{{\"bus_frame\":{{\"opcode\":{},\"payload\":\"", frame.opcode);
+    std::string line = fmt::format("{{\"bus_frame\":{{\"opcode\":{},\"payload\":\"", frame.opcode);
     AppendHex(line, frame.payload);
     BeginDevice(driver, line + "\"}}");
 }

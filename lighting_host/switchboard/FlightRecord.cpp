@@ -68,7 +68,7 @@ RecordHead ReadHead(Fields& fields)
 RecordDigest ReadDigest(Fields& fields, std::int64_t timeMs)
 {
     return {timeMs, static_cast<std::uint64_t>(fields.Integer("outputs", 0, LATEST)),
-            fields.Text("digest")};
+            fields.Text("digest"), fields.TextOr("sums", std::string())};
 }
 
 void Drop(FlightRecord& record, Fields& fields)
@@ -77,7 +77,10 @@ void Drop(FlightRecord& record, Fields& fields)
     const std::int64_t toMs = dropped.Integer("to_ms", 0, LATEST);
     const long long inputs =
         dropped.Integer("inputs", 0, static_cast<long long>(record.inputs.size()));
+    const auto left = static_cast<std::size_t>(dropped.Integer("outputs", 0, LATEST));
     record.inputs.resize(record.inputs.size() - static_cast<std::size_t>(inputs));
+    if (record.outputs.size() > left)
+        record.outputs.resize(left);
     while (!record.digests.empty() && record.digests.back().timeMs > toMs)
         record.digests.pop_back();
     record.endMs = toMs;
@@ -98,6 +101,8 @@ void ReadLine(FlightRecord& record, const std::string& line)
         record.inputs.push_back({timeMs, fields.Text("from"), fields.Text("text")});
     else if (fields.Has("dropped"))
         Drop(record, fields);
+    else if (fields.Has("out"))
+        record.outputs.push_back(fields.Get("out").dump());
     else if (fields.Has("digest"))
         record.digests.push_back(ReadDigest(fields, timeMs));
     record.ended = fields.Has("end");
@@ -186,14 +191,20 @@ std::string InputLine(const RecordInput& input)
 
 std::string DigestLine(const RecordDigest& digest)
 {
-    return fmt::format("{{\"t_ms\":{},\"outputs\":{},\"digest\":\"{}\"}}", digest.timeMs,
-                       digest.outputs, digest.digest);
+    return fmt::format("{{\"t_ms\":{},\"outputs\":{},\"digest\":\"{}\",\"sums\":\"{}\"}}",
+                       digest.timeMs, digest.outputs, digest.digest, digest.sums);
 }
 
-std::string DroppedLine(std::int64_t timeMs, std::int64_t toMs, std::uint64_t inputs)
+std::string OutputLine(std::int64_t timeMs, const std::string& text)
 {
-    return fmt::format("{{\"t_ms\":{},\"dropped\":{{\"to_ms\":{},\"inputs\":{}}}}}", timeMs, toMs,
-                       inputs);
+    return fmt::format("{{\"t_ms\":{},\"out\":{}}}", timeMs, text);
+}
+
+std::string DroppedLine(const RecordDrop& drop)
+{
+    return fmt::format(
+        "{{\"t_ms\":{},\"dropped\":{{\"to_ms\":{},\"inputs\":{},\"outputs\":{}}}}}", drop.timeMs,
+        drop.toMs, drop.inputs, drop.outputs);
 }
 
 std::string EndLine(const RecordDigest& digest, const std::string& why)

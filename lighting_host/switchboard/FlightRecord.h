@@ -14,8 +14,8 @@ namespace lighting_host
 //      "...","clock":"paced","seed":1,"draw":"random","start":"2026-01-01T00:00:00","zone":"",
 //      "log_level":0,"people":true,"faults":"light","states":{"hall":"<State>..."}}
 //     {"t_ms":1200,"from":"ws 1","in":{"driver":"hall",...}}
-//     {"t_ms":60000,"outputs":412,"digest":"..."}
-//     {"t_ms":61000,"dropped":{"to_ms":30000,"inputs":3}}
+//     {"t_ms":60000,"outputs":412,"digest":"...","sums":"..."}
+//     {"t_ms":61000,"dropped":{"to_ms":30000,"inputs":3,"outputs":200}}
 //     {"t_ms":90000,"end":"SIGTERM","outputs":700,"digest":"..."}
 //
 // Lines may get new fields; a reader skips fields that it does not know, and refuses a version that
@@ -72,6 +72,8 @@ struct RecordDigest
     std::int64_t timeMs = 0;
     std::uint64_t outputs = 0;
     std::string digest;
+    // Eight hexadecimal digits for each output since the digest before.
+    std::string sums;
 };
 
 // A record that cannot be read or written: why, with the line where there is one.
@@ -87,6 +89,8 @@ struct FlightRecord
     // Without those that a rewind dropped.
     std::vector<RecordInput> inputs;
     std::vector<RecordDigest> digests;
+    // Every output, where the record keeps them; empty where it does not.
+    std::vector<std::string> outputs;
     // When it ended; the time of its last line when nothing says so.
     std::int64_t endMs = 0;
     // Whether the run was ended in order.
@@ -105,7 +109,17 @@ FlightRecord ParseFlightRecord(const std::string& text);
 std::string HeadLine(const RecordHead& head);
 std::string InputLine(const RecordInput& input);
 std::string DigestLine(const RecordDigest& digest);
-// From `timeMs` the run went back to `toMs`; the inputs after that are dropped.
-std::string DroppedLine(std::int64_t timeMs, std::int64_t toMs, std::uint64_t inputs);
+// `text` is the output as the protocol writes it.
+std::string OutputLine(std::int64_t timeMs, const std::string& text);
+// What a rewind drops: at `timeMs` the run went back to `toMs`, `inputs` inputs do not count any
+// more, and `outputs` outputs are left.
+struct RecordDrop
+{
+    std::int64_t timeMs = 0;
+    std::int64_t toMs = 0;
+    std::uint64_t inputs = 0;
+    std::uint64_t outputs = 0;
+};
+std::string DroppedLine(const RecordDrop& drop);
 std::string EndLine(const RecordDigest& digest, const std::string& why);
 } // namespace lighting_host

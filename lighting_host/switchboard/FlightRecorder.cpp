@@ -49,14 +49,19 @@ void FlightRecorder::OnInput(const RecordInput& input)
     Add(InputLine(input));
 }
 
+void FlightRecorder::OnOutput(std::int64_t timeMs, const std::string& text)
+{
+    Add(OutputLine(timeMs, text));
+}
+
 void FlightRecorder::OnDigest(const RecordDigest& digest)
 {
     Add(DigestLine(digest));
 }
 
-void FlightRecorder::OnDropped(std::int64_t timeMs, std::int64_t toMs, std::uint64_t inputs)
+void FlightRecorder::OnDropped(const RecordDrop& drop)
 {
-    Add(DroppedLine(timeMs, toMs, inputs));
+    Add(DroppedLine(drop));
 }
 
 void FlightRecorder::Close(const RecordDigest& digest, const std::string& why)
@@ -72,8 +77,7 @@ void FlightRecorder::Flush(bool now)
     std::size_t written = 0;
     while (written < m_waiting.size())
     {
-        const ssize_t got =
-            write(m_file, m_waiting.data() + written, m_waiting.size() - written);
+        const ssize_t got = write(m_file, m_waiting.data() + written, m_waiting.size() - written);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)

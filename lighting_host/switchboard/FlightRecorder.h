@@ -9,8 +9,8 @@ namespace lighting_host
 {
 // Writes a flight record while a house runs.
 //
-// Lines are gathered and written at least once a second as long as something is recorded or Flush is
-// called, so that a kill loses no more than that. A full device ends the record, not the house.
+// Lines are gathered and written at least once a second as long as something is recorded or Flush
+// is called, so that a kill loses no more than that. A full device ends the record, not the house.
 class FlightRecorder
 {
 public:
@@ -23,8 +23,9 @@ public:
     FlightRecorder& operator=(const FlightRecorder&) = delete;
 
     void OnInput(const RecordInput& input);
+    void OnOutput(std::int64_t timeMs, const std::string& text);
     void OnDigest(const RecordDigest& digest);
-    void OnDropped(std::int64_t timeMs, std::int64_t toMs, std::uint64_t inputs);
+    void OnDropped(const RecordDrop& drop);
 
     // The last line; nothing may follow.
     void Close(const RecordDigest& digest, const std::string& why);

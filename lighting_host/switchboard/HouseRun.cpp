@@ -30,13 +30,13 @@ void AppendOf(std::string& text, std::uint64_t of)
 } // namespace
 
 HouseRun::HouseRun(const HouseFile& file, const Options& options, Sinks sinks)
-    : m_file(file), m_sinks(std::move(sinks)), m_nextMinuteMs(MINUTE_MS)
+    : m_file(file), m_linesMoveTime(options.linesMoveTime), m_sinks(std::move(sinks)), m_nextMinuteMs(MINUTE_MS)
 {
     // Causes are known before what they cause is written.
     m_listeners.Add(m_causes);
     m_listeners.Add(*this);
-    m_session = std::make_unique<Session>(file, WithObserver(options.session, m_causes),
-                                          m_listeners);
+    m_session =
+        std::make_unique<Session>(file, WithObserver(options.session, m_causes), m_listeners);
     m_inputs = std::make_unique<InputLines>(
         *m_session, [this](const char* kind, const std::string& text, const nx::DriverHost* driver)
         { OnAnswer(kind, text, driver); });
@@ -90,7 +90,8 @@ void HouseRun::AdvanceTo(std::int64_t ms, const bool& stop)
 
 bool HouseRun::HandIn(const std::string& visitor, const std::string& line, unsigned long number)
 {
-    m_session->House().Advance(0);
+    if (!m_linesMoveTime)
+        m_session->House().Advance(0);
     m_causes.BeginInput(visitor, IsJson(line) ? line : "null");
     const bool taken = m_inputs->Handle(line, number);
     TellMinutes(NowMs());
@@ -126,6 +127,8 @@ void HouseRun::OnOutput(const embedded_host::Output& output)
     else
         AppendOutput(m_line.text, output);
     m_digest.Add(m_line.text);
+    if (m_sinks.onOutputText)
+        m_sinks.onOutputText(output.timeMs, m_line.text);
     m_line.text.pop_back();
     AppendOf(m_line.text, m_causes.Current().Number());
     WriteLine(KindOf(output.effect), output.timeMs, &output.driver);
@@ -169,6 +172,7 @@ void HouseRun::TellMinutes(std::int64_t upToMs)
     {
         if (m_sinks.onMinute)
             m_sinks.onMinute(m_nextMinuteMs, m_digest);
+        m_digest.Cut();
         m_nextMinuteMs += MINUTE_MS;
     }
 }

@@ -30,6 +30,9 @@ public:
         FaultLevel faults = FaultLevel::None;
         // Whether the house lives by itself: its people, controller and meters.
         bool people = true;
+        // Whether input lines alone move the time, as in stdio: then nothing is fired before a line
+        // is handed in, and "advance_ms" is one of them.
+        bool linesMoveTime = false;
     };
 
     // Gets each numbered line as it comes, inside the call that caused it: must not call into the
@@ -40,12 +43,15 @@ public:
     // Called at each whole minute of the house, after all that came before it: its time, how many
     // outputs there were so far, and their digest.
     using MinuteSink = std::function<void(std::int64_t timeMs, const OutputDigest& digest)>;
+    // Gets each output without its number, as the protocol writes it.
+    using OutputTextSink = std::function<void(std::int64_t timeMs, const std::string& text)>;
 
     struct Sinks
     {
         LineSink onLine;
         AnswerSink onAnswer;
         MinuteSink onMinute;
+        OutputTextSink onOutputText;
     };
 
     // `file` must outlive this and have no errors. `options.session` must not say real time. Throws
@@ -106,6 +112,7 @@ private:
     void OnAnswer(const char* kind, const std::string& text, const nx::DriverHost* driver);
 
     const HouseFile& m_file;
+    const bool m_linesMoveTime;
     Sinks m_sinks;
     CauseTracker m_causes;
     Listeners m_listeners;

@@ -69,9 +69,20 @@ LiveHouse::Life LiveHouse::MakeLife(bool again)
     if (again)
         options.session.statePath.clear();
     HouseRun::Sinks sinks;
-    sinks.onLine = [this](const OutputRing::Line& line) { OnLine(line); };
+    sinks.onLine = [this](const OutputRing::Line& line)
+    {
+        OnLine(line);
+    };
     sinks.onMinute = [this](std::int64_t timeMs, const OutputDigest& digest)
-    { OnMinute(timeMs, digest); };
+    {
+        OnMinute(timeMs, digest);
+    };
+    if (m_options.recordOutputs)
+        sinks.onOutputText = [this](std::int64_t timeMs, const std::string& text)
+        {
+            if (!m_rewind && !m_past)
+                m_options.recorder->OnOutput(timeMs, text);
+        };
     sinks.onAnswer = [this](const std::string& text)
     {
         if (m_answer)
@@ -104,7 +115,7 @@ void LiveHouse::OnMinute(std::int64_t timeMs, const OutputDigest& digest)
 {
     // What is repeated has been recorded; what is in the past is not sure to stay.
     if (m_options.recorder && !m_rewind && !m_past)
-        m_options.recorder->OnDigest({timeMs, digest.Count(), digest.Hex()});
+        m_options.recorder->OnDigest({timeMs, digest.Count(), digest.Hex(), digest.Sums()});
 }
 
 void LiveHouse::Tell(void (LiveListener::*what)())
@@ -125,7 +136,8 @@ void LiveHouse::Stop(const std::string& why)
     m_rewind.reset();
     m_stopped = true;
     HouseRun& run = *m_life.run;
-    const RecordDigest digest = {run.NowMs(), run.Digest().Count(), run.Digest().Hex()};
+    const RecordDigest digest = {run.NowMs(), run.Digest().Count(), run.Digest().Hex(),
+                                 run.Digest().Sums()};
     run.Stop();
     if (m_options.recorder)
         m_options.recorder->Close(digest, why);
@@ -216,7 +228,10 @@ bool LiveHouse::HandIn(HouseVisitor& visitor, const std::string& line, unsigned 
         AdvanceTo(std::max(WantedMs(nowNs), m_life.run->NowMs()));
     m_handedInAfter = m_life.run->LastNumber();
     bool refused = false;
-    m_answer = [&visitor](const std::string& text) { visitor.OnAnswer(text); };
+    m_answer = [&visitor](const std::string& text)
+    {
+        visitor.OnAnswer(text);
+    };
     try
     {
         refused = !Dispatch(visitor.Name(), line, number);
@@ -236,12 +251,10 @@ bool LiveHouse::HandIn(HouseVisitor& visitor, const std::string& line, unsigned 
 
 std::size_t LiveHouse::InputsUpTo(std::int64_t ms, std::uint64_t seq) const
 {
-    const auto after = std::find_if(m_inputs.begin(), m_inputs.end(),
-                                    [ms, seq](const Input& input)
-                                    {
-                                        return input.record.timeMs > ms ||
-                                               (seq != 0 && input.afterSeq >= seq);
-                                    });
+    const auto after =
+        std::find_if(m_inputs.begin(), m_inputs.end(),
+                     [ms, seq](const Input& input)
+                     { return input.record.timeMs > ms || (seq != 0 && input.afterSeq >= seq); });
     return static_cast<std::size_t>(after - m_inputs.begin());
 }
 
@@ -293,7 +306,8 @@ struct LiveHouse::Control
         const Json& value = fields.Get("value");
         fields.Finish();
         if (!value.is_number() || !(value.get<double>() > 0) || value.get<double>() > MOST_SPEED)
-            throw InputError(fmt::format("\"value\" is no number above 0 and up to {}", MOST_SPEED));
+            throw InputError(
+                fmt::format("\"value\" is no number above 0 and up to {}", MOST_SPEED));
         house.m_speed = value.get<double>();
         house.Anchor();
         house.Tell(&LiveListener::OnClock);
@@ -375,9 +389,9 @@ struct LiveHouse::Control
 };
 
 const LiveHouse::Control::Entry LiveHouse::Control::TABLE[9] = {
-    {"pause", &Control::Pause}, {"play", &Control::Play},         {"speed", &Control::Speed},
-    {"step", &Control::Step},   {"rewind", &Control::RewindTo},   {"stop", &Control::StopRewind},
-    {"now", &Control::Now},     {"go_on", &Control::GoOn},        {"break", &Control::Break},
+    {"pause", &Control::Pause}, {"play", &Control::Play},       {"speed", &Control::Speed},
+    {"step", &Control::Step},   {"rewind", &Control::RewindTo}, {"stop", &Control::StopRewind},
+    {"now", &Control::Now},     {"go_on", &Control::GoOn},      {"break", &Control::Break},
 };
 
 bool LiveHouse::Dispatch(const std::string& visitor, const std::string& line, unsigned long number)
@@ -401,8 +415,7 @@ bool LiveHouse::Dispatch(const std::string& visitor, const std::string& line, un
     if (fields.Has("advance_ms"))
     {
         const std::int64_t now = m_life.run->NowMs();
-        const long long ms =
-            fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST_MS - now);
+        const long long ms = fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST_MS - now);
         fields.Finish();
         RequirePresent("advance_ms");
         AdvanceTo(now + ms);
@@ -450,8 +463,8 @@ void LiveHouse::WorkOnRewind()
     Rewind& rewind = *m_rewind;
     HouseRun& run = *rewind.life.run;
     const std::int64_t endNs = MonotonicNs() + SLICE_NS;
-    const std::size_t inputs = rewind.toNow ? m_inputs.size()
-                                            : InputsUpTo(rewind.toMs, rewind.toSeq);
+    const std::size_t inputs =
+        rewind.toNow ? m_inputs.size() : InputsUpTo(rewind.toMs, rewind.toSeq);
     while (!rewind.isThere)
     {
         const bool hasInput = rewind.next < inputs;
@@ -515,7 +528,8 @@ void LiveHouse::GoOn()
 {
     const std::size_t dropped = m_past->droppedInputs;
     if (m_options.recorder)
-        m_options.recorder->OnDropped(m_past->nowMs, m_life.run->NowMs(), dropped);
+        m_options.recorder->OnDropped({m_past->nowMs, m_life.run->NowMs(), dropped,
+                                       m_life.run->Digest().Count()});
     m_inputs.resize(m_inputs.size() - dropped);
     m_past.reset();
     ++m_branch;

@@ -16,8 +16,8 @@ namespace lighting_host
 {
 class Fields;
 
-// Who hands lines into a live house. Answers come to it alone; what the house puts out it reads from
-// the ring. Must leave before it goes.
+// Who hands lines into a live house. Answers come to it alone; what the house puts out it reads
+// from the ring. Must leave before it goes.
 class HouseVisitor
 {
 public:
@@ -73,6 +73,8 @@ public:
         bool paused = false;
         // Null for none; must outlive this.
         FlightRecorder* recorder = nullptr;
+        // Whether the record keeps every output too, so that a replay can show both sides.
+        bool recordOutputs = false;
         // Makes a listener of its own for each run of the house, which hears it from its start;
         // empty for none.
         std::function<std::unique_ptr<HouseListener>(HouseRun&)> makeListener;

@@ -27,9 +27,16 @@ public:
     // 32 hexadecimal digits; more may be added afterwards.
     std::string Hex() const;
 
+    // SUM_DIGITS hexadecimal digits for each output since the last Cut, by which the first output
+    // that differs between two runs can be found.
+    static constexpr std::size_t SUM_DIGITS = 8;
+    const std::string& Sums() const { return m_sums; }
+    void Cut() { m_sums.clear(); }
+
 private:
     struct State;
     std::unique_ptr<State> m_state;
     std::uint64_t m_count = 0;
+    std::string m_sums;
 };
 } // namespace lighting_host

@@ -431,9 +431,9 @@ WebResponse LiveServer::PostToken(const WebRequest& request)
     response.status = 303;
     response.headers.emplace_back("Location", right ? "/" : "/token#wrong");
     if (right)
-        response.headers.emplace_back("Set-Cookie",
-                                      fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict",
-                                                  TOKEN_COOKIE, m_options.token));
+        response.headers.emplace_back(
+            "Set-Cookie",
+            fmt::format("{}={}; Path=/; HttpOnly; SameSite=Strict", TOKEN_COOKIE, m_options.token));
     return response;
 }
 
@@ -474,9 +474,9 @@ std::unique_ptr<WebVisitor> LiveServer::OnWebSocket(const WebRequest& request, W
     const auto name = request.query.find("name");
     const bool named = name != request.query.end() && IsName(name->second);
     ++m_lastVisitor;
-    return std::make_unique<Visitor>(*this, peer,
-                                     named ? name->second : fmt::format("visitor {}", m_lastVisitor),
-                                     request.query.count("watch") != 0);
+    return std::make_unique<Visitor>(
+        *this, peer, named ? name->second : fmt::format("visitor {}", m_lastVisitor),
+        request.query.count("watch") != 0);
 }
 
 void LiveServer::Released(Visitor& visitor)
@@ -546,8 +546,8 @@ void LiveServer::OnClock()
 void LiveServer::OnBreak(const Breaks::Met& met)
 {
     View().NoteBreak(met.timeMs, met.driver, met.words);
-    SendPage(fmt::format("\"page\":\"break\",\"id\":{},\"t_ms\":{},\"seq\":{},\"words\":{}",
-                         met.id, met.timeMs, met.seq, Quoted(met.words)),
+    SendPage(fmt::format("\"page\":\"break\",\"id\":{},\"t_ms\":{},\"seq\":{},\"words\":{}", met.id,
+                         met.timeMs, met.seq, Quoted(met.words)),
              true);
     OnBreaksChanged();
 }
@@ -567,9 +567,8 @@ void LiveServer::OnMoment()
     if (!m_house->GetPast())
         m_now.clear();
     const std::uint64_t seq = m_house->Ring().Last();
-    const std::string line =
-        fmt::format("{{\"moved\":{{\"branch\":{},\"seq\":{},\"t_ms\":{}}}}}", m_house->Branch(),
-                    seq, m_house->Run().NowMs());
+    const std::string line = fmt::format("{{\"moved\":{{\"branch\":{},\"seq\":{},\"t_ms\":{}}}}}",
+                                         m_house->Branch(), seq, m_house->Run().NowMs());
     for (Visitor* visitor : m_visitors)
         visitor->MoveTo(seq, line);
     SendPage(fmt::format("\"page\":\"snapshot\",\"branch\":{}", m_house->Branch()), true);
@@ -585,9 +584,9 @@ void LiveServer::OnRewind(std::int64_t toMs, std::int64_t atMs)
 std::string LiveServer::HelloMembers() const
 {
     const OutputRing& ring = m_house->Ring();
-    return fmt::format(
-        "\"program\":{},\"run\":\"{}\",\"branch\":{},\"seq\":{},\"first_seq\":{}",
-        Quoted(m_options.program), m_run, m_house->Branch(), ring.Last(), ring.First());
+    return fmt::format("\"program\":{},\"run\":\"{}\",\"branch\":{},\"seq\":{},\"first_seq\":{}",
+                       Quoted(m_options.program), m_run, m_house->Branch(), ring.Last(),
+                       ring.First());
 }
 
 std::string LiveServer::ClockValue() const
@@ -608,11 +607,11 @@ std::string LiveServer::BreaksValue() const
     {
         if (value.size() > 1)
             value += ',';
-        value += fmt::format("{{\"id\":{},\"when\":{},\"enabled\":{}", one.id,
-                             one.condition.Json(), Bool(one.enabled));
-        value += one.metMs < 0 ? std::string(",\"met_ms\":null,\"met_seq\":null}")
-                               : fmt::format(",\"met_ms\":{},\"met_seq\":{}}}", one.metMs,
-                                             one.metSeq);
+        value += fmt::format("{{\"id\":{},\"when\":{},\"enabled\":{}", one.id, one.condition.Json(),
+                             Bool(one.enabled));
+        value += one.metMs < 0
+                     ? std::string(",\"met_ms\":null,\"met_seq\":null}")
+                     : fmt::format(",\"met_ms\":{},\"met_seq\":{}}}", one.metMs, one.metSeq);
     }
     return value + "]";
 }

@@ -1,11 +1,10 @@
 #include "lighting_host/web/Metrics.h"
 
-#include <unordered_map>
-
 #include <prometheus/counter.h>
 #include <prometheus/gauge.h>
 #include <prometheus/registry.h>
 #include <prometheus/text_serializer.h>
+#include <unordered_map>
 
 namespace lighting_host
 {
