@@ -82,7 +82,7 @@ inline void RunQuietly(const std::string& path, unsigned hours,
 {
     lighting_host::RunOptions options;
     options.forMs = std::int64_t{hours} * 3600 * 1000;
-    options.telling = lighting_host::Telling::Quiet;
+    options.verbosity = lighting_host::Verbosity::Quiet;
     options.session.logLevel = 30000;
     options.session.timers = timers;
     std::ostream nowhere(nullptr);

@@ -113,7 +113,7 @@ Transcript ReadTranscript(const std::string& path)
         }
         catch (const InputError& error)
         {
-            throw TranscriptError(fmt::format("line {}: {}", number, error.Words()));
+            throw TranscriptError(fmt::format("line {}: {}", number, error.Message()));
         }
     }
     if (header)

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/HouseFaults.h"
-#include "lighting_host/simulation/Narrator.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -35,7 +35,7 @@ struct RunOptions
     std::int64_t forMs = 0;
     // Whether `err` is a terminal, on which progress can be shown.
     bool terminal = false;
-    Telling telling = Telling::Normal;
+    Verbosity verbosity = Verbosity::Normal;
     FaultLevel faults = FaultLevel::None;
 };
 

@@ -1,7 +1,8 @@
 #include "lighting_host/commands/Commands.h"
-#include "lighting_host/simulation/Life.h"
-#include "lighting_host/simulation/Narrator.h"
+#include "lighting_host/simulation/ConsoleReport.h"
+#include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/simulation/RunTables.h"
+#include "lighting_host/simulation/Simulation.h"
 #include "lighting_host/text/Duration.h"
 
 #include <algorithm>
@@ -131,17 +132,17 @@ private:
     boost::asio::signal_set m_signals;
 };
 
-void WriteTables(std::ostream& out, const HouseFile& file, const Session& session, const Life& life,
-                 const Narrator& narrator, const RunOptions& options)
+void WriteTables(std::ostream& out, const HouseFile& file, const Session& session,
+                 const Simulation& simulation, const RunOptions& options)
 {
-    const RunTables tables(out, file, session, narrator.Counted());
+    const RunTables tables(out, file, session, simulation.Statistics());
     const bool hasRooms = tables.WriteRooms();
-    if (!hasRooms || options.telling == Telling::Verbose)
+    if (!hasRooms || options.verbosity == Verbosity::Verbose)
         tables.WriteDrivers();
-    tables.WriteScenes(life.GetController());
+    tables.WriteScenes(simulation.GetController());
     tables.WriteEnergy();
     if (hasRooms || options.faults != FaultLevel::None)
-        tables.WriteFaults(life.Faults());
+        tables.WriteFaults(simulation.Faults());
     const std::string seed =
         options.session.realTime ? std::string() : fmt::format(", seed {}", options.session.seed);
     if (hasRooms || options.faults != FaultLevel::None)
@@ -157,19 +158,20 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     if (!LoadHouse(housePath, file, err))
         return 1;
     Progress progress(err, options.terminal);
-    Narrator narrator(out, options.telling, [&progress] { progress.Clear(); });
-    Session session(file, options.session, narrator);
-    Life life(file, session, options.faults, options.session.seed);
-    life.TellTo(narrator);
+    Listeners listeners;
+    Session session(file, options.session, listeners);
+    Simulation simulation(file, session, listeners, options.faults, options.session.seed);
+    ConsoleReport report(out, options.verbosity, session, listeners,
+                         [&progress] { progress.Clear(); });
     session.Start();
-    life.Start();
+    simulation.Start();
     if (options.session.realTime)
         RealTimeRun(session.House(), options.forMs).Run();
     else
         RunVirtual(session.House(), options.forMs > 0 ? options.forMs : DEFAULT_VIRTUAL_MS,
                    progress);
     progress.Clear();
-    WriteTables(out, file, session, life, narrator, options);
+    WriteTables(out, file, session, simulation, options);
     session.Stop();
     out.flush();
     return 0;

@@ -24,10 +24,10 @@ const std::map<std::string, embedded_host::Draw> DRAWS = {
     {"low", embedded_host::Draw::Low},
     {"high", embedded_host::Draw::High},
 };
-const std::map<std::string, lighting_host::Telling> TELLINGS = {
-    {"quiet", lighting_host::Telling::Quiet},
-    {"normal", lighting_host::Telling::Normal},
-    {"verbose", lighting_host::Telling::Verbose},
+const std::map<std::string, lighting_host::Verbosity> VERBOSITIES = {
+    {"quiet", lighting_host::Verbosity::Quiet},
+    {"normal", lighting_host::Verbosity::Normal},
+    {"verbose", lighting_host::Verbosity::Verbose},
 };
 const std::map<std::string, lighting_host::FaultLevel> FAULTS = {
     {"none", lighting_host::FaultLevel::None},
@@ -128,10 +128,10 @@ int main(int argc, char** argv)
            },
            "How long, as in 90s, 24h or 30d")
         ->type_name("TIME");
-    run->add_option("--tell", runOptions.telling,
+    run->add_option("--tell", runOptions.verbosity,
                     "What is told as it happens: nothing but the tables at the end (quiet), what "
                     "people and the controller do, or every event (verbose)")
-        ->transform(CLI::CheckedTransformer(TELLINGS).description("{quiet,normal,verbose}"))
+        ->transform(CLI::CheckedTransformer(VERBOSITIES).description("{quiet,normal,verbose}"))
         ->default_str("normal");
     run->add_option("--faults", runOptions.faults,
                     "Random faults on every link, and power failures: none, light or heavy")

@@ -292,7 +292,7 @@ bool InputLines::Handle(const std::string& line, unsigned long number)
     }
     catch (const InputError& error)
     {
-        WriteError(error.Words());
+        WriteError(error.Message());
     }
     catch (const std::exception& error)
     {

@@ -3,6 +3,7 @@
 #include "device_wire/AttachedDevice.h"
 #include "lighting_common/Names.h"
 #include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/Listeners.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -80,17 +81,17 @@ std::string Describe(const HouseFileGroup& group, const HouseFileGroupAct& act)
 }
 } // namespace
 
-Controller::Controller(const HouseFile& file, Session& session)
-    : m_file(file), m_session(session), m_sceneCounts(file.scenes.size()),
+Controller::Controller(const HouseFile& file, Session& session, Listeners& listeners)
+    : m_file(file), m_session(session), m_listeners(listeners), m_sceneCounts(file.scenes.size()),
       m_groupCounts(file.groups.size())
 {
     const embedded_host::House& house = session.House();
     for (std::size_t i = 0; i < file.scenes.size(); ++i)
         for (const HouseFileUse& use : file.scenes[i].uses)
-            m_deeds[house.Find(use.driver)].push_back({use, i, 0, nullptr});
+            m_reactions[house.Find(use.driver)].push_back({use, i, 0, nullptr});
     for (std::size_t i = 0; i < file.groups.size(); ++i)
         for (const HouseFileGroupAct& act : file.groups[i].acts)
-            m_deeds[house.Find(act.use.driver)].push_back({act.use, 0, i, &act});
+            m_reactions[house.Find(act.use.driver)].push_back({act.use, 0, i, &act});
     for (const auto& device : session.Devices())
         m_devices[device->Driver().Config().name] = device.get();
 }
@@ -98,27 +99,27 @@ Controller::Controller(const HouseFile& file, Session& session)
 Controller::~Controller()
 {
     m_session.House().KillDeviceTimer(m_dueTimer);
-    m_session.House().KillDeviceTimer(m_rollTimer);
+    m_session.House().KillDeviceTimer(m_resyncTimer);
 }
 
 void Controller::Start()
 {
     for (const auto& driver : m_session.House().Drivers())
-        Greet(*driver);
+        Provision(*driver);
     const std::size_t drivers = m_session.House().Drivers().size();
     if (drivers > 0)
-        m_rollTimer = m_session.House().AddDeviceTimer(ROLL_CALL_MS / drivers, this);
+        m_resyncTimer = m_session.House().AddDeviceTimer(RESYNC_PERIOD_MS / drivers, this);
 }
 
-void Controller::Greet(nx::DriverHost& driver)
+void Controller::Provision(nx::DriverHost& driver)
 {
     const std::string& type = driver.Config().type;
     if (type == "wired_dimmer")
-        GreetDimmer(driver);
+        ProvisionDimmer(driver);
     else if (type == "zigbee_light")
-        GreetLight(driver);
+        ProvisionLight(driver);
     else if (type == "puck")
-        GreetPuck(driver);
+        ProvisionPuck(driver);
 }
 
 void Controller::Tell(nx::DriverHost& driver, const CmdMessage& command)
@@ -129,7 +130,7 @@ void Controller::Tell(nx::DriverHost& driver, const CmdMessage& command)
 }
 
 // Groups and scenes are not kept by the driver.
-void Controller::GreetDimmer(nx::DriverHost& driver)
+void Controller::ProvisionDimmer(nx::DriverHost& driver)
 {
     const std::string& name = driver.Config().name;
     for (const HouseFileGroup& group : m_file.groups)
@@ -155,7 +156,7 @@ void Controller::GreetDimmer(nx::DriverHost& driver)
 }
 
 // The id of a scene is its ZigBee group, in which it is number 0.
-void Controller::GreetLight(nx::DriverHost& driver)
+void Controller::ProvisionLight(nx::DriverHost& driver)
 {
     for (const HouseFileScene& scene : m_file.scenes)
     {
@@ -173,7 +174,7 @@ void Controller::GreetLight(nx::DriverHost& driver)
 }
 
 // The module learns the settings of snap-on buttons only when the controller asks for it.
-void Controller::GreetPuck(nx::DriverHost& driver)
+void Controller::ProvisionPuck(nx::DriverHost& driver)
 {
     DriverAdapter* const adapter = m_session.AdapterOf(driver);
     for (unsigned index = 0; adapter; ++index)
@@ -196,31 +197,31 @@ void Controller::GreetPuck(nx::DriverHost& driver)
     }
 }
 
-void Controller::CallNext()
+void Controller::ResyncNext()
 {
     const auto& drivers = m_session.House().Drivers();
-    m_rollTimer = m_session.House().AddDeviceTimer(ROLL_CALL_MS / drivers.size(), this);
-    nx::DriverHost& driver = *drivers[m_called];
-    m_called = (m_called + 1) % drivers.size();
+    m_resyncTimer = m_session.House().AddDeviceTimer(RESYNC_PERIOD_MS / drivers.size(), this);
+    nx::DriverHost& driver = *drivers[m_nextToResync];
+    m_nextToResync = (m_nextToResync + 1) % drivers.size();
     driver.Online(true);
     if (driver.Config().type == "puck")
-        GreetPuck(driver);
+        ProvisionPuck(driver);
 }
 
-void Controller::Hear(const embedded_host::Output& output)
+void Controller::OnOutput(const embedded_host::Output& output)
 {
     const bool isUse = std::holds_alternative<embedded_host::EventFired>(output.effect) ||
                        std::holds_alternative<embedded_host::OwnerCall>(output.effect);
     if (!isUse)
         return;
-    const auto deeds = m_deeds.find(&output.driver);
-    if (deeds == m_deeds.end())
+    const auto reactions = m_reactions.find(&output.driver);
+    if (reactions == m_reactions.end())
         return;
-    for (const Deed& deed : deeds->second)
+    for (const Reaction& reaction : reactions->second)
     {
-        if (!IsUse(output.effect, deed.use))
+        if (!IsUse(output.effect, reaction.use))
             continue;
-        m_due.push_back(&deed);
+        m_due.push_back(&reaction);
         if (m_dueTimer == 0)
             m_dueTimer = m_session.House().AddDeviceTimer(0, this);
     }
@@ -228,36 +229,36 @@ void Controller::Hear(const embedded_host::Output& output)
 
 void Controller::OnTimerExpired(ID::Timer timer, time_t)
 {
-    if (timer == m_rollTimer)
+    if (timer == m_resyncTimer)
     {
-        CallNext();
+        ResyncNext();
         return;
     }
     m_dueTimer = 0;
-    std::vector<const Deed*> due;
+    std::vector<const Reaction*> due;
     due.swap(m_due);
-    for (const Deed* deed : due)
-        Do(*deed);
+    for (const Reaction* reaction : due)
+        React(*reaction);
 }
 
-void Controller::Do(const Deed& deed)
+void Controller::React(const Reaction& reaction)
 {
-    const HouseFileScene* const scene = deed.act ? nullptr : &m_file.scenes[deed.scene];
+    const HouseFileScene* const scene = reaction.act ? nullptr : &m_file.scenes[reaction.scene];
     // The end of a ramp belongs to its beginning.
-    if (scene || deed.act->what != HouseFileGroupAct::StopRamp)
+    if (scene || reaction.act->what != HouseFileGroupAct::StopRamp)
     {
-        Count& count = scene ? m_sceneCounts[deed.scene] : m_groupCounts[deed.group];
+        Count& count = scene ? m_sceneCounts[reaction.scene] : m_groupCounts[reaction.group];
         ++count.times;
         count.lastMs = m_session.House().GetClock().NowMs();
-        if (onAct)
-            onAct(*m_session.House().Find(deed.use.driver),
-                  scene ? fmt::format("recalls \"{}\" ({} loads)", scene->name, LoadCount(*scene))
-                        : Describe(m_file.groups[deed.group], *deed.act));
+        m_listeners.OnControllerAct(
+            *m_session.House().Find(reaction.use.driver),
+            scene ? fmt::format("recalls \"{}\" ({} loads)", scene->name, LoadCount(*scene))
+                  : Describe(m_file.groups[reaction.group], *reaction.act));
     }
     if (scene)
         Recall(*scene);
     else
-        MoveGroup(m_file.groups[deed.group], *deed.act);
+        MoveGroup(m_file.groups[reaction.group], *reaction.act);
 }
 
 // The loads follow by themselves, each as it has stored the scene; the drivers are told.

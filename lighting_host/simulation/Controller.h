@@ -1,8 +1,8 @@
 #pragma once
 
 #include "embedded_host/Messages.h"
-#include "embedded_host/Output.h"
 #include "lighting_host/house/HouseFile.h"
+#include "lighting_host/simulation/HouseListener.h"
 #include "nxshared/ITimerManagerCallback.h"
 
 #include <cstdint>
@@ -23,40 +23,38 @@ class AttachedDevice;
 
 namespace lighting_host
 {
+class Listeners;
 class Session;
 
 // Plays the controller of a house that runs by itself: tells the drivers their load groups and
-// scenes, acts on the uses of buttons that the house file names, and calls the roll.
+// scenes, acts on the uses of buttons that the house file names, and resyncs every driver now and
+// then.
 //
 // Only for `run`: in `stdio` whoever writes the input is the controller. What it says goes to the
 // drivers as commands and, where loads follow by themselves, to the devices over the air or the
-// bus; what it hears comes from the house's sink. Lives on the house's thread.
-class Controller : private ITimerManagerCallback
+// bus; what it hears it hears as a listener. Lives on the house's thread.
+class Controller : public HouseListener, private ITimerManagerCallback
 {
 public:
-    // How long a roll call takes: in this time every driver is told once that its device is online,
-    // one after the other, so that each looks after what its device holds.
-    static constexpr std::uint64_t ROLL_CALL_MS = 6 * 3600 * 1000;
+    // How often each driver is told that its device is online, which makes it resync what its
+    // device holds. The drivers' turns are spread evenly over this time.
+    static constexpr std::uint64_t RESYNC_PERIOD_MS = 6 * 3600 * 1000;
 
-    // Both must outlive the controller.
-    Controller(const HouseFile& file, Session& session);
+    // All must outlive the controller. `listeners` are told what it does.
+    Controller(const HouseFile& file, Session& session, Listeners& listeners);
     ~Controller() override;
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
 
-    // A button was used, and this is done on it; told before it is done. The text says what, as in
-    // `recalls "Dinner" (7 loads)`.
-    std::function<void(const nx::DriverHost&, const std::string& what)> onAct;
-
-    // Called once, after the session has started: greets every driver and begins the roll call.
+    // Called once, after the session has started: provisions every driver and begins to resync
+    // them.
     void Start();
 
     // A driver has started (again): it is told what the controller wants it to know.
-    void Greet(nx::DriverHost& driver);
+    void Provision(nx::DriverHost& driver);
 
-    // Called for each effect of the house, inside the sink. Notices uses of buttons; what follows
-    // is done in a timer.
-    void Hear(const embedded_host::Output& output);
+    // HouseListener. Notices uses of buttons; what follows is done in a timer.
+    void OnOutput(const embedded_host::Output& output) override;
 
     // Whether the controller is just telling a driver something.
     bool IsSpeaking() const { return m_speaking; }
@@ -73,7 +71,7 @@ public:
 
 private:
     // What is done on a use of a button: a scene, or a group's act.
-    struct Deed
+    struct Reaction
     {
         HouseFileUse use;
         std::size_t scene = 0;
@@ -86,24 +84,25 @@ private:
     void Tell(nx::DriverHost& driver, const embedded_host::CmdMessage& command);
     void ToDevice(const std::string& driver,
                   const std::function<void(simulated::SimulatedDevice&)>& arrive);
-    void GreetDimmer(nx::DriverHost& driver);
-    void GreetLight(nx::DriverHost& driver);
-    void GreetPuck(nx::DriverHost& driver);
-    void CallNext();
-    void Do(const Deed& deed);
+    void ProvisionDimmer(nx::DriverHost& driver);
+    void ProvisionLight(nx::DriverHost& driver);
+    void ProvisionPuck(nx::DriverHost& driver);
+    void ResyncNext();
+    void React(const Reaction& reaction);
     void Recall(const HouseFileScene& scene);
     void MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct& act);
 
     const HouseFile& m_file;
     Session& m_session;
-    std::unordered_map<const nx::DriverHost*, std::vector<Deed>> m_deeds;
+    Listeners& m_listeners;
+    std::unordered_map<const nx::DriverHost*, std::vector<Reaction>> m_reactions;
     std::unordered_map<std::string, device_wire::AttachedDevice*> m_devices;
-    std::vector<const Deed*> m_due;
+    std::vector<const Reaction*> m_due;
     std::vector<Count> m_sceneCounts;
     std::vector<Count> m_groupCounts;
     unsigned m_dueTimer = 0;
-    unsigned m_rollTimer = 0;
-    std::size_t m_called = 0;
+    unsigned m_resyncTimer = 0;
+    std::size_t m_nextToResync = 0;
     bool m_speaking = false;
 };
 } // namespace lighting_host

@@ -1,6 +1,7 @@
 #include "lighting_host/simulation/HouseFaults.h"
 
 #include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/Listeners.h"
 #include "simulated_devices/PuckModule.h"
 #include "simulated_devices/PuckModuleFaults.h"
 #include "simulated_devices/WiredDimmer.h"
@@ -69,7 +70,7 @@ public:
         return delivery;
     }
 
-    void Mend() { m_faulty = false; }
+    void StopFaults() { m_faulty = false; }
     Counts& GetCounts() { return m_counts; }
 
 private:
@@ -82,8 +83,10 @@ private:
     bool m_faulty = true;
 };
 
-HouseFaults::HouseFaults(Session& session, FaultLevel level, std::uint64_t seed)
-    : m_session(session), m_level(level), m_random(seed, embedded_host::Draw::Random)
+HouseFaults::HouseFaults(Session& session, Listeners& listeners, FaultLevel level,
+                         std::uint64_t seed)
+    : m_session(session), m_listeners(listeners), m_level(level),
+      m_random(seed, embedded_host::Draw::Random)
 {
     for (std::size_t i = 0; i < session.Devices().size(); ++i)
         m_links.push_back(std::make_unique<FaultyLink>(
@@ -105,10 +108,10 @@ void HouseFaults::Start()
         m_session.Devices()[i]->SetLink(m_links[i].get());
         if (m_level == FaultLevel::None)
         {
-            m_links[i]->Mend();
+            m_links[i]->StopFaults();
             continue;
         }
-        AddNature(*m_session.Devices()[i]->Device());
+        AddDeviceFaults(*m_session.Devices()[i]->Device());
         m_failures.push_back(0);
         PlanFailure(i);
     }
@@ -120,7 +123,7 @@ void HouseFaults::Stop()
         m_session.House().KillDeviceTimer(timer);
     m_failures.clear();
     for (const auto& link : m_links)
-        link->Mend();
+        link->StopFaults();
     for (const auto& attached : m_session.Devices())
     {
         simulated::SimulatedDevice* const device = attached->Device();
@@ -139,7 +142,7 @@ const HouseFaults::Counts& HouseFaults::Of(std::size_t device) const
 }
 
 // What a kind of device does wrong besides; half of them forget all without power.
-void HouseFaults::AddNature(simulated::SimulatedDevice& device)
+void HouseFaults::AddDeviceFaults(simulated::SimulatedDevice& device)
 {
     const bool forgets = m_random.Between(0, 1) == 1;
     const bool heavy = m_level == FaultLevel::Heavy;
@@ -186,8 +189,7 @@ void HouseFaults::FailPower(std::size_t device)
 {
     ++m_links[device]->GetCounts().powerFailures;
     device_wire::AttachedDevice& attached = *m_session.Devices()[device];
-    if (onPowerFailure)
-        onPowerFailure(attached.Driver());
+    m_listeners.OnPowerFailure(attached.Driver());
     attached.Device()->OnPowerOn();
     attached.Rejoin();
 }

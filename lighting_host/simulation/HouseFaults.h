@@ -5,13 +5,13 @@
 #include "nxshared/ITimerManagerCallback.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 namespace lighting_host
 {
+class Listeners;
 class Session;
 
 // How much goes wrong in a house.
@@ -41,14 +41,11 @@ public:
         unsigned long powerFailures = 0;
     };
 
-    // `session` must outlive this or Stop.
-    HouseFaults(Session& session, FaultLevel level, std::uint64_t seed);
+    // Both must outlive this or Stop. `listeners` are told of power failures.
+    HouseFaults(Session& session, Listeners& listeners, FaultLevel level, std::uint64_t seed);
     ~HouseFaults() override;
     HouseFaults(const HouseFaults&) = delete;
     HouseFaults& operator=(const HouseFaults&) = delete;
-
-    // Told of each power failure, when the power is back.
-    std::function<void(const nx::DriverHost&)> onPowerFailure;
 
     // Begins; called once, after the session has started.
     void Start();
@@ -65,9 +62,10 @@ private:
     void OnTimerExpired(ID::Timer timer, time_t time) override;
     void PlanFailure(std::size_t device);
     void FailPower(std::size_t device);
-    void AddNature(simulated::SimulatedDevice& device);
+    void AddDeviceFaults(simulated::SimulatedDevice& device);
 
     Session& m_session;
+    Listeners& m_listeners;
     const FaultLevel m_level;
     embedded_host::Random m_random;
     std::vector<std::unique_ptr<FaultyLink>> m_links;

@@ -3,7 +3,7 @@
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Controller.h"
 #include "lighting_host/simulation/HouseFaults.h"
-#include "lighting_host/simulation/Tally.h"
+#include "lighting_host/simulation/RunStatistics.h"
 #include "lighting_host/text/Duration.h"
 
 #include <algorithm>
@@ -64,8 +64,8 @@ std::size_t WidestDriver(const Session& session)
 } // namespace
 
 RunTables::RunTables(std::ostream& out, const HouseFile& file, const Session& session,
-                     const Tally& tally)
-    : m_out(out), m_file(file), m_session(session), m_tally(tally)
+                     const RunStatistics& statistics)
+    : m_out(out), m_file(file), m_session(session), m_statistics(statistics)
 {
 }
 
@@ -77,7 +77,7 @@ void RunTables::WriteDrivers() const
     for (const auto& driver : m_session.House().Drivers())
     {
         const embedded_host::DriverConfig& config = driver->Config();
-        const Tally::Counts counts = m_tally.Of(*driver);
+        const RunStatistics::Counts counts = m_statistics.Of(*driver);
         const DriverAdapter* adapter = m_session.AdapterOf(*driver);
         std::string state;
         if (adapter)
@@ -116,13 +116,13 @@ bool RunTables::WriteRooms() const
                          "people do", "events", "messages");
     for (const std::string& room : rooms)
     {
-        Tally::Counts sum;
+        RunStatistics::Counts sum;
         unsigned count = 0;
         for (const auto& driver : drivers)
         {
             if (&room != &rooms.back() && roomOf(*driver) != room)
                 continue;
-            const Tally::Counts counts = m_tally.Of(*driver);
+            const RunStatistics::Counts counts = m_statistics.Of(*driver);
             ++count;
             sum.acts += counts.acts;
             sum.events += counts.events;
@@ -218,7 +218,7 @@ void RunTables::WriteFaults(const HouseFaults& faults) const
     for (const std::string& type : types)
     {
         HouseFaults::Counts link;
-        Tally::Counts done;
+        RunStatistics::Counts done;
         for (std::size_t i = 0; i < devices.size(); ++i)
         {
             const nx::DriverHost& driver = devices[i]->Driver();
@@ -230,10 +230,10 @@ void RunTables::WriteFaults(const HouseFaults& faults) const
             link.late += counts.late;
             link.twice += counts.twice;
             link.powerFailures += counts.powerFailures;
-            const Tally::Counts tally = m_tally.Of(driver);
-            done.repairs += tally.repairs;
-            done.retries += tally.retries;
-            done.warnings += tally.warnings;
+            const RunStatistics::Counts statistics = m_statistics.Of(driver);
+            done.repairs += statistics.repairs;
+            done.retries += statistics.retries;
+            done.warnings += statistics.warnings;
         }
         m_out << fmt::format(row, type, link.messages, link.lost, link.late, link.twice,
                              link.powerFailures, done.repairs, done.retries, done.warnings);

@@ -8,7 +8,7 @@ class Controller;
 class HouseFaults;
 struct HouseFile;
 class Session;
-class Tally;
+class RunStatistics;
 
 // What stands at the end of a run. Each writes one table with a blank line before it, or nothing
 // when it would be empty; none of them says anything that does not repeat with the seed.
@@ -16,7 +16,8 @@ class RunTables
 {
 public:
     // All must outlive the tables.
-    RunTables(std::ostream& out, const HouseFile& file, const Session& session, const Tally& tally);
+    RunTables(std::ostream& out, const HouseFile& file, const Session& session,
+              const RunStatistics& statistics);
 
     // Each driver's final state.
     void WriteDrivers() const;
@@ -39,6 +40,6 @@ private:
     std::ostream& m_out;
     const HouseFile& m_file;
     const Session& m_session;
-    const Tally& m_tally;
+    const RunStatistics& m_statistics;
 };
 } // namespace lighting_host

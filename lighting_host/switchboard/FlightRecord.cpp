@@ -137,7 +137,7 @@ FlightRecord ParseFlightRecord(const std::string& text)
         }
         catch (const InputError& error)
         {
-            throw RecordError(fmt::format("line {}: {}", number, error.Words()));
+            throw RecordError(fmt::format("line {}: {}", number, error.Message()));
         }
         catch (const std::exception& error)
         {

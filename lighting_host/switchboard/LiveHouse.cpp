@@ -240,7 +240,7 @@ bool LiveHouse::HandIn(HouseVisitor& visitor, const std::string& line, unsigned 
     {
         refused = true;
         std::string text = "{\"error\":";
-        AppendJsonText(text, error.Words());
+        AppendJsonText(text, error.Message());
         m_answer(text + fmt::format(",\"line\":{}}}", number));
     }
     m_answer(fmt::format("{{\"done\":{}}}", number));

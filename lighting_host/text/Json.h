@@ -26,7 +26,7 @@ public:
         : std::runtime_error(words), m_words(std::make_shared<std::string>(words))
     {
     }
-    const std::string& Words() const { return *m_words; }
+    const std::string& Message() const { return *m_words; }
 
 private:
     // Shared, so that copying the error cannot throw.

@@ -24,7 +24,7 @@ constexpr Type TYPES[] = {
 };
 
 // A world in which nothing ever happens: a device made in it is only looked at.
-class StillWorld : public simulated::DeviceEnvironment
+class NullEnvironment : public simulated::DeviceEnvironment
 {
 public:
     void Send(const wire::MibMessage&) override {}
@@ -58,7 +58,7 @@ unsigned LampWatts(const HouseFileDriver& driver)
 
 std::string CheckDevice(const HouseFileDriver& driver)
 {
-    StillWorld world;
+    NullEnvironment world;
     try
     {
         MakeDevice(driver, world);

@@ -97,7 +97,7 @@ public:
         }
         catch (const InputError& error)
         {
-            Add(fmt::format("{{\"error\":{},\"line\":{}}}", Quoted(error.Words()), number));
+            Add(fmt::format("{{\"error\":{},\"line\":{}}}", Quoted(error.Message()), number));
             return Add(fmt::format("{{\"done\":{}}}", number));
         }
         m_server.m_house->HandIn(*this, text, number, MonotonicNs());

@@ -8,7 +8,7 @@
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
 #include "lighting_host/house/Session.h"
-#include "lighting_host/simulation/Life.h"
+#include "lighting_host/simulation/Simulation.h"
 #include "simulated_devices/KeypadOnBus.h"
 #include "simulated_devices/MeteringPlug.h"
 #include "simulated_devices/PuckModule.h"
@@ -68,8 +68,8 @@ std::string Shining(const std::string& colour)
 }
 } // namespace
 
-Audit::Audit(const HouseFile& file, Session& session, Life& life)
-    : m_file(file), m_session(session), m_life(life)
+Audit::Audit(const HouseFile& file, Session& session, Simulation& simulation)
+    : m_file(file), m_session(session), m_simulation(simulation)
 {
 }
 
@@ -98,7 +98,7 @@ std::uint64_t Audit::TotalOf(const nx::DriverHost& driver) const
                    : 0;
 }
 
-void Audit::NoteMib(const nx::DriverHost& driver, const wire::MibMessage& message)
+void Audit::OnMib(const nx::DriverHost& driver, const wire::MibMessage& message)
 {
     if (message.mib != "nx.dmx.pwr" || message.params.size() <= READING_AT)
         return;
@@ -138,7 +138,7 @@ void Audit::AfterRestart(const nx::DriverHost& driver, bool saved)
     book.lost += book.beforeRestart - wanted;
 }
 
-void Audit::BeforePowerFailure(const nx::DriverHost& driver)
+void Audit::OnPowerFailure(const nx::DriverHost& driver)
 {
     for (const auto& device : m_session.Devices())
     {
@@ -339,11 +339,11 @@ void Audit::CheckPlug(AttachedDevice& device)
 
 void Audit::CheckLamps()
 {
-    for (const Lamps::Meter& meter : m_life.GetLamps().Meters())
+    for (const LampMeters::Meter& meter : m_simulation.GetLampMeters().Meters())
     {
         const Book& book = m_books[meter.driver->Config().name];
         const std::uint64_t total = TotalOf(*meter.driver);
-        Same(*meter.driver, "energy of the lamp", total + book.lost, meter.handedOver);
+        Same(*meter.driver, "energy of the lamp", total + book.lost, meter.reported);
         m_counted += total;
         m_lost += book.lost;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "lighting_host/house/HouseFile.h"
+#include "lighting_host/simulation/HouseListener.h"
 
 #include <cstdint>
 #include <map>
@@ -13,17 +14,9 @@ class AttachedDevice;
 }
 namespace lighting_host
 {
-class Life;
 class Session;
+class Simulation;
 } // namespace lighting_host
-namespace nx
-{
-class DriverHost;
-}
-namespace wire
-{
-struct MibMessage;
-}
 
 namespace soak
 {
@@ -31,17 +24,18 @@ namespace soak
 // driver believes, what the device really holds, and what the file wants of both. Looks into the
 // devices' own tables; what it expects is worked out here, by nobody that it checks.
 //
-// Keeps books on energy on the way: NoteMib, and a Before and After around every restart and power
-// failure.
-class Audit
+// Keeps books on energy on the way: it hears the house, and is called before and after every
+// restart.
+class Audit : public lighting_host::HouseListener
 {
 public:
     // All must outlive the audit.
     Audit(const lighting_host::HouseFile& file, lighting_host::Session& session,
-          lighting_host::Life& life);
+          lighting_host::Simulation& simulation);
 
-    // A message reached the driver of a plug.
-    void NoteMib(const nx::DriverHost& driver, const wire::MibMessage& message);
+    // HouseListener. What reaches the driver of a plug, and what its meter loses with the power.
+    void OnMib(const nx::DriverHost& driver, const wire::MibMessage& message) override;
+    void OnPowerFailure(const nx::DriverHost& driver) override;
 
     // The states of all drivers were saved.
     void NoteSave();
@@ -50,9 +44,6 @@ public:
     // saved last. What it had counted since then is booked as lost; any other loss is a mistake.
     void BeforeRestart(const nx::DriverHost& driver);
     void AfterRestart(const nx::DriverHost& driver, bool saved);
-
-    // A device is about to lose its power.
-    void BeforePowerFailure(const nx::DriverHost& driver);
 
     // Everything that is wrong, in words; empty when all agrees. Once it is asked, the house must
     // have had time to put itself right.
@@ -98,7 +89,7 @@ private:
 
     const lighting_host::HouseFile& m_file;
     lighting_host::Session& m_session;
-    lighting_host::Life& m_life;
+    lighting_host::Simulation& m_simulation;
     std::map<std::string, Book> m_books;
     std::vector<std::string> m_wrong;
     unsigned long m_compared = 0;

@@ -9,8 +9,9 @@
 #include "device_wire/AttachedDevice.h"
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/house/StateKeeper.h"
-#include "lighting_host/simulation/Life.h"
-#include "lighting_host/simulation/Narrator.h"
+#include "lighting_host/simulation/ConsoleReport.h"
+#include "lighting_host/simulation/Listeners.h"
+#include "lighting_host/simulation/Simulation.h"
 #include "tests/soak/Audit.h"
 
 #include <algorithm>
@@ -42,7 +43,8 @@ constexpr std::int64_t SAVE_EVERY_MS = 10 * MINUTE_MS;
 constexpr int SHORTEST_LIFE_MS = 10 * 60 * 1000;
 constexpr int LONGEST_LIFE_MS = 4 * 3600 * 1000;
 constexpr int WHOLE_HOUSE_OF = 10;
-// Without faults, before both ends are compared: two roll calls, and on to a quiet hour.
+// Without faults, before both ends are compared: two resyncs of every driver, and on to a quiet
+// hour.
 constexpr std::int64_t SETTLE_MS = 13 * HOUR_MS;
 // Fewer tell nothing about memory.
 constexpr std::size_t FEWEST_DAYS = 6;
@@ -145,35 +147,31 @@ class Soak
 {
 public:
     Soak(const HouseFile& file, const Options& options)
-        : m_options(options), m_told(&m_digest), m_narrator(m_told, Telling::Verbose, [] {}),
-          m_session(file, ForSession(options, m_folder), m_narrator),
-          m_life(file, m_session, FaultLevel::Heavy, options.seed),
-          m_audit(file, m_session, m_life), m_random(~options.seed, embedded_host::Draw::Random)
+        : m_options(options), m_told(&m_digest),
+          m_session(file, ForSession(options, m_folder), m_listeners),
+          m_simulation(file, m_session, m_listeners, FaultLevel::Heavy, options.seed),
+          m_report(m_told, Verbosity::Verbose, m_session, m_listeners, [] {}),
+          m_audit(file, m_session, m_simulation),
+          m_random(~options.seed, embedded_host::Draw::Random)
     {
-        m_life.TellTo(m_narrator);
+        m_listeners.Add(m_audit);
         m_session.Keeper()->onSaved = [this]
         {
             m_audit.NoteSave();
         };
-        for (const auto& device : m_session.Devices())
-            device->onMib = [this](const nx::DriverHost& driver, const wire::MibMessage& message)
-            {
-                m_audit.NoteMib(driver, message);
-            };
-        m_life.Faults().onPowerFailure = [this](const nx::DriverHost& driver)
-        {
-            m_audit.BeforePowerFailure(driver);
-            m_narrator.PowerFailure(driver);
-        };
     }
 
-    ~Soak() { m_session.Stop(); }
+    ~Soak()
+    {
+        m_session.Stop();
+        m_listeners.Remove(m_audit);
+    }
 
     // True when all is well.
     bool Run()
     {
         m_session.Start();
-        m_life.Start();
+        m_simulation.Start();
         for (unsigned day = 1; day <= m_options.days; ++day)
         {
             m_memory.emplace_back();
@@ -193,7 +191,7 @@ public:
             "restarts: {} of a driver, {} of the house, {} of these by a crash\n", m_driverRestarts,
             m_houseRestarts, m_crashes);
         TellFaults();
-        m_life.Faults().Stop();
+        m_simulation.Faults().Stop();
         m_session.House().Advance(SETTLE_MS);
         return Judge();
     }
@@ -228,7 +226,7 @@ private:
         m_audit.BeforeRestart(driver);
         driver.Restart();
         m_audit.AfterRestart(driver, false);
-        m_life.Welcome(driver);
+        m_simulation.OnDriverStarted(driver);
     }
 
     void RestartHouse(bool crash)
@@ -242,25 +240,26 @@ private:
         for (const auto& driver : drivers)
             m_audit.AfterRestart(*driver, true);
         for (const auto& driver : drivers)
-            m_life.Welcome(*driver);
+            m_simulation.OnDriverStarted(*driver);
     }
 
     void TellFaults() const
     {
         HouseFaults::Counts sum;
-        Tally::Counts done;
+        RunStatistics::Counts done;
         const auto& devices = m_session.Devices();
         for (std::size_t i = 0; i < devices.size(); ++i)
         {
-            const HouseFaults::Counts& counts = m_life.Faults().Of(i);
+            const HouseFaults::Counts& counts = m_simulation.Faults().Of(i);
             sum.messages += counts.messages;
             sum.lost += counts.lost;
             sum.late += counts.late;
             sum.twice += counts.twice;
             sum.powerFailures += counts.powerFailures;
-            const Tally::Counts tally = m_narrator.Counted().Of(devices[i]->Driver());
-            done.repairs += tally.repairs;
-            done.retries += tally.retries;
+            const RunStatistics::Counts statistics =
+                m_simulation.Statistics().Of(devices[i]->Driver());
+            done.repairs += statistics.repairs;
+            done.retries += statistics.retries;
         }
         std::cout << fmt::format("messages: {}, of these {} lost, {} late, {} twice; {} power "
                                  "failures; {} repairs, {} retries\n",
@@ -320,9 +319,10 @@ private:
     Folder m_folder;
     Digest m_digest;
     std::ostream m_told;
-    Narrator m_narrator;
+    Listeners m_listeners;
     Session m_session;
-    Life m_life;
+    Simulation m_simulation;
+    ConsoleReport m_report;
     soak::Audit m_audit;
     embedded_host::Random m_random;
     std::int64_t m_nextRestartMs = -1;

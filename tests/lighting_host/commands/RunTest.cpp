@@ -195,7 +195,7 @@ TEST_F(VillaTest, LightFaults_AreFewerThanHeavyOnes)
 TEST_F(VillaTest, SameSeed_TellsTheSame_AnotherDoesNot)
 {
     options.faults = FaultLevel::Heavy;
-    options.telling = Telling::Verbose;
+    options.verbosity = Verbosity::Verbose;
     const Words first = Run(VILLA);
     EXPECT_EQ(first, Run(VILLA));
     options.session.seed = 8;
@@ -206,11 +206,11 @@ TEST_F(VillaTest, Tellings_GrowWithTheirNames)
 {
     const std::size_t normal = Run(VILLA).size();
     EXPECT_LT(normal, 400u);
-    options.telling = Telling::Quiet;
+    options.verbosity = Verbosity::Quiet;
     const Words quiet = Run(VILLA);
     EXPECT_EQ(quiet.front(), "");
     EXPECT_LT(quiet.size() + 100, normal);
-    options.telling = Telling::Verbose;
+    options.verbosity = Verbosity::Verbose;
     EXPECT_GT(Run(VILLA).size(), normal + 100);
 }
 
@@ -265,7 +265,7 @@ TEST_F(RunTest, HouseWithoutRooms_EndsWithItsDrivers)
 TEST_F(RunTest, VerboseTelling_NamesEvents)
 {
     options.forMs = 60000;
-    options.telling = Telling::Verbose;
+    options.verbosity = Verbosity::Verbose;
     EXPECT_THAT(Run(LIGHTING_SOURCE_DIR "/examples/hall/house.xml"),
                 IsSupersetOf({"00:00:03.000  hall          somebody pushes contact 0",
                               "00:00:03.000  hall          Aux 1 pressed  (event 6001)"}));

@@ -135,7 +135,7 @@ TEST(ParseJsonTest, OrderOfFields_IsKept)
 
 TEST(InputErrorTest, Words_HoldWhatStandsBehindANul)
 {
-    EXPECT_EQ(InputError("a\0b"s).Words(), "a\0b"s);
+    EXPECT_EQ(InputError("a\0b"s).Message(), "a\0b"s);
 }
 
 class FieldsTest : public testing::Test
@@ -153,7 +153,7 @@ protected:
         }
         catch (const InputError& error)
         {
-            return error.Words();
+            return error.Message();
         }
         return "";
     }

@@ -1,10 +1,10 @@
-#include "lighting_host/simulation/Narrator.h"
+#include "lighting_host/simulation/ConsoleReport.h"
 
 #include "embedded_host/House.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/ZclMessages.h"
 #include "lighting_host/house/Session.h"
-#include "lighting_host/simulation/Controller.h"
+#include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/text/Duration.h"
 #include "nxshared/NxMIBPacket.h"
 
@@ -26,41 +26,37 @@ constexpr std::size_t TIME_OF_DAY = 11;
 constexpr std::size_t TIME_WIDTH = 8;
 } // namespace
 
-Narrator::Narrator(std::ostream& out, Telling telling, std::function<void()> clearProgress)
-    : m_out(out), m_telling(telling), m_clearProgress(std::move(clearProgress))
+ConsoleReport::ConsoleReport(std::ostream& out, Verbosity verbosity, const Session& session,
+                             Listeners& listeners, std::function<void()> clearProgress)
+    : m_out(out), m_verbosity(verbosity), m_session(session), m_listeners(listeners),
+      m_clearProgress(std::move(clearProgress)), m_nameWidth(NAME_WIDTH)
 {
-}
-
-void Narrator::Follow(const Session* session, Controller* controller)
-{
-    m_session = session;
-    m_controller = controller;
-    if (!session)
-        return;
-    m_nameWidth = NAME_WIDTH;
-    for (const auto& driver : session->House().Drivers())
+    for (const auto& driver : session.House().Drivers())
     {
         m_nameWidth = std::max(m_nameWidth, driver->Config().name.size());
-        m_roomWidth = std::max(m_roomWidth, session->RoomOf(*driver).size());
+        m_roomWidth = std::max(m_roomWidth, session.RoomOf(*driver).size());
     }
+    m_listeners.Add(*this);
 }
 
-std::string Narrator::DescribeEvent(const nx::DriverHost& driver, unsigned event) const
+ConsoleReport::~ConsoleReport()
 {
-    const DriverAdapter* adapter = m_session ? m_session->AdapterOf(driver) : nullptr;
+    m_listeners.Remove(*this);
+}
+
+std::string ConsoleReport::DescribeEvent(const nx::DriverHost& driver, unsigned event) const
+{
+    const DriverAdapter* adapter = m_session.AdapterOf(driver);
     const std::string words = adapter ? adapter->DescribeEvent(event) : std::string();
     return words.empty() ? "an event fires" : words;
 }
 
-void Narrator::Write(const Output& output)
+void ConsoleReport::OnOutput(const Output& output)
 {
     const nx::DriverHost& driver = output.driver;
-    m_tally.Note(output, m_controller && m_controller->IsSpeaking());
-    if (m_controller)
-        m_controller->Hear(output);
     if (const auto* fired = std::get_if<EventFired>(&output.effect))
     {
-        if (m_telling == Telling::Verbose)
+        if (m_verbosity == Verbosity::Verbose)
             Detail(driver, DescribeEvent(driver, fired->event),
                    fmt::format("event {}", fired->event));
     }
@@ -77,68 +73,61 @@ void Narrator::Write(const Output& output)
         Line(driver, "does not know the command", unhandled->name);
 }
 
-void Narrator::Record(const nx::DriverHost& driver, const LogRecord& record)
+void ConsoleReport::Record(const nx::DriverHost& driver, const LogRecord& record)
 {
     const unsigned long nth = ++m_records[&driver];
-    if (m_telling != Telling::Verbose && nth > RECORDS_TOLD)
+    if (m_verbosity != Verbosity::Verbose && nth > RECORDS_TOLD)
         return;
     Line(driver, record.level >= log4cplus::WARN_LOG_LEVEL ? "warns" : "notes", record.text);
 }
 
-void Narrator::Person(const nx::DriverHost& driver, const std::string& what)
+void ConsoleReport::OnPerson(const nx::DriverHost& driver, const std::string& what)
 {
     if (m_told.count(&driver) != 0)
     {
         Detail(driver, "somebody " + what, std::string());
         return;
     }
-    m_tally.NoteAct(driver);
     Line(driver, "somebody " + what, std::string());
 }
 
-void Narrator::Act(const nx::DriverHost& driver, const std::string& words)
+void ConsoleReport::OnAct(const nx::DriverHost& driver, const std::string& words)
 {
     m_told.insert(&driver);
-    m_tally.NoteAct(driver);
     Line(driver, words, std::string());
 }
 
-void Narrator::ControllerActs(const nx::DriverHost& driver, const std::string& what)
+void ConsoleReport::OnControllerAct(const nx::DriverHost& driver, const std::string& what)
 {
     Line(driver, "the house " + what, std::string());
 }
 
-void Narrator::PowerFailure(const nx::DriverHost& driver)
+void ConsoleReport::OnPowerFailure(const nx::DriverHost& driver)
 {
     Line(driver, "has no power for a moment", std::string());
 }
 
-void Narrator::Bus(const nx::DriverHost& driver, const wire::BusFrame& frame)
+void ConsoleReport::Detail(const nx::DriverHost& driver, const std::string& what,
+                           const std::string& detail)
 {
-    m_tally.NoteBus(driver, frame);
-}
-
-void Narrator::Detail(const nx::DriverHost& driver, const std::string& what,
-                      const std::string& detail)
-{
-    if (m_telling == Telling::Verbose)
+    if (m_verbosity == Verbosity::Verbose)
         Line(driver, what, detail);
 }
 
-void Narrator::Line(const nx::DriverHost& driver, const std::string& what,
-                    const std::string& detail)
+void ConsoleReport::Line(const nx::DriverHost& driver, const std::string& what,
+                         const std::string& detail)
 {
-    if (m_telling == Telling::Quiet)
+    if (m_verbosity == Verbosity::Quiet)
         return;
     const Clock& clock = driver.GetHouse().GetClock();
     std::string when = FormatLocalTime(clock.LocalSeconds(), static_cast<int>(clock.NowMs() % 1000))
                            .substr(TIME_OF_DAY);
-    if (m_telling == Telling::Normal)
+    if (m_verbosity == Verbosity::Normal)
         when.resize(TIME_WIDTH);
     m_clearProgress();
     m_out << when << "  ";
     if (m_roomWidth > 0)
-        m_out << fmt::format("{:<{}}  ", m_session->RoomOf(driver), m_roomWidth);
+        m_out << fmt::format("{:<{}}  ", m_session.RoomOf(driver), m_roomWidth);
     m_out << fmt::format("{:<{}}  {}", driver.Config().name, m_nameWidth, what);
     if (!detail.empty())
         m_out << fmt::format("  ({})", detail);

@@ -1,4 +1,4 @@
-#include "lighting_host/simulation/Lamps.h"
+#include "lighting_host/simulation/LampMeters.h"
 
 #include "device_wire/AttachedDevice.h"
 #include "lighting_host/house/Session.h"
@@ -22,7 +22,7 @@ void TellFact(const nx::DriverHost& driver, const Session& session, const char* 
 }
 } // namespace
 
-Lamps::Lamps(const HouseFile& file, Session& session) : m_session(session)
+LampMeters::LampMeters(const HouseFile& file, Session& session) : m_session(session)
 {
     for (const HouseFileDriver& driver : file.drivers)
     {
@@ -37,18 +37,18 @@ Lamps::Lamps(const HouseFile& file, Session& session) : m_session(session)
     }
 }
 
-Lamps::~Lamps()
+LampMeters::~LampMeters()
 {
     m_session.House().KillDeviceTimer(m_timer);
 }
 
-void Lamps::Start()
+void LampMeters::Start()
 {
     if (!m_meters.empty())
-        m_timer = m_session.House().AddDeviceTimer(LOOK_MS, this);
+        m_timer = m_session.House().AddDeviceTimer(SAMPLE_MS, this);
 }
 
-void Lamps::Greet(const nx::DriverHost& driver)
+void LampMeters::OnDriverStarted(const nx::DriverHost& driver)
 {
     for (const Meter& meter : m_meters)
     {
@@ -57,20 +57,20 @@ void Lamps::Greet(const nx::DriverHost& driver)
     }
 }
 
-void Lamps::OnTimerExpired(ID::Timer, time_t)
+void LampMeters::OnTimerExpired(ID::Timer, time_t)
 {
-    m_timer = m_session.House().AddDeviceTimer(LOOK_MS, this);
-    m_looks = (m_looks + 1) % LOOKS_A_MINUTE;
+    m_timer = m_session.House().AddDeviceTimer(SAMPLE_MS, this);
+    m_samples = (m_samples + 1) % SAMPLES_PER_MINUTE;
     for (Meter& meter : m_meters)
     {
-        meter.joules += meter.watts * (LOOK_MS / 1000);
-        Look(meter);
-        if (m_looks == 0)
-            HandOver(meter);
+        meter.joules += meter.watts * (SAMPLE_MS / 1000);
+        Sample(meter);
+        if (m_samples == 0)
+            ReportEnergy(meter);
     }
 }
 
-void Lamps::Look(Meter& meter) const
+void LampMeters::Sample(Meter& meter) const
 {
     const simulated::LampLevel lamp = meter.device->Device()->PresentLevel();
     const unsigned watts = meter.wattsAtMost * lamp.level / lamp.full;
@@ -82,19 +82,19 @@ void Lamps::Look(Meter& meter) const
     Tell(meter);
 }
 
-void Lamps::Tell(const Meter& meter) const
+void LampMeters::Tell(const Meter& meter) const
 {
     TellFact(*meter.driver, m_session, "load_on", meter.on);
     TellFact(*meter.driver, m_session, "power_watts", meter.watts);
 }
 
-void Lamps::HandOver(Meter& meter) const
+void LampMeters::ReportEnergy(Meter& meter) const
 {
     const std::uint64_t hundredths = meter.joules / JOULES_A_HUNDREDTH;
     if (hundredths == 0)
         return;
     meter.joules -= hundredths * JOULES_A_HUNDREDTH;
-    meter.handedOver += hundredths;
+    meter.reported += hundredths;
     TellFact(*meter.driver, m_session, "energy_wh", static_cast<double>(hundredths) / HUNDREDTHS);
 }
 } // namespace lighting_host

@@ -23,14 +23,14 @@ class Session;
 // The lamps of a house's simulated lights: what each draws at its level, metered. Only for `run`,
 // where nobody else tells a light's driver what its load is.
 //
-// Looks at every lamp each LOOK_MS, and tells the driver whether its load is on and what it draws
+// Looks at every lamp each SAMPLE_MS, and tells the driver whether its load is on and what it draws
 // when that has changed; once a minute it hands over the energy, in whole hundredths of a
 // watt-hour. Lives on the house's thread.
-class Lamps : private ITimerManagerCallback
+class LampMeters : private ITimerManagerCallback
 {
 public:
-    static constexpr std::uint64_t LOOK_MS = 10000;
-    static constexpr unsigned LOOKS_A_MINUTE = 6;
+    static constexpr std::uint64_t SAMPLE_MS = 10000;
+    static constexpr unsigned SAMPLES_PER_MINUTE = 6;
 
     // One lamp's meter.
     struct Meter
@@ -44,32 +44,32 @@ public:
         // What was not handed over yet, in joules, and what was in all, in hundredths of a
         // watt-hour.
         std::uint64_t joules = 0;
-        std::uint64_t handedOver = 0;
+        std::uint64_t reported = 0;
     };
 
     // Both must outlive this.
-    Lamps(const HouseFile& file, Session& session);
-    ~Lamps() override;
-    Lamps(const Lamps&) = delete;
-    Lamps& operator=(const Lamps&) = delete;
+    LampMeters(const HouseFile& file, Session& session);
+    ~LampMeters() override;
+    LampMeters(const LampMeters&) = delete;
+    LampMeters& operator=(const LampMeters&) = delete;
 
     // Called once, after the session has started.
     void Start();
 
     // A driver has started again and knows nothing of its load.
-    void Greet(const nx::DriverHost& driver);
+    void OnDriverStarted(const nx::DriverHost& driver);
 
     const std::vector<Meter>& Meters() const { return m_meters; }
 
 private:
     void OnTimerExpired(ID::Timer timer, time_t time) override;
-    void Look(Meter& meter) const;
+    void Sample(Meter& meter) const;
     void Tell(const Meter& meter) const;
-    void HandOver(Meter& meter) const;
+    void ReportEnergy(Meter& meter) const;
 
     Session& m_session;
     std::vector<Meter> m_meters;
     unsigned m_timer = 0;
-    unsigned m_looks = 0;
+    unsigned m_samples = 0;
 };
 } // namespace lighting_host

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "lighting_host/simulation/HouseListener.h"
+
+#include <vector>
+
+namespace lighting_host
+{
+// One sink that tells several: every listener hears everything, side by side, in the order in which
+// they were added. Must outlive the house.
+class Listeners : public embedded_host::OutputSink, public HouseListener
+{
+public:
+    // `listener` must outlive this, or be removed before it goes. Neither may be called while
+    // something is being told.
+    void Add(HouseListener& listener);
+    void Remove(HouseListener& listener);
+
+    // OutputSink. Tells OnOutput.
+    void Write(const embedded_host::Output& output) override;
+
+    // HouseListener. Each is passed on to every listener.
+    void OnOutput(const embedded_host::Output& output) override;
+    void OnPerson(const nx::DriverHost& driver, const std::string& what) override;
+    void OnAct(const nx::DriverHost& driver, const std::string& words) override;
+    void OnControllerAct(const nx::DriverHost& driver, const std::string& what) override;
+    void OnPowerFailure(const nx::DriverHost& driver) override;
+    void OnBus(const nx::DriverHost& driver, const wire::BusFrame& frame) override;
+    void OnMib(const nx::DriverHost& driver, const wire::MibMessage& message) override;
+
+private:
+    std::vector<HouseListener*> m_listeners;
+};
+} // namespace lighting_host

@@ -1,0 +1,56 @@
+#include "lighting_host/simulation/Simulation.h"
+
+#include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/Listeners.h"
+
+namespace lighting_host
+{
+Simulation::Simulation(const HouseFile& file, Session& session, Listeners& listeners,
+                       FaultLevel faults, std::uint64_t seed)
+    : m_session(session), m_listeners(listeners), m_controller(file, session, listeners),
+      m_statistics(m_controller), m_lampMeters(file, session),
+      m_faults(session, listeners, faults, seed)
+{
+    listeners.Add(m_statistics);
+    listeners.Add(m_controller);
+    for (const auto& device : session.Devices())
+    {
+        device->onPerson = [&listeners](const nx::DriverHost& driver, const std::string& what)
+        {
+            listeners.OnPerson(driver, what);
+        };
+        device->onAct = [&listeners](const nx::DriverHost& driver, const std::string& words)
+        {
+            listeners.OnAct(driver, words);
+        };
+        device->onBus = [&listeners](const nx::DriverHost& driver, const wire::BusFrame& frame)
+        {
+            listeners.OnBus(driver, frame);
+        };
+        device->onMib = [&listeners](const nx::DriverHost& driver, const wire::MibMessage& message)
+        {
+            listeners.OnMib(driver, message);
+        };
+    }
+}
+
+Simulation::~Simulation()
+{
+    m_listeners.Remove(m_controller);
+    m_listeners.Remove(m_statistics);
+}
+
+void Simulation::Start()
+{
+    m_controller.Start();
+    m_lampMeters.Start();
+    m_faults.Start();
+}
+
+void Simulation::OnDriverStarted(nx::DriverHost& driver)
+{
+    m_controller.Provision(driver);
+    m_lampMeters.OnDriverStarted(driver);
+    driver.Online(true);
+}
+} // namespace lighting_host
