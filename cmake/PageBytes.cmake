@@ -8,11 +8,11 @@ set(index 0)
 foreach(file IN LISTS files)
   get_filename_component(name ${file} NAME)
   file(READ ${file} hex HEX)
-  string(REGEX REPLACE "(..)" "\\\\x\\1" bytes "${hex}")
-  # Literals of a bounded length, one after the other.
-  string(REGEX REPLACE "((\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..)(\\\\x..))" "\\1\"\n\"" bytes "${bytes}")
+  string(REGEX REPLACE "([0-9a-f][0-9a-f])" "0x\\1," bytes "${hex}")
+  # Lines of a bounded length.
+  string(REGEX REPLACE "(................................................................................)" "\\1\n" bytes "${bytes}")
   file(SIZE ${file} size)
-  string(APPEND arrays "const char FILE_${index}[] =\n\"${bytes}\";\n")
+  string(APPEND arrays "const unsigned char FILE_${index}[] = {\n${bytes}};\n")
   string(APPEND rows "    {\"${name}\", FILE_${index}, ${size}},\n")
   math(EXPR index "${index} + 1")
 endforeach()
@@ -32,7 +32,7 @@ ${arrays}
 struct File
 {
     const char* name;
-    const char* bytes;
+    const unsigned char* bytes;
     std::size_t size;
 };
 constexpr File FILES[] = {
@@ -45,7 +45,7 @@ bool FindPageBytes(const std::string& name, std::string& bytes)
     {
         if (name != file.name)
             continue;
-        bytes.assign(file.bytes, file.size);
+        bytes.assign(reinterpret_cast<const char*>(file.bytes), file.size);
         return true;
     }
     return false;

@@ -100,6 +100,8 @@ void AttachedDevice::Deliver(const wire::MibMessage& message)
 // What the host does not understand, it has said so; the device is not told.
 void AttachedDevice::Deliver(const wire::ZclFrame& frame)
 {
+    if (onZcl)
+        onZcl(m_driver, frame);
     m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
 }
 

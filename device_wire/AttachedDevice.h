@@ -30,6 +30,7 @@ public:
     using PersonReport = std::function<void(const nx::DriverHost&, const std::string&)>;
     using BusReport = std::function<void(const nx::DriverHost&, const wire::BusFrame&)>;
     using MibReport = std::function<void(const nx::DriverHost&, const wire::MibMessage&)>;
+    using ZclReport = std::function<void(const nx::DriverHost&, const wire::ZclFrame&)>;
 
     // `driver` must outlive this.
     explicit AttachedDevice(nx::DriverHost& driver);
@@ -61,8 +62,9 @@ public:
     PersonReport onAct;
     // Told of a message from the bus that reached the driver, before the driver gets it.
     BusReport onBus;
-    // The same for a MIB message.
+    // The same for a MIB message, and for a ZCL frame.
     MibReport onMib;
+    ZclReport onZcl;
 
     // The link between the two; null, which is the default, for one that is perfect. Must stay
     // valid until another one is set or this is destroyed.

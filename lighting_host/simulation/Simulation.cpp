@@ -13,25 +13,7 @@ Simulation::Simulation(const HouseFile& file, Session& session, Listeners& liste
 {
     listeners.Add(m_statistics);
     listeners.Add(m_controller);
-    for (const auto& device : session.Devices())
-    {
-        device->onPerson = [&listeners](const nx::DriverHost& driver, const std::string& what)
-        {
-            listeners.OnPerson(driver, what);
-        };
-        device->onAct = [&listeners](const nx::DriverHost& driver, const std::string& words)
-        {
-            listeners.OnAct(driver, words);
-        };
-        device->onBus = [&listeners](const nx::DriverHost& driver, const wire::BusFrame& frame)
-        {
-            listeners.OnBus(driver, frame);
-        };
-        device->onMib = [&listeners](const nx::DriverHost& driver, const wire::MibMessage& message)
-        {
-            listeners.OnMib(driver, message);
-        };
-    }
+    listeners.HearDevices(session);
 }
 
 Simulation::~Simulation()

@@ -1,5 +1,6 @@
 #include "lighting_host/switchboard/FlightRecord.h"
 
+#include "lighting_host/house/InputLines.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 

@@ -43,6 +43,7 @@ HouseRun::HouseRun(const HouseFile& file, const Options& options, Sinks sinks)
     const auto& drivers = m_session->House().Drivers();
     for (std::size_t place = 0; place < drivers.size(); ++place)
         m_places[drivers[place].get()] = place;
+    m_listeners.HearDevices(*m_session);
     if (options.people)
         m_simulation = std::make_unique<Simulation>(file, *m_session, m_listeners, options.faults,
                                                     options.session.seed);

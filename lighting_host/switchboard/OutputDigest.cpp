@@ -29,7 +29,7 @@ void OutputDigest::Add(const std::string& text)
     XXH3_128bits_update(m_state->xxh, "\n", 1);
     ++m_count;
     const auto sum = static_cast<std::uint32_t>(XXH3_64bits(text.data(), text.size()));
-    fmt::format_to(std::back_inserter(m_sums), FMT_COMPILE("{:08x}"), sum);
+    fmt::format_to(std::back_inserter(m_sums), "{:08x}", sum);
 }
 
 std::string OutputDigest::Hex() const

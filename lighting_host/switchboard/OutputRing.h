@@ -49,8 +49,8 @@ public:
     const Line& At(std::uint64_t seq) const { return m_lines[seq - First()]; }
 
 private:
-    const std::size_t m_mostLines;
-    const std::size_t m_mostBytes;
+    std::size_t m_mostLines;
+    std::size_t m_mostBytes;
     std::deque<Line> m_lines;
     std::size_t m_bytes = 0;
     std::uint64_t m_last = 0;

@@ -2,6 +2,7 @@
 
 #include "embedded_host/LocalTime.h"
 #include "lighting_host/switchboard/HouseActions.h"
+#include "nxshared/XmlDocument.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -29,6 +30,21 @@ embedded_host::Draw DrawOf(const std::string& name)
     if (name == "high")
         return embedded_host::Draw::High;
     throw RecordError(fmt::format("\"{}\" is none of random, low, high", name));
+}
+
+// What the drivers began with takes the place of what the house file says.
+void ApplyStates(HouseFile& file, const std::map<std::string, std::string>& states)
+{
+    for (HouseFileDriver& driver : file.drivers)
+    {
+        const auto state = states.find(driver.name);
+        if (state == states.end())
+            continue;
+        const auto document = nx::CreateXmlDocument(state->second);
+        if (!document)
+            throw RecordError(fmt::format("the state of \"{}\" is no XML", driver.name));
+        driver.state = document->GetRoot();
+    }
 }
 } // namespace
 

@@ -5,9 +5,9 @@
 #include "embedded_host/ZclMessages.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
-#include "lighting_host/web/DriverPicture.h"
 
 #include <algorithm>
+#include <set>
 
 #include <fmt/format.h>
 
@@ -22,14 +22,20 @@ constexpr std::size_t MOST_ACTS = 20;
 constexpr std::int64_t ACTIVITY_BUCKET_MS = 600000;
 // Ten years of them.
 constexpr std::size_t MOST_BUCKETS = 525600;
-constexpr std::int64_t DAY_MS = 86400000;
-constexpr std::int64_t SHIFT_STEP_MS = 15 * 60000;
 
 std::string Quoted(const std::string& text)
 {
     std::string out;
     AppendJsonText(out, text);
     return out;
+}
+
+std::size_t LoadCount(const std::vector<HouseFileLoad>& loads)
+{
+    std::set<std::string> names;
+    for (const HouseFileLoad& load : loads)
+        names.insert(load.driver);
+    return names.size();
 }
 
 std::string OrNull(std::int64_t ms, bool known)
@@ -143,25 +149,6 @@ void HousePicture::NoteBreak(std::int64_t, const std::string& driver, const std:
 
 // --- What is shown ---
 
-std::string HousePicture::Object(const Members& members)
-{
-    std::string text = "{";
-    for (const auto& [name, value] : members)
-        text += fmt::format("{}\"{}\":{}", text.size() > 1 ? "," : "", name, value);
-    return text + "}";
-}
-
-// What is otherwise than before, which becomes what is now.
-HousePicture::Members HousePicture::Changed(const Members& now, Members& before)
-{
-    Members changed;
-    for (const auto& member : now)
-        if (std::find(before.begin(), before.end(), member) == before.end())
-            changed.push_back(member);
-    before = now;
-    return changed;
-}
-
 std::string HousePicture::MarkText(const Mark& mark)
 {
     return fmt::format("{{\"t_ms\":{},\"kind\":\"{}\",\"driver\":{},\"words\":{}}}", mark.timeMs,
@@ -193,14 +180,7 @@ std::string HousePicture::Activity() const
                        fmt::join(m_activity, ","));
 }
 
-// Where the local time leaves the start's, as a clock that goes from now on would find it.
-std::string HousePicture::Shifts() const
-{
-    const Clock& clock = m_run.GetSession().House().GetClock();
-    return Object({}) == "{}" && clock.NowMs() >= 0 ? "[]" : "[]";
-}
-
-HousePicture::Members HousePicture::DescribeHouse()
+Members HousePicture::DescribeHouse()
 {
     Members members;
     const HouseFile& file = m_run.File();
@@ -212,7 +192,7 @@ HousePicture::Members HousePicture::DescribeHouse()
             simulation ? simulation->GetController().SceneCounts()[i] : Controller::Count();
         scenes += fmt::format("{}{{\"id\":{},\"name\":{},\"loads\":{},\"times\":{},\"last_ms\":{}}}",
                               i > 0 ? "," : "", file.scenes[i].id, Quoted(file.scenes[i].name),
-                              LoadCount(file.scenes[i]), count.times,
+                              LoadCount(file.scenes[i].loads), count.times,
                               OrNull(count.lastMs, count.times > 0));
     }
     members.emplace_back("scenes", scenes + "]");
@@ -231,7 +211,6 @@ HousePicture::Members HousePicture::DescribeHouse()
     }
     members.emplace_back("groups", groups + "]");
     members.emplace_back("people", People());
-    members.emplace_back("faults", FaultsOfHouse());
     return members;
 }
 
@@ -249,7 +228,7 @@ std::string HousePicture::Snapshot()
     members.emplace_back("drivers", Drivers());
     members.emplace_back("marks", Marks());
     members.emplace_back("activity", Activity());
-    members.emplace_back("shifts", Shifts());
+    members.emplace_back("shifts", "[]");
     const std::string text = Object(members);
     return text.substr(1, text.size() - 2);
 }
@@ -272,5 +251,35 @@ std::vector<std::string> HousePicture::TakeChanges()
         changes.push_back("\"page\":\"mark\",\"value\":" +
                           MarkText(m_marks[static_cast<std::size_t>(m_marksTold - oldest)]));
     return changes;
+}
+
+std::string HousePicture::DifferencesFrom(const std::string& drivers)
+{
+    const Json others = ParseJson(drivers);
+    std::string text = "{";
+    for (std::size_t place = 0; place < m_drivers.size() && place < others.size(); ++place)
+    {
+        const Json& other = others[place];
+        Members differing;
+        for (const auto& [name, value] : m_drivers[place]->Describe(false))
+        {
+            const auto there = other.find(name);
+            if (name == "variables" || there == other.end() || there->dump() == value)
+                continue;
+            differing.emplace_back(name, there->dump());
+        }
+        if (!differing.empty())
+            text += fmt::format("{}{}:{}", text.size() > 1 ? "," : "",
+                                Quoted(m_drivers[place]->Name()), Object(differing));
+    }
+    return text + "}";
+}
+
+std::map<std::string, Metrics::Driver> HousePicture::DriverMetrics()
+{
+    std::map<std::string, Metrics::Driver> metrics;
+    for (const auto& driver : m_drivers)
+        metrics[driver->Name()] = driver->GetMetrics();
+    return metrics;
 }
 } // namespace lighting_host

@@ -2,6 +2,7 @@
 
 #include "lighting_host/simulation/HouseListener.h"
 #include "lighting_host/switchboard/HouseRun.h"
+#include "lighting_host/web/DriverPicture.h"
 #include "lighting_host/web/HouseView.h"
 
 #include <cstdint>
@@ -9,7 +10,6 @@
 #include <map>
 #include <memory>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace lighting_host
@@ -45,7 +45,6 @@ public:
     void OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& frame) override;
 
 private:
-    struct Driver;
     struct Mark
     {
         std::int64_t timeMs = 0;
@@ -59,26 +58,19 @@ private:
         std::string driver;
         std::string words;
     };
-    // Members by name, as JSON texts, in the order in which they are written.
-    using Members = std::vector<std::pair<std::string, std::string>>;
-
     std::int64_t NowMs() const;
-    Driver& Of(const nx::DriverHost& driver);
+    DriverPicture& Of(const nx::DriverHost& driver);
     void AddMark(const char* kind, const std::string& driver, const std::string& words);
     void AddAct(const nx::DriverHost& driver, const std::string& words);
     void CountActivity(std::int64_t timeMs);
-    Members Describe(Driver& driver, bool whole);
     Members DescribeHouse();
-    static std::string Object(const Members& members);
-    static Members Changed(const Members& now, Members& before);
     std::string Marks() const;
     static std::string MarkText(const Mark& mark);
     std::string People() const;
     std::string Activity() const;
-    std::string Shifts() const;
 
     HouseRun& m_run;
-    std::vector<std::unique_ptr<Driver>> m_drivers;
+    std::vector<std::unique_ptr<DriverPicture>> m_drivers;
     std::deque<Mark> m_marks;
     // How many marks have been sent, of all that there ever were.
     std::uint64_t m_markCount = 0;

@@ -19,8 +19,7 @@ constexpr File FILES[] = {
     {"/", "index.html", "text/html; charset=utf-8"},
     {"/token", "token.html", "text/html; charset=utf-8"},
     {"/app.js", "app.js", "text/javascript; charset=utf-8"},
-    {"/app.js.LEGAL.txt", "app.js.LEGAL.txt", "text/plain; charset=utf-8"},
-    {"/token.js", "token.js", "text/javascript; charset=utf-8"},
+    {"/licences.txt", "licences.txt", "text/plain; charset=utf-8"},
     {"/style.css", "style.css", "text/css; charset=utf-8"},
     {"/icon.svg", "icon.svg", "image/svg+xml"},
 };
