@@ -1,8 +1,8 @@
 // A command among 200 names: the host's dispatcher against a hash map of handlers.
 
 #include "bench/Bench.h"
-#include "embedded_host/Dispatchers.h"
 #include "embedded_host/Messages.h"
+#include "embedded_host/internal/Dispatchers.h"
 #include "lighting_common/Names.h"
 
 #include <unordered_map>

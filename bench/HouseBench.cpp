@@ -3,7 +3,7 @@
 
 #include "bench/Bench.h"
 #include "bench/HouseTrace.h"
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/internal/TimerWheel.h"
 
 #include <chrono>
 #include <map>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/TimerObserver.h"
 #include "lighting_host/commands/Commands.h"
 
 #include <cstdint>
@@ -32,7 +32,7 @@ struct Operation
     std::uint32_t count;
 };
 
-class Trace : public embedded_host::TimerWheel::Observer
+class Trace : public embedded_host::TimerObserver
 {
 public:
     void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override
@@ -78,7 +78,7 @@ private:
 // Runs the house for so many hours of virtual time, telling nothing; `timers` may be null. Throws
 // std::runtime_error when the house cannot be run.
 inline void RunQuietly(const std::string& path, unsigned hours,
-                       embedded_host::TimerWheel::Observer* timers)
+                       embedded_host::TimerObserver* timers)
 {
     lighting_host::RunOptions options;
     options.forMs = std::int64_t{hours} * 3600 * 1000;

@@ -1,7 +1,7 @@
 // A log call that is switched off: the library's macro against the logger's own test.
 
 #include "bench/Bench.h"
-#include "lighting_common/Diagnostics.h"
+#include "lighting_common/internal/Diagnostics.h"
 
 namespace diagnostics
 {

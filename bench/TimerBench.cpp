@@ -2,7 +2,7 @@
 // libraries and the schedulers that a user would write.
 
 #include "bench/Bench.h"
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/internal/TimerWheel.h"
 #include "nxshared/ITimerManagerCallback.h"
 
 #include <chrono>

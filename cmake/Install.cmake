@@ -5,14 +5,11 @@ include(CMakePackageConfigHelpers)
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/lightingcommon)
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/lightingcommon)
 
-install(DIRECTORY host_interfaces/nxshared host_interfaces/NxLibDriverBases
-  DESTINATION ${headers} FILES_MATCHING PATTERN *.h)
-install(DIRECTORY lighting_common
-  DESTINATION ${headers} FILES_MATCHING PATTERN *.h
-  PATTERN Diagnostics.h EXCLUDE PATTERN WhileSet.h EXCLUDE PATTERN AtEnd.h EXCLUDE)
-# For an author's own tests; a driver needs nothing of it.
-install(DIRECTORY embedded_host
-  DESTINATION ${headers} FILES_MATCHING PATTERN *.h)
+# What a folder keeps to itself lies in its folder internal/. A driver needs nothing of the embedded
+# host; its author's tests do.
+install(DIRECTORY
+  host_interfaces/nxshared host_interfaces/NxLibDriverBases lighting_common embedded_host
+  DESTINATION ${headers} FILES_MATCHING PATTERN *.h PATTERN internal EXCLUDE)
 
 # Wherever it is installed, the program finds its libraries beside it.
 file(RELATIVE_PATH libraries_from_program

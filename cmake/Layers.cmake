@@ -29,3 +29,22 @@ function(lighting_programs folder suffix)
     add_dependencies(${folder}_programs ${name})
   endforeach()
 endfunction()
+
+# The headers of a folder for the target that is made of it and for all that link it. They are found
+# in a tree of their own, which holds a link to that folder and nothing else: so a target sees the
+# folders that it links, and no others. Paths in the program are those of the sources.
+function(lighting_headers target folder)
+  set(tree ${PROJECT_BINARY_DIR}/include/${folder})
+  file(MAKE_DIRECTORY ${tree})
+  file(CREATE_LINK ${PROJECT_SOURCE_DIR}/${folder} ${tree}/${folder} SYMBOLIC)
+  get_target_property(type ${target} TYPE)
+  set(scope PUBLIC)
+  if(type STREQUAL INTERFACE_LIBRARY)
+    set(scope INTERFACE)
+  endif()
+  target_include_directories(${target} ${scope}
+    $<BUILD_INTERFACE:${tree}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/lightingcommon>)
+  target_compile_options(${target} ${scope}
+    $<BUILD_INTERFACE:-ffile-prefix-map=${tree}/=${PROJECT_SOURCE_DIR}/>)
+endfunction()

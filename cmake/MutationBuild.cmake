@@ -5,7 +5,7 @@ function(precompile_for_mutation)
     <algorithm> <map> <set> <string> <vector>
     <boost/bind/bind.hpp> <boost/make_shared.hpp> <boost/shared_ptr.hpp>
     <fmt/format.h> <log4cplus/logger.h>
-    <lighting_common/Diagnostics.h> <lighting_common/Names.h>
+    <lighting_common/internal/Diagnostics.h> <lighting_common/Names.h>
     <nxshared/CmdDispatcher.h> <nxshared/ICmdMessage.h> <nxshared/ITimerManager.h>
     <nxshared/NxMIBPacket.h> <nxshared/XmlDocument.h> <nxshared/XmlNode.h>)
   foreach(tests lighting_common_tests drivers_tests)

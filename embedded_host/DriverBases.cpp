@@ -4,6 +4,7 @@
 #include "NxLibDriverBases/NxBaseMibDriver.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/House.h"
+#include "embedded_host/internal/Dispatchers.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlDocument.h"
 

@@ -5,6 +5,8 @@
 #include "embedded_host/Clock.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/House.h"
+#include "embedded_host/internal/HostedDriver.h"
+#include "embedded_host/internal/TimerWheel.h"
 #include "nxshared/IBusListener.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlDocument.h"
@@ -21,14 +23,30 @@ constexpr std::uint64_t MS_PER_SECOND = 1000;
 } // namespace
 
 DriverHost::DriverHost(House& house, DriverConfig config)
-    : m_house(house), m_config(std::move(config)), m_timers(TimerWheel::DRIVER, this),
-      m_commands(*this)
+    : m_config(std::move(config)), m_house(house)
 {
 }
 
-DriverHost::~DriverHost()
+DriverHost::~DriverHost() = default;
+
+HostedDriver& DriverHost::Parts()
 {
-    Stop();
+    return static_cast<HostedDriver&>(*this);
+}
+
+CmdTable& DriverHost::Commands()
+{
+    return Parts().commands;
+}
+
+MibTable& DriverHost::Mibs()
+{
+    return Parts().mibs;
+}
+
+CondTable& DriverHost::Conditions()
+{
+    return Parts().conditions;
 }
 
 void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
@@ -62,9 +80,9 @@ void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
 // Most drivers register once, when they are made: what their tables hold in reserve is given back.
 void DriverHost::Fit()
 {
-    m_commands.Fit();
-    m_mibs.Fit();
-    m_conditions.Fit();
+    Commands().Fit();
+    Mibs().Fit();
+    Conditions().Fit();
     m_variables.shrink_to_fit();
     m_bindings.shrink_to_fit();
 }
@@ -80,10 +98,10 @@ void DriverHost::Stop()
 void DriverHost::Forget()
 {
     m_mibDriver = nullptr;
-    m_house.Timers().KillAll(m_timers, nullptr);
-    m_commands.Clear();
-    m_mibs.Clear();
-    m_conditions.Clear();
+    m_house.Timers().KillAll(Parts().timers, nullptr);
+    Commands().Clear();
+    Mibs().Clear();
+    Conditions().Clear();
     m_variables.clear();
     m_bindings.clear();
     m_requests.clear();
@@ -103,20 +121,20 @@ std::string DriverHost::Command(const ICmdMessage& message, unsigned caller)
 {
     CmdReturn ret;
     if (m_driver)
-        Enter([&] { m_commands.Dispatch(message, &ret, caller); });
+        Enter([&] { Commands().Dispatch(message, &ret, caller); });
     return ret.Reason();
 }
 
 void DriverHost::Condition(const ICondMessage& message)
 {
     if (m_driver)
-        Enter([&] { Emit(ConditionResult{message.GetName(), m_conditions.Test(message)}); });
+        Enter([&] { Emit(ConditionResult{message.GetName(), Conditions().Test(message)}); });
 }
 
 void DriverHost::Trap(const NxMIBPacket& trap)
 {
     if (m_driver)
-        Enter([&] { m_mibs.DispatchTrap(trap); });
+        Enter([&] { Mibs().DispatchTrap(trap); });
 }
 
 void DriverHost::Reply(const NxMIBPacket& reply)
@@ -136,7 +154,7 @@ void DriverHost::Reply(const NxMIBPacket& reply)
 void DriverHost::ReplyTo(const NxMIBPacket& reply, const NxMIBPacket* request)
 {
     if (m_driver)
-        Enter([&] { m_mibs.DispatchResponse(reply, request); });
+        Enter([&] { Mibs().DispatchResponse(reply, request); });
 }
 
 void DriverHost::Online(bool online)
@@ -320,7 +338,7 @@ const std::string* DriverHost::Capability(const std::string& name) const
 // Only requests that somebody waits for are remembered: a reply that no handler takes needs none.
 void DriverHost::SendMib(const boost::shared_ptr<NxMIBPacket>& packet)
 {
-    if (m_mibs.HandlesResponse(packet->GetMib()))
+    if (Mibs().HandlesResponse(packet->GetMib()))
     {
         const auto same = [&](const Requests& requests)
         {
@@ -360,14 +378,14 @@ ID::Timer DriverHost::AddTimer(unsigned long intervalMs, int, unsigned count,
 
 void DriverHost::KillTimer(ID::Timer& timer)
 {
-    m_house.Timers().Kill(m_timers, timer);
+    m_house.Timers().Kill(Parts().timers, timer);
     timer = 0;
 }
 
 void DriverHost::RemoveAllTimers(ITimerManagerCallback* callback)
 {
     if (callback)
-        m_house.Timers().KillAll(m_timers, callback);
+        m_house.Timers().KillAll(Parts().timers, callback);
 }
 
 ID::Timer DriverHost::StartTimer(std::uint64_t amount, unsigned unit, unsigned count,
@@ -375,12 +393,8 @@ ID::Timer DriverHost::StartTimer(std::uint64_t amount, unsigned unit, unsigned c
 {
     const std::uint64_t unitMs = unit == UNIT_SECONDS ? MS_PER_SECOND : 1;
     const std::uint64_t delayMs = std::min(amount, UINT64_MAX / unitMs) * unitMs;
-    return m_house.Timers().Add(m_timers, m_house.GetClock().NowNs(), delayMs, count, callback);
-}
-
-void DriverHost::OnUnhandled(const std::string& name)
-{
-    Emit(CommandUnhandled{name});
+    return m_house.Timers().Add(Parts().timers, m_house.GetClock().NowNs(), delayMs, count,
+                                callback);
 }
 
 void DriverHost::Fault(const std::string& what) const

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "NxLibDriverBases/NxBaseDriver.h"
-#include "embedded_host/Dispatchers.h"
 #include "embedded_host/HostServices.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
-#include "embedded_host/TimerWheel.h"
+#include "nxshared/CmdDispatcher.h"
 #include "nxshared/IInstanceManager.h"
 #include "nxshared/ITimerManager.h"
 
@@ -22,8 +21,12 @@ class NxMIBPacket;
 
 namespace embedded_host
 {
+class CmdTable;
+class CondTable;
 class DeviceLink;
 class House;
+class HostedDriver;
+class MibTable;
 
 namespace zcl
 {
@@ -73,8 +76,7 @@ namespace nx
 // destroyed, after Stop) they do nothing: no handler may run on what is not there yet or any more.
 class DriverHost : public IInstanceManager,
                    public embedded_host::HostServices,
-                   private ITimerManager,
-                   private embedded_host::UnhandledSink
+                   private ITimerManager
 {
 public:
     // The interface id under which the driver bases find their DriverHost.
@@ -83,8 +85,6 @@ public:
     // How many unanswered requests are remembered for each MIB id.
     static constexpr std::size_t MAX_REQUESTS = 16;
 
-    // `house` must outlive this.
-    DriverHost(embedded_host::House& house, embedded_host::DriverConfig config);
     ~DriverHost() override;
 
     const embedded_host::DriverConfig& Config() const { return m_config; }
@@ -126,7 +126,8 @@ public:
 
     // --- What comes in --------------------------------------------------------------------------
 
-    // A command. Returns why the driver refused it, empty when it did not.
+    // A command; `caller` is one of CmdDispatcher's. Returns why the driver refused it, empty when
+    // it did not.
     std::string Command(const ICmdMessage& message, unsigned caller);
 
     // A condition test; the answer leaves as a ConditionResult.
@@ -189,9 +190,9 @@ public:
     // --- What the driver bases ask for (see NxBaseDriver) ---------------------------------------
 
     void SetMibDriver(NxBaseMibDriver* driver) { m_mibDriver = driver; }
-    embedded_host::CmdTable& Commands() { return m_commands; }
-    embedded_host::MibTable& Mibs() { return m_mibs; }
-    embedded_host::CondTable& Conditions() { return m_conditions; }
+    embedded_host::CmdTable& Commands();
+    embedded_host::MibTable& Mibs();
+    embedded_host::CondTable& Conditions();
     ITimerManager& Timers() { return *this; }
     ID::Timer StartTimer(std::uint64_t amount, unsigned unit, unsigned count,
                          ITimerManagerCallback* callback);
@@ -207,6 +208,12 @@ public:
     void SendGateway(const ICmdMessage& command);
 
 private:
+    // Every DriverHost is a HostedDriver, which holds what only the host itself looks at: the
+    // handlers and the timers. `house` must outlive this.
+    friend class embedded_host::HostedDriver;
+    DriverHost(embedded_host::House& house, embedded_host::DriverConfig config);
+    embedded_host::HostedDriver& Parts();
+
     struct Requests
     {
         std::string mib;
@@ -221,25 +228,20 @@ private:
     void KillTimer(ID::Timer& timer) override;
     void RemoveAllTimers(ITimerManagerCallback* callback) override;
 
-    void OnUnhandled(const std::string& name) override;
     void Forget();
     void Fit();
     void Fault(const std::string& what) const;
     embedded_host::Variable* FindVariable(unsigned id);
 
-    // What every packet needs comes first, side by side.
-    std::unique_ptr<NxBaseDriver> m_driver;
-    embedded_host::House& m_house;
-    embedded_host::MibTable m_mibs;
     embedded_host::DriverConfig m_config;
-    embedded_host::TimerWheel::Owner m_timers;
-    embedded_host::CmdTable m_commands;
-    embedded_host::CondTable m_conditions;
     std::vector<embedded_host::Variable> m_variables;
     std::vector<embedded_host::Binding> m_bindings;
     std::vector<Requests> m_requests;
     embedded_host::DeviceLink* m_device = nullptr;
     NxBaseMibDriver* m_mibDriver = nullptr;
     std::uint8_t m_zclSequence = 0;
+    // What every packet needs comes last, beside the handlers of packets.
+    embedded_host::House& m_house;
+    std::unique_ptr<NxBaseDriver> m_driver;
 };
 } // namespace nx

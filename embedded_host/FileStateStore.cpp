@@ -1,6 +1,6 @@
 #include "embedded_host/FileStateStore.h"
 
-#include "embedded_host/Sqlite.h"
+#include "embedded_host/internal/Sqlite.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,8 @@
 #include "embedded_host/House.h"
 
 #include "embedded_host/LibraryLog.h"
+#include "embedded_host/internal/HostedDriver.h"
+#include "embedded_host/internal/TimerWheel.h"
 
 #include <algorithm>
 
@@ -56,8 +58,34 @@ CmdMessage ForGroup(const ICmdMessage& command)
 }
 } // namespace
 
+// The house's wheel; takes each timer that is due to whose it is.
+class House::HouseTimers : private TimerWheel::Sink
+{
+public:
+    explicit HouseTimers(Clock& clock) : m_clock(clock) {}
+
+    void Advance(std::int64_t untilMs) { wheel.Advance(untilMs, *this); }
+
+    TimerWheel wheel;
+    // Of the simulated devices' timers; without a context.
+    TimerWheel::Owner devices{TimerWheel::DEVICE, nullptr};
+
+private:
+    void OnTimerDue(const TimerWheel::Due& due) override
+    {
+        m_clock.MoveTo(due.dueMs);
+        const std::int64_t elapsedNs = m_clock.NowNs() - due.startedNs;
+        if (due.context)
+            static_cast<nx::DriverHost*>(due.context)->TimerDue(due.id, due.callback, elapsedNs);
+        else
+            due.callback->OnTimerExpired(due.id, static_cast<time_t>(elapsedNs));
+    }
+
+    Clock& m_clock;
+};
+
 House::House(Clock& clock, Random& random, OutputSink& sink)
-    : m_clock(clock), m_random(random), m_sink(sink)
+    : m_clock(clock), m_random(random), m_sink(sink), m_timers(std::make_unique<HouseTimers>(clock))
 {
     EnsureLibraryLog();
 }
@@ -71,7 +99,7 @@ nx::DriverHost* House::Add(DriverConfig config)
 {
     if (m_byName.count(config.name) != 0 || m_byId.count(config.id) != 0)
         return nullptr;
-    m_drivers.push_back(std::make_unique<nx::DriverHost>(*this, std::move(config)));
+    m_drivers.push_back(std::make_unique<HostedDriver>(*this, std::move(config)));
     nx::DriverHost* added = m_drivers.back().get();
     m_byName[added->Config().name] = added;
     m_byId[added->Config().id] = added;
@@ -118,30 +146,33 @@ void House::Advance(std::int64_t ms)
 {
     const std::int64_t now = m_clock.NowMs();
     const std::int64_t until = now + std::clamp<std::int64_t>(ms, 0, Clock::LATEST_MS - now);
-    m_timers.Advance(until, *this);
+    m_timers->Advance(until);
     m_clock.MoveTo(until);
 }
 
-void House::OnTimerDue(const TimerWheel::Due& due)
+std::int64_t House::NextWakeMs() const
 {
-    m_clock.MoveTo(due.dueMs);
-    if (due.context)
-    {
-        static_cast<nx::DriverHost*>(due.context)
-            ->TimerDue(due.id, due.callback, m_clock.NowNs() - due.startedNs);
-        return;
-    }
-    due.callback->OnTimerExpired(due.id, static_cast<time_t>(m_clock.NowNs() - due.startedNs));
+    return m_timers->wheel.NextWakeMs();
+}
+
+TimerWheel& House::Timers()
+{
+    return m_timers->wheel;
+}
+
+void House::ObserveTimers(TimerObserver* observer)
+{
+    m_timers->wheel.Observe(observer);
 }
 
 unsigned House::AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback)
 {
-    return m_timers.Add(m_devices, m_clock.NowNs(), delayMs, 1, callback);
+    return m_timers->wheel.Add(m_timers->devices, m_clock.NowNs(), delayMs, 1, callback);
 }
 
 void House::KillDeviceTimer(unsigned id)
 {
-    m_timers.Kill(m_devices, id);
+    m_timers->wheel.Kill(m_timers->devices, id);
 }
 
 // Without a scope around it, a forward is a chain of its own.

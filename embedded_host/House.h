@@ -4,7 +4,6 @@
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/Output.h"
 #include "embedded_host/Random.h"
-#include "embedded_host/TimerWheel.h"
 #include "nxshared/IVariableManager.h"
 
 #include <functional>
@@ -16,13 +15,16 @@
 
 namespace embedded_host
 {
+class TimerObserver;
+class TimerWheel;
+
 // The embedded host: the drivers of one house, their timers, their groups of loads and the one sink
 // of their effects.
 //
 // Lives on one thread; nothing here waits or sleeps. A house on a VirtualClock moves only by
 // Advance; for one on a RealClock somebody calls Advance when NextWakeMs says so, and before
 // handing anything in.
-class House : private TimerWheel::Sink, private nx::IVariableManager
+class House : private nx::IVariableManager
 {
 public:
     // All three must outlive the house. The library's log is connected to the house's drivers (see
@@ -56,13 +58,17 @@ public:
     void Advance(std::int64_t ms);
 
     // The number of milliseconds since the start before which nothing is due, -1 for nothing ever.
-    std::int64_t NextWakeMs() const { return m_timers.NextWakeMs(); }
+    std::int64_t NextWakeMs() const;
 
     // A timer of a simulated device: fires once, after the drivers' timers of the same millisecond.
     // Its ids are apart from the drivers'. Killing one that is 0, unknown or has fired does
     // nothing.
     unsigned AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback);
     void KillDeviceTimer(unsigned id);
+
+    // From now on `observer` is told of every timer; null for nobody. Must stay valid until another
+    // one is set or the house is destroyed.
+    void ObserveTimers(TimerObserver* observer);
 
     // Delivers a driver's command to every member of a group, in order and at once, in the group's
     // own vocabulary: RAMP_TO_LEVEL and SET_LEVEL with their parameters, BUTTON_ACTION as the start
@@ -82,17 +88,19 @@ public:
     Clock& GetClock() const { return m_clock; }
     Random& GetRandom() const { return m_random; }
     OutputSink& GetSink() const { return m_sink; }
-    TimerWheel& Timers() { return m_timers; }
+    // For the drivers' hosts.
+    TimerWheel& Timers();
     nx::IVariableManager& Variables() { return *this; }
 
 private:
+    class HouseTimers;
+
     struct Group
     {
         std::vector<nx::DriverHost*> members;
         bool delivering = false;
     };
 
-    void OnTimerDue(const TimerWheel::Due& due) override;
     int AddVariable(unsigned deviceId, unsigned id, const std::string& name, unsigned type,
                     const std::string& value, int hidden, int readOnly, int reserved) override;
     int SetVariable(unsigned deviceId, unsigned id, const std::string& value, unsigned source,
@@ -104,7 +112,7 @@ private:
     Clock& m_clock;
     Random& m_random;
     OutputSink& m_sink;
-    TimerWheel m_timers;
+    std::unique_ptr<HouseTimers> m_timers;
     std::vector<std::unique_ptr<nx::DriverHost>> m_drivers;
     std::unordered_map<std::string, nx::DriverHost*> m_byName;
     std::unordered_map<unsigned, nx::DriverHost*> m_byId;
@@ -113,6 +121,5 @@ private:
     // How many commands the chain of that number (HostScope::Chain) has delivered.
     std::uint64_t m_chain = 0;
     std::size_t m_chainCommands = 0;
-    TimerWheel::Owner m_devices{TimerWheel::DEVICE, nullptr};
 };
 } // namespace embedded_host

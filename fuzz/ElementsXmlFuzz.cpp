@@ -1,8 +1,8 @@
 // Any text as the elements of a pushed scene, with the first octets as the push's other
 // parameters: the store stays one that can be walked, summed and emptied.
 
-#include "embedded_host/Dispatchers.h"
 #include "embedded_host/Messages.h"
+#include "embedded_host/internal/Dispatchers.h"
 #include "fuzz/Fuzzing.h"
 #include "lighting_common/AdvSceneManager.h"
 #include "lighting_common/IAdvSceneOwner.h"

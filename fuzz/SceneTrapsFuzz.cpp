@@ -2,8 +2,8 @@
 // any text. One line of the input is one of them: its first letter says which, the rest are its
 // parameters, separated by blanks.
 
-#include "embedded_host/Dispatchers.h"
 #include "embedded_host/Messages.h"
+#include "embedded_host/internal/Dispatchers.h"
 #include "fuzz/Fuzzing.h"
 #include "lighting_common/AdvSceneManager.h"
 #include "lighting_common/IAdvSceneOwner.h"

@@ -1,10 +1,10 @@
 #include "lighting_common/AdvSceneManager.h"
 
-#include "lighting_common/AdvSceneStore.h"
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/IAdvSceneOwner.h"
 #include "lighting_common/Names.h"
-#include "lighting_common/WhileSet.h"
+#include "lighting_common/internal/AdvSceneStore.h"
+#include "lighting_common/internal/Diagnostics.h"
+#include "lighting_common/internal/WhileSet.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/MibDispatcher.h"

@@ -1,8 +1,8 @@
 #include "lighting_common/Bus485Helper.h"
 
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/IBus485Owner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/Crypto.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/IInstanceManager.h"

@@ -1,9 +1,9 @@
 #include "lighting_common/ContactButton.h"
 
-#include "lighting_common/AtEnd.h"
 #include "lighting_common/Gen3Button.h"
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/internal/AtEnd.h"
 #include "nxshared/XmlNode.h"
 
 #include <iterator>

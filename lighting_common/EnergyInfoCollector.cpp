@@ -1,9 +1,9 @@
 #include "lighting_common/EnergyInfoCollector.h"
 
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/IEnergyOwner.h"
 #include "lighting_common/Names.h"
-#include "lighting_common/SaturatingAdd.h"
+#include "lighting_common/internal/Diagnostics.h"
+#include "lighting_common/internal/SaturatingAdd.h"
 #include "nxshared/Crypto.h"
 #include "nxshared/ITimerManager.h"
 #include "nxshared/IVariableManager.h"

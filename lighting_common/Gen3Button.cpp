@@ -1,9 +1,9 @@
 #include "lighting_common/Gen3Button.h"
 
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/IGen3ButtonOwner.h"
 #include "lighting_common/Names.h"
-#include "lighting_common/WhileSet.h"
+#include "lighting_common/internal/Diagnostics.h"
+#include "lighting_common/internal/WhileSet.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/XmlNode.h"
 

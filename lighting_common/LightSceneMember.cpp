@@ -1,9 +1,9 @@
 #include "lighting_common/LightSceneMember.h"
 
 #include "NxLibDriverBases/NxZclPacket.h"
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/LightSceneMemberOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/ITimerManager.h"

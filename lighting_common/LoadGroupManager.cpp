@@ -1,9 +1,9 @@
 #include "lighting_common/LoadGroupManager.h"
 
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/ILoadGroupOwner.h"
 #include "lighting_common/Names.h"
-#include "lighting_common/WhileSet.h"
+#include "lighting_common/internal/Diagnostics.h"
+#include "lighting_common/internal/WhileSet.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/MibDispatcher.h"

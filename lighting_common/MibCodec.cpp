@@ -1,7 +1,7 @@
 // The typed layer of NxMIBPacket: numbers as hexadecimal text, and the warnings for parameters that
 // are not there. The templates that use it stand in the header of NxMIBPacket.
 
-#include "lighting_common/Diagnostics.h"
+#include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/StackTrace.h"
 

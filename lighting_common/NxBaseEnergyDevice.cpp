@@ -1,8 +1,8 @@
 #include "lighting_common/NxBaseEnergyDevice.h"
 
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/Names.h"
-#include "lighting_common/SaturatingAdd.h"
+#include "lighting_common/internal/Diagnostics.h"
+#include "lighting_common/internal/SaturatingAdd.h"
 #include "nxshared/ITimerManager.h"
 #include "nxshared/IVariableManager.h"
 #include "nxshared/XmlNode.h"

@@ -1,8 +1,8 @@
 #include "lighting_common/NxBasePuckDriver.h"
 
 #include "lighting_common/ContactButton.h"
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/CondDispatcher.h"
 #include "nxshared/IBindMessage.h"

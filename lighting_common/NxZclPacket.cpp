@@ -1,6 +1,6 @@
 #include "NxLibDriverBases/NxZclPacket.h"
 
-#include "lighting_common/Diagnostics.h"
+#include "lighting_common/internal/Diagnostics.h"
 
 namespace
 {

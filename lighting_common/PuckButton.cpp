@@ -1,8 +1,8 @@
 #include "lighting_common/PuckButton.h"
 
-#include "lighting_common/AtEnd.h"
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/internal/AtEnd.h"
 #include "nxshared/XmlNode.h"
 
 #include <iterator>

@@ -1,6 +1,6 @@
 #include "lighting_common/SceneManager.h"
 
-#include "lighting_common/Diagnostics.h"
+#include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/XmlNode.h"
 
 #include <string>

@@ -1,8 +1,8 @@
 #include "lighting_common/SnapOnButton.h"
 
-#include "lighting_common/Diagnostics.h"
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/XmlNode.h"
 
 #include <utility>

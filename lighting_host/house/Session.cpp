@@ -23,7 +23,7 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
         m_clock = std::make_unique<embedded_host::VirtualClock>(options.startLocalSeconds, zone);
     embedded_host::ConnectLibraryLog(options.logLevel);
     m_house = std::make_unique<embedded_host::House>(*m_clock, m_random, sink);
-    m_house->Timers().Observe(options.timers);
+    m_house->ObserveTimers(options.timers);
     if (!options.statePath.empty())
         m_keeper = std::make_unique<StateKeeper>(
             std::make_unique<embedded_host::FileStateStore>(options.statePath), *m_house,

@@ -42,7 +42,7 @@ struct SessionOptions
     // log4cplus's number of the level from which the library's records are reported.
     int logLevel = 0;
     // Told of every timer of the house; null for nobody. Must outlive the session.
-    embedded_host::TimerWheel::Observer* timers = nullptr;
+    embedded_host::TimerObserver* timers = nullptr;
 };
 
 // One house, as its file describes it, on its clock, with its drivers and simulated devices.

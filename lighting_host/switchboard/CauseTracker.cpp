@@ -124,7 +124,7 @@ void CauseTracker::OnTimerFires(unsigned id, bool again, std::int64_t)
     const Started started = timer == m_timers.end() ? Started() : timer->second;
     const std::uint64_t of = started.cause ? started.cause->Number() : 0;
     // Timers of devices and of the house are nobody's business but their owner's.
-    if ((id & embedded_host::TimerWheel::DEVICE) != 0)
+    if ((id & DEVICE_BIT) != 0)
         Begin("house", nullptr, of).members = ",\"words\":\"goes on by itself\"";
     else
         Begin("timer", nullptr, of).members =

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/TimerObserver.h"
 #include "lighting_host/simulation/HouseListener.h"
 
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace lighting_host
 // that come now, and what led to that.
 //
 // Hears the house as its first listener, and every timer. Lives on the house's thread.
-class CauseTracker : public HouseListener, public embedded_host::TimerWheel::Observer
+class CauseTracker : public HouseListener, public embedded_host::TimerObserver
 {
 public:
     // One cause. Its line is written with its first output; a cause without outputs has none.
@@ -60,7 +60,7 @@ public:
     void OnMib(const nx::DriverHost& driver, const wire::MibMessage& message) override;
     void OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& frame) override;
 
-    // TimerWheel::Observer.
+    // TimerObserver.
     void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override;
     void OnTimerKilled(unsigned id, std::int64_t nowMs) override;
     void OnTimerFires(unsigned id, bool again, std::int64_t nowMs) override;

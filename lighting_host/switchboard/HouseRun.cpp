@@ -16,7 +16,7 @@ namespace
 constexpr std::int64_t MINUTE_MS = 60000;
 constexpr const char* CAUSE_KIND = "cause";
 
-SessionOptions WithObserver(SessionOptions options, embedded_host::TimerWheel::Observer& observer)
+SessionOptions WithObserver(SessionOptions options, embedded_host::TimerObserver& observer)
 {
     options.timers = &observer;
     return options;

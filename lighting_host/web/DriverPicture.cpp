@@ -6,6 +6,8 @@
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 #include "lighting_host/types/DriverAdapter.h"
+#include "nxshared/XmlDocument.h"
+#include "nxshared/XmlNode.h"
 
 #include <algorithm>
 #include <optional>
@@ -48,6 +50,13 @@ std::optional<Json> Ask(DriverAdapter& adapter, const char* word, Json fields = 
         // There is no such button, contact or element.
     }
     return std::nullopt;
+}
+
+// The engraving of a keypad's button.
+std::string NameIn(const std::string& xml)
+{
+    const auto document = nx::CreateXmlDocument(xml);
+    return document ? document->GetRoot()->GetChildData("NAME") : std::string();
 }
 } // namespace
 
@@ -174,7 +183,7 @@ void DriverPicture::AddButtons(DriverAdapter& adapter, Members& members)
                                {"off_color", (*ofPuck)["off_color"]}});
         else if (const auto ofKeypad = Ask(adapter, "button", {{"id", id}}))
             buttons.push_back({{"id", id},
-                               {"name", adapter.NameOfButton(static_cast<unsigned>(id))},
+                               {"name", NameIn((*ofKeypad)["xml"].get<std::string>())},
                                {"pressed", false},
                                {"led", (*ofKeypad)["current_color"]},
                                {"blink_ms", (*ofKeypad)["led_blink"] == 0 ? 0 : 500}});
@@ -223,19 +232,19 @@ void DriverPicture::AddQueue(DriverAdapter& adapter, Members& members)
                         {"queued", (*bus)["queued"]},
                         {"retry_count", (*bus)["retry_count"]}};
     members.emplace_back("queue", queue.dump());
-    if (const auto firmware = Ask(adapter, "firmware"))
-        if (!(*firmware)["empty"].get<bool>())
-            members.emplace_back("facts", Json({{"firmware", (*firmware)["ext_text"]}}).dump());
 }
 
 void DriverPicture::AddLamp(Members& members)
 {
     for (const auto& device : m_run.GetSession().Devices())
     {
-        if (&device->Driver() != &m_driver || !device->Device()->HasLamp())
+        if (&device->Driver() != &m_driver)
             continue;
-        members.emplace_back("level",
-                             fmt::format("{:.1f}", device->Device()->PresentLevel().percent));
+        const simulated::LampLevel lamp = device->Device()->PresentLevel();
+        // A device without a lamp knows only dark and full.
+        if (lamp.full > 1)
+            members.emplace_back("level", std::to_string((lamp.level * 100 + lamp.full / 2) /
+                                                         lamp.full));
     }
 }
 
@@ -256,6 +265,10 @@ Members DriverPicture::Describe(bool whole)
         m_driver.Driver() ? m_run.GetSession().AdapterOf(m_driver) : nullptr;
     if (adapter)
     {
+        Json facts = Json::array();
+        for (const auto& [label, value] : adapter->Summary())
+            facts.push_back({label, value});
+        members.emplace_back("facts", facts.dump());
         AddEnergy(*adapter, members);
         AddButtons(*adapter, members);
         AddTables(*adapter, members);

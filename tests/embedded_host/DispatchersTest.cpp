@@ -1,4 +1,4 @@
-#include "embedded_host/Dispatchers.h"
+#include "embedded_host/internal/Dispatchers.h"
 
 #include "embedded_host/Messages.h"
 #include "nxshared/NxMIBPacket.h"

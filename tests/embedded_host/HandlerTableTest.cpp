@@ -1,4 +1,4 @@
-#include "embedded_host/HandlerTable.h"
+#include "embedded_host/internal/HandlerTable.h"
 
 #include "AllocationCount.h"
 

@@ -1,6 +1,6 @@
 // The wheel against a simple model of it, on random histories.
 
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/internal/TimerWheel.h"
 #include "nxshared/ITimerManagerCallback.h"
 
 #include <map>

@@ -1,4 +1,4 @@
-#include "embedded_host/TimerWheel.h"
+#include "embedded_host/internal/TimerWheel.h"
 
 #include "AllocationCount.h"
 #include "nxshared/ITimerManagerCallback.h"
@@ -92,7 +92,7 @@ private:
 };
 
 // Writes down what it is told.
-class Scribe : public TimerWheel::Observer
+class Scribe : public embedded_host::TimerObserver
 {
 public:
     void OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs) override

@@ -56,8 +56,18 @@ class Installation(Installed):
         folders = {header.split("/")[0] for header in self.headers()}
         self.assertEqual({"nxshared", "NxLibDriverBases", "lighting_common", "embedded_host"},
                          folders)
-        self.assertNotIn("lighting_common/Diagnostics.h", self.headers())
-        self.assertNotIn("lighting_common/WhileSet.h", self.headers())
+
+    def test_every_header_outside_internal_folders_is_there_and_no_internal_one(self):
+        places = {"lighting_common": ROOT, "embedded_host": ROOT,
+                  "nxshared": os.path.join(ROOT, "host_interfaces"),
+                  "NxLibDriverBases": os.path.join(ROOT, "host_interfaces")}
+        expected = [os.path.relpath(os.path.join(place, name), root)
+                    for folder, root in places.items()
+                    for place, _, names in os.walk(os.path.join(root, folder)) for name in names
+                    if name.endswith(".h")]
+        public = [header for header in expected if "internal" not in header.split("/")]
+        self.assertLess(len(public), len(expected))
+        self.assertEqual(sorted(public), sorted(self.headers()))
 
     def test_each_header_compiles_alone(self):
         def compile_header(header):

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "embedded_host/Clock.h"
-#include "embedded_host/Dispatchers.h"
 #include "embedded_host/HostServices.h"
 #include "embedded_host/LibraryLog.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Random.h"
+#include "embedded_host/internal/Dispatchers.h"
 #include "nxshared/NxMIBPacket.h"
 
 #include <string>

@@ -80,8 +80,21 @@ class CheckLayers(unittest.TestCase):
                      "lighting_common may not know embedded_host")
 
     def test_internal_header_outside_the_library_is_refused(self):
-        self.refused("drivers/puck/A.cpp", '#include "lighting_common/Diagnostics.h"\n',
-                     "internal")
+        self.refused("drivers/puck/A.cpp", '#include "lighting_common/internal/Diagnostics.h"\n',
+                     "is internal to lighting_common")
+
+    def test_internal_header_in_a_header_of_its_folder_is_refused(self):
+        self.refused("lighting_common/A.h", '#include "lighting_common/internal/Diagnostics.h"\n',
+                     "is not installed, but this header is")
+
+    def test_internal_header_inside_its_folder_is_taken(self):
+        include = '#include "lighting_common/internal/Diagnostics.h"\n'
+        self.taken("lighting_common/A.cpp", include)
+        self.taken("lighting_common/internal/A.h", include)
+
+    def test_internal_header_in_tests_fuzzers_and_benchmarks_is_taken(self):
+        for source in ("tests/lighting_common/ATest.cpp", "fuzz/AFuzz.cpp", "bench/ABench.cpp"):
+            self.taken(source, '#include "lighting_common/internal/Diagnostics.h"\n')
 
     def test_wire_between_both_including_drivers_is_refused(self):
         self.refused("device_wire/A.cpp", '#include "drivers/puck/PuckDriver.h"\n',
