@@ -85,12 +85,8 @@ private:
     std::map<unsigned, Variable> m_variables;
     std::uint64_t m_warnings = 0;
     std::uint64_t m_powerFailures = 0;
-    std::uint64_t m_repeats = 0;
     // Steps of the power: when, and how many watts from there on.
     std::deque<std::pair<std::int64_t, int>> m_power;
-    // What the driver was last told of its device: nothing yet, or since when it is so.
-    int m_online = -1;
-    std::int64_t m_onlineSinceMs = 0;
     Members m_told;
 };
 } // namespace lighting_host

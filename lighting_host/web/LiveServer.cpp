@@ -616,7 +616,7 @@ std::string LiveServer::BreaksValue() const
     return value + "]";
 }
 
-std::string LiveServer::PastValue() const
+std::string LiveServer::PastValue()
 {
     const auto& past = m_house->GetPast();
     if (!past)

@@ -77,7 +77,7 @@ private:
     std::string HelloMembers() const;
     std::string ClockValue() const;
     std::string BreaksValue() const;
-    std::string PastValue() const;
+    std::string PastValue();
     std::string Snapshot();
     HouseView& View();
     void SendPage(const std::string& members, bool counted);
@@ -98,7 +98,6 @@ private:
     std::uint64_t m_rev = 0;
     unsigned m_lastVisitor = 0;
     std::uint64_t m_droppedVisitors = 0;
-    unsigned long m_posted = 0;
     std::chrono::steady_clock::time_point m_lastClock;
     std::size_t m_toldVisitors = 0;
     // The drivers as they were at the moment that is now, while the house is in the past.
