@@ -278,7 +278,7 @@ TEST_F(LiveHouseTest, RecordedRun_ReplaysTheSame)
     EXPECT_EQ(replay.MinutesCompared(), 3u);
 }
 
-TEST_F(LiveHouseTest, RecordOfAnotherSeed_DiffersAtItsFirstOutput)
+TEST_F(LiveHouseTest, RecordOfAnInputThatIsMissing_DiffersAtItsFirstOutput)
 {
     const HouseFolder folder;
     RecordHead head;
