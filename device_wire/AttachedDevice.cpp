@@ -97,12 +97,15 @@ void AttachedDevice::Deliver(const wire::MibMessage& message)
         m_driver.Reply(packet);
 }
 
-// What the host does not understand, it has said so; the device is not told.
+// The device is not told: nobody answers a frame that makes no sense.
 void AttachedDevice::Deliver(const wire::ZclFrame& frame)
 {
     if (onZcl)
         onZcl(m_driver, frame);
-    m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
+    const char* const why =
+        m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
+    if (why && onRefused)
+        onRefused(m_driver, why);
 }
 
 void AttachedDevice::Deliver(const wire::BusFrame& frame)

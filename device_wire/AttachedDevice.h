@@ -29,6 +29,7 @@ class AttachedDevice : public HouseEnvironment, public embedded_host::DeviceLink
 public:
     using PersonReport = std::function<void(const nx::DriverHost&, const std::string&)>;
     using BusReport = std::function<void(const nx::DriverHost&, const wire::BusFrame&)>;
+    using RefusedReport = std::function<void(const nx::DriverHost&, const char*)>;
     using MibReport = std::function<void(const nx::DriverHost&, const wire::MibMessage&)>;
     using ZclReport = std::function<void(const nx::DriverHost&, const wire::ZclFrame&)>;
 
@@ -65,6 +66,8 @@ public:
     // The same for a MIB message, and for a ZCL frame.
     MibReport onMib;
     ZclReport onZcl;
+    // Told in words why the host could not read a ZCL frame of the device, which reached nobody.
+    RefusedReport onRefused;
 
     // The link between the two; null, which is the default, for one that is perfect. Must stay
     // valid until another one is set or this is destroyed.

@@ -2,6 +2,7 @@
 
 #include "NxLibDriverBases/NxBaseMibDriver.h"
 #include "NxLibDriverBases/NxZclPacket.h"
+#include "embedded_host/CallScope.h"
 #include "embedded_host/Clock.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/House.h"
@@ -20,6 +21,8 @@ using namespace embedded_host;
 namespace
 {
 constexpr std::uint64_t MS_PER_SECOND = 1000;
+const std::string TOO_MANY_TIMERS =
+    "its timers of 0 ms start each other without end; from now on each takes 1 ms";
 } // namespace
 
 DriverHost::DriverHost(House& house, DriverConfig config)
@@ -55,6 +58,7 @@ void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
     Enter(
         [&]
         {
+            const CallScope call(m_config.name.c_str(), "its constructor");
             m_driver.reset(m_config.create(*this));
             if (!m_driver)
                 Fault("it was not made");
@@ -68,6 +72,7 @@ void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
     Enter(
         [&]
         {
+            const CallScope call(m_config.name.c_str(), "Initialize");
             boost::shared_ptr<XmlNode> config = m_config.config;
             if (!config)
                 config = CreateXmlNode();
@@ -80,9 +85,9 @@ void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
 // Most drivers register once, when they are made: what their tables hold in reserve is given back.
 void DriverHost::Fit()
 {
-    Commands().Fit();
-    Mibs().Fit();
-    Conditions().Fit();
+    Commands().ShrinkToFit();
+    Mibs().ShrinkToFit();
+    Conditions().ShrinkToFit();
     m_variables.shrink_to_fit();
     m_bindings.shrink_to_fit();
 }
@@ -91,7 +96,12 @@ void DriverHost::Stop()
 {
     if (!m_driver)
         return;
-    Enter([&] { m_driver.reset(); });
+    Enter(
+        [&]
+        {
+            const CallScope call(m_config.name.c_str(), "its destructor");
+            m_driver.reset();
+        });
     Forget();
 }
 
@@ -105,6 +115,7 @@ void DriverHost::Forget()
     m_variables.clear();
     m_bindings.clear();
     m_requests.clear();
+    Parts().timersWithoutDelay = TimersWithoutDelay();
 }
 
 void DriverHost::Restart()
@@ -121,20 +132,37 @@ std::string DriverHost::Command(const ICmdMessage& message, unsigned caller)
 {
     CmdReturn ret;
     if (m_driver)
-        Enter([&] { Commands().Dispatch(message, &ret, caller); });
+        Enter(
+            [&]
+            {
+                const CallScope call(m_config.name.c_str(), "the command",
+                                     message.GetName().c_str());
+                Commands().Dispatch(message, &ret, caller);
+            });
     return ret.Reason();
 }
 
 void DriverHost::Condition(const ICondMessage& message)
 {
     if (m_driver)
-        Enter([&] { Emit(ConditionResult{message.GetName(), Conditions().Test(message)}); });
+        Enter(
+            [&]
+            {
+                const CallScope call(m_config.name.c_str(), "the condition",
+                                     message.GetName().c_str());
+                Emit(ConditionResult{message.GetName(), Conditions().Test(message)});
+            });
 }
 
 void DriverHost::Trap(const NxMIBPacket& trap)
 {
     if (m_driver)
-        Enter([&] { Mibs().DispatchTrap(trap); });
+        Enter(
+            [&]
+            {
+                const CallScope call(m_config.name.c_str(), "the trap", trap.GetMib().c_str());
+                Mibs().DispatchTrap(trap);
+            });
 }
 
 void DriverHost::Reply(const NxMIBPacket& reply)
@@ -154,7 +182,12 @@ void DriverHost::Reply(const NxMIBPacket& reply)
 void DriverHost::ReplyTo(const NxMIBPacket& reply, const NxMIBPacket* request)
 {
     if (m_driver)
-        Enter([&] { Mibs().DispatchResponse(reply, request); });
+        Enter(
+            [&]
+            {
+                const CallScope call(m_config.name.c_str(), "the reply", reply.GetMib().c_str());
+                Mibs().DispatchResponse(reply, request);
+            });
 }
 
 void DriverHost::Online(bool online)
@@ -164,6 +197,7 @@ void DriverHost::Online(bool online)
     Enter(
         [&]
         {
+            const CallScope call(m_config.name.c_str(), "the online status");
             if (m_mibDriver)
                 m_mibDriver->OnMIBDeviceOnlineStatusChanged(online ? DEVICE_ONLINE : DEVICE_OFFLINE,
                                                             std::string(), std::string());
@@ -175,7 +209,12 @@ void DriverHost::Online(bool online)
 void DriverHost::BindingMade(unsigned binding, const std::string& cls, bool bound)
 {
     if (m_driver)
-        Enter([&] { m_driver->OnBindingChanged(binding, cls, bound, 0, 0); });
+        Enter(
+            [&]
+            {
+                const CallScope call(m_config.name.c_str(), "a change of the binding", cls.c_str());
+                m_driver->OnBindingChanged(binding, cls, bound, 0, 0);
+            });
 }
 
 void DriverHost::BoundCall(unsigned binding, const IBindMessage& message)
@@ -185,6 +224,8 @@ void DriverHost::BoundCall(unsigned binding, const IBindMessage& message)
     Enter(
         [&]
         {
+            const CallScope call(m_config.name.c_str(), "the bound call",
+                                 message.GetName().c_str());
             CmdReturn ret;
             const int result =
                 m_driver->BoundCall(binding, NX_BINDING_CONTROL, message.GetName(), message, &ret);
@@ -199,6 +240,7 @@ void DriverHost::BusMessage(int opcode, const std::uint8_t* payload, std::size_t
     Enter(
         [&]
         {
+            const CallScope call(m_config.name.c_str(), "a bus message");
             if (IBusListener* listener = m_driver->GetBusListener())
                 listener->OnBusMessage(opcode, payload, length);
         });
@@ -211,6 +253,7 @@ std::string DriverHost::Persist()
         Enter(
             [&]
             {
+                const CallScope call(m_config.name.c_str(), "GetPersistState");
                 if (const auto state = m_driver->GetPersistState(0))
                     text = state->ToText();
             });
@@ -219,7 +262,12 @@ std::string DriverHost::Persist()
 
 void DriverHost::TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs)
 {
-    Enter([&] { callback->OnTimerExpired(id, static_cast<time_t>(elapsedNs)); });
+    Enter(
+        [&]
+        {
+            const CallScope call(m_config.name.c_str(), "a timer");
+            callback->OnTimerExpired(id, static_cast<time_t>(elapsedNs));
+        });
 }
 
 void DriverHost::Emit(Effect effect) const
@@ -392,7 +440,14 @@ ID::Timer DriverHost::StartTimer(std::uint64_t amount, unsigned unit, unsigned c
                                  ITimerManagerCallback* callback)
 {
     const std::uint64_t unitMs = unit == UNIT_SECONDS ? MS_PER_SECOND : 1;
-    const std::uint64_t delayMs = std::min(amount, UINT64_MAX / unitMs) * unitMs;
+    std::uint64_t delayMs = std::min(amount, UINT64_MAX / unitMs) * unitMs;
+    if (delayMs == 0)
+    {
+        TimersWithoutDelay& timers = Parts().timersWithoutDelay;
+        if (timers.StartAt(m_house.GetClock().NowMs()))
+            Fault(TOO_MANY_TIMERS);
+        delayMs = timers.TooMany() ? 1 : 0;
+    }
     return m_house.Timers().Add(Parts().timers, m_house.GetClock().NowNs(), delayMs, count,
                                 callback);
 }

@@ -1,11 +1,13 @@
 #include "embedded_host/FileStateStore.h"
 
+#include "embedded_host/internal/SaveCounter.h"
 #include "embedded_host/internal/Sqlite.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
@@ -34,9 +36,17 @@ constexpr char WAL_VERSION = 2;
 constexpr std::size_t DIGEST_SIZE = 16;
 using Digest = std::array<unsigned char, DIGEST_SIZE>;
 
+constexpr const char* LOST_STATES =
+    "is damaged: it has lost states, or has some that were not saved";
+
 [[noreturn]] void Fail(const std::string& path, const std::string& what)
 {
     throw StateStoreError(fmt::format("state file {}: {}", path, what));
+}
+
+[[noreturn]] void FailToMake(const std::string& path)
+{
+    Fail(path, fmt::format("cannot be made: {}", std::strerror(errno)));
 }
 
 std::string Text(const Digest& digest)
@@ -44,15 +54,30 @@ std::string Text(const Digest& digest)
     return std::string(digest.begin(), digest.end());
 }
 
-Digest DigestOf(const std::string& driver, const std::string& xml)
+Digest DigestOf(const std::string& text)
 {
-    // With the length first, no two pairs read the same.
-    const std::string text = fmt::format("{} {}{}", driver.size(), driver, xml);
     Digest digest;
     crypto_generichash(digest.data(), digest.size(),
                        reinterpret_cast<const unsigned char*>(text.data()), text.size(), nullptr,
                        0);
     return digest;
+}
+
+// With the lengths first, no two states read the same. Without a type it is the digest of the first
+// schema version, which knew no types.
+Digest DigestOf(const DriverState& state)
+{
+    if (state.type.empty())
+        return DigestOf(fmt::format("{} {}{}", state.driver.size(), state.driver, state.xml));
+    return DigestOf(fmt::format("typed {} {}{} {}{}", state.driver.size(), state.driver,
+                                state.type.size(), state.type, state.xml));
+}
+
+// The count of saves, as a part of the digest over all; none for the count that a new file, or one
+// of the first schema version, has.
+Digest DigestOf(std::int64_t saves)
+{
+    return saves == 0 ? Digest{} : DigestOf(fmt::format("saves {}", saves));
 }
 
 // The digest over all states is the exclusive or of theirs, so that each is put in or taken out
@@ -144,22 +169,79 @@ void RunSteps(SqliteConnection& connection, const FileStateStore::Schema& schema
     connection.Run("COMMIT");
 }
 
+// A new state file's bytes.
+std::vector<unsigned char> NewFile(const FileStateStore::Schema& schema)
+{
+    SqliteConnection connection(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+    connection.Run(fmt::format("PRAGMA application_id = {}", FileStateStore::APPLICATION_ID));
+    RunSteps(connection, schema, 0);
+    std::vector<unsigned char> bytes = connection.Serialize();
+    bytes[WRITE_VERSION_OFFSET] = WAL_VERSION;
+    bytes[READ_VERSION_OFFSET] = WAL_VERSION;
+    return bytes;
+}
+
+void WriteAll(int file, const std::vector<unsigned char>& bytes, const std::string& path)
+{
+    for (std::size_t done = 0; done < bytes.size();)
+    {
+        const ssize_t written = ::write(file, bytes.data() + done, bytes.size() - done);
+        if (written <= 0 && errno != EINTR)
+            FailToMake(path);
+        done += written > 0 ? static_cast<std::size_t>(written) : 0;
+    }
+    if (::fsync(file) != 0)
+        FailToMake(path);
+}
+
+// A new file beside another one, under a name that nobody has; removed when it keeps that name.
+class FileToRename
+{
+public:
+    explicit FileToRename(const std::string& path) : m_path(path), m_name(path + ".XXXXXX")
+    {
+        m_file = ::mkostemp(&m_name[0], O_CLOEXEC);
+        if (m_file < 0)
+            FailToMake(path);
+        ::fchmod(m_file, 0644);
+    }
+    ~FileToRename()
+    {
+        ::close(m_file);
+        if (!m_renamed)
+            ::unlink(m_name.c_str());
+    }
+    FileToRename(const FileToRename&) = delete;
+    FileToRename& operator=(const FileToRename&) = delete;
+
+    int Handle() const { return m_file; }
+
+    // Replaces no file that has come meanwhile.
+    void Rename()
+    {
+        m_renamed =
+            ::renameat2(AT_FDCWD, m_name.c_str(), AT_FDCWD, m_path.c_str(), RENAME_NOREPLACE) == 0;
+        // Not every file system can do that.
+        if (!m_renamed && errno == EINVAL && ::access(m_path.c_str(), F_OK) != 0)
+            m_renamed = ::rename(m_name.c_str(), m_path.c_str()) == 0;
+        if (!m_renamed)
+            FailToMake(m_path);
+    }
+
+private:
+    const std::string m_path;
+    std::string m_name;
+    int m_file = -1;
+    bool m_renamed = false;
+};
+
 // Makes the file under another name first, so that under its own it is always whole.
 void MakeFile(const std::string& path, const FileStateStore::Schema& schema)
 {
-    const std::string making = path + ".new";
-    for (const char* leftover : {"", "-journal", "-wal", "-shm"})
-        ::unlink((making + leftover).c_str());
-    {
-        SqliteConnection connection(making, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-        connection.Run("PRAGMA synchronous = FULL");
-        connection.Run(fmt::format("PRAGMA application_id = {}", FileStateStore::APPLICATION_ID));
-        RunSteps(connection, schema, 0);
-        connection.Run("PRAGMA journal_mode = WAL");
-    }
-    if (std::rename(making.c_str(), path.c_str()) != 0)
-        Fail(path, fmt::format("cannot be made: {}", std::strerror(errno)));
-
+    const std::vector<unsigned char> bytes = NewFile(schema);
+    FileToRename file(path);
+    WriteAll(file.Handle(), bytes, path);
+    file.Rename();
     const int folder = ::open(FolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folder >= 0)
     {
@@ -190,30 +272,52 @@ void CheckTables(const SqliteConnection& connection, const FileStateStore::Schem
         Fail(connection.Path(), "is damaged: its tables are not those of a state file");
 }
 
-// Throws unless every state and the sum of all are as they were saved.
-void CheckStates(const SqliteConnection& connection)
+// What a file of that schema version calls a state; the first one had no types, and counted no
+// saves.
+constexpr std::size_t FIRST_VERSION_WITH_TYPES = 2;
+
+[[noreturn]] void FailNotAsSaved(const std::string& path, const std::string& driver)
 {
+    Fail(path, fmt::format("is damaged: the state of driver \"{}\" is not the one that was saved",
+                           driver));
+}
+
+// Throws unless every state and the sum of all are as they were saved, and no save is missing.
+void CheckStates(const SqliteConnection& connection, std::size_t version,
+                 const SaveCounter& counter)
+{
+    const bool typed = version >= FIRST_VERSION_WITH_TYPES;
     Digest all{};
     std::int64_t count = 0;
-    SqliteQuery states(connection, "SELECT driver, xml, digest FROM driver_state");
+    SqliteQuery states(connection, typed ? "SELECT driver, type, xml, digest FROM driver_state"
+                                         : "SELECT driver, '', xml, digest FROM driver_state");
     while (states.Next())
     {
-        const Digest digest = DigestOf(states.Bytes(0), states.Bytes(1));
-        if (states.Bytes(2) != Text(digest))
-            Fail(connection.Path(), fmt::format("is damaged: the state of driver \"{}\" is not "
-                                                "the one that was saved",
-                                                states.Bytes(0)));
+        const Digest digest = DigestOf({states.Bytes(0), states.Bytes(1), states.Bytes(2)});
+        if (states.Bytes(3) != Text(digest))
+            FailNotAsSaved(connection.Path(), states.Bytes(0));
         Toggle(all, digest);
         ++count;
     }
-    SqliteQuery summary(connection, "SELECT drivers, digest FROM summary");
-    if (!summary.Next() || summary.Number(0) != count || summary.Bytes(1) != Text(all))
-        Fail(connection.Path(), "is damaged: it has lost states, or has some that were not saved");
+    SqliteQuery summary(connection, typed ? "SELECT drivers, digest, saves FROM summary"
+                                          : "SELECT drivers, digest, 0 FROM summary");
+    if (!summary.Next())
+        Fail(connection.Path(), LOST_STATES);
+    const std::int64_t saves = summary.Number(2);
+    Toggle(all, DigestOf(saves));
+    if (summary.Number(0) != count || summary.Bytes(1) != Text(all))
+        Fail(connection.Path(), LOST_STATES);
+    const std::int64_t made = counter.Read().value_or(saves);
+    if (made > saves)
+        Fail(connection.Path(),
+             fmt::format("is damaged: its last {} saves are lost, as its write-ahead log ends "
+                         "before its time; remove {} to go on from what is left",
+                         made - saves, counter.Path()));
 }
 
 // Throws unless the whole file is sound; gives its schema version.
 std::size_t CheckFromInside(const SqliteConnection& connection,
-                            const FileStateStore::Schema& schema)
+                            const FileStateStore::Schema& schema, const SaveCounter& counter)
 {
     SqliteQuery version(connection, "PRAGMA user_version");
     version.Next();
@@ -228,7 +332,7 @@ std::size_t CheckFromInside(const SqliteConnection& connection,
     if (!check.Next() || check.Bytes(0) != "ok")
         Fail(connection.Path(), fmt::format("is damaged: {}", check.Bytes(0)));
     CheckTables(connection, schema, static_cast<std::size_t>(number));
-    CheckStates(connection);
+    CheckStates(connection, static_cast<std::size_t>(number), counter);
     return static_cast<std::size_t>(number);
 }
 } // namespace
@@ -241,6 +345,13 @@ const FileStateStore::Schema& FileStateStore::CurrentSchema()
         "CREATE TABLE summary (id INTEGER PRIMARY KEY CHECK (id = 1), drivers INTEGER NOT NULL,"
         " digest BLOB NOT NULL);"
         "INSERT INTO summary VALUES (1, 0, zeroblob(16));",
+        // Types, and the number of the last save.
+        "CREATE TABLE typed_state (driver TEXT NOT NULL, type TEXT NOT NULL, xml TEXT NOT NULL,"
+        " digest BLOB NOT NULL, PRIMARY KEY (driver, type)) WITHOUT ROWID;"
+        "INSERT INTO typed_state SELECT driver, '', xml, digest FROM driver_state;"
+        "DROP TABLE driver_state;"
+        "ALTER TABLE typed_state RENAME TO driver_state;"
+        "ALTER TABLE summary ADD COLUMN saves INTEGER NOT NULL DEFAULT 0;",
     };
     return schema;
 }
@@ -249,21 +360,25 @@ const FileStateStore::Schema& FileStateStore::CurrentSchema()
 class FileStateStore::Tables
 {
 public:
-    explicit Tables(std::unique_ptr<SqliteConnection> open) : m_connection(std::move(open)) {}
-
-    std::optional<std::string> Load(const std::string& driver)
+    Tables(std::unique_ptr<SqliteConnection> open, std::unique_ptr<SaveCounter> counter)
+        : m_connection(std::move(open)), m_counter(std::move(counter))
     {
-        m_load.Restart().Bind(1, driver);
-        if (!m_load.Next())
-            return std::nullopt;
-        const std::string xml = m_load.Bytes(0);
-        const bool whole = m_load.Bytes(1) == Text(DigestOf(driver, xml));
-        m_load.Restart();
-        if (!whole)
-            Fail(m_connection->Path(), fmt::format("is damaged: the state of driver \"{}\" is not "
-                                                   "the one that was saved",
-                                                   driver));
-        return xml;
+    }
+
+    std::optional<std::string> Load(const std::string& driver, const std::string& type)
+    {
+        std::optional<std::string> xml = LoadOne(driver, type);
+        return xml || type.empty() ? xml : LoadOne(driver, UNTYPED);
+    }
+
+    std::vector<std::string> TypesOf(const std::string& driver)
+    {
+        std::vector<std::string> types;
+        m_types.Restart().Bind(1, driver);
+        while (m_types.Next())
+            types.push_back(m_types.Bytes(0));
+        m_types.Restart();
+        return types;
     }
 
     void Save(const std::vector<DriverState>& states)
@@ -275,11 +390,7 @@ public:
             for (const DriverState& state : states)
                 SaveOne(state);
             if (m_changed)
-            {
-                m_writeSummary.Restart().Bind(1, m_drivers).Bind(2, m_all.data(), m_all.size());
-                m_writeSummary.Next();
-                m_writeSummary.Restart();
-            }
+                WriteSummary();
             m_connection->Run("COMMIT");
         }
         catch (...)
@@ -287,9 +398,29 @@ public:
             Abandon();
             throw;
         }
+        if (!m_changed)
+            return;
+        m_counter->Write(m_saves);
+        if (++m_inLog >= MAX_SAVES_IN_LOG)
+            Checkpoint();
     }
 
 private:
+    static inline const std::string UNTYPED;
+
+    std::optional<std::string> LoadOne(const std::string& driver, const std::string& type)
+    {
+        m_load.Restart().Bind(1, driver).Bind(2, type);
+        if (!m_load.Next())
+            return std::nullopt;
+        std::string xml = m_load.Bytes(0);
+        const bool whole = m_load.Bytes(1) == Text(DigestOf({driver, type, xml}));
+        m_load.Restart();
+        if (!whole)
+            FailNotAsSaved(m_connection->Path(), driver);
+        return xml;
+    }
+
     void ReadSummary()
     {
         m_readSummary.Restart();
@@ -299,52 +430,90 @@ private:
         m_drivers = m_readSummary.Number(0);
         const std::string all = m_readSummary.Bytes(1);
         std::copy(all.begin(), all.end(), m_all.begin());
+        m_saves = m_readSummary.Number(2);
         m_readSummary.Restart();
+    }
+
+    void WriteSummary()
+    {
+        Toggle(m_all, DigestOf(m_saves));
+        Toggle(m_all, DigestOf(++m_saves));
+        m_writeSummary.Restart().Bind(1, m_drivers).Bind(2, m_all.data(), m_all.size());
+        m_writeSummary.Bind(3, m_saves).Next();
+        m_writeSummary.Restart();
     }
 
     // Takes the driver's old state out, and puts the new one in.
     void SaveOne(const DriverState& state)
     {
-        if (const std::optional<std::string> old = Load(state.driver))
+        const std::optional<std::string> old = LoadOne(state.driver, state.type);
+        if (old && *old == state.xml)
+            return;
+        if (old)
+            Remove({state.driver, state.type, *old});
+        // Its type is known from now on.
+        if (!state.type.empty())
         {
-            if (*old == state.xml)
-                return;
-            Toggle(m_all, DigestOf(state.driver, *old));
-            --m_drivers;
-            m_changed = true;
-            m_remove.Restart().Bind(1, state.driver).Next();
-            m_remove.Restart();
+            if (const auto untyped = LoadOne(state.driver, UNTYPED))
+                Remove({state.driver, UNTYPED, *untyped});
         }
         if (state.xml.empty())
             return;
-        const Digest digest = DigestOf(state.driver, state.xml);
+        const Digest digest = DigestOf(state);
         Toggle(m_all, digest);
         ++m_drivers;
         m_changed = true;
-        m_put.Restart().Bind(1, state.driver).Bind(2, state.xml);
-        m_put.Bind(3, digest.data(), digest.size()).Next();
+        m_put.Restart().Bind(1, state.driver).Bind(2, state.type).Bind(3, state.xml);
+        m_put.Bind(4, digest.data(), digest.size()).Next();
         m_put.Restart();
+    }
+
+    void Remove(const DriverState& state)
+    {
+        Toggle(m_all, DigestOf(state));
+        --m_drivers;
+        m_changed = true;
+        m_remove.Restart().Bind(1, state.driver).Bind(2, state.type).Next();
+        m_remove.Restart();
+    }
+
+    // One that fails leaves the saves in the log, where they are as good; the next save tries
+    // again.
+    void Checkpoint()
+    {
+        if (sqlite3_wal_checkpoint_v2(m_connection->Handle(), nullptr, SQLITE_CHECKPOINT_PASSIVE,
+                                      nullptr, nullptr) == SQLITE_OK)
+            m_inLog = 0;
     }
 
     void Abandon()
     {
-        for (SqliteQuery* query : {&m_load, &m_put, &m_remove, &m_readSummary, &m_writeSummary})
+        for (SqliteQuery* query :
+             {&m_load, &m_types, &m_put, &m_remove, &m_readSummary, &m_writeSummary})
             query->Restart();
         // Nothing is left to undo when the failure itself has undone it.
         sqlite3_exec(m_connection->Handle(), "ROLLBACK", nullptr, nullptr, nullptr);
     }
 
     std::unique_ptr<SqliteConnection> m_connection;
-    SqliteQuery m_load{*m_connection, "SELECT xml, digest FROM driver_state WHERE driver = ?"};
-    SqliteQuery m_put{*m_connection, "INSERT INTO driver_state (driver, xml, digest)"
-                                     " VALUES (?, ?, ?)"};
-    SqliteQuery m_remove{*m_connection, "DELETE FROM driver_state WHERE driver = ?"};
-    SqliteQuery m_readSummary{*m_connection, "SELECT drivers, digest FROM summary"};
-    SqliteQuery m_writeSummary{*m_connection, "UPDATE summary SET drivers = ?, digest = ?"};
+    std::unique_ptr<SaveCounter> m_counter;
+    SqliteQuery m_load{*m_connection,
+                       "SELECT xml, digest FROM driver_state WHERE driver = ? AND type = ?"};
+    SqliteQuery m_types{*m_connection,
+                        "SELECT type FROM driver_state WHERE driver = ? ORDER BY type"};
+    SqliteQuery m_put{*m_connection, "INSERT INTO driver_state (driver, type, xml, digest)"
+                                     " VALUES (?, ?, ?, ?)"};
+    SqliteQuery m_remove{*m_connection, "DELETE FROM driver_state WHERE driver = ? AND type = ?"};
+    SqliteQuery m_readSummary{*m_connection, "SELECT drivers, digest, saves FROM summary"};
+    SqliteQuery m_writeSummary{*m_connection,
+                               "UPDATE summary SET drivers = ?, digest = ?, saves = ?"};
     // The summary, and whether what is being saved changes it.
     std::int64_t m_drivers = 0;
+    std::int64_t m_saves = 0;
     Digest m_all{};
     bool m_changed = false;
+    // How many saves the log holds, at most.
+    int m_inLog = 0;
 };
 
 FileStateStore::FileStateStore(const std::string& path, const Schema& schema)
@@ -361,21 +530,22 @@ FileStateStore::FileStateStore(const std::string& path, const Schema& schema)
     CheckFromOutside(m_path, schema.size());
 
     const bool logWasThere = Exists(log);
+    auto counter = std::make_unique<SaveCounter>(m_path);
     auto connection = std::make_unique<SqliteConnection>(m_path, SQLITE_OPEN_READWRITE);
     try
     {
         connection->SetTidyOnClose(false);
         connection->Run("PRAGMA locking_mode = EXCLUSIVE; PRAGMA trusted_schema = OFF;"
-                        "PRAGMA cell_size_check = ON; PRAGMA synchronous = FULL");
-        const std::size_t version = CheckFromInside(*connection, schema);
+                        "PRAGMA cell_size_check = ON; PRAGMA synchronous = FULL;"
+                        "PRAGMA wal_autocheckpoint = 0");
+        const std::size_t version = CheckFromInside(*connection, schema, *counter);
         connection->SetTidyOnClose(true);
         if (version < schema.size())
-        {
             RunSteps(*connection, schema, version);
-            // So that the file's first bytes tell the new version at once.
-            connection->Run("PRAGMA wal_checkpoint(TRUNCATE)");
-        }
-        m_tables = std::make_unique<Tables>(std::move(connection));
+        // What a crash left in the log goes into the file, and the file's first bytes tell the new
+        // version at once.
+        connection->Run("PRAGMA wal_checkpoint(TRUNCATE)");
+        m_tables = std::make_unique<Tables>(std::move(connection), std::move(counter));
     }
     catch (...)
     {
@@ -388,7 +558,10 @@ FileStateStore::FileStateStore(const std::string& path, const Schema& schema)
     }
 }
 
-FileStateStore::~FileStateStore() = default;
+FileStateStore::~FileStateStore()
+{
+    Close();
+}
 
 FileStateStore::Tables& FileStateStore::Opened() const
 {
@@ -397,9 +570,14 @@ FileStateStore::Tables& FileStateStore::Opened() const
     return *m_tables;
 }
 
-std::optional<std::string> FileStateStore::Load(const std::string& driver)
+std::optional<std::string> FileStateStore::Load(const std::string& driver, const std::string& type)
 {
-    return Opened().Load(driver);
+    return Opened().Load(driver, type);
+}
+
+std::vector<std::string> FileStateStore::TypesOf(const std::string& driver)
+{
+    return Opened().TypesOf(driver);
 }
 
 void FileStateStore::Save(const std::vector<DriverState>& states)
@@ -409,6 +587,11 @@ void FileStateStore::Save(const std::vector<DriverState>& states)
 
 void FileStateStore::Close()
 {
+    if (!m_tables)
+        return;
     m_tables.reset();
+    // Without a log beside it, the file has all saves.
+    if (!Exists(m_path + "-wal"))
+        SaveCounter(m_path).Remove();
 }
 } // namespace embedded_host

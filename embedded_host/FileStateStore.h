@@ -16,8 +16,12 @@ namespace embedded_host
 // A file is taken only when it is this program's own, whole, writable and of a schema version that
 // this program knows; otherwise opening throws and leaves every byte of it, and of its log, as it
 // was. Every state carries a digest and the file one over all of them, so that damage which SQLite
-// itself would not notice is an error too. While it is open, the file is locked against every other
-// process.
+// itself would not notice is an error too. SQLite takes a damaged log for one that ends there: so
+// every save has a number, and the last one is also kept in a file beside (see SaveCounter). At
+// most MAX_SAVES_IN_LOG saves are ever in the log alone.
+//
+// While it is open, the file is locked against every other process; closed properly, it is alone in
+// its folder again.
 class FileStateStore : public StateStore
 {
 public:
@@ -29,6 +33,9 @@ public:
     // What marks a file as this program's own (wire value, do not change).
     static constexpr std::uint32_t APPLICATION_ID = 0x4C437374;
 
+    // How many saves the log holds before they are written into the file.
+    static constexpr int MAX_SAVES_IN_LOG = 8;
+
     // Opens the file at `path`, makes it when there is none, and takes an older one to the present
     // version. Throws StateStoreError.
     explicit FileStateStore(const std::string& path, const Schema& schema = CurrentSchema());
@@ -36,7 +43,8 @@ public:
     FileStateStore(const FileStateStore&) = delete;
     FileStateStore& operator=(const FileStateStore&) = delete;
 
-    std::optional<std::string> Load(const std::string& driver) override;
+    std::optional<std::string> Load(const std::string& driver, const std::string& type) override;
+    std::vector<std::string> TypesOf(const std::string& driver) override;
     void Save(const std::vector<DriverState>& states) override;
     void Close() override;
 

@@ -22,7 +22,8 @@
 namespace embedded_host
 {
 thread_local HostServices* HostScope::s_current = nullptr;
-thread_local std::uint64_t HostScope::s_chain = 0;
+thread_local std::uint64_t EffectChain::s_number = 0;
+thread_local unsigned EffectChain::s_depth = 0;
 
 namespace
 {

@@ -15,6 +15,8 @@ class HostServices
 public:
     virtual ~HostServices() = default;
 
+    // What the free functions take the time from, and what they draw random numbers from. Called
+    // whenever a driver asks for either; both must stay valid as long as this.
     virtual Clock& GetClock() = 0;
     virtual Random& GetRandom() = 0;
 
@@ -26,17 +28,34 @@ public:
                        const std::string& function) = 0;
 };
 
+// One chain: all that follows from one input, timer or device message until the call from outside
+// returns. Lives on the stack; inside another one of the same thread it is a part of that one.
+class EffectChain
+{
+public:
+    EffectChain()
+    {
+        if (s_depth++ == 0)
+            ++s_number;
+    }
+    ~EffectChain() { --s_depth; }
+    EffectChain(const EffectChain&) = delete;
+    EffectChain& operator=(const EffectChain&) = delete;
+
+    // Tells the present chain of this thread from every other one; 0 before the first.
+    static std::uint64_t Number() { return s_number; }
+
+private:
+    static thread_local std::uint64_t s_number;
+    static thread_local unsigned s_depth;
+};
+
 // Says whose turn it is on this thread, for as long as it lives. Nests: a forward that is delivered
-// inside another driver's call has a scope of its own.
+// inside another driver's call has a scope of its own. The outermost one begins a chain.
 class HostScope
 {
 public:
-    explicit HostScope(HostServices& services) : m_outer(s_current)
-    {
-        if (!m_outer)
-            ++s_chain;
-        s_current = &services;
-    }
+    explicit HostScope(HostServices& services) : m_outer(s_current) { s_current = &services; }
     ~HostScope() { s_current = m_outer; }
     HostScope(const HostScope&) = delete;
     HostScope& operator=(const HostScope&) = delete;
@@ -44,13 +63,9 @@ public:
     // Null outside every scope.
     static HostServices* Current() { return s_current; }
 
-    // Tells one chain of effects from the next: the same number inside an outermost scope and
-    // everything nested in it, another one in the next outermost scope.
-    static std::uint64_t Chain() { return s_chain; }
-
 private:
     static thread_local HostServices* s_current;
-    static thread_local std::uint64_t s_chain;
+    const EffectChain m_chain;
     HostServices* m_outer;
 };
 } // namespace embedded_host

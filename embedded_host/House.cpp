@@ -5,6 +5,8 @@
 #include "embedded_host/internal/TimerWheel.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 namespace embedded_host
 {
@@ -29,32 +31,66 @@ constexpr int ACTION_STOP = 0;
 constexpr int ACTION_START = 1;
 constexpr int BUTTON_UP = 0;
 
-// The group's form of a command; an empty name when the command has none.
-CmdMessage ForGroup(const ICmdMessage& command)
+// What a group can be told. Each is a bit of Group::delivered.
+enum class GroupCommand
+{
+    RampToLevel,
+    SetLevel,
+    StartRamp,
+    StopRamp,
+};
+
+// What a command is for a group; nothing when it is nothing for one.
+std::optional<GroupCommand> AsGroupCommand(const ICmdMessage& command)
 {
     const std::string& name = command.GetName();
-    if (name == BUTTON_ACTION)
-    {
-        const int action = command.GetParamInt(ACTION);
-        if (action == ACTION_STOP)
-            return CmdMessage(GROUP_STOP_RAMP);
-        if (action != ACTION_START)
-            return CmdMessage(std::string());
-        CmdMessage start(GROUP_START_RAMP);
-        start.AddParam(RATE, INT, 0LL);
-        const bool up = command.GetParamInt(BUTTON_ID) == BUTTON_UP;
-        start.AddParam(RAMP_UP, BOOL, std::string(up ? "true" : "false"));
-        return start;
-    }
-    if (name != RAMP_TO_LEVEL && name != SET_LEVEL)
-        return CmdMessage(std::string());
-    CmdMessage message(name == SET_LEVEL ? GROUP_SET_LEVEL : GROUP_RAMP_TO_LEVEL);
+    if (name == RAMP_TO_LEVEL)
+        return GroupCommand::RampToLevel;
+    if (name == SET_LEVEL)
+        return GroupCommand::SetLevel;
+    if (name != BUTTON_ACTION)
+        return std::nullopt;
+    const int action = command.GetParamInt(ACTION);
+    if (action == ACTION_START)
+        return GroupCommand::StartRamp;
+    return action == ACTION_STOP ? std::optional(GroupCommand::StopRamp) : std::nullopt;
+}
+
+CmdMessage WithParams(const std::string& name, const ICmdMessage& command)
+{
+    CmdMessage message(name);
     for (const MessageParam& param : ParamsOf(command))
     {
         if (param.name != GROUP_ID)
             message.Append(param);
     }
     return message;
+}
+
+CmdMessage StartRamp(const ICmdMessage& command)
+{
+    CmdMessage start(GROUP_START_RAMP);
+    start.AddParam(RATE, INT, 0LL);
+    const bool up = command.GetParamInt(BUTTON_ID) == BUTTON_UP;
+    start.AddParam(RAMP_UP, BOOL, std::string(up ? "true" : "false"));
+    return start;
+}
+
+// The group's form of a command.
+CmdMessage ForGroup(GroupCommand kind, const ICmdMessage& command)
+{
+    switch (kind)
+    {
+    case GroupCommand::RampToLevel:
+        return WithParams(GROUP_RAMP_TO_LEVEL, command);
+    case GroupCommand::SetLevel:
+        return WithParams(GROUP_SET_LEVEL, command);
+    case GroupCommand::StartRamp:
+        return StartRamp(command);
+    case GroupCommand::StopRamp:
+        break;
+    }
+    return CmdMessage(GROUP_STOP_RAMP);
 }
 } // namespace
 
@@ -114,14 +150,13 @@ void House::AddGroup(unsigned id, const std::vector<std::string>& members)
         if (nx::DriverHost* member = Find(name))
             group.members.push_back(member);
     }
-    m_groups[id] = group;
-    m_groupMembers.insert(group.members.begin(), group.members.end());
+    m_groups[id] = std::move(group);
 }
 
 void House::StartAll()
 {
     for (const auto& driver : m_drivers)
-        driver->Start(driver->Config().state);
+        driver->Start(static_cast<HostedDriver&>(*driver).TakeState());
 }
 
 void House::StopAll()
@@ -175,32 +210,44 @@ void House::KillDeviceTimer(unsigned id)
     m_timers->wheel.Kill(m_timers->devices, id);
 }
 
-// Without a scope around it, a forward is a chain of its own.
-bool House::ChainGoesOn()
-{
-    if (m_chain != HostScope::Chain() || !HostScope::Current())
-        m_chainCommands = 0;
-    m_chain = HostScope::Chain();
-    const std::size_t most = std::max(SHORTEST_CUT, m_groups.size() * m_groupMembers.size());
-    return m_chainCommands++ < most;
-}
-
 void House::ForwardToGroup(unsigned group, const ICmdMessage& command)
 {
     const auto found = m_groups.find(group);
-    if (found == m_groups.end() || found->second.delivering)
+    const std::optional<GroupCommand> kind = AsGroupCommand(command);
+    if (found == m_groups.end() || !kind)
         return;
-    CmdMessage message = ForGroup(command);
-    if (message.GetName().empty())
+    const EffectChain chain;
+    Group& target = found->second;
+    if (target.chain != EffectChain::Number())
+        target.delivered = 0;
+    target.chain = EffectChain::Number();
+    const unsigned bit = 1u << static_cast<unsigned>(*kind);
+    if ((target.delivered & bit) != 0)
         return;
+    CmdMessage message = ForGroup(*kind, command);
     message.AddParam(GROUP_ID, INT, static_cast<long long>(group));
-    found->second.delivering = true;
-    for (nx::DriverHost* member : found->second.members)
+    target.delivered |= bit;
+    Deliver(target.members, std::move(message));
+}
+
+void House::Deliver(const std::vector<nx::DriverHost*>& members, CmdMessage message)
+{
+    if (m_nestedForwards == MAX_NESTED_FORWARDS)
     {
-        if (ChainGoesOn())
-            member->Command(message, CmdDispatcher::CONTROLLER);
+        m_postponed.emplace_back(members, std::move(message));
+        return;
     }
-    found->second.delivering = false;
+    ++m_nestedForwards;
+    for (nx::DriverHost* member : members)
+        member->Command(message, CmdDispatcher::CONTROLLER);
+    while (m_nestedForwards == 1 && !m_postponed.empty())
+    {
+        const auto next = std::move(m_postponed.front());
+        m_postponed.pop_front();
+        for (nx::DriverHost* member : next.first)
+            member->Command(next.second, CmdDispatcher::CONTROLLER);
+    }
+    --m_nestedForwards;
 }
 
 int House::AddVariable(unsigned deviceId, unsigned id, const std::string& name, unsigned,

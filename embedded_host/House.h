@@ -6,11 +6,12 @@
 #include "embedded_host/Random.h"
 #include "nxshared/IVariableManager.h"
 
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
 #include <unordered_map>
-#include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace embedded_host
@@ -72,15 +73,15 @@ public:
 
     // Delivers a driver's command to every member of a group, in order and at once, in the group's
     // own vocabulary: RAMP_TO_LEVEL and SET_LEVEL with their parameters, BUTTON_ACTION as the start
-    // or stop of a ramp; other commands, and groups that nobody knows, reach nobody. While a
-    // delivery to a group is under way, a second one to it delivers nothing. That ends every chain,
-    // but where many loads share many groups only after a number of commands beyond all measure: a
-    // chain is cut when it has delivered as many commands as there are groups times members, and
-    // never below SHORTEST_CUT.
+    // or stop of a ramp. Other commands, and groups that nobody knows, reach nobody.
+    //
+    // In one chain (see EffectChain) a group gets each command name once; a later forward of it
+    // delivers nothing. So every chain ends, delivers at most the sum of the groups' members for
+    // each name, and every load that it reaches acts. Called outside every chain, it is one.
+    // Deliveries nest as far as MAX_NESTED_FORWARDS, so that no house overflows the stack; what
+    // would lie deeper is delivered when the outermost of them returns, in the same chain.
     void ForwardToGroup(unsigned group, const ICmdMessage& command);
-
-    // How many commands a chain of forwards may always deliver.
-    static constexpr std::size_t SHORTEST_CUT = 64;
+    static constexpr std::size_t MAX_NESTED_FORWARDS = 200;
 
     // Called when a driver asks for its state to be persisted soon; empty for nobody.
     std::function<void(nx::DriverHost&)> onPersistRequested;
@@ -98,7 +99,9 @@ private:
     struct Group
     {
         std::vector<nx::DriverHost*> members;
-        bool delivering = false;
+        // The chain in which it got a command last, and a bit for each name that it got there.
+        std::uint64_t chain = 0;
+        unsigned delivered = 0;
     };
 
     int AddVariable(unsigned deviceId, unsigned id, const std::string& name, unsigned type,
@@ -107,7 +110,7 @@ private:
                     int notify) override;
     int RemoveVariable(unsigned deviceId, unsigned id) override;
     nx::DriverHost* FindId(unsigned deviceId) const;
-    bool ChainGoesOn();
+    void Deliver(const std::vector<nx::DriverHost*>& members, CmdMessage message);
 
     Clock& m_clock;
     Random& m_random;
@@ -117,9 +120,8 @@ private:
     std::unordered_map<std::string, nx::DriverHost*> m_byName;
     std::unordered_map<unsigned, nx::DriverHost*> m_byId;
     std::unordered_map<unsigned, Group> m_groups;
-    std::unordered_set<nx::DriverHost*> m_groupMembers;
-    // How many commands the chain of that number (HostScope::Chain) has delivered.
-    std::uint64_t m_chain = 0;
-    std::size_t m_chainCommands = 0;
+    std::size_t m_nestedForwards = 0;
+    // What lies too deep to be delivered at once, in order.
+    std::deque<std::pair<std::vector<nx::DriverHost*>, CmdMessage>> m_postponed;
 };
 } // namespace embedded_host

@@ -1,6 +1,7 @@
 // The ZigBee side of a driver's host.
 
 #include "NxLibDriverBases/NxZclPacket.h"
+#include "embedded_host/CallScope.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/ZclMessages.h"
@@ -39,6 +40,7 @@ void DriverHost::ZclReply(const zcl::Reply& reply)
     Enter(
         [&]
         {
+            const CallScope call(m_config.name.c_str(), "a ZCL reply");
             if (IZclListener* const listener = m_driver->GetZclListener())
                 zcl::Deliver(reply, *listener);
         });

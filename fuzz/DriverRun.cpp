@@ -6,7 +6,6 @@
 #include "lighting_host/types/DriverAdapter.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlDocument.h"
-#include "wire/BusFrame.h"
 
 #include <algorithm>
 
@@ -120,11 +119,7 @@ void DriverRun::Input(const std::string& json)
 
 void DriverRun::BusMessage(std::uint16_t opcode, const std::vector<std::uint8_t>& payload)
 {
-    wire::BusFrame frame;
-    frame.device = 101;
-    frame.opcode = opcode;
-    frame.payload = payload;
-    m_host->Enter([&] { m_session->AdapterOf(*m_host)->OnBusFrame(frame); });
+    m_host->BusMessage(opcode, payload.data(), payload.size());
 }
 
 void DriverRun::RequireStateKept()

@@ -9,7 +9,7 @@
 #include "fuzz/DriverRun.h"
 #include "fuzz/Fuzzing.h"
 #include "lighting_common/Names.h"
-#include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/DriverType.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlDocument.h"
@@ -70,7 +70,7 @@ boost::shared_ptr<nx::XmlNode> Kept(const nx::XmlNode& state)
 
 const std::string& Type(char letter)
 {
-    const auto& types = lighting_host::DriverTypes();
+    static const std::vector<std::string> types = lighting_host::DriverTypeNames();
     for (const std::string& type : types)
     {
         if (type[0] == letter)

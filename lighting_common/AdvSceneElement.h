@@ -13,7 +13,7 @@ namespace scenes
 // One step of an advanced scene: after a delay, ramp the load to a level.
 //
 // A plain value, copied freely, with no thread and no life of its own. AdvSceneManager keeps the
-// driver's copy of every element; the device keeps its own. The colour fields, `text` and
+// driver's copy of every element; the device keeps its own. The color fields, `text` and
 // `levelEnabled` belong to the record but are neither set by a push nor sent to the device.
 struct LIGHTING_COMMON_API AdvSceneElement
 {
@@ -28,7 +28,12 @@ struct LIGHTING_COMMON_API AdvSceneElement
     // What an element that was not found has as its id.
     static constexpr std::uint16_t NOT_FOUND = 0xffff;
 
-    // The scene id in bits 0 to 11, the step's index within the scene in bits 12 to 15.
+    // How `id` is made (wire values, do not change): the scene id in bits 0 to 11, the step's index
+    // within the scene in bits 12 to 15.
+    static constexpr unsigned INDEX_SHIFT = 12;
+    static constexpr unsigned SCENE_MASK = 0xfff;
+
+    // See above.
     std::uint16_t id = 0;
     // The delay before this step, in the device's units.
     std::uint32_t delay = 0;
@@ -48,18 +53,18 @@ struct LIGHTING_COMMON_API AdvSceneElement
     bool onHardware = false;
     // The scene was pushed on behalf of a load group that the device is a member of.
     bool fromGroup = false;
-    // The colour fade rate, in the device's units.
+    // The color fade rate, in the device's units.
     std::uint32_t colorRate = 1000;
-    // Whether the step sets a colour.
+    // Whether the step sets a color.
     bool colorEnabled = false;
-    // The colour that the step goes to.
+    // The color that the step goes to.
     NxColor color = NxColor(0);
-    // The controller's colour preset, and the value that goes with it.
+    // The controller's color preset, and the value that goes with it.
     std::uint32_t colorPresetID = 0;
     std::uint32_t colorPresetAux = 1;
 
     // Whether both make the device do the same: equal in id, delay, levelEnabled, levelRate, level,
-    // flags, colorEnabled, colorRate and the colour's x and y. Where the step came from, whether it
+    // flags, colorEnabled, colorRate and the color's x and y. Where the step came from, whether it
     // has reached the device, the text and the preset do not count.
     bool SameStep(const AdvSceneElement& other) const;
 };

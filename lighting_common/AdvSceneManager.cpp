@@ -20,7 +20,7 @@
 using gen3_lights::scenes::AdvSceneElement;
 using gen3_lights::scenes::AdvSceneStore;
 
-const unsigned AdvSceneManager::ID_OFFSET = 12;
+const unsigned AdvSceneManager::ID_OFFSET = AdvSceneElement::INDEX_SHIFT;
 
 namespace
 {
@@ -35,7 +35,6 @@ const std::string STEP_DELAY = "delay";
 const std::string STEP_LEVEL = "level";
 const std::string STEP_RATE = "rate";
 
-constexpr unsigned SCENE_MASK = 0xfff;
 constexpr std::uint16_t SEQUENCE_MASK = 0x7fff;
 // What the request for all elements carries; its meaning is the device's.
 constexpr unsigned short GET_ALL_PARAM = 250;
@@ -51,13 +50,13 @@ unsigned SceneIdOf(const ICmdMessage& message)
 
 unsigned ElementKey(unsigned index, unsigned scene)
 {
-    return (index << AdvSceneManager::ID_OFFSET) | scene;
+    return (index << AdvSceneElement::INDEX_SHIFT) | scene;
 }
 
 // The key of the next index in the same scene.
 unsigned NextIndex(unsigned key)
 {
-    return ElementKey((key >> AdvSceneManager::ID_OFFSET) + 1, key & SCENE_MASK);
+    return ElementKey((key >> AdvSceneElement::INDEX_SHIFT) + 1, key & AdvSceneElement::SCENE_MASK);
 }
 
 boost::shared_ptr<NxMIBPacket> Request(const std::string& mib)
@@ -151,7 +150,8 @@ AdvSceneElement AdvSceneManager::getElement(unsigned id) const
 
 bool AdvSceneManager::InScene(unsigned id) const
 {
-    return std::find(m_sceneIds.begin(), m_sceneIds.end(), id & SCENE_MASK) != m_sceneIds.end();
+    return std::find(m_sceneIds.begin(), m_sceneIds.end(), id & AdvSceneElement::SCENE_MASK) !=
+           m_sceneIds.end();
 }
 
 bool AdvSceneManager::IsFlashScene(unsigned id) const

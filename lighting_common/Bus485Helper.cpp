@@ -2,6 +2,7 @@
 
 #include "lighting_common/IBus485Owner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/Crypto.h"
 #include "nxshared/ICmdMessage.h"
@@ -249,11 +250,11 @@ boost::shared_ptr<ICmdMessage> Bus485Helper::BuildMessage(int opcode, const std:
         message = m_owner->CreateMessage();
     if (!message)
         return message;
-    message->AddParam(names::general::DEVICE_ID, "INT",
+    message->AddParam(names::general::DEVICE_ID, names::type::INT,
                       static_cast<long long>(m_owner->GetDeviceId()));
-    message->AddParam(names::general::OPCODE, "INT", static_cast<long long>(opcode));
+    message->AddParam(names::general::OPCODE, names::type::INT, static_cast<long long>(opcode));
     if (payload && length >= 1)
-        message->AddParam(names::general::PAYLOAD, "STRING", Encode(payload, length));
+        message->AddParam(names::general::PAYLOAD, names::type::STRING, Encode(payload, length));
     return message;
 }
 

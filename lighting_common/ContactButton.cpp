@@ -13,18 +13,15 @@ namespace
 {
 constexpr unsigned EVENTS_PER_CONTACT = 10;
 
-// The device numbers its contacts from here.
-constexpr unsigned FIRST_DEVICE_NUMBER = 7;
-
 // The parameter of a button setting that holds the behaviour.
 constexpr int BUTTON_CHANNEL_BEHAVIOR = 1;
 
-// The parameters of an LED setting: what drives the LED, on which side, and its colours.
+// The parameters of an LED setting: what drives the LED, on which side, and its colors.
 constexpr int LED_CHANNEL_SOURCE = 1;
 constexpr int LED_CHANNEL_CONTACT = 0;
 constexpr int LED_CHANNEL_LOAD = 2;
-constexpr int LED_CHANNEL_COLOR_A = 3;
-constexpr int LED_CHANNEL_COLOR_B = 4;
+constexpr int LED_CHANNEL_ON_COLOR = 3;
+constexpr int LED_CHANNEL_OFF_COLOR = 4;
 constexpr int LED_CHANNEL_CURRENT = 5;
 
 // What the device is told for each LED behaviour.
@@ -179,8 +176,8 @@ void ContactButton::SetLEDBehavior(puck::MIBS::LEDBehavior newBehavior, bool for
     owner.SetMIBForButton(mib, id, LED_CHANNEL_SOURCE, led.source);
     owner.SetMIBForButton(mib, id, LED_CHANNEL_CONTACT, led.tiedToContact ? DeviceNumber() : 0);
     owner.SetMIBForButton(mib, id, LED_CHANNEL_LOAD, led.load);
-    owner.SetMIBForButton(mib, id, LED_CHANNEL_COLOR_A, ColorOf(led.whiteFirst));
-    owner.SetMIBForButton(mib, id, LED_CHANNEL_COLOR_B, ColorOf(led.whiteSecond));
+    owner.SetMIBForButton(mib, id, LED_CHANNEL_ON_COLOR, ColorOf(led.whiteFirst));
+    owner.SetMIBForButton(mib, id, LED_CHANNEL_OFF_COLOR, ColorOf(led.whiteSecond));
 }
 
 void ContactButton::SetStatus(puck::ButtonStatus status)

@@ -15,6 +15,9 @@ public:
     // The release event of contact 0; each contact has ten numbers (wire value, do not change).
     static constexpr int BASE_EVENT_NUM = 6000;
 
+    // The device numbers its contacts from here (wire value, do not change).
+    static constexpr unsigned FIRST_DEVICE_NUMBER = 7;
+
     // `number` is the contact's binding, counted from 1. `state` is a contact's persisted state or
     // null; without it behaviour and LED behaviour are 2.
     ContactButton(int id, unsigned number, IKeypadButtonOwner& owner,
@@ -26,7 +29,7 @@ public:
 
     void SetBehavior(puck::MIBS::ButtonBehavior newBehavior, bool force) override;
 
-    // Sets the state and sends the LED's colour to the device: white for 1, black for anything
+    // Sets the state and sends the LED's color to the device: white for 1, black for anything
     // else. A state that is set already is sent again only when `force` is true.
     void SetCurState(puck::MIBS::ButtonState newState, bool force) override;
 

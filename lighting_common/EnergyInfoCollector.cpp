@@ -2,6 +2,7 @@
 
 #include "lighting_common/IEnergyOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/Diagnostics.h"
 #include "lighting_common/internal/SaturatingAdd.h"
 #include "nxshared/Crypto.h"
@@ -17,7 +18,6 @@ namespace
 {
 const char* const SOURCE = "lighting_common/EnergyInfoCollector";
 
-const std::string ENERGY_USED = "ENERGY_USED";
 const std::string ENERGY_FRACTION = "ENERGY_FRAC";
 const std::string TODAY_FRACTION = "TODAY_FRAC";
 
@@ -90,7 +90,7 @@ void EnergyInfoCollector::Initialize(unsigned deviceId, boost::shared_ptr<nx::Xm
         m_minutesOn = data->GetChildDataNumber(names::general::MINUTES_ON);
         m_minutesOnToday = data->GetChildDataNumber(names::general::MINUTES_ON_TODAY);
         m_minutesOff = data->GetChildDataNumber(names::general::MINUTES_OFF);
-        m_energyUsed = data->GetChildDataNumber(ENERGY_USED);
+        m_energyUsed = data->GetChildDataNumber(names::parameter::ENERGY_USED);
         m_energyUsedToday = data->GetChildDataNumber(names::general::ENERGY_USED_TODAY);
         m_energyFraction = data->GetChildDataNumber(ENERGY_FRACTION);
         m_todayFraction = data->GetChildDataNumber(TODAY_FRACTION);
@@ -100,7 +100,7 @@ void EnergyInfoCollector::Initialize(unsigned deviceId, boost::shared_ptr<nx::Xm
     RegisterEnergyVar(VAR_MINUTES_OFF, names::general::MINUTES_OFF, m_minutesOff);
     RegisterEnergyVar(VAR_MINUTES_ON_TODAY, names::general::MINUTES_ON_TODAY, m_minutesOnToday);
     RegisterEnergyVar(VAR_CURRENT_POWER, names::general::CURRENT_POWER, m_currentPower);
-    RegisterEnergyVar(VAR_ENERGY_USED, ENERGY_USED, m_energyUsed);
+    RegisterEnergyVar(VAR_ENERGY_USED, names::parameter::ENERGY_USED, m_energyUsed);
     RegisterEnergyVar(VAR_ENERGY_USED_TODAY, names::general::ENERGY_USED_TODAY, m_energyUsedToday);
 }
 
@@ -225,7 +225,7 @@ void EnergyInfoCollector::PublishEnergy()
 {
     updateEnergyVar(VAR_ENERGY_USED, m_energyUsed);
     updateEnergyVar(VAR_ENERGY_USED_TODAY, m_energyUsedToday);
-    ToUI(ENERGY_USED, m_energyUsed);
+    ToUI(names::parameter::ENERGY_USED, m_energyUsed);
     ToUI(names::general::ENERGY_USED_TODAY, m_energyUsedToday);
 }
 
@@ -241,7 +241,7 @@ void EnergyInfoCollector::allEnergyValuesToUI() const
     ToUI(names::general::MINUTES_ON_TODAY, m_minutesOnToday);
     ToUI(names::general::MINUTES_OFF, m_minutesOff);
     ToUI(names::general::CURRENT_POWER, m_currentPower);
-    ToUI(ENERGY_USED, m_energyUsed);
+    ToUI(names::parameter::ENERGY_USED, m_energyUsed);
     ToUI(names::general::ENERGY_USED_TODAY, m_energyUsedToday);
 }
 
@@ -280,7 +280,7 @@ boost::shared_ptr<nx::XmlNode> EnergyInfoCollector::GetPersistState() const
     data->AddChild(names::general::MINUTES_ON, m_minutesOn);
     data->AddChild(names::general::MINUTES_ON_TODAY, m_minutesOnToday);
     data->AddChild(names::general::MINUTES_OFF, m_minutesOff);
-    data->AddChild(ENERGY_USED, m_energyUsed);
+    data->AddChild(names::parameter::ENERGY_USED, m_energyUsed);
     data->AddChild(names::general::ENERGY_USED_TODAY, m_energyUsedToday);
     data->AddChild(ENERGY_FRACTION, m_energyFraction);
     data->AddChild(TODAY_FRACTION, m_todayFraction);

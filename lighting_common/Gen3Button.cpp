@@ -2,6 +2,7 @@
 
 #include "lighting_common/IGen3ButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/Diagnostics.h"
 #include "lighting_common/internal/WhileSet.h"
 #include "nxshared/ICmdMessage.h"
@@ -24,33 +25,9 @@ namespace
 constexpr const char* SOURCE = "lighting_common/Gen3Button";
 
 // Parameters and items that belong to no shared list.
-const std::string NAME = "NAME";
-const std::string BOUND = "BOUND";
-const std::string STATE = "STATE";
-const std::string ON_COLOR = "ON_COLOR";
-const std::string OFF_COLOR = "OFF_COLOR";
 
 const std::string TOP_BUTTON = "Top Button";
 const std::string BOTTOM_BUTTON = "Bottom Button";
-
-// The numbers under which the keypad knows what an LED can be given.
-enum LedParameter : int
-{
-    LED_ACTUATOR = 0,
-    LED_BEHAVIOR = 1,
-    LED_BLINK = 2,
-    LED_ON_COLOR = 3,
-    LED_OFF_COLOR = 4,
-    LED_CURRENT_COLOR = 5,
-};
-
-// Events of a button, which are its remote actions too.
-enum ButtonEvent : int
-{
-    RELEASED = 0,
-    PRESSED = 1,
-    CLICKED = 2,
-};
 
 enum State : int
 {
@@ -73,7 +50,7 @@ constexpr int TWO_LEDS_PERCENT = 100;
 // No keypad has more LEDs than one octet can number.
 constexpr int LED_NUMBERS = 256;
 
-// Which of the backlights behind a button have their usual colour; the others are dark. The first
+// Which of the backlights behind a button have their usual color; the others are dark. The first
 // row that fits counts; a row without a name fits every name.
 struct BacklightRow
 {
@@ -123,11 +100,12 @@ Gen3Button::Gen3Button(IGen3ButtonOwner& owner, int id, const std::string& onCol
 
 Gen3Button::Gen3Button(IGen3ButtonOwner& owner, const ICmdMessage& msg)
     : m_owner(owner), m_id(static_cast<signed char>(msg.GetParamInt(names::general::BUTTON_ID))),
-      m_name(msg.GetParamString(NAME)), m_slots(msg.GetParamInt(names::general::SLOTS)),
+      m_name(msg.GetParamString(names::parameter::NAME)),
+      m_slots(msg.GetParamInt(names::general::SLOTS)),
       m_ledIndex(m_slots >= ROCKER_SLOTS ? m_id + 1 : m_id)
 {
-    SetOnColor(msg.GetParamString(ON_COLOR), false);
-    SetOffColor(msg.GetParamString(OFF_COLOR), false);
+    SetOnColor(msg.GetParamString(names::parameter::ON_COLOR), false);
+    SetOffColor(msg.GetParamString(names::parameter::OFF_COLOR), false);
     Gen3Button::SetBehavior(msg.GetParamInt(names::general::BUTTON_BEHAVIOR), false);
     SetLEDBehavior(static_cast<LEDBehavior>(msg.GetParamInt(names::general::LED_BEHAVIOR)), true);
     SetCurColor(m_offColor, true);
@@ -139,11 +117,11 @@ boost::shared_ptr<nx::XmlNode> Gen3Button::toXml() const
     boost::shared_ptr<nx::XmlNode> node = nx::CreateXmlNode();
     node->Initialize(names::general::KEYPAD_BUTTON_INFO, "");
     node->AddChild(names::general::BUTTON_ID, static_cast<int>(m_id));
-    node->AddChild(NAME, m_name);
+    node->AddChild(names::parameter::NAME, m_name);
     node->AddChild(names::general::LED_BEHAVIOR, static_cast<int>(m_ledBehavior));
     node->AddChild(names::general::LED_BLINK_BEHAVIOR, m_ledBlinkBehavior);
-    node->AddChild(ON_COLOR, m_onColor);
-    node->AddChild(OFF_COLOR, m_offColor);
+    node->AddChild(names::parameter::ON_COLOR, m_onColor);
+    node->AddChild(names::parameter::OFF_COLOR, m_offColor);
     node->AddChild(names::general::BUTTON_BEHAVIOR, m_behavior);
     node->AddChild(names::general::SLOTS, m_slots);
     return node;
@@ -153,8 +131,8 @@ void Gen3Button::applySettings(boost::shared_ptr<nx::XmlNode> settings)
 {
     if (!settings)
         return;
-    SetOnColor(settings->GetChildData(ON_COLOR), false);
-    SetOffColor(settings->GetChildData(OFF_COLOR), false);
+    SetOnColor(settings->GetChildData(names::parameter::ON_COLOR), false);
+    SetOffColor(settings->GetChildData(names::parameter::OFF_COLOR), false);
     SetBehavior(settings->GetChildDataNumber(names::general::BUTTON_BEHAVIOR), false);
     SetLEDBehavior(
         static_cast<LEDBehavior>(settings->GetChildDataNumber(names::general::LED_BEHAVIOR)),
@@ -163,11 +141,11 @@ void Gen3Button::applySettings(boost::shared_ptr<nx::XmlNode> settings)
 
 void Gen3Button::applySettings(const ICmdMessage& msg)
 {
-    const std::string& name = msg.GetParamString(NAME);
+    const std::string& name = msg.GetParamString(names::parameter::NAME);
     if (!name.empty())
         m_name = name;
 
-    if (IsTrue(msg.GetParamString(BOUND)) && m_owner.IsLedTrackingDevice())
+    if (IsTrue(msg.GetParamString(names::parameter::BOUND)) && m_owner.IsLedTrackingDevice())
         SetLEDBehavior(gen3_lights::Buttons::LED_FOLLOWS_BOUND_DEVICE, false);
 
     const std::string& behavior = msg.GetParamString(names::general::BUTTON_BEHAVIOR);
@@ -179,16 +157,16 @@ void Gen3Button::applySettings(const ICmdMessage& msg)
         SetLEDBehavior(static_cast<LEDBehavior>(ToNumber(ledBehavior)), false);
 
     const std::string oldOnColor = m_onColor;
-    const std::string& onColor = msg.GetParamString(ON_COLOR);
+    const std::string& onColor = msg.GetParamString(names::parameter::ON_COLOR);
     if (!onColor.empty())
         SetOnColor(onColor, false);
 
     const std::string oldOffColor = m_offColor;
-    const std::string& offColor = msg.GetParamString(OFF_COLOR);
+    const std::string& offColor = msg.GetParamString(names::parameter::OFF_COLOR);
     if (!offColor.empty())
         SetOffColor(offColor, false);
 
-    bool stateSupplied = TakeState(msg.GetParamString(STATE));
+    bool stateSupplied = TakeState(msg.GetParamString(names::parameter::STATE));
     if (m_ledBehavior == gen3_lights::Buttons::LED_FOLLOWS_BOUND_DEVICE &&
         TakeState(msg.GetParamString(names::general::MATCH_LED_STATE)))
         stateSupplied = true;
@@ -301,41 +279,41 @@ void Gen3Button::SetBehavior(int behavior, bool force)
     m_owner.OnButtonBehaviorChanged(this, behavior);
 }
 
-void Gen3Button::SetOnColor(const std::string& colour, bool force)
+void Gen3Button::SetOnColor(const std::string& color, bool force)
 {
-    if (m_slots <= 0 || (colour == m_onColor && !force))
+    if (m_slots <= 0 || (color == m_onColor && !force))
         return;
-    m_onColor = colour;
-    WriteColor(LED_ON_COLOR, m_onColor);
+    m_onColor = color;
+    WriteColor(gen3_lights::LED_ON_COLOR, m_onColor);
 }
 
-void Gen3Button::SetOffColor(const std::string& colour, bool force)
+void Gen3Button::SetOffColor(const std::string& color, bool force)
 {
-    if (m_slots <= 0 || (colour == m_offColor && !force))
+    if (m_slots <= 0 || (color == m_offColor && !force))
         return;
-    m_offColor = colour;
-    WriteColor(LED_OFF_COLOR, m_offColor);
+    m_offColor = color;
+    WriteColor(gen3_lights::LED_OFF_COLOR, m_offColor);
 }
 
-void Gen3Button::SetCurColor(const std::string& colour, bool force)
+void Gen3Button::SetCurColor(const std::string& color, bool force)
 {
-    if (m_slots <= 0 || (colour == m_curColor && !force))
+    if (m_slots <= 0 || (color == m_curColor && !force))
         return;
-    m_curColor = colour;
-    WriteColor(LED_CURRENT_COLOR, m_curColor);
+    m_curColor = color;
+    WriteColor(gen3_lights::LED_CURRENT_COLOR, m_curColor);
     m_owner.SendButtonTextNotification(m_id, names::general::KEYPAD_BUTTON_INFO,
                                        names::general::CURRENT_COLOR, m_curColor);
 }
 
-void Gen3Button::WriteColor(int parameter, const std::string& colour)
+void Gen3Button::WriteColor(int parameter, const std::string& color)
 {
     if (m_slots != TWO_SLOTS)
     {
-        m_owner.SetLedColor(m_ledIndex, parameter, scaleColor(colour, SINGLE_LED_PERCENT));
+        m_owner.SetLedColor(m_ledIndex, parameter, scaleColor(color, SINGLE_LED_PERCENT));
         return;
     }
-    m_owner.SetLedColor(m_ledIndex, parameter, colour);
-    m_owner.SetLedColor(m_ledIndex + 1, parameter, scaleColor(colour, TWO_LEDS_PERCENT));
+    m_owner.SetLedColor(m_ledIndex, parameter, color);
+    m_owner.SetLedColor(m_ledIndex + 1, parameter, scaleColor(color, TWO_LEDS_PERCENT));
 }
 
 void Gen3Button::WriteParam(int parameter, int value)
@@ -350,7 +328,7 @@ void Gen3Button::SetLEDBlinkBehavior(int behavior)
     if (m_slots < 1)
         return;
     // deliberate: the stored blink behaviour stays as it is.
-    WriteParam(LED_BLINK, static_cast<std::int8_t>(behavior));
+    WriteParam(gen3_lights::LED_BLINK, static_cast<std::int8_t>(behavior));
 }
 
 void Gen3Button::SetLEDBehavior(LEDBehavior behavior, bool force)
@@ -361,8 +339,8 @@ void Gen3Button::SetLEDBehavior(LEDBehavior behavior, bool force)
     {
         m_ledBehavior = behavior;
         const bool tied = behavior == gen3_lights::Buttons::LED_ON_WHILE_PRESSED;
-        WriteParam(LED_ACTUATOR, tied ? GetActuator() : 0);
-        WriteParam(LED_BEHAVIOR, static_cast<std::int8_t>(behavior));
+        WriteParam(gen3_lights::LED_ACTUATOR, tied ? GetActuator() : 0);
+        WriteParam(gen3_lights::LED_BEHAVIOR, static_cast<std::int8_t>(behavior));
         if (m_slots == ROCKER_SLOTS)
         {
             DarkenNeighbour(m_ledIndex + 1);
@@ -380,16 +358,16 @@ void Gen3Button::SetLEDBehavior(LEDBehavior behavior, bool force)
 
 void Gen3Button::DarkenNeighbour(int led)
 {
-    m_owner.SetLedParam(led, LED_ACTUATOR, 0);
-    m_owner.SetLedParam(led, LED_BEHAVIOR, 0);
+    m_owner.SetLedParam(led, gen3_lights::LED_ACTUATOR, 0);
+    m_owner.SetLedParam(led, gen3_lights::LED_BEHAVIOR, 0);
     DarkenColors(led);
 }
 
 void Gen3Button::DarkenColors(int led)
 {
-    m_owner.SetLedColor(led, LED_ON_COLOR, BLACK);
-    m_owner.SetLedColor(led, LED_OFF_COLOR, BLACK);
-    m_owner.SetLedColor(led, LED_CURRENT_COLOR, BLACK);
+    m_owner.SetLedColor(led, gen3_lights::LED_ON_COLOR, BLACK);
+    m_owner.SetLedColor(led, gen3_lights::LED_OFF_COLOR, BLACK);
+    m_owner.SetLedColor(led, gen3_lights::LED_CURRENT_COLOR, BLACK);
 }
 
 void Gen3Button::ConfigureBacklight() const
@@ -438,7 +416,7 @@ void Gen3Button::ResetButton()
     const int count = std::min(m_slots, LED_NUMBERS);
     for (int i = 0; i < count; ++i)
     {
-        m_owner.SetLedParam(m_id + i, LED_ACTUATOR, 0);
+        m_owner.SetLedParam(m_id + i, gen3_lights::LED_ACTUATOR, 0);
         DarkenColors(m_id + i);
         m_owner.SetBacklightColor(m_id + i, BLACK);
     }
@@ -447,13 +425,14 @@ void Gen3Button::ResetButton()
 void Gen3Button::NoteState(bool on)
 {
     m_curColor = on ? m_onColor : m_offColor;
-    m_owner.SendButtonNotification(m_id, names::general::KEYPAD_BUTTON_INFO, STATE, on ? 1 : 0);
+    m_owner.SendButtonNotification(m_id, names::general::KEYPAD_BUTTON_INFO,
+                                   names::parameter::STATE, on ? 1 : 0);
 }
 
 void Gen3Button::DoPush()
 {
     OnHoldReceived();
-    m_owner.ReportButtonEvent(m_id, PRESSED);
+    m_owner.ReportButtonEvent(m_id, gen3_lights::PRESSED);
     if (m_ledBehavior == gen3_lights::Buttons::LED_ON_WHILE_PRESSED)
         NoteState(true);
 }
@@ -461,7 +440,7 @@ void Gen3Button::DoPush()
 void Gen3Button::DoRelease()
 {
     KillHoldTimer();
-    m_owner.ReportButtonEvent(m_id, RELEASED);
+    m_owner.ReportButtonEvent(m_id, gen3_lights::RELEASED);
     if (m_ledBehavior == gen3_lights::Buttons::LED_ON_WHILE_PRESSED)
         NoteState(false);
 }
@@ -469,15 +448,15 @@ void Gen3Button::DoRelease()
 void Gen3Button::DoClick()
 {
     KillHoldTimer();
-    m_owner.ReportButtonEvent(m_id, CLICKED);
+    m_owner.ReportButtonEvent(m_id, gen3_lights::CLICKED);
     if (m_ledBehavior == gen3_lights::Buttons::LED_ON_WHILE_PRESSED)
         NoteState(false);
 }
 
 void Gen3Button::RemotePush()
 {
-    m_owner.SendButtonAction(m_id, PRESSED, m_behavior);
-    m_owner.ReportButtonEvent(m_id, PRESSED);
+    m_owner.SendButtonAction(m_id, gen3_lights::PRESSED, m_behavior);
+    m_owner.ReportButtonEvent(m_id, gen3_lights::PRESSED);
     // deliberate: 51 here, 50 in RemoteRelease.
     if (m_ledBehavior == gen3_lights::Buttons::LED_ON_WHILE_PRESSED ||
         m_ledBehavior == gen3_lights::Buttons::LED_ON_ON_REMOTE_PUSH)
@@ -486,8 +465,8 @@ void Gen3Button::RemotePush()
 
 void Gen3Button::RemoteRelease()
 {
-    m_owner.SendButtonAction(m_id, RELEASED, m_behavior);
-    m_owner.ReportButtonEvent(m_id, RELEASED);
+    m_owner.SendButtonAction(m_id, gen3_lights::RELEASED, m_behavior);
+    m_owner.ReportButtonEvent(m_id, gen3_lights::RELEASED);
     // deliberate: 50 here, 51 in RemotePush.
     if (m_ledBehavior == gen3_lights::Buttons::LED_ON_WHILE_PRESSED ||
         m_ledBehavior == gen3_lights::Buttons::LED_OFF_ON_REMOTE_RELEASE)
@@ -496,8 +475,8 @@ void Gen3Button::RemoteRelease()
 
 void Gen3Button::RemoteClick()
 {
-    m_owner.SendButtonAction(m_id, CLICKED, m_behavior);
-    m_owner.ReportButtonEvent(m_id, CLICKED);
+    m_owner.SendButtonAction(m_id, gen3_lights::CLICKED, m_behavior);
+    m_owner.ReportButtonEvent(m_id, gen3_lights::CLICKED);
     m_owner.OnRemoteClick(m_id, 1);
     if (m_ledBehavior == gen3_lights::Buttons::LED_ON_WHILE_PRESSED)
         SetCurColor(m_offColor, true);

@@ -17,13 +17,13 @@ class XmlNode;
 }
 
 // One button of a third-generation keypad: id, name, behaviour, the LEDs that it covers with their
-// behaviour and colours, and its hold timer.
+// behaviour and colors, and its hold timer.
 //
 // Created, owned and destroyed by the keypad driver, which is its IGen3ButtonOwner and must outlive
 // it. The button talks to nobody but that owner. Lives on the driver's thread. The hold timer
 // belongs to the owner: destroying a button calls nobody, so the owner stops a timer that is left.
 //
-// Any numbers are taken, as the controller sends them; no operation reports an error. Colours are
+// Any numbers are taken, as the controller sends them; no operation reports an error. Colors are
 // texts of six lower-case hexadecimal digits: red, green, blue. `force` writes what has not changed
 // too.
 class LIGHTING_COMMON_API Gen3Button
@@ -36,12 +36,12 @@ public:
     Gen3Button(IGen3ButtonOwner& owner, char id);
 
     // The upper (id 1) or lower button of a keypad with one LED each, behaviour 3, its LED on while
-    // it is pressed. Writes the colours and the LED behaviour.
+    // it is pressed. Writes the colors and the LED behaviour.
     Gen3Button(IGen3ButtonOwner& owner, int id, const std::string& onColor,
                const std::string& offColor);
 
     // The button that a command describes ("BUTTON_ID", "SLOTS", "NAME", "ON_COLOR", "OFF_COLOR",
-    // "BUTTON_BEHAVIOR", "LED_BEHAVIOR"). Writes all of it to the hardware, shows the off colour
+    // "BUTTON_BEHAVIOR", "LED_BEHAVIOR"). Writes all of it to the hardware, shows the off color
     // and sets up the backlight.
     Gen3Button(IGen3ButtonOwner& owner, const ICmdMessage& msg);
 
@@ -52,12 +52,12 @@ public:
     // The button as a "KEYPAD_BUTTON_INFO" element.
     boost::shared_ptr<nx::XmlNode> toXml() const;
 
-    // Takes both colours, the behaviour and the LED behaviour from such an element; a missing child
+    // Takes both colors, the behaviour and the LED behaviour from such an element; a missing child
     // counts as empty or 0. Null is ignored.
     void applySettings(boost::shared_ptr<nx::XmlNode> settings);
 
     // Applies a settings command. Parameters that are empty or absent change nothing. Afterwards
-    // the current colour follows the on/off state where that is known and has changed.
+    // the current color follows the on/off state where that is known and has changed.
     virtual void applySettings(const ICmdMessage& msg);
 
     // The button's id, -128 to 127; also the first index of its backlight.
@@ -94,21 +94,21 @@ public:
     // Sets the behaviour and tells the owner.
     virtual void SetBehavior(int behavior, bool force);
 
-    // Set a colour and write it to the button's LEDs: at 80 per cent, but unchanged when there are
-    // two. A button without LEDs keeps its old colour. SetCurColor also tells the controller.
-    void SetOnColor(const std::string& colour, bool force);
-    void SetOffColor(const std::string& colour, bool force);
-    void SetCurColor(const std::string& colour, bool force);
+    // Set a color and write it to the button's LEDs: at 80 per cent, but unchanged when there are
+    // two. A button without LEDs keeps its old color. SetCurColor also tells the controller.
+    void SetOnColor(const std::string& color, bool force);
+    void SetOffColor(const std::string& color, bool force);
+    void SetCurColor(const std::string& color, bool force);
 
     // Sets when the LED is on and ties it to the button or to nothing; a rocker position also
-    // darkens the LEDs on both sides. Behaviour 0 asks for the bound device's colours every time,
+    // darkens the LEDs on both sides. Behaviour 0 asks for the bound device's colors every time,
     // changed or not.
     void SetLEDBehavior(gen3_lights::Buttons::LEDBehavior behavior, bool force);
 
     // Makes the LED blink; cut to 8 bits on the way. Not remembered.
     void SetLEDBlinkBehavior(int behavior);
 
-    // Gives the backlights behind the button their usual colour, or darkens those that a rocker
+    // Gives the backlights behind the button their usual color, or darkens those that a rocker
     // half or a button without LED does not show.
     void ConfigureBacklight() const;
 
@@ -126,7 +126,7 @@ public:
     void DoClick();
 
     // The controller uses the button: as above, but the keypad is made to act, and the current
-    // colour is written.
+    // color is written.
     void RemotePush();
     void RemoteRelease();
     void RemoteClick();
@@ -143,7 +143,7 @@ public:
     // The keypad reports the button still held: the hold timer starts again.
     void OnHoldReceived();
 
-    // A bound load reports its level. Moves the LED's colour in the behaviours that follow a level.
+    // A bound load reports its level. Moves the LED's color in the behaviours that follow a level.
     void InformLightLevel(int level);
 
 private:
@@ -155,7 +155,7 @@ private:
     void DarkenNeighbour(int led);
     void DarkenColors(int led);
     void WriteParam(int parameter, int value);
-    void WriteColor(int parameter, const std::string& colour);
+    void WriteColor(int parameter, const std::string& color);
 
     IGen3ButtonOwner& m_owner;
     signed char m_id = 0;

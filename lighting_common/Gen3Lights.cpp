@@ -9,12 +9,12 @@
 
 namespace
 {
-constexpr std::size_t COLOUR_LENGTH = 6;
+constexpr std::size_t COLOR_LENGTH = 6;
 constexpr unsigned FULL_PERCENT = 100;
 
-std::uint8_t BytePart(const std::string& colour, std::size_t offset)
+std::uint8_t BytePart(const std::string& color, std::size_t offset)
 {
-    const std::string digits = colour.substr(offset, 2);
+    const std::string digits = color.substr(offset, 2);
     return static_cast<std::uint8_t>(std::strtol(digits.c_str(), nullptr, 16));
 }
 
@@ -57,28 +57,28 @@ bool highPowerRF(const std::string& countryCode)
 
 namespace crc
 {
-HexColor colorToHex(const std::string& colour)
+HexColor colorToHex(const std::string& color)
 {
-    if (colour.size() != COLOUR_LENGTH)
+    if (color.size() != COLOR_LENGTH)
         return HexColor();
-    return HexColor{BytePart(colour, 0), BytePart(colour, 2), BytePart(colour, 4)};
+    return HexColor{BytePart(color, 0), BytePart(color, 2), BytePart(color, 4)};
 }
 
-std::string hexToColor(HexColor colour)
+std::string hexToColor(HexColor color)
 {
-    return fmt::format("{:02x}{:02x}{:02x}", colour.red, colour.green, colour.blue);
+    return fmt::format("{:02x}{:02x}{:02x}", color.red, color.green, color.blue);
 }
 } // namespace crc
 
 namespace Buttons
 {
-std::string scaleColor(const std::string& colour, int percent)
+std::string scaleColor(const std::string& color, int percent)
 {
-    // Taken as unsigned, so that a negative percentage passes the colour through as 100 does.
+    // Taken as unsigned, so that a negative percentage passes the color through as 100 does.
     const auto amount = static_cast<unsigned>(percent);
-    if (amount >= FULL_PERCENT || colour.size() != COLOUR_LENGTH)
-        return colour;
-    const crc::HexColor full = crc::colorToHex(colour);
+    if (amount >= FULL_PERCENT || color.size() != COLOR_LENGTH)
+        return color;
+    const crc::HexColor full = crc::colorToHex(color);
     return crc::hexToColor(
         {Scale(full.red, amount), Scale(full.green, amount), Scale(full.blue, amount)});
 }

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <string>
 
-// Colours and texts of third-generation keypads: colour texts to bytes and back, dimming a colour
+// Colors and texts of third-generation keypads: color texts to bytes and back, dimming a color
 // for an LED, dumps of buffers and addresses, and where a keypad may use its high radio power.
 //
-// Free functions without state, callable from any thread. A colour text is six hexadecimal digits,
+// Free functions without state, callable from any thread. A color text is six hexadecimal digits,
 // red, green and blue with two digits each; it is produced in lower case. No function fails: what
 // cannot be read gives the result documented at the function.
 namespace gen3_lights
@@ -23,7 +23,7 @@ LIGHTING_COMMON_API bool highPowerRF(const std::string& countryCode);
 
 namespace crc
 {
-// A colour as three bytes.
+// A color as three bytes.
 struct HexColor
 {
     std::uint8_t red = 0;
@@ -31,12 +31,12 @@ struct HexColor
     std::uint8_t blue = 0;
 };
 
-// The bytes of a colour text. Each pair of characters is read up to the first that is no
+// The bytes of a color text. Each pair of characters is read up to the first that is no
 // hexadecimal digit. A text that is not exactly six characters long is black.
-LIGHTING_COMMON_API HexColor colorToHex(const std::string& colour);
+LIGHTING_COMMON_API HexColor colorToHex(const std::string& color);
 
-// The colour as six lower-case digits.
-LIGHTING_COMMON_API std::string hexToColor(HexColor colour);
+// The color as six lower-case digits.
+LIGHTING_COMMON_API std::string hexToColor(HexColor color);
 } // namespace crc
 
 namespace Buttons
@@ -45,7 +45,7 @@ namespace Buttons
 // are kept and passed on as they are.
 enum LEDBehavior : std::int32_t
 {
-    // The LED shows the colour of a bound device.
+    // The LED shows the color of a bound device.
     LED_FOLLOWS_BOUND_DEVICE = 0,
     // On when the bound load is on.
     LED_ON_WITH_LOAD = 1,
@@ -54,15 +54,15 @@ enum LEDBehavior : std::int32_t
     // From here to LED_AT_LEVEL_LAST: on while the load is exactly at level 0, 1, 2, 3 or 4.
     LED_AT_LEVEL_FIRST = 3,
     LED_AT_LEVEL_LAST = 7,
-    // Showing its off colour after a remote release.
+    // Showing its off color after a remote release.
     LED_OFF_ON_REMOTE_RELEASE = 50,
-    // Showing its on colour after a remote push.
+    // Showing its on color after a remote push.
     LED_ON_ON_REMOTE_PUSH = 51,
 };
 
-// The colour dimmed to `percent`, each part rounded down. With a percentage outside 0 to 99, or a
+// The color dimmed to `percent`, each part rounded down. With a percentage outside 0 to 99, or a
 // text that is not six characters long, the text comes back as it is.
-LIGHTING_COMMON_API std::string scaleColor(const std::string& colour, int percent);
+LIGHTING_COMMON_API std::string scaleColor(const std::string& color, int percent);
 } // namespace Buttons
 
 namespace wired_keypads

@@ -3,6 +3,7 @@
 #include "NxLibDriverBases/NxZclPacket.h"
 #include "lighting_common/LightSceneMemberOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
@@ -20,8 +21,6 @@ namespace
 constexpr const char* SOURCE = "lighting_common/LightSceneMember";
 
 // Parameters of the scene commands.
-const char* const PARAM_LEVEL = "LEVEL";
-const char* const PARAM_TIME = "TIME";
 
 constexpr unsigned MS_PER_SECOND = 1000;
 // The watchdog runs this many step delays.
@@ -100,8 +99,8 @@ LightSceneMember::~LightSceneMember()
 void LightSceneMember::HandleCmdAddToScene(const ICmdMessage& message, ICmdReturn*)
 {
     const auto scene = static_cast<unsigned>(message.GetParamInt(names::general::SCENE_ID));
-    const int level = message.GetParamInt(PARAM_LEVEL);
-    const int time = message.GetParamInt(PARAM_TIME);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
+    const int time = message.GetParamInt(names::parameter::TIME);
     SetRampDetails(scene, level, time);
 }
 
@@ -114,8 +113,8 @@ void LightSceneMember::HandleCmdModifyScene(const ICmdMessage& message, ICmdRetu
 {
     // Deliberate: the same as adding, since storing a scene overwrites an earlier one.
     const auto scene = static_cast<unsigned>(message.GetParamInt(names::general::SCENE_ID));
-    const int level = message.GetParamInt(PARAM_LEVEL);
-    const int time = message.GetParamInt(PARAM_TIME);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
+    const int time = message.GetParamInt(names::parameter::TIME);
     SetRampDetails(scene, level, time);
 }
 

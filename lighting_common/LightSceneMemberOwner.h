@@ -8,8 +8,10 @@ class NxZclPacket;
 //
 // The driver implements it and owns the radio path; the member never owns its owner, which must
 // outlive it. Called on the driver's thread, from inside the member's operations. An implementation
-// may start or abort a synchronisation inside any of these calls; it must not destroy the member
-// there. The order of the operations is part of the interface (do not change).
+// must not destroy the member there. Inside SendZclMessage it must neither start nor abort a
+// synchronisation: the walk that sends goes on behind the call, with the new scenes or with none.
+// Inside the two others it may. The order of the operations is part of the interface (do not
+// change).
 class LIGHTING_COMMON_API LightSceneMemberOwner
 {
 public:
@@ -20,7 +22,9 @@ public:
 
     // The synchronisation has ended: after success, when it was given up and when something that
     // could not be is found alike. Not called when the driver itself aborts. May come several times
-    // for one synchronisation, and also when none runs: answers out of turn cause it.
+    // for one synchronisation, and also when none runs: answers out of turn cause it. A new one may
+    // start here, unless none was running: behind a call that groups out of turn have caused, the
+    // member goes on to ask for the scene count.
     virtual void SynchronizationDone() = 0;
 
     // The light refused to store a scene; `status` is the ZCL status, never 0. Nothing is sent

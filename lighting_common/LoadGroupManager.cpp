@@ -2,6 +2,7 @@
 
 #include "lighting_common/ILoadGroupOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/Diagnostics.h"
 #include "lighting_common/internal/WhileSet.h"
 #include "nxshared/CmdDispatcher.h"
@@ -19,14 +20,6 @@
 namespace
 {
 const char* const SOURCE = "lighting_common/LoadGroupManager";
-
-const std::string LEVEL = "LEVEL";
-const std::string TIME = "TIME";
-const std::string ACTION = "ACTION";
-const std::string RAMP_TO_LEVEL = "RAMP_TO_LEVEL";
-const std::string SET_LEVEL = "SET_LEVEL";
-const std::string BUTTON_ACTION = "BUTTON_ACTION";
-const std::string INT_TYPE = "INT";
 
 // The virtual buttons of "BUTTON_ACTION" and what is done to them.
 constexpr int BUTTON_UP = 0;
@@ -178,8 +171,8 @@ void LoadGroupManager::OnCmdSetGroupSync(const ICmdMessage& message)
 void LoadGroupManager::OnCmdJoinGroupScene(const ICmdMessage& message)
 {
     const unsigned scene = message.GetParamUInt(names::general::SCENE_ID);
-    const int level = message.GetParamInt(LEVEL);
-    const int time = message.GetParamInt(TIME);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
+    const int time = message.GetParamInt(names::parameter::TIME);
     const auto group = m_groups.find(GroupIdOf(message));
     if (group == m_groups.end())
         return;
@@ -266,26 +259,26 @@ void LoadGroupManager::reportScenesRemoved(unsigned group)
 void LoadGroupManager::OnCmdGroupRampToLvl(const ICmdMessage& message)
 {
     const unsigned group = GroupIdOf(message);
-    const int level = message.GetParamInt(LEVEL);
-    const int time = message.GetParamInt(TIME);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
+    const int time = message.GetParamInt(names::parameter::TIME);
     m_owner->GroupSetLevel(group, level, time);
-    const auto command = createForward(RAMP_TO_LEVEL);
+    const auto command = createForward(names::forwarded::RAMP_TO_LEVEL);
     if (command == nullptr)
         return;
-    command->AddParam(LEVEL, INT_TYPE, level);
-    command->AddParam(TIME, INT_TYPE, time);
+    command->AddParam(names::parameter::LEVEL, names::type::INT, level);
+    command->AddParam(names::parameter::TIME, names::type::INT, time);
     sendCmdToSyncGroups(*command, group);
 }
 
 void LoadGroupManager::OnCmdGroupSetLvl(const ICmdMessage& message)
 {
     const unsigned group = GroupIdOf(message);
-    const int level = message.GetParamInt(LEVEL);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
     m_owner->GroupSetLevel(group, level, 0);
-    const auto command = createForward(SET_LEVEL);
+    const auto command = createForward(names::forwarded::SET_LEVEL);
     if (command == nullptr)
         return;
-    command->AddParam(LEVEL, INT_TYPE, level);
+    command->AddParam(names::parameter::LEVEL, names::type::INT, level);
     sendCmdToSyncGroups(*command, group);
 }
 
@@ -310,11 +303,11 @@ void LoadGroupManager::OnCmdGroupStopRamp(const ICmdMessage& message)
 
 void LoadGroupManager::forwardButtonAction(bool up, int action, unsigned fromGroup)
 {
-    const auto command = createForward(BUTTON_ACTION);
+    const auto command = createForward(names::forwarded::BUTTON_ACTION);
     if (command == nullptr)
         return;
-    command->AddParam(names::general::BUTTON_ID, INT_TYPE, up ? BUTTON_UP : BUTTON_DOWN);
-    command->AddParam(ACTION, INT_TYPE, action);
+    command->AddParam(names::general::BUTTON_ID, names::type::INT, up ? BUTTON_UP : BUTTON_DOWN);
+    command->AddParam(names::parameter::ACTION, names::type::INT, action);
     sendCmdToSyncGroups(*command, fromGroup);
 }
 

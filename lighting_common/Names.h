@@ -11,7 +11,7 @@
 // order is part of the vocabulary). Built once, when the library is loaded; valid until it is
 // unloaded.
 //
-// A name whose meaning no class of this library gives belongs to the concrete drivers.
+// Long on purpose: one table. A name whose meaning no class here gives belongs to the drivers.
 
 // clang-format off
 // Device messages.

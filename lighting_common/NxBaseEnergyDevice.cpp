@@ -1,6 +1,7 @@
 #include "lighting_common/NxBaseEnergyDevice.h"
 
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/Diagnostics.h"
 #include "lighting_common/internal/SaturatingAdd.h"
 #include "nxshared/ITimerManager.h"
@@ -14,8 +15,6 @@
 namespace
 {
 const char* const SOURCE = "lighting_common/NxBaseEnergyDevice";
-
-const std::string ENERGY_USED = "ENERGY_USED";
 
 // The device's variables (wire values, do not change).
 constexpr unsigned VAR_MINUTES_ON = 10000;
@@ -74,7 +73,7 @@ void NxBaseEnergyDevice::Initialize(unsigned deviceId, boost::shared_ptr<nx::Xml
         m_minutesOn = ChildNumber(*data, names::general::MINUTES_ON);
         m_minutesOnToday = ChildNumber(*data, names::general::MINUTES_ON_TODAY);
         m_minutesOff = ChildNumber(*data, names::general::MINUTES_OFF);
-        m_energyUsed = ChildNumber(*data, ENERGY_USED);
+        m_energyUsed = ChildNumber(*data, names::parameter::ENERGY_USED);
         m_energyUsedToday = ChildNumber(*data, names::general::ENERGY_USED_TODAY);
     }
 
@@ -82,7 +81,7 @@ void NxBaseEnergyDevice::Initialize(unsigned deviceId, boost::shared_ptr<nx::Xml
     RegisterEnergyVar(VAR_MINUTES_OFF, names::general::MINUTES_OFF, m_minutesOff);
     RegisterEnergyVar(VAR_MINUTES_ON_TODAY, names::general::MINUTES_ON_TODAY, m_minutesOnToday);
     RegisterEnergyVar(VAR_CURRENT_POWER, names::general::CURRENT_POWER, m_currentPower);
-    RegisterEnergyVar(VAR_ENERGY_USED, ENERGY_USED, m_energyUsed);
+    RegisterEnergyVar(VAR_ENERGY_USED, names::parameter::ENERGY_USED, m_energyUsed);
     RegisterEnergyVar(VAR_ENERGY_USED_TODAY, names::general::ENERGY_USED_TODAY, m_energyUsedToday);
 }
 
@@ -186,7 +185,7 @@ void NxBaseEnergyDevice::increaseEnergyUsed(int wattHours)
     SaturatingAdd(m_energyUsedToday, wattHours);
     updateEnergyVar(VAR_ENERGY_USED, m_energyUsed);
     updateEnergyVar(VAR_ENERGY_USED_TODAY, m_energyUsedToday);
-    EnergyValueToUI(ENERGY_USED, m_energyUsed);
+    EnergyValueToUI(names::parameter::ENERGY_USED, m_energyUsed);
     EnergyValueToUI(names::general::ENERGY_USED_TODAY, m_energyUsedToday);
 }
 
@@ -196,7 +195,7 @@ void NxBaseEnergyDevice::allEnergyValuesToUI()
     EnergyValueToUI(names::general::MINUTES_ON_TODAY, m_minutesOnToday);
     EnergyValueToUI(names::general::MINUTES_OFF, m_minutesOff);
     EnergyValueToUI(names::general::CURRENT_POWER, m_currentPower);
-    EnergyValueToUI(ENERGY_USED, m_energyUsed);
+    EnergyValueToUI(names::parameter::ENERGY_USED, m_energyUsed);
     EnergyValueToUI(names::general::ENERGY_USED_TODAY, m_energyUsedToday);
 }
 
@@ -228,7 +227,7 @@ boost::shared_ptr<nx::XmlNode> NxBaseEnergyDevice::GetPersistState() const
     data->AddChild(names::general::MINUTES_ON, m_minutesOn);
     data->AddChild(names::general::MINUTES_ON_TODAY, m_minutesOnToday);
     data->AddChild(names::general::MINUTES_OFF, m_minutesOff);
-    data->AddChild(ENERGY_USED, m_energyUsed);
+    data->AddChild(names::parameter::ENERGY_USED, m_energyUsed);
     data->AddChild(names::general::ENERGY_USED_TODAY, m_energyUsedToday);
     return data;
 }

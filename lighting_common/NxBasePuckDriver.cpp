@@ -31,8 +31,8 @@ constexpr int PROTOCOL = 1;
 // The host's code of a variable that programming may read only.
 constexpr unsigned VARIABLE_KIND = 4;
 
-// The device numbers its contacts from here; the number after them is never a button.
-constexpr int FIRST_CONTACT_NUMBER = 7;
+// The number after those of the contacts is never a button.
+constexpr int FIRST_CONTACT_NUMBER = ContactButton::FIRST_DEVICE_NUMBER;
 constexpr int NO_BUTTON_NUMBER = 9;
 
 // What the device is asked when its hold time is wanted.

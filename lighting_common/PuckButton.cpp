@@ -2,6 +2,7 @@
 
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/AtEnd.h"
 #include "nxshared/XmlNode.h"
 
@@ -11,7 +12,6 @@
 namespace
 {
 // Persisted beside the shared names.
-const std::string BEHAVIOR = "BEHAVIOR";
 
 // The device's codes of remote actions; they are also the columns of the table below.
 enum RemoteAction : int
@@ -45,7 +45,7 @@ PuckButton::PuckButton(int newId, puck::MIBS::ButtonType type, unsigned binding,
     if (!state)
         return;
     curState = state->GetChildDataNumber(names::puck::CURRENT_STATE);
-    behavior = state->GetChildDataNumber(BEHAVIOR);
+    behavior = state->GetChildDataNumber(names::parameter::BEHAVIOR);
 }
 
 PuckButton::~PuckButton()

@@ -2,6 +2,7 @@
 
 #include "lighting_common/IKeypadButtonOwner.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/internal/Diagnostics.h"
 #include "nxshared/XmlNode.h"
 
@@ -11,12 +12,10 @@ namespace
 {
 constexpr unsigned EVENTS_PER_BUTTON = 10;
 
-// The on colour of a button that was never given one.
+// The on color of a button that was never given one.
 const std::string DEFAULT_ON_COLOR = "b00000";
 
 // Persisted beside the shared names.
-const std::string NAME = "NAME";
-const std::string BEHAVIOR = "BEHAVIOR";
 
 // The parameters of a button setting.
 constexpr int CHANNEL_STATE = 0;
@@ -39,7 +38,7 @@ SnapOnButton::SnapOnButton(int newId, unsigned number, IKeypadButtonOwner& newOw
         varName = diagnostics::Concat("Button ", static_cast<long long>(id) + 1);
         return;
     }
-    varName = state->GetChildData(NAME);
+    varName = state->GetChildData(names::parameter::NAME);
     SetLocalLEDManaged(state->GetChildDataBool(names::puck::LED_MANAGED), false);
     SetOnColor(state->GetChildData(names::puck::LED_ON_COLOR), false);
     SetOffColor(state->GetChildData(names::puck::LED_OFF_COLOR), false);
@@ -55,13 +54,13 @@ boost::shared_ptr<nx::XmlNode> SnapOnButton::GetPersistState() const
     boost::shared_ptr<nx::XmlNode> node = nx::CreateXmlNode();
     node->Initialize(names::puck::BUTTON_STATUS, "");
     node->AddChild(names::puck::BUTTON_NUMBER, id);
-    node->AddChild(NAME, varName);
+    node->AddChild(names::parameter::NAME, varName);
     node->AddChild(names::puck::LED_MANAGED, localLEDManaged);
     node->AddChild(names::puck::LED_ON_COLOR, onColor);
     node->AddChild(names::puck::LED_OFF_COLOR, offColor);
     node->AddChild(names::puck::FOLLOW_BOUND_COLOR, followBoundColor);
     node->AddChild(names::puck::CONTROL_BOUND, controlBound);
-    node->AddChild(BEHAVIOR, behavior);
+    node->AddChild(names::parameter::BEHAVIOR, behavior);
     return node;
 }
 

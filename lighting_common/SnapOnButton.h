@@ -7,9 +7,9 @@
 
 // A button of a snap-on keypad on a puck module.
 //
-// Adds to a button a name for users, an LED with an on colour, an off colour and a current colour,
-// who manages that LED (the module itself or the controller), and whether the colours are taken
-// from the device bound to the button. Colours are six hexadecimal digits: red, green, blue; they
+// Adds to a button a name for users, an LED with an on color, an off color and a current color,
+// who manages that LED (the module itself or the controller), and whether the colors are taken
+// from the device bound to the button. Colors are six hexadecimal digits: red, green, blue; they
 // are kept and sent as given. Created by concrete drivers. Thread and owner as for PuckButton.
 class LIGHTING_COMMON_API SnapOnButton : public PuckButton
 {
@@ -23,7 +23,7 @@ public:
                  boost::shared_ptr<nx::XmlNode> state);
     ~SnapOnButton() override;
 
-    // A node "BUTTON_STATUS" with the settings and the bound flag. State and current colour are
+    // A node "BUTTON_STATUS" with the settings and the bound flag. State and current color are
     // not part of it.
     boost::shared_ptr<nx::XmlNode> GetPersistState() const override;
 
@@ -38,7 +38,7 @@ public:
     void RemoteRelease() override;
     void RemoteClick() override;
 
-    // Sends state, behaviour, colours and who manages the LED.
+    // Sends state, behaviour, colors and who manages the LED.
     void SendSettingsToHW() override;
 
     // As for PuckButton, if the device manages the LED itself; else nothing.
@@ -59,15 +59,15 @@ public:
     const std::string& GetCurColor() const { return curColor; }
     bool IsLocalLEDManaged() const { return localLEDManaged; }
 
-    // The colour that belongs to the state: the on colour when it is 1, else the off colour.
+    // The color that belongs to the state: the on color when it is 1, else the off color.
     const std::string& GetCurStateColor() const;
 
-    // Whether the colours come from the bound device. A change to true asks it for them.
+    // Whether the colors come from the bound device. A change to true asks it for them.
     bool FollowsBoundColor() const { return followBoundColor; }
     void SetFollowBoundColor(bool follow);
 
-    // Asks the bound device for its colours, if the button follows them and somebody is bound. The
-    // answer comes to the driver, which sets the colours here.
+    // Asks the bound device for its colors, if the button follows them and somebody is bound. The
+    // answer comes to the driver, which sets the colors here.
     void RequestBoundColors();
 
 protected:

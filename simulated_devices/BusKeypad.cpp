@@ -1,5 +1,7 @@
 #include "simulated_devices/BusKeypad.h"
 
+#include "simulated_devices/BusKeypadFaults.h"
+
 namespace simulated
 {
 namespace
@@ -10,11 +12,6 @@ constexpr std::uint16_t LED_COLOURS = 0x1280;
 constexpr std::uint16_t LED_SETUP = 0x12C0;
 constexpr std::uint16_t BEHAVIORS = 0x13C0;
 constexpr std::uint16_t USE_BUTTON = 0x2110;
-
-// What the keypad sends.
-constexpr std::uint16_t ANSWER = 0x9000;
-constexpr std::uint16_t ANNOUNCE = 0x9010;
-constexpr std::uint16_t BUTTON_USED = 0x9030;
 
 // How a button is used.
 constexpr std::uint8_t RELEASED = 0;
@@ -42,14 +39,25 @@ BusKeypad::BusKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t addr
           {
               if (direction == BusDirection::ToDevice && frame.device == m_address)
                   OnFrame(frame);
-          })
+          }),
+      m_faults(BusKeypadFaultTable())
 {
     m_line.Attach(*this);
+    m_faults.onAdded = [this](const std::shared_ptr<BusKeypadFault>& fault)
+    {
+        if (m_power)
+            Await(fault);
+    };
 }
 
 BusKeypad::~BusKeypad()
 {
     m_line.Detach(*this);
+}
+
+void BusKeypad::AddFault(std::unique_ptr<BusKeypadFault> fault)
+{
+    m_faults.Add(std::move(fault));
 }
 
 void BusKeypad::OnPowerOn()
@@ -64,6 +72,25 @@ void BusKeypad::OnPowerOn()
     m_lastAction = 0;
     SendAnnounce(true);
     AnnounceLater();
+    for (const auto& fault : m_faults)
+        Await(fault);
+}
+
+// The fault may restart the keypad, which then waits for all of its faults anew: so the next time
+// is asked for first.
+void BusKeypad::Await(const std::shared_ptr<BusKeypadFault>& fault)
+{
+    if (fault->PeriodMs() == 0)
+        return;
+    After(fault->PeriodMs(),
+          [this, waiting = std::weak_ptr<BusKeypadFault>(fault)]
+          {
+              const std::shared_ptr<BusKeypadFault> due = waiting.lock();
+              if (!due)
+                  return;
+              Await(due);
+              due->OnPeriod(*this, World());
+          });
 }
 
 void BusKeypad::AnnounceLater()
@@ -84,7 +111,7 @@ void BusKeypad::OnLine(const Octets& octets)
 
 void BusKeypad::OnFrame(const wire::BusFrame& frame)
 {
-    if (frame.payload.size() < NUMBER_SIZE)
+    if (frame.payload.size() < NUMBER_SIZE || !m_faults.Hear(frame))
         return;
     const auto number = static_cast<std::uint16_t>(frame.payload[0] << 8 | frame.payload[1]);
     if (onHeard)
@@ -94,7 +121,7 @@ void BusKeypad::OnFrame(const wire::BusFrame& frame)
         Apply(frame.opcode, Octets(frame.payload.begin() + NUMBER_SIZE, frame.payload.end()));
     if (frame.opcode == USE_BUTTON)
         m_lastAction = number;
-    Answer(number);
+    SendFrame(ANSWER, {frame.payload[0], frame.payload[1]}, m_answerDelayMs);
 }
 
 void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
@@ -137,11 +164,6 @@ void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
     default:
         return;
     }
-}
-
-void BusKeypad::Answer(std::uint16_t number)
-{
-    After(m_answerDelayMs, [this, number] { SendAnswer(number); });
 }
 
 void BusKeypad::Press(int button)
@@ -189,15 +211,22 @@ void BusKeypad::TellUse(int button, std::uint8_t use)
         SendFrame(BUTTON_USED, {static_cast<std::uint8_t>(button), use});
 }
 
-void BusKeypad::SendFrame(std::uint16_t opcode, Octets payload)
+void BusKeypad::SendFrame(std::uint16_t opcode, Octets payload, std::uint64_t delayMs)
 {
-    m_line.Transmit(
-        *this, EncodeBusFrame(BusDirection::FromDevice, {m_address, opcode, std::move(payload)}));
+    const wire::BusFrame frame{m_address, opcode, std::move(payload)};
+    for (const auto& leaving : m_faults.Leave(frame, delayMs))
+    {
+        Octets octets = EncodeBusFrame(BusDirection::FromDevice, leaving.message);
+        if (leaving.delayMs == 0)
+            Transmit(std::move(octets));
+        else
+            After(leaving.delayMs, [this, sent = std::move(octets)] { Transmit(sent); });
+    }
 }
 
-void BusKeypad::SendAnswer(std::uint16_t number)
+void BusKeypad::Transmit(Octets octets)
 {
-    SendFrame(ANSWER, {static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)});
+    m_line.Transmit(*this, std::move(octets));
 }
 
 void BusKeypad::SendAnnounce(bool restarted)

@@ -1,20 +1,24 @@
 #pragma once
 
 #include "simulated_devices/BusLine.h"
+#include "simulated_devices/Faults.h"
 
 #include <array>
 #include <functional>
 #include <map>
+#include <memory>
 
 namespace simulated
 {
-// A third-generation keypad on an RS-485 line, well-behaved; the faulty ones derive from it (see
-// BusKeypadFaults.h).
+class BusKeypadFault;
+
+// A third-generation keypad on an RS-485 line.
 //
 // Decodes what it gets with code of its own. Keeps its LEDs, backlight and button behaviours only
 // as long as it has power. Answers every message for it, a repeated one again. Announces itself
 // when it gets power, and from time to time; what it was told and has lost it says each time until
-// it is told its button behaviours again, because an announce can get lost too.
+// it is told its button behaviours again, because an announce can get lost too. Misbehaviour is
+// added with AddFault, so that any keypad can have any mix of faults, and they can end.
 class BusKeypad : public SimulatedDevice, public BusStation
 {
 public:
@@ -34,12 +38,22 @@ public:
         Colour colour{};
     };
 
+    // What the keypad sends: the answer to a message, its announce, and that a button was used.
+    static constexpr std::uint16_t ANSWER = 0x9000;
+    static constexpr std::uint16_t ANNOUNCE = 0x9010;
+    static constexpr std::uint16_t BUTTON_USED = 0x9030;
+
     static constexpr std::uint64_t DEFAULT_ANSWER_DELAY_MS = 20;
     static constexpr std::uint64_t ANNOUNCE_EVERY_MS = 600000;
 
     // `world` and `line` must outlive the keypad. `address` is its number on the bus.
     BusKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address);
     ~BusKeypad() override;
+
+    // Adds a fault, which from now on has its say.
+    using SimulatedDevice::AddFault;
+    void AddFault(std::unique_ptr<BusKeypadFault> fault);
+    FaultList* GetFaults() override { return &m_faults; }
 
     // How long an answer takes.
     void SetAnswerDelay(std::uint64_t ms) { m_answerDelayMs = ms; }
@@ -57,6 +71,9 @@ public:
 
     void OnLine(const Octets& octets) override;
 
+    // Puts octets on the line, whatever they are.
+    void Transmit(Octets octets);
+
     std::uint32_t Address() const { return m_address; }
 
     // What the keypad was told.
@@ -71,17 +88,11 @@ public:
     // Told the number of each message that reached the keypad, repeated ones too; may be empty.
     std::function<void(std::uint16_t)> onHeard;
 
-protected:
-    // Answers the message of that number, after the usual delay. A faulty keypad may do otherwise.
-    virtual void Answer(std::uint16_t number);
-
-    // Sends a frame with the keypad's own address.
-    void SendFrame(std::uint16_t opcode, Octets payload);
-    void SendAnswer(std::uint16_t number);
-    void SendAnnounce(bool restarted);
-    BusLine& Line() const { return m_line; }
-
 private:
+    // Sends a frame with the keypad's own address, that much later, as the faults have it.
+    void SendFrame(std::uint16_t opcode, Octets payload, std::uint64_t delayMs = 0);
+    void SendAnnounce(bool restarted);
+    void Await(const std::shared_ptr<BusKeypadFault>& fault);
     void OnFrame(const wire::BusFrame& frame);
     void Apply(std::uint16_t opcode, const Octets& payload);
     void TellUse(int button, std::uint8_t use);
@@ -101,5 +112,6 @@ private:
     std::map<std::int8_t, std::int32_t> m_behaviors;
     unsigned m_actions = 0;
     std::uint16_t m_lastAction = 0;
+    Faults<BusKeypadFault> m_faults;
 };
 } // namespace simulated

@@ -1,82 +1,99 @@
 #include "simulated_devices/BusKeypadFaults.h"
 
+#include <algorithm>
+
 namespace simulated
 {
 namespace
 {
+using Base = BusKeypadFault;
+
 constexpr int LONGEST_NOISE = 60;
-} // namespace
+constexpr int ANY_OPCODE = 0xFFFF;
+constexpr std::uint16_t OPCODES_A_STEP = 16;
 
-LateKeypad::LateKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address)
-    : BusKeypad(world, line, address)
+bool IsAnswer(const wire::BusFrame& frame)
 {
-    SetAnswerDelay(DELAY_MS);
+    return frame.opcode == BusKeypad::ANSWER;
 }
 
-NthReplyKeypad::NthReplyKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address,
-                               unsigned n)
-    : BusKeypad(world, line, address), m_n(n)
-{
-}
-
-void NthReplyKeypad::Answer(std::uint16_t number)
-{
-    if (++m_heard % m_n == 0)
-        BusKeypad::Answer(number);
-}
-
-void ForgetfulKeypad::OnPowerOn()
-{
-    BusKeypad::OnPowerOn();
-    After(RESTART_EVERY_MS, [this] { OnPowerOn(); });
-}
-
-void BabblingKeypad::OnPowerOn()
-{
-    BusKeypad::OnPowerOn();
-    BabbleLater();
-}
-
-void BabblingKeypad::BabbleLater()
-{
-    After(BABBLE_EVERY_MS,
-          [this]
-          {
-              Babble();
-              BabbleLater();
-          });
-}
-
-Octets BabblingKeypad::Noise()
+Octets Noise(DeviceEnvironment& world)
 {
     Octets noise;
-    for (int i = World().Random(1, LONGEST_NOISE); i > 0; --i)
-        noise.push_back(static_cast<std::uint8_t>(World().Random(0, 255)));
+    for (int i = world.Random(1, LONGEST_NOISE); i > 0; --i)
+        noise.push_back(static_cast<std::uint8_t>(world.Random(0, UINT8_MAX)));
     return noise;
 }
 
-void BabblingKeypad::Babble()
+Octets Frame(const BusKeypad& keypad, int opcode, Octets payload)
 {
-    switch (World().Random(0, 4))
+    return EncodeBusFrame(
+        BusDirection::FromDevice,
+        {keypad.Address(), static_cast<std::uint16_t>(opcode), std::move(payload)});
+}
+} // namespace
+
+const FaultTable<BusKeypadFault>& BusKeypadFaultTable()
+{
+    static const FaultTable<Base> table = {
+        {{"deaf", {}, "hears nothing; it still announces itself"}, &Make<Base, HearsNothing>},
+        {{"late", {}, "answers after 25 seconds"}, &Make<Base, AnswersLate>},
+        {{"seldom", {Every(3)}, "answers every nth message only"}, &MakeEvery<Base, AnswersSeldom>},
+        {{"forgetful", {}, "restarts every hour and has then forgotten everything"},
+         &Make<Base, RestartsHourly>},
+        {{"babbling", {}, "talks in between: noise, halves of frames, messages that do not exist"},
+         &Make<Base, Babbles>},
+    };
+    return table;
+}
+
+bool AnswersLate::OnSend(const Message& message, std::uint64_t& delayMs, Departures&)
+{
+    if (IsAnswer(message))
+        delayMs = std::max(delayMs, DELAY_MS);
+    return true;
+}
+
+bool AnswersSeldom::OnSend(const Message& message, std::uint64_t&, Departures&)
+{
+    return !IsAnswer(message) || m_turn.Next();
+}
+
+void RestartsHourly::OnPeriod(BusKeypad& keypad, DeviceEnvironment&)
+{
+    keypad.OnPowerOn();
+}
+
+void Babbles::OnPeriod(BusKeypad& keypad, DeviceEnvironment& world)
+{
+    switch (world.Random(0, 4))
     {
     case 0:
-        Line().Transmit(*this, Noise());
+        keypad.Transmit(Noise(world));
         return;
     case 1:
     {
-        Octets half = EncodeBusFrame(BusDirection::FromDevice, {Address(), 0x9010, Noise()});
+        Octets half = Frame(keypad, BusKeypad::ANNOUNCE, Noise(world));
         half.resize(half.size() / 2);
-        Line().Transmit(*this, half);
+        keypad.Transmit(half);
         return;
     }
     case 2:
-        SendAnswer(static_cast<std::uint16_t>(World().Random(0, 65535)));
+    {
+        const int number = world.Random(0, ANY_OPCODE);
+        keypad.Transmit(
+            Frame(keypad, BusKeypad::ANSWER,
+                  {static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)}));
         return;
+    }
     case 3:
-        SendFrame(static_cast<std::uint16_t>(World().Random(0, 65535)), Noise());
+    {
+        Octets payload = Noise(world);
+        keypad.Transmit(Frame(keypad, world.Random(0, ANY_OPCODE), std::move(payload)));
         return;
+    }
     default:
-        SendFrame(static_cast<std::uint16_t>(0x9000 + 16 * World().Random(0, 3)), {});
+        keypad.Transmit(Frame(keypad, BusKeypad::ANSWER + OPCODES_A_STEP * world.Random(0, 3), {}));
         return;
     }
 }

@@ -1,63 +1,75 @@
 #pragma once
 
 #include "simulated_devices/BusKeypad.h"
+#include "simulated_devices/Faults.h"
+#include "wire/BusFrame.h"
+
+#include <cstdint>
 
 namespace simulated
 {
-// Keypads with one fault each. All else about them is right.
-
-// Hears nothing: its receiver is broken. It still announces itself.
-class DeafKeypad : public BusKeypad
+// One way in which a keypad on a bus misbehaves.
+class BusKeypadFault : public WireFault<wire::BusFrame>
 {
 public:
-    using BusKeypad::BusKeypad;
-    void OnLine(const Octets&) override {}
+    // How often OnPeriod is called while the keypad has power, from its start on, in milliseconds;
+    // 0 for never, which is the default. Always the same.
+    virtual std::uint64_t PeriodMs() const { return 0; }
+
+    // The time has passed once more. May do anything with the keypad but clear its faults.
+    virtual void OnPeriod(BusKeypad& keypad, DeviceEnvironment& world)
+    {
+        (void)keypad;
+        (void)world;
+    }
 };
 
-// Answers, but only after a long while: 25 seconds unless told otherwise, so that a message may
-// have been sent again before its answer comes.
-class LateKeypad : public BusKeypad
+// The kinds of them.
+const FaultTable<BusKeypadFault>& BusKeypadFaultTable();
+
+// Hears nothing: its receiver is broken. It still announces itself.
+class HearsNothing : public HearsBadly<BusKeypadFault>
+{
+public:
+    HearsNothing() : HearsBadly(1) {}
+};
+
+// Answers, but only after a long while, so that a message may have been sent again before its
+// answer comes.
+class AnswersLate : public BusKeypadFault
 {
 public:
     static constexpr std::uint64_t DELAY_MS = 25000;
-    LateKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address);
+    bool OnSend(const Message& message, std::uint64_t& delayMs, Departures& also) override;
 };
 
 // Answers only every nth message that it hears, repeated ones counted.
-class NthReplyKeypad : public BusKeypad
+class AnswersSeldom : public BusKeypadFault
 {
 public:
-    NthReplyKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address, unsigned n);
-
-protected:
-    void Answer(std::uint16_t number) override;
+    explicit AnswersSeldom(unsigned every) : m_turn(every) {}
+    bool OnSend(const Message& message, std::uint64_t& delayMs, Departures& also) override;
 
 private:
-    unsigned m_n;
-    unsigned m_heard = 0;
+    EveryNth m_turn;
 };
 
-// Restarts every so often and has then forgotten everything.
-class ForgetfulKeypad : public BusKeypad
+// Restarts every hour and has then forgotten everything.
+class RestartsHourly : public BusKeypadFault
 {
 public:
     static constexpr std::uint64_t RESTART_EVERY_MS = 3600000;
-    using BusKeypad::BusKeypad;
-    void OnPowerOn() override;
+    std::uint64_t PeriodMs() const override { return RESTART_EVERY_MS; }
+    void OnPeriod(BusKeypad& keypad, DeviceEnvironment& world) override;
 };
 
 // Talks in between: noise, halves of frames, answers that nobody waits for, messages that do not
 // exist or are too short. Always in its own name.
-class BabblingKeypad : public BusKeypad
+class Babbles : public BusKeypadFault
 {
 public:
     static constexpr std::uint64_t BABBLE_EVERY_MS = 5000;
-    using BusKeypad::BusKeypad;
-    void OnPowerOn() override;
-
-private:
-    void BabbleLater();
-    void Babble();
-    Octets Noise();
+    std::uint64_t PeriodMs() const override { return BABBLE_EVERY_MS; }
+    void OnPeriod(BusKeypad& keypad, DeviceEnvironment& world) override;
 };
 } // namespace simulated

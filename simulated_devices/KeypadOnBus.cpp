@@ -7,11 +7,10 @@ namespace
 constexpr int LONGEST_HOLD_MS = 4000;
 } // namespace
 
-KeypadOnBus::KeypadOnBus(DeviceEnvironment& world, std::uint32_t address,
-                         const MakeKeypad& makeKeypad)
+KeypadOnBus::KeypadOnBus(DeviceEnvironment& world, std::uint32_t address)
     : SimulatedDevice(world), m_line(world),
       m_gateway(m_line, [this](const wire::BusFrame& frame) { World().Send(frame); }),
-      m_keypad(makeKeypad(world, m_line, address))
+      m_keypad(world, m_line, address)
 {
     m_gateway.AddDevice(address);
 }
@@ -24,7 +23,7 @@ void KeypadOnBus::OnBus(const wire::BusFrame& frame)
 void KeypadOnBus::OnPowerOn()
 {
     m_gateway.SetPower(true);
-    m_keypad->OnPowerOn();
+    m_keypad.OnPowerOn();
 }
 
 void KeypadOnBus::LetAPersonPlay(int firstButton, int lastButton, int minMs, int maxMs)
@@ -34,10 +33,10 @@ void KeypadOnBus::LetAPersonPlay(int firstButton, int lastButton, int minMs, int
           {
               const int button = World().Random(firstButton, lastButton);
               if (World().Random(0, 2) != 0)
-                  m_keypad->Click(button);
+                  m_keypad.Click(button);
               else
-                  m_keypad->Hold(button,
-                                 static_cast<std::uint64_t>(World().Random(1, LONGEST_HOLD_MS)));
+                  m_keypad.Hold(button,
+                                static_cast<std::uint64_t>(World().Random(1, LONGEST_HOLD_MS)));
               LetAPersonPlay(firstButton, lastButton, minMs, maxMs);
           });
 }

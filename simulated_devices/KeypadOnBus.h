@@ -3,8 +3,7 @@
 #include "simulated_devices/BusGateway.h"
 #include "simulated_devices/BusKeypad.h"
 
-#include <functional>
-#include <memory>
+#include <cstdint>
 
 namespace simulated
 {
@@ -12,12 +11,8 @@ namespace simulated
 class KeypadOnBus : public SimulatedDevice
 {
 public:
-    // Makes the keypad, sound or faulty, in that world, on that line, with that address.
-    using MakeKeypad =
-        std::function<std::unique_ptr<BusKeypad>(DeviceEnvironment&, BusLine&, std::uint32_t)>;
-
     // `address` is the device's number in the driver's messages.
-    KeypadOnBus(DeviceEnvironment& world, std::uint32_t address, const MakeKeypad& makeKeypad);
+    KeypadOnBus(DeviceEnvironment& world, std::uint32_t address);
 
     // A message of the driver reaches the gateway.
     void OnBus(const wire::BusFrame& frame) override;
@@ -28,11 +23,14 @@ public:
     // Lets a person use one of these buttons now and then, the pauses being `minMs` to `maxMs`.
     void LetAPersonPlay(int firstButton, int lastButton, int minMs, int maxMs);
 
-    BusKeypad& Keypad() { return *m_keypad; }
+    // The keypad's: gateway and line are sound.
+    FaultList* GetFaults() override { return m_keypad.GetFaults(); }
+
+    BusKeypad& Keypad() { return m_keypad; }
 
 private:
     SimulatedLine m_line;
     BusGateway m_gateway;
-    std::unique_ptr<BusKeypad> m_keypad;
+    BusKeypad m_keypad;
 };
 } // namespace simulated

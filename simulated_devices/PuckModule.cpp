@@ -101,20 +101,15 @@ PuckModule::PuckModule(DeviceEnvironment& environment, unsigned buttons,
                        std::uint32_t holdIntervalMs)
     : SimulatedDevice(environment),
       m_buttons(std::min<unsigned>(buttons, static_cast<unsigned>(PuckSettings::BUTTONS))),
-      m_holdIntervalMs(holdIntervalMs)
+      m_holdIntervalMs(holdIntervalMs), m_faults(PuckModuleFaultTable())
 {
 }
 
 PuckModule::~PuckModule() = default;
 
-void PuckModule::Misbehave(std::unique_ptr<PuckModuleFault> fault)
+void PuckModule::AddFault(std::unique_ptr<PuckModuleFault> fault)
 {
-    m_faults.push_back(std::move(fault));
-}
-
-void PuckModule::Behave()
-{
-    m_faults.clear();
+    m_faults.Add(std::move(fault));
 }
 
 // --- What the controller says -------------------------------------------------------------------
@@ -134,11 +129,8 @@ void PuckModule::OnMib(const wire::MibMessage& message)
         {"nx.dmx.led", Mib::Set, 3, &PuckModule::KeepLedSetting},
         {"nx.dmx.rbp", Mib::Invoke, 2, &PuckModule::ActOnLoad},
     };
-    for (const auto& fault : m_faults)
-    {
-        if (!fault->OnHeard(message))
-            return;
-    }
+    if (!m_faults.Hear(message))
+        return;
     for (const Request& request : REQUESTS)
     {
         if (message.mib == request.mib && message.type == request.type &&
@@ -473,18 +465,13 @@ void PuckModule::Trap(const char* mib, std::vector<std::uint32_t> numbers)
 
 void PuckModule::Transmit(const wire::MibMessage& message)
 {
-    std::uint64_t delayMs = 0;
-    bool lost = false;
-    PuckModuleFault::Extra also;
-    for (const auto& fault : m_faults)
-        lost = !fault->OnSend(message, delayMs, also) || lost;
-    for (auto& extra : also)
-        After(extra.second, [this, sent = std::move(extra.first)] { World().Send(sent); });
-    if (lost)
-        return;
-    if (delayMs == 0)
-        World().Send(message);
-    else
-        After(delayMs, [this, message] { World().Send(message); });
+    for (auto& leaving : m_faults.Leave(message, 0))
+    {
+        if (leaving.delayMs == 0)
+            World().Send(leaving.message);
+        else
+            After(leaving.delayMs,
+                  [this, sent = std::move(leaving.message)] { World().Send(sent); });
+    }
 }
 } // namespace simulated

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "simulated_devices/Faults.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <array>
@@ -50,7 +51,7 @@ struct PuckSettings
 // push, click and, when no further one follows soon, the number of clicks; a longer one as push,
 // hold reports and hold end. A button in behaviour 4 or 5 reports clicks only. Settings survive a
 // power failure; a push that was going on does not. What it cannot understand changes nothing and
-// is counted. Misbehaviour is added with Misbehave, so that a module can have any mix of faults.
+// is counted. Misbehaviour is added with AddFault, so that a module can have any mix of faults.
 class PuckModule : public SimulatedDevice
 {
 public:
@@ -70,10 +71,10 @@ public:
                std::uint32_t holdIntervalMs = 500);
     ~PuckModule() override;
 
-    // Adds a fault, which from now on has its say; the first added is asked first.
-    void Misbehave(std::unique_ptr<PuckModuleFault> fault);
-    // Ends every fault. Messages that are already on their way still come.
-    void Behave();
+    // Adds a fault, which from now on has its say.
+    using SimulatedDevice::AddFault;
+    void AddFault(std::unique_ptr<PuckModuleFault> fault);
+    FaultList* GetFaults() override { return &m_faults; }
 
     // What a person does at a contact or button, by its device number; others are ignored. Pushing
     // what is pushed and releasing what is not do nothing.
@@ -148,6 +149,6 @@ private:
     std::uint32_t m_personMinMs = 0;
     std::uint32_t m_personMaxMs = 0;
     bool m_personIsThere = false;
-    std::vector<std::unique_ptr<PuckModuleFault>> m_faults;
+    Faults<PuckModuleFault> m_faults;
 };
 } // namespace simulated

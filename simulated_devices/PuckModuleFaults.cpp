@@ -2,60 +2,56 @@
 
 namespace simulated
 {
-namespace puck
-{
 namespace
 {
+using Base = PuckModuleFault;
+
 constexpr std::uint64_t BOUNCE_MS = 3;
+constexpr FaultAttribute BOUNCES = {"bounces", FaultAttribute::Unit::Count, 1, 20, 3};
+
+std::unique_ptr<Base> MakeChatters(const FaultValues& values)
+{
+    return std::make_unique<Chatters>(static_cast<unsigned>(values.at(BOUNCES.name)));
+}
 } // namespace
 
-bool LosesMessages::OnSend(const wire::MibMessage&, std::uint64_t&, Extra&)
+const FaultTable<PuckModuleFault>& PuckModuleFaultTable()
 {
-    return !m_lose.Next();
+    static const FaultTable<Base> table = {
+        {{"loses", {Every()}, "loses every nth message"}, &MakeEvery<Base, Loses<Base>>},
+        {{"late", {Every(), By()}, "sends every nth message that much later"},
+         &MakeEveryBy<Base, Delays<Base>>},
+        {{"repeats", {Every(), By()}, "sends every nth message again, that much later"},
+         &MakeEveryBy<Base, Repeats<Base>>},
+        {{"loses_releases", {}, "never reports the end of a push or hold, nor a click"},
+         &Make<Base, LosesReleases>},
+        {{"chatters", {BOUNCES}, "reports so many hold ends and pushes after each push"},
+         &MakeChatters},
+        {{"hears_badly", {Every()}, "does not hear every nth message"},
+         &MakeEvery<Base, HearsBadly<Base>>},
+        {{"forgets", {}, "has the settings of the factory after a power failure"},
+         &Make<Base, Forgets<Base>>},
+    };
+    return table;
 }
 
-bool SendsLate::OnSend(const wire::MibMessage&, std::uint64_t& delayMs, Extra&)
-{
-    if (m_delay.Next())
-        delayMs += m_lateMs;
-    return true;
-}
-
-bool RepeatsMessages::OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra& also)
-{
-    if (m_repeat.Next())
-        also.emplace_back(message, delayMs + m_laterMs);
-    return true;
-}
-
-bool LosesReleases::OnSend(const wire::MibMessage& message, std::uint64_t&, Extra&)
+bool LosesReleases::OnSend(const Message& message, std::uint64_t&, Departures&)
 {
     return message.mib != "nx.dmx.he" && message.mib != "nx.dmx.sc";
 }
 
-bool Chatters::OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra& also)
+bool Chatters::OnSend(const Message& message, std::uint64_t& delayMs, Departures& also)
 {
     if (message.mib != "nx.dmx.bp")
         return true;
-    wire::MibMessage end = message;
+    Message end = message;
     end.mib = "nx.dmx.he";
     std::uint64_t at = delayMs;
     for (unsigned i = 0; i < m_bounces; ++i)
     {
-        also.emplace_back(end, at += BOUNCE_MS);
-        also.emplace_back(message, at += BOUNCE_MS);
+        also.push_back({end, at += BOUNCE_MS});
+        also.push_back({message, at += BOUNCE_MS});
     }
     return true;
 }
-
-bool HearsBadly::OnHeard(const wire::MibMessage&)
-{
-    return !m_miss.Next();
-}
-
-void ForgetsSettings::OnPowerOn(PuckSettings& settings)
-{
-    settings = PuckSettings();
-}
-} // namespace puck
 } // namespace simulated

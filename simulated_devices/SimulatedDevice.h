@@ -1,5 +1,6 @@
 #pragma once
 
+#include "simulated_devices/FaultList.h"
 #include "wire/BusFrame.h"
 #include "wire/MibMessage.h"
 #include "wire/ZclFrame.h"
@@ -105,6 +106,26 @@ public:
     }
     // The lamp stays as bright as it is.
     virtual void GroupStopRamp(std::uint16_t group) { (void)group; }
+
+    // The faults that the device has and can have; null for a device that has none and can have
+    // none, which is the default. Valid as long as the device.
+    virtual FaultList* GetFaults() { return nullptr; }
+
+    // Adds a fault of that kind, which from now on has its say; attributes that are not given have
+    // their defaults. Faults combine, and the one that was added first is asked first. False, and
+    // nothing is added, when the device knows no such kind or attribute or a value is out of range.
+    bool AddFault(const std::string& kind, const FaultValues& values = {})
+    {
+        FaultList* const faults = GetFaults();
+        return faults && faults->Add(kind, values);
+    }
+
+    // Ends every fault. What is already under way still comes.
+    void ClearFaults()
+    {
+        if (FaultList* const faults = GetFaults())
+            faults->Clear();
+    }
 
     // How bright the device's lamp is at this moment. Default: dark, as of a device without one.
     virtual LampLevel PresentLevel() const { return {}; }

@@ -81,23 +81,16 @@ std::uint32_t Checksum(const std::vector<unsigned char>& bytes)
 }
 } // namespace
 
-WiredDimmer::WiredDimmer(DeviceEnvironment& environment) : WiredDimmer(environment, Settings()) {}
-
-WiredDimmer::WiredDimmer(DeviceEnvironment& environment, const Settings& settings)
-    : SimulatedDevice(environment), m_settings(settings)
+WiredDimmer::WiredDimmer(DeviceEnvironment& environment)
+    : SimulatedDevice(environment), m_faults(WiredDimmerFaultTable())
 {
 }
 
 WiredDimmer::~WiredDimmer() = default;
 
-void WiredDimmer::Misbehave(std::unique_ptr<WiredDimmerFault> fault)
+void WiredDimmer::AddFault(std::unique_ptr<WiredDimmerFault> fault)
 {
-    m_faults.push_back(std::move(fault));
-}
-
-void WiredDimmer::Behave()
-{
-    m_faults.clear();
+    m_faults.Add(std::move(fault));
 }
 
 // --- requests ------------------------------------------------------------------------------------
@@ -123,9 +116,8 @@ void WiredDimmer::OnMib(const wire::MibMessage& message)
 {
     if (message.type != wire::MibMessage::Invoke)
         return;
-    for (const auto& fault : m_faults)
-        if (!fault->OnRequest(message))
-            return;
+    if (!m_faults.Hear(message))
+        return;
     for (const Request& request : Requests())
         if (message.mib == request.mib && message.params.size() == request.params)
             (this->*request.handle)(message.params);
@@ -239,14 +231,8 @@ void WiredDimmer::Trap(const char* mib, Params params)
 // Everything that leaves goes through here, where faults have their say.
 void WiredDimmer::Transmit(const wire::MibMessage& message, std::uint64_t delayMs)
 {
-    WiredDimmerFault::Extra leaving;
-    bool lost = false;
-    for (const auto& fault : m_faults)
-        lost = !fault->OnSend(message, delayMs, leaving) || lost;
-    if (!lost)
-        leaving.emplace_back(message, delayMs);
-    for (const auto& one : leaving)
-        After(one.second, [this, sent = one.first] { World().Send(sent); });
+    for (auto& leaving : m_faults.Leave(message, delayMs))
+        After(leaving.delayMs, [this, sent = std::move(leaving.message)] { World().Send(sent); });
 }
 
 // --- the load ------------------------------------------------------------------------------------
@@ -375,17 +361,23 @@ void WiredDimmer::OnPowerOn()
     RampTo(0, 0);
     for (const auto& fault : m_faults)
         fault->OnPowerOn(m_tables);
-    if (m_settings.personMaxMs > 0)
-        LetAPersonPlay();
+    if (m_personMaxMs > 0)
+        AwaitPerson();
 }
 
-void WiredDimmer::LetAPersonPlay()
+void WiredDimmer::LetAPersonPlay(int minMs, int maxMs)
 {
-    const int pause = World().Random(m_settings.personMinMs, m_settings.personMaxMs);
+    m_personMinMs = minMs;
+    m_personMaxMs = maxMs;
+}
+
+void WiredDimmer::AwaitPerson()
+{
+    const int pause = World().Random(m_personMinMs, m_personMaxMs);
     After(static_cast<std::uint64_t>(std::max(pause, 1)),
           [this]
           {
-              LetAPersonPlay();
+              AwaitPerson();
               PersonPlays();
           });
 }

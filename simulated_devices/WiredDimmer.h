@@ -1,5 +1,6 @@
 #pragma once
 
+#include "simulated_devices/Faults.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <cstddef>
@@ -45,7 +46,7 @@ struct DimmerTables
 // reports its elements one by one when asked, plays scenes and tells when one has run to its end.
 // An answer takes ANSWER_MS, and the reported elements follow each other every REPORT_MS. Requests
 // that make no sense are not answered and change nothing. The tables survive a power failure, what
-// was under way does not. Misbehaviour is added with Misbehave, so that any dimmer can have any mix
+// was under way does not. Misbehaviour is added with AddFault, so that any dimmer can have any mix
 // of faults, and they can end.
 class WiredDimmer : public SimulatedDevice
 {
@@ -53,22 +54,18 @@ public:
     static constexpr std::uint64_t ANSWER_MS = 5;
     static constexpr std::uint64_t REPORT_MS = 20;
 
-    struct Settings
-    {
-        // The pauses after which a person at a keypad on the same bus starts one of the stored
-        // scenes, shortest and longest; nobody does while the longest is 0.
-        int personMinMs = 0;
-        int personMaxMs = 0;
-    };
-
     explicit WiredDimmer(DeviceEnvironment& environment);
-    WiredDimmer(DeviceEnvironment& environment, const Settings& settings);
     ~WiredDimmer() override;
 
-    // Adds a fault, which from now on has its say; the first added is asked first.
-    void Misbehave(std::unique_ptr<WiredDimmerFault> fault);
-    // Ends every fault. What is already under way still comes.
-    void Behave();
+    // Adds a fault, which from now on has its say.
+    using SimulatedDevice::AddFault;
+    void AddFault(std::unique_ptr<WiredDimmerFault> fault);
+    FaultList* GetFaults() override { return &m_faults; }
+
+    // From the next time on that the dimmer gets power, lets a person at a keypad on the same bus
+    // start one of the stored scenes now and then, the pauses being `minMs` to `maxMs`; nobody does
+    // while the longest is 0, as it is at first.
+    void LetAPersonPlay(int minMs, int maxMs);
 
     void OnMib(const wire::MibMessage& message) override;
 
@@ -134,12 +131,13 @@ private:
     void EndStep(unsigned run, std::uint16_t id);
     void RampTo(int level, std::uint64_t ms);
     void StopPlaying();
-    void LetAPersonPlay();
+    void AwaitPerson();
     void PersonPlays();
 
-    const Settings m_settings;
+    int m_personMinMs = 0;
+    int m_personMaxMs = 0;
     DimmerTables m_tables;
-    std::vector<std::unique_ptr<WiredDimmerFault>> m_faults;
+    Faults<WiredDimmerFault> m_faults;
     // The report and the playing under way; a later one ends an earlier one.
     unsigned m_report = 0;
     unsigned m_run = 0;

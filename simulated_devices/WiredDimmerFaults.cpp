@@ -2,58 +2,29 @@
 
 namespace simulated
 {
-namespace
+const FaultTable<WiredDimmerFault>& WiredDimmerFaultTable()
 {
-// Counts one more; true at every nth.
-bool IsTurn(unsigned& count, unsigned every)
-{
-    ++count;
-    return every != 0 && count % every == 0;
+    using Base = WiredDimmerFault;
+    static const FaultTable<Base> table = {
+        {{"loses_requests", {Every()}, "does not hear every nth request"},
+         &MakeEvery<Base, HearsBadly<Base>>},
+        {{"loses_answers", {Every()}, "obeys, and loses every nth answer"},
+         &MakeEvery<Base, Loses<Base, DimmerAnswers>>},
+        {{"loses_traps", {Every()}, "loses every nth trap"},
+         &MakeEvery<Base, Loses<Base, DimmerTraps>>},
+        {{"repeats_traps", {Every()}, "sends every nth trap twice"},
+         &MakeEvery<Base, Repeats<Base, DimmerTraps>>},
+        {{"reorders_traps", {Every()}, "sends every nth trap after the two that follow it"},
+         &MakeEvery<Base, ReordersTraps>},
+        {{"forgets", {}, "has empty tables after a power failure"}, &Make<Base, Forgets<Base>>},
+        {{"keeps_stale", {Every()}, "answers that it has removed every nth element, and keeps it"},
+         &MakeEvery<Base, KeepsStaleElements>},
+    };
+    return table;
 }
 
-bool IsTrap(const wire::MibMessage& message)
+bool KeepsStaleElements::OnRemoveElement(std::uint16_t)
 {
-    return message.type == wire::MibMessage::Trap;
-}
-} // namespace
-
-bool DimmerLosesRequests::OnRequest(const wire::MibMessage&)
-{
-    return !IsTurn(m_requests, m_every);
-}
-
-bool DimmerLosesAnswers::OnSend(const wire::MibMessage& message, std::uint64_t&, Extra&)
-{
-    return IsTrap(message) || !IsTurn(m_answers, m_every);
-}
-
-bool DimmerLosesTraps::OnSend(const wire::MibMessage& message, std::uint64_t&, Extra&)
-{
-    return !IsTrap(message) || !IsTurn(m_traps, m_every);
-}
-
-bool DimmerRepeatsTraps::OnSend(const wire::MibMessage& message, std::uint64_t& delayMs,
-                                Extra& also)
-{
-    if (IsTrap(message) && IsTurn(m_traps, m_every))
-        also.emplace_back(message, delayMs);
-    return true;
-}
-
-bool DimmerReordersTraps::OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra&)
-{
-    if (IsTrap(message) && IsTurn(m_traps, m_every))
-        delayMs += 2 * WiredDimmer::REPORT_MS + 1;
-    return true;
-}
-
-void DimmerForgets::OnPowerOn(DimmerTables& tables)
-{
-    tables = DimmerTables();
-}
-
-bool DimmerKeepsStaleElements::OnRemoveElement(std::uint16_t)
-{
-    return !IsTurn(m_removals, m_every);
+    return !m_turn.Next();
 }
 } // namespace simulated

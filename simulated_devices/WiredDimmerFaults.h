@@ -1,119 +1,59 @@
 #pragma once
 
+#include "simulated_devices/Faults.h"
 #include "simulated_devices/WiredDimmer.h"
+#include "wire/MibMessage.h"
 
 #include <cstdint>
-#include <utility>
-#include <vector>
 
 namespace simulated
 {
-// One way in which a wired dimmer misbehaves. Each operation has its say at one place of the dimmer
-// and does nothing unless overridden. Owned by the dimmer that it was added to; must not call the
-// dimmer.
-class WiredDimmerFault
+// One way in which a wired dimmer misbehaves.
+class WiredDimmerFault : public KeepingFault<wire::MibMessage, DimmerTables>
 {
 public:
-    // Messages that leave too, each with its delay from now.
-    using Extra = std::vector<std::pair<wire::MibMessage, std::uint64_t>>;
-
-    virtual ~WiredDimmerFault() = default;
-
-    // The dimmer gets power; its tables as they survived the failure.
-    virtual void OnPowerOn(DimmerTables&) {}
-
-    // A request has come. False: it is not heard.
-    virtual bool OnRequest(const wire::MibMessage&) { return true; }
-
-    // An answer or a trap is about to leave, `delayMs` from now. False loses it.
-    virtual bool OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra& also)
+    // An element is to be removed. False: it is kept, and the request is answered all the same.
+    virtual bool OnRemoveElement(std::uint16_t id)
     {
-        (void)message;
-        (void)delayMs;
-        (void)also;
+        (void)id;
         return true;
     }
-
-    // An element is to be removed. False: it is kept, and the request is answered all the same.
-    virtual bool OnRemoveElement(std::uint16_t) { return true; }
 };
 
-// Every nth request is not heard; 1 is a dimmer that is deaf, 0 hears all.
-class DimmerLosesRequests : public WiredDimmerFault
-{
-public:
-    explicit DimmerLosesRequests(unsigned every) : m_every(every) {}
-    bool OnRequest(const wire::MibMessage& request) override;
+// The kinds of them.
+const FaultTable<WiredDimmerFault>& WiredDimmerFaultTable();
 
-private:
-    const unsigned m_every;
-    unsigned m_requests = 0;
+// What a dimmer sends.
+struct DimmerAnswers
+{
+    static bool Includes(const wire::MibMessage& message)
+    {
+        return message.type != wire::MibMessage::Trap;
+    }
 };
-
-// Every nth answer never leaves.
-class DimmerLosesAnswers : public WiredDimmerFault
+struct DimmerTraps
 {
-public:
-    explicit DimmerLosesAnswers(unsigned every) : m_every(every) {}
-    bool OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra& also) override;
-
-private:
-    const unsigned m_every;
-    unsigned m_answers = 0;
-};
-
-// Every nth trap never leaves.
-class DimmerLosesTraps : public WiredDimmerFault
-{
-public:
-    explicit DimmerLosesTraps(unsigned every) : m_every(every) {}
-    bool OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra& also) override;
-
-private:
-    const unsigned m_every;
-    unsigned m_traps = 0;
-};
-
-// Every nth trap comes a second time.
-class DimmerRepeatsTraps : public WiredDimmerFault
-{
-public:
-    explicit DimmerRepeatsTraps(unsigned every) : m_every(every) {}
-    bool OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra& also) override;
-
-private:
-    const unsigned m_every;
-    unsigned m_traps = 0;
+    static bool Includes(const wire::MibMessage& message)
+    {
+        return message.type == wire::MibMessage::Trap;
+    }
 };
 
 // Every nth trap leaves so late that the next two come before it.
-class DimmerReordersTraps : public WiredDimmerFault
+class ReordersTraps : public Delays<WiredDimmerFault, DimmerTraps>
 {
 public:
-    explicit DimmerReordersTraps(unsigned every) : m_every(every) {}
-    bool OnSend(const wire::MibMessage& message, std::uint64_t& delayMs, Extra& also) override;
-
-private:
-    const unsigned m_every;
-    unsigned m_traps = 0;
-};
-
-// Loses its tables without power.
-class DimmerForgets : public WiredDimmerFault
-{
-public:
-    void OnPowerOn(DimmerTables& tables) override;
+    explicit ReordersTraps(unsigned every) : Delays(every, 2 * WiredDimmer::REPORT_MS + 1) {}
 };
 
 // Answers that it has removed every nth element, and keeps it.
-class DimmerKeepsStaleElements : public WiredDimmerFault
+class KeepsStaleElements : public WiredDimmerFault
 {
 public:
-    explicit DimmerKeepsStaleElements(unsigned every) : m_every(every) {}
+    explicit KeepsStaleElements(unsigned every) : m_turn(every) {}
     bool OnRemoveElement(std::uint16_t id) override;
 
 private:
-    const unsigned m_every;
-    unsigned m_removals = 0;
+    EveryNth m_turn;
 };
 } // namespace simulated

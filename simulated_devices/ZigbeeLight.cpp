@@ -102,20 +102,15 @@ const LightScene* LightTables::Find(std::uint16_t group, std::uint8_t number) co
 ZigbeeLight::ZigbeeLight(DeviceEnvironment& environment) : ZigbeeLight(environment, Settings()) {}
 
 ZigbeeLight::ZigbeeLight(DeviceEnvironment& environment, const Settings& settings)
-    : SimulatedDevice(environment), m_settings(settings)
+    : SimulatedDevice(environment), m_settings(settings), m_faults(ZigbeeLightFaultTable())
 {
 }
 
 ZigbeeLight::~ZigbeeLight() = default;
 
-void ZigbeeLight::Misbehave(std::unique_ptr<ZigbeeLightFault> fault)
+void ZigbeeLight::AddFault(std::unique_ptr<ZigbeeLightFault> fault)
 {
-    m_faults.push_back(std::move(fault));
-}
-
-void ZigbeeLight::Behave()
-{
-    m_faults.clear();
+    m_faults.Add(std::move(fault));
 }
 
 void ZigbeeLight::OnPowerOn()
@@ -129,7 +124,7 @@ void ZigbeeLight::OnZcl(const wire::ZclFrame& frame)
 {
     ZclRequest request(frame);
     const bool isForUs = m_settings.endpoint == 0 || m_settings.endpoint == frame.endpoint;
-    if (!isForUs || !request.IsRequest())
+    if (!isForUs || !request.IsRequest() || !m_faults.Hear(frame))
         return;
     if (request.Cluster() != GROUPS && request.Cluster() != SCENES)
         return DefaultResponse(request, UNSUPPORTED_CLUSTER);
@@ -539,19 +534,7 @@ void ZigbeeLight::Answer(const ZclRequest& request, bool general, std::uint8_t c
     frame.bytes.push_back(request.Sequence());
     frame.bytes.push_back(command);
     frame.bytes.insert(frame.bytes.end(), payload.begin(), payload.end());
-    std::uint64_t delayMs = m_settings.answerDelayMs;
-    ZigbeeLightFault::Extra also;
-    bool leaves = true;
-    for (const auto& fault : m_faults)
-        leaves = fault->OnAnswer(frame, delayMs, also) && leaves;
-    if (leaves)
-        Transmit(frame, delayMs);
-    for (const auto& [extra, extraDelayMs] : also)
-        Transmit(extra, extraDelayMs);
-}
-
-void ZigbeeLight::Transmit(const wire::ZclFrame& frame, std::uint64_t delayMs)
-{
-    After(delayMs, [this, frame] { World().Send(frame); });
+    for (auto& leaving : m_faults.Leave(frame, m_settings.answerDelayMs))
+        After(leaving.delayMs, [this, sent = std::move(leaving.message)] { World().Send(sent); });
 }
 } // namespace simulated

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "simulated_devices/Faults.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <cstddef>
@@ -48,7 +49,7 @@ struct LightTables
 //
 // Written from the wire: it decodes and encodes frames with code of its own. Answers as most lights
 // do, status codes included; each answer leaves a little later than its request came. The tables
-// survive a power failure, the answers under way do not. Misbehaviour is added with Misbehave, so
+// survive a power failure, the answers under way do not. Misbehaviour is added with AddFault, so
 // that any light can have any mix of faults, and they can end.
 class ZigbeeLight : public SimulatedDevice
 {
@@ -63,14 +64,17 @@ public:
         std::uint64_t answerDelayMs = 15;
     };
 
+    // What a table can hold at most.
+    static constexpr unsigned LARGEST_TABLE = 250;
+
     explicit ZigbeeLight(DeviceEnvironment& environment);
     ZigbeeLight(DeviceEnvironment& environment, const Settings& settings);
     ~ZigbeeLight() override;
 
-    // Adds a fault, which from now on has its say; the first added is asked first.
-    void Misbehave(std::unique_ptr<ZigbeeLightFault> fault);
-    // Ends every fault. Answers that are already under way still come.
-    void Behave();
+    // Adds a fault, which from now on has its say.
+    using SimulatedDevice::AddFault;
+    void AddFault(std::unique_ptr<ZigbeeLightFault> fault);
+    FaultList* GetFaults() override { return &m_faults; }
 
     // The light as it is; a test may write to it.
     LightTables& Tables() { return m_tables; }
@@ -112,10 +116,9 @@ private:
     void Answer(const ZclRequest& request, bool general, std::uint8_t command,
                 std::vector<std::uint8_t> payload);
     void DefaultResponse(const ZclRequest& request, std::uint8_t status);
-    void Transmit(const wire::ZclFrame& frame, std::uint64_t delayMs);
 
     const Settings m_settings;
     LightTables m_tables;
-    std::vector<std::unique_ptr<ZigbeeLightFault>> m_faults;
+    Faults<ZigbeeLightFault> m_faults;
 };
 } // namespace simulated

@@ -6,36 +6,43 @@ namespace simulated
 {
 namespace
 {
-// Counts one more; true at every nth.
-bool IsTurn(unsigned& count, unsigned every)
+using Base = ZigbeeLightFault;
+using Unit = FaultAttribute::Unit;
+
+constexpr FaultAttribute GROUPS = {"groups", Unit::Count, 0, ZigbeeLight::LARGEST_TABLE, 2};
+constexpr FaultAttribute SCENES = {"scenes", Unit::Count, 0, ZigbeeLight::LARGEST_TABLE, 2};
+constexpr FaultAttribute STEP = {"step", Unit::Count, 1, UINT8_MAX, 10};
+
+std::unique_ptr<Base> MakeSmallTables(const FaultValues& values)
 {
-    ++count;
-    return every != 0 && count % every == 0;
+    return std::make_unique<SmallTables>(values.at(GROUPS.name), values.at(SCENES.name));
+}
+
+std::unique_ptr<Base> MakeRoundsLevels(const FaultValues& values)
+{
+    return std::make_unique<RoundsLevels>(static_cast<std::uint8_t>(values.at(STEP.name)));
 }
 } // namespace
 
-bool LosesAnswers::OnAnswer(const wire::ZclFrame&, std::uint64_t&, Extra&)
+const FaultTable<ZigbeeLightFault>& ZigbeeLightFaultTable()
 {
-    return !IsTurn(m_answers, m_every);
-}
-
-bool AnswersLate::OnAnswer(const wire::ZclFrame&, std::uint64_t& delayMs, Extra&)
-{
-    if (IsTurn(m_answers, m_every))
-        delayMs += m_lateMs;
-    return true;
-}
-
-bool RepeatsAnswers::OnAnswer(const wire::ZclFrame& answer, std::uint64_t& delayMs, Extra& also)
-{
-    if (IsTurn(m_answers, m_every))
-        also.emplace_back(answer, delayMs + m_laterMs);
-    return true;
-}
-
-void ForgetsWithoutPower::OnPowerOn(LightTables& tables)
-{
-    tables = LightTables();
+    static const FaultTable<Base> table = {
+        {{"loses", {Every()}, "loses every nth answer"}, &MakeEvery<Base, Loses<Base>>},
+        {{"late", {Every(), By()}, "gives every nth answer that much later"},
+         &MakeEveryBy<Base, Delays<Base>>},
+        {{"repeats", {Every(), By()}, "gives every nth answer again, that much later"},
+         &MakeEveryBy<Base, Repeats<Base>>},
+        {{"forgets", {}, "has empty tables after a power failure"}, &Make<Base, Forgets<Base>>},
+        {{"unsorted", {}, "reports its groups from last to first"},
+         &Make<Base, ReportsGroupsUnsorted>},
+        {{"small_tables", {GROUPS, SCENES}, "takes no more entries than that"}, &MakeSmallTables},
+        {{"rounds_levels", {STEP}, "stores levels in steps, rounded down"}, &MakeRoundsLevels},
+        {{"drops_on_off", {}, "stores scenes without their On/Off part"},
+         &Make<Base, DropsOnOffSets>},
+        {{"keeps_old_sets", {}, "keeps those parts of an old scene that a new one does not bring"},
+         &Make<Base, KeepsOldSets>},
+    };
+    return table;
 }
 
 void ReportsGroupsUnsorted::OnGroupReport(std::vector<std::uint16_t>& groups)

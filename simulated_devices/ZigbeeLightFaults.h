@@ -1,6 +1,8 @@
 #pragma once
 
+#include "simulated_devices/Faults.h"
 #include "simulated_devices/ZigbeeLight.h"
+#include "wire/ZclFrame.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -9,32 +11,19 @@
 
 namespace simulated
 {
-// One way in which a light misbehaves. Each operation has its say at one place of the light and
-// does nothing unless overridden. Owned by the light that it was added to; must not call the light.
-class ZigbeeLightFault
+// One way in which a light misbehaves.
+class ZigbeeLightFault : public KeepingFault<wire::ZclFrame, LightTables>
 {
 public:
-    virtual ~ZigbeeLightFault() = default;
-
-    // The light gets power; its tables as they survived the failure.
-    virtual void OnPowerOn(LightTables&) {}
-
-    // An answer is about to leave, `delayMs` from now. False loses it. What is appended to `also`
-    // leaves too, as a frame and its delay.
-    using Extra = std::vector<std::pair<wire::ZclFrame, std::uint64_t>>;
-    virtual bool OnAnswer(const wire::ZclFrame& answer, std::uint64_t& delayMs, Extra& also)
-    {
-        (void)answer;
-        (void)delayMs;
-        (void)also;
-        return true;
-    }
-
     // The groups that the light is about to report.
-    virtual void OnGroupReport(std::vector<std::uint16_t>&) {}
+    virtual void OnGroupReport(std::vector<std::uint16_t>& groups) { (void)groups; }
 
     // A scene is about to be stored, over `old` if that is not null.
-    virtual void OnStore(LightScene&, const LightScene* old) { (void)old; }
+    virtual void OnStore(LightScene& scene, const LightScene* old)
+    {
+        (void)scene;
+        (void)old;
+    }
 
     // How many entries the tables take.
     virtual void OnTableSizes(std::size_t& groups, std::size_t& scenes) const
@@ -44,50 +33,8 @@ public:
     }
 };
 
-// Every nth answer never leaves; 1 is a light that is deaf or dumb, 0 loses none.
-class LosesAnswers : public ZigbeeLightFault
-{
-public:
-    explicit LosesAnswers(unsigned every) : m_every(every) {}
-    bool OnAnswer(const wire::ZclFrame& answer, std::uint64_t& delayMs, Extra& also) override;
-
-private:
-    const unsigned m_every;
-    unsigned m_answers = 0;
-};
-
-// Every nth answer leaves that much later, so that it may arrive after others, out of turn.
-class AnswersLate : public ZigbeeLightFault
-{
-public:
-    AnswersLate(unsigned every, std::uint64_t lateMs) : m_every(every), m_lateMs(lateMs) {}
-    bool OnAnswer(const wire::ZclFrame& answer, std::uint64_t& delayMs, Extra& also) override;
-
-private:
-    const unsigned m_every;
-    const std::uint64_t m_lateMs;
-    unsigned m_answers = 0;
-};
-
-// Every nth answer leaves a second time, that much later.
-class RepeatsAnswers : public ZigbeeLightFault
-{
-public:
-    RepeatsAnswers(unsigned every, std::uint64_t laterMs) : m_every(every), m_laterMs(laterMs) {}
-    bool OnAnswer(const wire::ZclFrame& answer, std::uint64_t& delayMs, Extra& also) override;
-
-private:
-    const unsigned m_every;
-    const std::uint64_t m_laterMs;
-    unsigned m_answers = 0;
-};
-
-// Comes back from a power failure with empty tables, dark.
-class ForgetsWithoutPower : public ZigbeeLightFault
-{
-public:
-    void OnPowerOn(LightTables& tables) override;
-};
+// The kinds of them; all but HoldsForeignScenes, which is no matter of numbers.
+const FaultTable<ZigbeeLightFault>& ZigbeeLightFaultTable();
 
 // Reports its groups from last to first joined.
 class ReportsGroupsUnsorted : public ZigbeeLightFault

@@ -23,11 +23,12 @@ public:
     explicit EnergySwitchDriver(IInstanceManager& instances);
     ~EnergySwitchDriver() override;
 
-    // Reads the energy from `state`.
+    // Reads the energy and the last meter reading from `state`.
     bool Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& config,
                     boost::shared_ptr<nx::XmlNode> state) override;
 
-    // "State" with the child "ENERGY_DATA".
+    // "State" with the child "ENERGY_DATA" and, once the plug has reported, "METER_READING" in
+    // watt-hours.
     boost::shared_ptr<nx::XmlNode> GetPersistState(unsigned long flags) override;
 
     // The driver has no timer but the tick of its statistics.
@@ -46,7 +47,9 @@ public:
     void EnergyValueToUI(const std::string& name, int value) override;
 
 private:
+    void OnCmdResetEnergy();
     void OnTrapMeter(const NxMIBPacket& packet);
+    void RestoreReading(const nx::XmlNode& state);
     void TakeMeterReading(std::uint32_t wattHours);
 
     bool m_loadOn = false;
@@ -54,4 +57,6 @@ private:
     // What the plug's own meter showed last, once it has reported.
     bool m_hasReading = false;
     std::uint32_t m_lastReading = 0;
+    // The reading is that of the state: what happened to the plug since is not known.
+    bool m_readingIsRestored = false;
 };

@@ -1,17 +1,23 @@
 #include "drivers/gen3_keypad/Gen3KeypadDriver.h"
 
+#include "drivers/DriverLog.h"
+#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
 #include "drivers/gen3_keypad/KeypadBus.h"
+#include "drivers/gen3_keypad/KeypadMessage.h"
 #include "lighting_common/Names.h"
 #include "nxshared/CmdDispatcher.h"
+#include "nxshared/Crypto.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/ICmdReturn.h"
 #include "nxshared/ITimerManager.h"
 #include "nxshared/XmlNode.h"
 
 #include <boost/bind.hpp>
+#include <boost/make_shared.hpp>
 
 namespace
 {
+constexpr const char* SOURCE = "drivers/gen3_keypad/Gen3KeypadDriver";
 const std::string ALL_BUTTONS = "ALL_BUTTONS";
 const std::string STRING_TYPE = "STRING";
 
@@ -21,23 +27,16 @@ constexpr int STATES[] = {keypad_bus::BUTTON_BEHAVIORS, keypad_bus::LED_SETUP,
 
 constexpr int CURRENT_COLOR_PARAMETER = 5;
 
-// The value of a base64 digit; 0 for anything else.
-unsigned Base64Value(char digit)
-{
-    static const std::string digits =
-        "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    const std::size_t found = digits.find(digit);
-    return found == std::string::npos ? 0 : static_cast<unsigned>(found);
-}
+// Where a use of a button names the button.
+constexpr std::size_t BUTTON_OF_USE = 0;
 
-// The number at the beginning of a message: its first two octets, which are two and two thirds of
-// base64's digits. 0 when the payload is shorter.
-unsigned NumberOf(const std::string& payload)
+// A message: its number, then what it says.
+KeypadState::Payload Numbered(std::uint16_t number, const KeypadState::Payload& content)
 {
-    if (payload.size() < 3)
-        return 0;
-    return Base64Value(payload[0]) << 10 | Base64Value(payload[1]) << 4 |
-           Base64Value(payload[2]) >> 2;
+    KeypadState::Payload payload = {static_cast<std::uint8_t>(number >> 8),
+                                    static_cast<std::uint8_t>(number)};
+    payload.insert(payload.end(), content.begin(), content.end());
+    return payload;
 }
 
 // A button's id as the button itself keeps it: eight bits, signed.
@@ -67,6 +66,8 @@ bool Gen3KeypadDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& c
 {
     if (!NxBaseDriver::Initialize(id, config, state))
         return false;
+    if (config)
+        ReadSettings(*config);
     const boost::shared_ptr<nx::XmlNode> buttons =
         state ? state->GetChild(ALL_BUTTONS) : boost::shared_ptr<nx::XmlNode>();
     for (std::size_t i = 0; buttons && i < buttons->GetChildCount(); ++i)
@@ -84,6 +85,18 @@ bool Gen3KeypadDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& c
     return true;
 }
 
+void Gen3KeypadDriver::ReadSettings(const nx::XmlNode& config)
+{
+    const drivers::Setting& limit = gen3_keypad::USE_TIME_LIMIT;
+    const std::int64_t seconds = drivers::ReadSetting(&config, limit);
+    if (seconds >= limit.least && seconds <= limit.most)
+        m_useTimeLimit = static_cast<int>(seconds);
+    else
+        DRIVER_WARN(SOURCE, GetDriverName()
+                                << ": " << limit.name << " is not " << limit.least << " to "
+                                << limit.most << " seconds; it stays " << m_useTimeLimit);
+}
+
 boost::shared_ptr<nx::XmlNode> Gen3KeypadDriver::GetPersistState(unsigned long)
 {
     const boost::shared_ptr<nx::XmlNode> buttons = nx::CreateXmlNode();
@@ -98,6 +111,18 @@ boost::shared_ptr<nx::XmlNode> Gen3KeypadDriver::GetPersistState(unsigned long)
 
 void Gen3KeypadDriver::OnTimerExpired(ID::Timer timer, time_t)
 {
+    if (m_outbox.RemoveUse(timer))
+    {
+        DRIVER_WARN(SOURCE, GetDriverName() << ": a use of a button was dropped, since it waited "
+                                            << m_useTimeLimit << " seconds");
+        return;
+    }
+    if (m_handedOver && m_handedOver->limit == timer)
+    {
+        // It may be under way; but it is not sent again.
+        m_handedOver->limit = 0;
+        return;
+    }
     for (const auto& button : m_buttons)
     {
         if (button.second->GetHoldTimer() != timer)
@@ -197,86 +222,87 @@ bool Gen3KeypadDriver::OnAnnounce(const std::uint8_t* payload, std::size_t lengt
 
 void Gen3KeypadDriver::OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length)
 {
-    // What comes through the gateway shows that it is online, also after a restart of the driver.
-    if (opcode != keypad_bus::GATEWAY_STATUS && !m_bus.isGatewayOnline())
-        OnGatewayStatus(true);
-    switch (opcode)
+    if (opcode == keypad_bus::GATEWAY_STATUS)
     {
-    case keypad_bus::ANSWER:
-        if (length >= 2)
-            OnAnswer(payload[0] * 256u + payload[1]);
-        return;
-    case keypad_bus::ANNOUNCE:
-        if (OnAnnounce(payload, length))
-            OnKeypadAnnounced(payload[keypad_bus::ANNOUNCE_RESTARTED_AT] != 0);
-        return;
-    case keypad_bus::FIRMWARE:
-        OnFirmwareReply(payload, length);
-        return;
-    case keypad_bus::BUTTON_USED:
-        if (length >= 2)
-            OnButtonUsed(static_cast<signed char>(payload[0]), payload[1]);
-        return;
-    case keypad_bus::GATEWAY_STATUS:
         if (length >= 1)
             OnGatewayStatus(payload[0] != 0);
         return;
-    default:
-        return;
     }
+    // What comes through the gateway shows that it is online, also after a restart of the driver.
+    if (!m_bus.isGatewayOnline())
+        OnGatewayStatus(true);
+    // First what changes what a keypad that is back is sent: the answer confirms a state.
+    if (opcode == keypad_bus::ANSWER && length >= 2)
+        OnAnswer(payload[0] * 256u + payload[1]);
+    if (opcode == keypad_bus::ANNOUNCE && OnAnnounce(payload, length))
+        OnKeypadAnnounced(payload[keypad_bus::ANNOUNCE_RESTARTED_AT] != 0);
+    if (!m_bus.isDeviceOnline())
+        StartAgain();
+    if (opcode == keypad_bus::FIRMWARE)
+        OnFirmwareReply(payload, length);
+    if (opcode == keypad_bus::BUTTON_USED && length >= 2)
+        OnButtonUsed(static_cast<signed char>(payload[0]), payload[1]);
 }
 
 // Only the answer to the front moves the queue on; a second answer to a message that was sent twice
-// comes too late. A keypad that was given up and answers after all is there again.
+// comes too late.
 void Gen3KeypadDriver::OnAnswer(unsigned number)
 {
     if (number == 0 || number != m_numberInTransit || m_bus.getQueuedCount() == 0)
         return;
     m_numberInTransit = 0;
-    for (const int opcode : STATES)
-    {
-        const auto owed = m_owed.find(opcode);
-        if (owed != m_owed.end() && owed->second == number)
-            m_owed.erase(owed);
-    }
+    if (m_handedOver)
+        KillTimer(m_handedOver->limit);
+    m_handedOver.reset();
     m_bus.resetRetryCounter();
     m_bus.sendNext();
-    if (!m_bus.isDeviceOnline())
-        StartAgain();
+    HandOver();
 }
 
 void Gen3KeypadDriver::OnKeypadAnnounced(bool restarted)
 {
-    if (m_bus.isDeviceOnline() && !restarted)
+    if (!restarted)
         return;
-    if (restarted)
-    {
-        for (const int opcode : STATES)
-            m_owed[opcode] = 0;
-    }
+    for (const int opcode : STATES)
+        m_outbox.AddState(opcode);
     StartAgain();
 }
 
-// The keypad is there (again). What waited belongs to the past: a use of a button that comes late
-// is worse than none, and states are sent whole. Those that the keypad has confirmed are not
+// The keypad is there (again). Uses of buttons that waited belong to the past, and one that was
+// sent may have been done; states are sent whole. Those that the keypad has confirmed are not
 // repeated, so that one which answers seldom gets on with the others.
 void Gen3KeypadDriver::StartAgain()
 {
     m_bus.setDeviceOnline(true);
     m_bus.resetQueue();
-    for (auto& owed : m_owed)
-        owed.second = 0;
-    SendOwed();
-}
-
-void Gen3KeypadDriver::SendOwed()
-{
+    m_numberInTransit = 0;
+    if (m_handedOver && m_handedOver->use.empty())
+        m_outbox.AddState(m_handedOver->opcode);
+    else if (m_handedOver)
+        GiveUpUse(*m_handedOver);
+    m_handedOver.reset();
+    KeypadOutbox waited;
+    std::swap(waited, m_outbox);
     for (const int opcode : STATES)
     {
-        const auto owed = m_owed.find(opcode);
-        if (owed != m_owed.end() && owed->second == 0)
-            SendState(opcode);
+        if (waited.HasState(opcode))
+            m_outbox.AddState(opcode);
     }
+    for (const KeypadOutbox::Entry& entry : waited.TakeAll())
+    {
+        if (!entry.use.empty())
+            GiveUpUse(entry);
+    }
+    HandOver();
+}
+
+void Gen3KeypadDriver::GiveUpUse(const KeypadOutbox::Entry& entry)
+{
+    KillTimer(entry.limit);
+    DRIVER_WARN(SOURCE, GetDriverName()
+                            << ": a use of button "
+                            << static_cast<int>(static_cast<signed char>(entry.use[BUTTON_OF_USE]))
+                            << " was given up, since the keypad was not there");
 }
 
 void Gen3KeypadDriver::OnButtonUsed(int id, int use)
@@ -299,51 +325,87 @@ void Gen3KeypadDriver::OnGatewayStatus(bool online)
     m_bus.setGatewayOnline(online);
     if (m_bus.getState() == Bus485Helper::State::Stalled)
         m_bus.sendQueueFront();
-    SendOwed();
+    HandOver();
 }
 
 // --- What goes to the bus ---
 
+// A keypad takes a use with the number of the one before for a repetition. So the first number is
+// drawn: after a restart the driver does not know which one was the last.
 std::uint16_t Gen3KeypadDriver::NextNumber()
 {
-    if (++m_lastNumber == 0)
+    if (m_lastNumber == 0)
+        m_lastNumber = static_cast<std::uint16_t>(nx::crypto::random(1, UINT16_MAX));
+    else if (++m_lastNumber == 0)
         ++m_lastNumber;
     return m_lastNumber;
 }
 
-// A state is never lost: while the keypad cannot be reached it is owed, and follows when the keypad
+// A state is never lost: while the keypad cannot be reached it waits, and follows when the keypad
 // is back. So it is not even handed to the queue, which would only say that it dropped it.
 void Gen3KeypadDriver::SendState(int opcode)
 {
-    m_owed[opcode] = 0;
-    if (!m_tellsKeypad || !m_bus.isGatewayOnline() || !m_bus.isDeviceOnline())
-        return;
-    const std::uint16_t number = NextNumber();
-    const KeypadState::Payload payload = m_state.Write(opcode, number);
-    if (payload.empty())
-        return;
-    m_owed[opcode] = number;
-    m_bus.queueMessage(opcode, payload.data(), static_cast<int>(payload.size()));
+    m_outbox.AddState(opcode);
+    HandOver();
+}
+
+// Gives the queue the next message when it has none.
+void Gen3KeypadDriver::HandOver()
+{
+    while (m_tellsKeypad && m_bus.isGatewayOnline() && m_bus.isDeviceOnline() &&
+           m_bus.getQueuedCount() == 0 && !m_outbox.Empty())
+    {
+        KeypadOutbox::Entry next = m_outbox.Take();
+        const KeypadState::Payload content =
+            next.use.empty() ? m_state.Write(next.opcode) : next.use;
+        if (content.empty())
+            continue;
+        const std::uint16_t number = NextNumber();
+        const KeypadState::Payload payload = Numbered(number, content);
+        const int opcode = next.opcode;
+        m_handedOver = std::move(next);
+        m_numberToQueue = number;
+        m_bus.queueMessage(opcode, payload.data(), static_cast<int>(payload.size()));
+        m_numberToQueue = 0;
+    }
 }
 
 boost::shared_ptr<ICmdMessage> Gen3KeypadDriver::CreateMessage()
 {
-    return CreateCommandMessage(names::general::BUS_485_BUS_MESSAGE);
+    return boost::make_shared<KeypadMessage>(
+        CreateCommandMessage(names::general::BUS_485_BUS_MESSAGE), m_numberToQueue);
 }
 
 void Gen3KeypadDriver::SendMessage(const boost::shared_ptr<ICmdMessage>& message)
 {
-    // The queue starts a timer for each message that it sends; an instant message has none, and no
-    // answer of its own.
-    if (m_bus.getRetryTimer() != m_timerInTransit)
+    // Every message comes from CreateMessage.
+    const auto& own = static_cast<const KeypadMessage&>(*message);
+    if (own.WasQueued())
     {
-        m_timerInTransit = m_bus.getRetryTimer();
-        m_numberInTransit = NumberOf(message->GetParamString(names::general::PAYLOAD));
+        const bool again = own.Number() != 0 && own.Number() == m_numberInTransit;
+        m_numberInTransit = own.Number();
+        if (again && m_handedOver && !m_handedOver->use.empty() && m_handedOver->limit == 0)
+        {
+            DropLateUse();
+            return;
+        }
     }
-    SendToGateway(*message);
+    SendToGateway(own.Command());
 }
 
-// The queue has marked the keypad offline; it stays so until it announces itself.
+// The queue wants to send a use again whose time limit has run out. The attempts still count: a
+// keypad that answers nothing is given up after three of them, whatever they were.
+void Gen3KeypadDriver::DropLateUse()
+{
+    DRIVER_WARN(SOURCE, GetDriverName() << ": a use of a button is not sent again, since its "
+                                        << m_useTimeLimit << " seconds are over");
+    m_handedOver.reset();
+    m_numberInTransit = 0;
+    m_bus.sendNext();
+    HandOver();
+}
+
+// The queue has marked the keypad offline; it stays so until it says anything.
 void Gen3KeypadDriver::OnDeviceOffline() {}
 
 // --- What buttons ask for ---
@@ -372,19 +434,27 @@ void Gen3KeypadDriver::SendButtonAction(int buttonId, int action, int behavior)
 {
     if (!m_tellsKeypad)
         return;
-    KeypadState::Payload payload;
-    const auto append = [&payload](unsigned octet)
+    KeypadState::Payload use;
+    const auto append = [&use](unsigned octet)
     {
-        payload.push_back(static_cast<std::uint8_t>(octet));
+        use.push_back(static_cast<std::uint8_t>(octet));
     };
-    const unsigned number = NextNumber();
-    append(number >> 8);
-    append(number);
     append(static_cast<unsigned>(buttonId));
     append(static_cast<unsigned>(action));
     for (unsigned shift : {24u, 16u, 8u, 0u})
         append(static_cast<unsigned>(behavior) >> shift);
-    m_bus.queueMessage(keypad_bus::BUTTON_ACTION, payload.data(), static_cast<int>(payload.size()));
+    if (!m_bus.isGatewayOnline() || !m_bus.isDeviceOnline())
+    {
+        // The queue says that it drops it.
+        const KeypadState::Payload payload = Numbered(NextNumber(), use);
+        m_bus.queueMessage(keypad_bus::BUTTON_ACTION, payload.data(),
+                           static_cast<int>(payload.size()));
+        return;
+    }
+    m_outbox.AddUse(
+        keypad_bus::BUTTON_ACTION, std::move(use),
+        AddTimer(static_cast<unsigned long>(m_useTimeLimit), ITimerManager::UNIT_SECONDS, 1));
+    HandOver();
 }
 
 void Gen3KeypadDriver::OnButtonBehaviorChanged(Gen3Button* button, int behavior)

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "NxLibDriverBases/NxBaseDriver.h"
+#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
+#include "drivers/gen3_keypad/KeypadOutbox.h"
 #include "drivers/gen3_keypad/KeypadState.h"
 #include "lighting_common/Bus485Helper.h"
 #include "lighting_common/BusParsers.h"
@@ -13,6 +15,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,6 +25,10 @@
 // Owns its buttons and the queue. Lives on the driver's thread. What a button writes to LEDs and
 // backlights is kept as the keypad's wanted state and leaves as bus messages that hold all of it;
 // what could not leave while the keypad was offline follows when it is back.
+//
+// The transmit queue gets one message of the driver at a time; the others wait in an outbox, where
+// each kind of state stands at most once and a use of a button only until its time limit. So what
+// waits for a keypad that answers late or seldom does not grow.
 class Gen3KeypadDriver : public NxBaseDriver,
                          public IBusListener,
                          public IGen3ButtonOwner,
@@ -31,18 +38,24 @@ public:
     // How long a button may be held without a sign of life, in milliseconds.
     static constexpr unsigned HOLD_TIME_MS = 1000;
 
+    // How long a use of a button may wait for the keypad, in seconds: what the configuration says
+    // as "USE_TIME_LIMIT", from 1 to the most; any other value is the default, with a record.
+    static constexpr int DEFAULT_USE_TIME_LIMIT = gen3_keypad::USE_TIME_LIMIT.usual;
+    static constexpr int MAX_USE_TIME_LIMIT = gen3_keypad::USE_TIME_LIMIT.most;
+
     // `instances` must outlive the driver.
     explicit Gen3KeypadDriver(IInstanceManager& instances);
     ~Gen3KeypadDriver() override;
 
-    // Makes the buttons of the state anew, each as a command with its settings would.
+    // Takes the settings, and makes the buttons of the state anew, each as a command with its
+    // settings would.
     bool Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& config,
                     boost::shared_ptr<nx::XmlNode> state) override;
 
     // "State" with "ALL_BUTTONS", in which each button stands, in order of id.
     boost::shared_ptr<nx::XmlNode> GetPersistState(unsigned long flags) override;
 
-    // A hold timer ran out.
+    // A hold timer or the time limit of a use ran out.
     void OnTimerExpired(ID::Timer timer, time_t time) override;
 
     // "NEW_KEYPAD_BUTTON" makes the button "BUTTON_ID", in place of one that has that id already;
@@ -61,6 +74,9 @@ public:
     // A bound load reported its level: every button is told, in order of id.
     void ReportLightLevel(int level);
 
+    // How many messages wait until the transmit queue takes them.
+    std::size_t WaitingCount() const { return m_outbox.Size(); }
+
     // The transmit queue; who knows what is online tells it there.
     Bus485Helper& Bus() { return m_bus; }
     const Bus485Helper& Bus() const { return m_bus; }
@@ -73,9 +89,10 @@ public:
     bool OnAnnounce(const std::uint8_t* payload, std::size_t length);
 
     // A message arrived from the bus: an answer, an announce, a used button, the gateway's status.
-    // Anything else, and what is too short, is ignored. A keypad that announces itself after it was
-    // offline or restarted, or that answers after it was given up, is online; what waited for it is
-    // given up, and it gets the states that it has not confirmed (after a restart: all of them).
+    // Anything else, and what is too short, is ignored. But whatever the keypad says, also what is
+    // ignored, shows that it is online. When it was offline before, or announces that it has
+    // restarted, the uses that waited are given up, and it gets the states that it has not
+    // confirmed (after a restart: all of them).
     void OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length) override;
     IBusListener* GetBusListener() override { return this; }
 
@@ -119,10 +136,13 @@ private:
     Gen3Button* RequireButton(const ICmdMessage& message, ICmdReturn* ret);
     void StopHold(const Gen3Button& button);
     void SendState(int opcode);
+    void HandOver();
+    void DropLateUse();
     void OnAnswer(unsigned number);
     void OnKeypadAnnounced(bool restarted);
     void StartAgain();
-    void SendOwed();
+    void GiveUpUse(const KeypadOutbox::Entry& entry);
+    void ReadSettings(const nx::XmlNode& config);
     void OnButtonUsed(int id, int use);
     void OnGatewayStatus(bool online);
     std::uint16_t NextNumber();
@@ -132,13 +152,18 @@ private:
     Bus485Helper m_bus;
     std::map<int, std::unique_ptr<Gen3Button>> m_buttons;
     BusParsers::FirmwareVersion m_firmware;
+    // 0 before the first one.
     std::uint16_t m_lastNumber = 0;
-    // The kinds of state whose newest form the keypad has not confirmed, and the number under which
-    // that form was handed to the queue; 0 for not at all.
-    std::map<int, unsigned> m_owed;
-    // The number of the front as it was sent last, and its retry timer; 0 for none.
+    KeypadOutbox m_outbox;
+    // The driver's own message in the queue, until the keypad has answered it. Its limit is 0 once
+    // it has run out.
+    std::optional<KeypadOutbox::Entry> m_handedOver;
+    // The number of the message that is being handed to the queue; 0 for one that is not the
+    // driver's own.
+    unsigned m_numberToQueue = 0;
+    // The number of the queue's front as it was sent last; 0 for none.
     unsigned m_numberInTransit = 0;
-    ID::Timer m_timerInTransit = 0;
+    int m_useTimeLimit = DEFAULT_USE_TIME_LIMIT;
     bool m_usesHoldTimer = true;
     bool m_tracksLeds = false;
     bool m_tellsKeypad = true;

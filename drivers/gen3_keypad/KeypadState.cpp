@@ -84,7 +84,7 @@ void KeypadState::RemoveBehavior(int buttonId)
     m_behaviors.erase(static_cast<std::int8_t>(buttonId));
 }
 
-KeypadState::Payload KeypadState::Write(int opcode, std::uint16_t number) const
+KeypadState::Payload KeypadState::Write(int opcode) const
 {
     Payload payload;
     switch (opcode)
@@ -122,8 +122,5 @@ KeypadState::Payload KeypadState::Write(int opcode, std::uint16_t number) const
     default:
         break;
     }
-    if (!payload.empty())
-        payload.insert(payload.begin(),
-                       {static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number)});
     return payload;
 }

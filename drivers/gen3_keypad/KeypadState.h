@@ -28,9 +28,9 @@ public:
     void SetBehavior(int buttonId, int behavior);
     void RemoveBehavior(int buttonId);
 
-    // The state of one kind (a keypad_bus opcode) behind the message's number. Empty when nothing
-    // of that kind has been set, and for other opcodes.
-    Payload Write(int opcode, std::uint16_t number) const;
+    // What a message with the state of one kind (a keypad_bus opcode) says behind its number. Empty
+    // when nothing of that kind has been set, and for other opcodes.
+    Payload Write(int opcode) const;
 
 private:
     struct Led

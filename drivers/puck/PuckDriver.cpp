@@ -1,7 +1,9 @@
 #include "drivers/puck/PuckDriver.h"
 
+#include "drivers/puck/PuckSettings.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_common/SnapOnButton.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/XmlNode.h"
@@ -10,7 +12,6 @@
 
 namespace
 {
-const std::string ALL_BUTTONS = "ALL_BUTTONS";
 
 // Marks the remote actions that mean buttons of the snap-on keypad.
 const std::string BUTTON_ACTION = "_BTN";
@@ -34,9 +35,9 @@ bool PuckDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& config,
                             boost::shared_ptr<nx::XmlNode> state)
 {
     const bool result = NxBasePuckDriver::Initialize(id, config, state);
-    const int wanted = config ? config->GetChildDataNumber(names::puck::NUM_BUTTONS) : 0;
+    const auto wanted = static_cast<int>(drivers::ReadSetting(config.get(), puck::NUM_BUTTONS));
     const int count = std::clamp(wanted, 0, static_cast<int>(MAX_BUTTONS));
-    const auto all = state ? state->GetChild(ALL_BUTTONS) : nullptr;
+    const auto all = state ? state->GetChild(names::parameter::ALL_BUTTONS) : nullptr;
     for (int k = 0; k < count; ++k)
         m_snapOns.push_back(std::make_unique<SnapOnButton>(
             k, static_cast<unsigned>(BUTTON_BINDING_ID + k), *this,
@@ -50,7 +51,7 @@ boost::shared_ptr<nx::XmlNode> PuckDriver::GetPersistState(unsigned long flags)
     if (m_snapOns.empty())
         return state;
     const auto all = nx::CreateXmlNode();
-    all->Initialize(ALL_BUTTONS, "");
+    all->Initialize(names::parameter::ALL_BUTTONS, "");
     for (const auto& button : m_snapOns)
         all->AddChild(button->GetPersistState());
     state->AddChild(all);
@@ -123,6 +124,12 @@ void PuckDriver::OnCmdRemoteAction(const ICmdMessage& message, ICmdReturn* ret)
         button->RemoteRelease();
     if (Contains(name, names::puck::CLICK_PREFIX))
         button->RemoteClick();
+}
+
+void PuckDriver::OnCmdContactStatus(const ICmdMessage& message, ICmdReturn* ret)
+{
+    NxBasePuckDriver::OnCmdContactStatus(message, ret);
+    SettingsChanged();
 }
 
 void PuckDriver::ReportLightLevel(int level)

@@ -37,6 +37,13 @@ public:
     void OnCmdGetProperties(const ICmdMessage& message, ICmdReturn* ret) override;
     void OnCmdRemoteAction(const ICmdMessage& message, ICmdReturn* ret) override;
 
+    // The settings of a contact, which are asked to be persisted at once.
+    void OnCmdContactStatus(const ICmdMessage& message, ICmdReturn* ret) override;
+
+    // Asks for the state to be persisted. To be called when a person has changed a setting of a
+    // snap-on button: the buttons themselves know nothing of states.
+    void SettingsChanged() { RequestPersist(); }
+
     // The contact or the snap-on button with that index, from 0; null outside the sequence. Valid
     // as long as the driver.
     ContactButton* Contact(unsigned index) const { return FindContact(index); }

@@ -1,6 +1,8 @@
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 
+#include "drivers/wired_dimmer/WiredDimmerSettings.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/ITimerManager.h"
@@ -10,12 +12,6 @@
 
 namespace
 {
-const std::string SYNC_TIMER_MS = "sync_timer_ms";
-const std::string LEVEL = "LEVEL";
-const std::string TIME = "TIME";
-const std::string INT_TYPE = "INT";
-
-constexpr unsigned DEFAULT_SYNC_TIMER_MS = 5000;
 constexpr int PROTOCOL_MIB = 1;
 } // namespace
 
@@ -23,7 +19,8 @@ WiredDimmerDriver::WiredDimmerDriver(IInstanceManager& instances)
     : NxBaseMibDriver(instances, NX_DRIVER_LIGHT, PROTOCOL_MIB),
       m_groups(&GetCmdDispatcher(), &GetMibDispatcher()),
       m_advScenes(&GetCmdDispatcher(), &GetMibDispatcher()),
-      m_energy(&GetVariableManager(), GetTimerManager()), m_syncTimerMs(DEFAULT_SYNC_TIMER_MS)
+      m_energy(&GetVariableManager(), GetTimerManager()),
+      m_syncTimerMs(wired_dimmer::SYNC_TIMER_MS.usual)
 {
     m_groups.setOwner(this);
     m_advScenes.setOwner(this);
@@ -44,7 +41,7 @@ void WiredDimmerDriver::RegisterCommands()
     commands.RegisterCmd1(names::general::DELETE_FROM_SCENE,
                           boost::bind(&WiredDimmerDriver::OnCmdDeleteFromScene, this, _1));
     commands.RegisterCmd0(names::general::RESET_ENERGY_USED,
-                          boost::bind(&EnergyInfoCollector::resetEnergyUsed, &m_energy));
+                          boost::bind(&WiredDimmerDriver::OnCmdResetEnergy, this));
 }
 
 // --- life ----------------------------------------------------------------------------------------
@@ -54,8 +51,8 @@ bool WiredDimmerDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& 
 {
     if (!NxBaseMibDriver::Initialize(id, config, state))
         return false;
-    if (config->HasChild(SYNC_TIMER_MS))
-        m_syncTimerMs = static_cast<unsigned>(config->GetChildDataULONG(SYNC_TIMER_MS));
+    m_syncTimerMs =
+        static_cast<unsigned>(drivers::ReadSetting(config.get(), wired_dimmer::SYNC_TIMER_MS));
     m_scenes.FromXML(state);
     m_advScenes.Initialize(id, state);
     m_energy.Initialize(id, state);
@@ -93,17 +90,25 @@ void WiredDimmerDriver::OnTimerExpired(ID::Timer timer, time_t time)
 void WiredDimmerDriver::OnCmdKeepScene(const ICmdMessage& message)
 {
     const unsigned scene = message.GetParamUInt(names::general::SCENE_ID);
-    const int level = message.GetParamInt(LEVEL);
-    const int time = message.GetParamInt(TIME);
+    const int level = message.GetParamInt(names::parameter::LEVEL);
+    const int time = message.GetParamInt(names::parameter::TIME);
     if (m_scenes.inScene(scene))
         m_scenes.modifyScene(scene, level, time);
     else
         m_scenes.addScene(scene, level, time);
+    RequestPersist();
 }
 
 void WiredDimmerDriver::OnCmdDeleteFromScene(const ICmdMessage& message)
 {
     m_scenes.deleteScene(message.GetParamUInt(names::general::SCENE_ID));
+    RequestPersist();
+}
+
+void WiredDimmerDriver::OnCmdResetEnergy()
+{
+    m_energy.resetEnergyUsed();
+    RequestPersist();
 }
 
 // --- ILoadGroupOwner -----------------------------------------------------------------------------
@@ -161,7 +166,7 @@ void WiredDimmerDriver::SceneRampStopped() {}
 void WiredDimmerDriver::ScenePushConflict(unsigned sceneId, const std::string&)
 {
     const auto command = CreateCommandMessage(names::general::REMOVE_SCENE);
-    command->AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(sceneId));
+    command->AddParam(names::general::SCENE_ID, names::type::INT, static_cast<long long>(sceneId));
     DispatchCommand(*command, nullptr, CmdDispatcher::CONTROLLER);
 }
 

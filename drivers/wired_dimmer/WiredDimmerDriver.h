@@ -97,6 +97,7 @@ public:
 private:
     void OnCmdKeepScene(const ICmdMessage& message);
     void OnCmdDeleteFromScene(const ICmdMessage& message);
+    void OnCmdResetEnergy();
     void RegisterCommands();
 
     LoadGroupManager m_groups;

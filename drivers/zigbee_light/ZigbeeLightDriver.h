@@ -1,6 +1,7 @@
 #pragma once
 
 #include "NxLibDriverBases/NxBaseDriver.h"
+#include "drivers/zigbee_light/AnswerGate.h"
 #include "lighting_common/EnergyInfoCollector.h"
 #include "lighting_common/IEnergyOwner.h"
 #include "lighting_common/LightSceneMember.h"
@@ -37,12 +38,13 @@ public:
     // the driver's own scenes starts, each time that it is reported. Offline: nothing.
     void OnDeviceOnlineChanged(bool online) override;
 
-    // The scene member; null before Initialize.
+    // Who gets the light's answers, for the scene member; null before Initialize.
     IZclListener* GetZclListener() override;
 
     // Starts a synchronisation with these scenes, or with the driver's own as they are now.
-    // `stallDelay` is in seconds (see LightSceneMember). One that runs starts over. Nothing before
-    // Initialize.
+    // `stallDelay` is in seconds (see LightSceneMember). One that runs is aborted first. One with
+    // the driver's own scenes is followed by another when they have changed meanwhile. Nothing
+    // before Initialize.
     void Synchronize(const SceneDetailsLightMap& wanted, unsigned stallDelay);
     void SynchronizeOwnScenes(unsigned stallDelay);
 
@@ -58,9 +60,9 @@ public:
     EnergyInfoCollector& Energy() { return m_energy; }
     const EnergyInfoCollector& Energy() const { return m_energy; }
 
-    // LightSceneMemberOwner. There is nothing to do when a synchronisation is done, once or several
-    // times; a scene that the light refused stays wanted, so that the next synchronisation tries
-    // again.
+    // LightSceneMemberOwner. SynchronizationDone may come several times for one synchronisation; a
+    // derived driver that overrides it calls this one. A scene that the light refused stays wanted,
+    // so that the next synchronisation tries again.
     void SendZclMessage(NxZclPacket& packet, unsigned char endpoint) override;
     void SynchronizationDone() override;
     void AddSceneFailed(unsigned scene, unsigned char status, unsigned char endpoint) override;
@@ -74,6 +76,12 @@ private:
     void OnCmdKeepScene(const ICmdMessage& message);
     void OnCmdDeleteFromScene(const ICmdMessage& message);
     void OnCmdSynchronize(const ICmdMessage& message);
+    void OnCmdResetEnergy();
+
+    SceneDetail InRange(unsigned scene, const SceneDetail& asked) const;
+    void BringScenesIntoRange();
+    SceneDetailsLightMap OwnScenes() const;
+    void Start(SceneDetailsLightMap wanted, unsigned stallDelay, bool own);
 
     SceneManager m_scenes;
     EnergyInfoCollector m_energy;
@@ -81,6 +89,12 @@ private:
     SceneDetailsLightMap m_wanted;
     // Made once the endpoint is known. Goes before the map that it reads.
     std::unique_ptr<LightSceneMember> m_member;
+    std::unique_ptr<AnswerGate> m_gate;
+    // A synchronisation runs, and it runs with the driver's own scenes.
+    bool m_synchronizing = false;
+    bool m_withOwnScenes = false;
+    // Of the last synchronisation, in seconds.
+    unsigned m_lastStallDelay = 0;
     // For a light that came back, in seconds.
     unsigned m_stallDelay;
     bool m_loadOn = false;

@@ -80,10 +80,10 @@ void MibTable::Clear()
     m_traps.Clear();
 }
 
-void MibTable::Fit()
+void MibTable::ShrinkToFit()
 {
-    m_responses.Fit();
-    m_traps.Fit();
+    m_responses.ShrinkToFit();
+    m_traps.ShrinkToFit();
 }
 
 void CondTable::RegisterCond(const std::string& name, const Handler& handler)

@@ -30,7 +30,7 @@ public:
 
     // Drops every handler; gives back memory that further handlers would need.
     void Clear() { m_table.Clear(); }
-    void Fit() { m_table.Fit(); }
+    void ShrinkToFit() { m_table.ShrinkToFit(); }
 
 private:
     UnhandledSink& m_unhandled;
@@ -54,7 +54,7 @@ public:
 
     // Drops every handler; gives back memory that further handlers would need.
     void Clear();
-    void Fit();
+    void ShrinkToFit();
 
 private:
     HandlerTable<TrapHandler> m_traps;
@@ -73,7 +73,7 @@ public:
 
     // Drops every handler; gives back memory that further handlers would need.
     void Clear() { m_table.Clear(); }
-    void Fit() { m_table.Fit(); }
+    void ShrinkToFit() { m_table.ShrinkToFit(); }
 
 private:
     HandlerTable<Handler> m_table;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "embedded_host/internal/NameShape.h"
+#include "embedded_host/internal/SharedNameIndex.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace embedded_host
 const std::string* InternName(const std::string& name);
 
 // Handlers by name: what all dispatchers are made of. The names and their look-up are a shared
-// NameShape; the table's own are the handlers alone.
+// SharedNameIndex; the table's own are the handlers alone.
 //
 // Several handlers under one name run in order of registration. Handlers may add and remove
 // handlers, also of the name that is running, and may run names again. Looking up and running
@@ -30,7 +30,7 @@ public:
     // its 65535 handlers.
     void Add(const std::string& name, Handler handler)
     {
-        NameShape::Pointer shape = m_shape->With(name);
+        SharedNameIndex::Pointer shape = m_shape->With(name);
         if (m_depth > 0 && m_handlers.size() == m_handlers.capacity())
             GrowWhileRunning();
         m_handlers.push_back(std::move(handler));
@@ -70,18 +70,18 @@ public:
         // What a handler holds may come back here when it goes: by then the table is empty.
         std::vector<Handler> dropped;
         dropped.swap(m_handlers);
-        m_shape = NameShape::Empty();
+        m_shape = SharedNameIndex::Empty();
     }
 
     // Gives back memory that further handlers would need. Not inside a handler.
-    void Fit() { m_handlers.shrink_to_fit(); }
+    void ShrinkToFit() { m_handlers.shrink_to_fit(); }
 
     // Calls call(handler) for every handler of that name that was there before; false when there is
     // none.
     template <class Call>
     bool Run(const std::string& name, Call call)
     {
-        const NameShape::Found found = m_shape->Find(name);
+        const SharedNameIndex::Found found = m_shape->Find(name);
         if (!found.only)
             return RunEach(found.first, call);
         if (found.first == NONE || IsRemoved(found.first))
@@ -92,7 +92,7 @@ public:
     }
 
 private:
-    static constexpr std::uint16_t NONE = NameShape::NONE;
+    static constexpr std::uint16_t NONE = SharedNameIndex::NONE;
 
     // What handlers did to their own table while it ran.
     struct Changes
@@ -153,7 +153,7 @@ private:
         const std::unique_ptr<Changes> changes = std::move(m_changes);
         const std::vector<const std::string*> names = m_shape->Names();
         std::vector<Handler> kept;
-        NameShape::Pointer shape = NameShape::Empty();
+        SharedNameIndex::Pointer shape = SharedNameIndex::Empty();
         for (std::size_t place = 0; place < m_handlers.size(); ++place)
         {
             if (place < changes->removed.size() && changes->removed[place])
@@ -165,7 +165,7 @@ private:
         m_handlers.swap(kept);
     }
 
-    NameShape::Pointer m_shape = NameShape::Empty();
+    SharedNameIndex::Pointer m_shape = SharedNameIndex::Empty();
     std::vector<Handler> m_handlers;
     std::unique_ptr<Changes> m_changes;
     std::uint32_t m_depth = 0;

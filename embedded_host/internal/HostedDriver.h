@@ -3,6 +3,9 @@
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/internal/Dispatchers.h"
 #include "embedded_host/internal/TimerWheel.h"
+#include "embedded_host/internal/TimersWithoutDelay.h"
+
+#include <utility>
 
 namespace embedded_host
 {
@@ -29,6 +32,10 @@ public:
     TimerWheel::Owner timers;
     CmdTable commands;
     CondTable conditions;
+    TimersWithoutDelay timersWithoutDelay;
+
+    // Gives away the state of the config, which only the first start needs.
+    boost::shared_ptr<nx::XmlNode> TakeState() { return std::move(m_config.state); }
 
 private:
     void OnUnhandled(const std::string& name) override { Emit(CommandUnhandled{name}); }

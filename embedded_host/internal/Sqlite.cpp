@@ -58,6 +58,17 @@ void SqliteConnection::Run(const std::string& sql)
         Fail();
 }
 
+std::vector<unsigned char> SqliteConnection::Serialize() const
+{
+    sqlite3_int64 size = 0;
+    unsigned char* const bytes = sqlite3_serialize(m_handle, "main", &size, 0);
+    if (!bytes)
+        Fail();
+    std::vector<unsigned char> copy(bytes, bytes + size);
+    sqlite3_free(bytes);
+    return copy;
+}
+
 void SqliteConnection::SetTidyOnClose(bool tidy)
 {
     sqlite3_db_config(m_handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, tidy ? 0 : 1, nullptr);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -24,6 +25,9 @@ public:
 
     // Runs statements that give no rows.
     void Run(const std::string& sql);
+
+    // The database as the bytes of a file.
+    std::vector<unsigned char> Serialize() const;
 
     // Whether closing writes the log into the file and removes it (so it is at first), or leaves
     // both as they are.

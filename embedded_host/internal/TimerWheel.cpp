@@ -10,13 +10,13 @@ namespace
 constexpr std::int64_t NS_PER_MS = 1000000;
 // Far enough to be never, near enough to add two of them.
 constexpr std::int64_t LATEST = std::numeric_limits<std::int64_t>::max() / 4;
-constexpr std::size_t FIRST_HOMES = 64;
+constexpr std::size_t FIRST_BUCKETS = 64;
 constexpr unsigned NO_SLOT = 0xFFFFFFFF;
 } // namespace
 
 TimerWheel::TimerWheel(unsigned lastId)
-    : m_lastDriverId(lastId), m_lastDeviceId(lastId | DEVICE), m_homes(FIRST_HOMES, NONE),
-      m_homeMask(FIRST_HOMES - 1)
+    : m_lastDriverId(lastId), m_lastDeviceId(lastId | DEVICE), m_buckets(FIRST_BUCKETS, NONE),
+      m_bucketMask(FIRST_BUCKETS - 1)
 {
     static_assert(sizeof(Node) <= 64, "a timer fills one cache line");
 }
@@ -38,7 +38,7 @@ unsigned TimerWheel::Add(Owner& owner, std::int64_t nowNs, std::uint64_t delayMs
     node.callback = callback;
     node.id = NewId(owner.m_kind);
     node.left = count;
-    LinkToHome(index);
+    LinkToBucket(index);
     LinkToOwner(index);
     Link(index);
     if (m_observer)
@@ -110,7 +110,7 @@ void TimerWheel::Advance(std::int64_t ms, Sink& sink)
     m_now = std::max(m_now, ms);
 }
 
-// The first level whose byte of the time differs from now: so a level's slots never wrap, and a
+// The first level whose slot number differs from now: so a level's slots never wrap, and a
 // slot of the lowest level holds timers of one millisecond only. The answer stays the same until
 // the time enters the block that the slot stands for, which empties it; so no node needs to
 // remember its slot.
@@ -207,7 +207,7 @@ inline void TimerWheel::EnterBlock(std::int64_t start, std::int64_t ms, Sink& si
     m_now = start;
     if (farther)
         Cascade(FAR);
-    // Blocks of a higher level begin where their low bytes are 0.
+    // Blocks of a higher level begin where the slot numbers of the levels below are 0.
     const auto begins = [start](unsigned level)
     {
         return (start & ((std::int64_t{1} << Shift(level)) - 1)) == 0;
@@ -339,10 +339,10 @@ inline void TimerWheel::FireFirst(unsigned slot, Sink& sink)
     if (m_free == NONE)
     {
         m_nodes.emplace_back();
-        m_nextAtHome.push_back(NONE);
+        m_nextInBucket.push_back(NONE);
         // Sorting must not allocate, however many timers meet in one millisecond.
         m_scratch.reserve(m_nodes.capacity());
-        if (m_nodes.size() > m_homes.size())
+        if (m_nodes.size() > m_buckets.size())
             GrowMap();
         m_free = static_cast<std::uint32_t>(m_nodes.size() - 1);
     }
@@ -356,7 +356,7 @@ inline void TimerWheel::FireFirst(unsigned slot, Sink& sink)
 {
     UnlinkFromOwner(index);
     Node& node = m_nodes[index];
-    UnlinkFromHome(index);
+    UnlinkFromBucket(index);
     node.id = 0;
     node.next = m_free;
     m_free = index;
@@ -373,42 +373,42 @@ inline unsigned TimerWheel::NewId(unsigned kind)
 }
 
 // The devices' ids count from the other end, so that they do not meet the drivers'.
-inline std::size_t TimerWheel::HomeOf(unsigned id) const
+inline std::size_t TimerWheel::BucketOf(unsigned id) const
 {
-    return ((id & DEVICE) != 0 ? ~id : id) & m_homeMask;
+    return ((id & DEVICE) != 0 ? ~id : id) & m_bucketMask;
 }
 
 inline std::uint32_t TimerWheel::Find(unsigned id) const
 {
-    std::uint32_t index = m_homes[HomeOf(id)];
+    std::uint32_t index = m_buckets[BucketOf(id)];
     while (index != NONE && m_nodes[index].id != id)
-        index = m_nextAtHome[index];
+        index = m_nextInBucket[index];
     return index;
 }
 
-inline void TimerWheel::LinkToHome(std::uint32_t index)
+inline void TimerWheel::LinkToBucket(std::uint32_t index)
 {
-    std::uint32_t& first = m_homes[HomeOf(m_nodes[index].id)];
-    m_nextAtHome[index] = first;
+    std::uint32_t& first = m_buckets[BucketOf(m_nodes[index].id)];
+    m_nextInBucket[index] = first;
     first = index;
 }
 
-inline void TimerWheel::UnlinkFromHome(std::uint32_t index)
+inline void TimerWheel::UnlinkFromBucket(std::uint32_t index)
 {
-    std::uint32_t* link = &m_homes[HomeOf(m_nodes[index].id)];
+    std::uint32_t* link = &m_buckets[BucketOf(m_nodes[index].id)];
     while (*link != index)
-        link = &m_nextAtHome[*link];
-    *link = m_nextAtHome[index];
+        link = &m_nextInBucket[*link];
+    *link = m_nextInBucket[index];
 }
 
 void TimerWheel::GrowMap()
 {
-    m_homes.assign(m_homes.size() * 2, NONE);
-    m_homeMask = static_cast<unsigned>(m_homes.size() - 1);
+    m_buckets.assign(m_buckets.size() * 2, NONE);
+    m_bucketMask = static_cast<unsigned>(m_buckets.size() - 1);
     for (std::uint32_t index = 0; index < m_nodes.size(); ++index)
     {
         if (m_nodes[index].id != 0)
-            LinkToHome(index);
+            LinkToBucket(index);
     }
 }
 } // namespace embedded_host

@@ -164,10 +164,10 @@ private:
     // From id to node: a power of two of chains. Ids are dense, so their low bits spread them, and
     // timers that were started together lie together.
     unsigned NewId(unsigned kind);
-    std::size_t HomeOf(unsigned id) const;
+    std::size_t BucketOf(unsigned id) const;
     std::uint32_t Find(unsigned id) const;
-    void LinkToHome(std::uint32_t index);
-    void UnlinkFromHome(std::uint32_t index);
+    void LinkToBucket(std::uint32_t index);
+    void UnlinkFromBucket(std::uint32_t index);
     void GrowMap();
 
     std::vector<Node> m_nodes;
@@ -178,10 +178,10 @@ private:
     std::int64_t m_now = 0;
     std::array<List, FAR + 1> m_slots;
     std::array<Used, LEVELS + 1> m_used;
-    std::vector<std::uint32_t> m_homes;
-    unsigned m_homeMask;
-    // The next node of the same home, beside every node.
-    std::vector<std::uint32_t> m_nextAtHome;
+    std::vector<std::uint32_t> m_buckets;
+    unsigned m_bucketMask;
+    // The next node of the same bucket, beside every node.
+    std::vector<std::uint32_t> m_nextInBucket;
     std::vector<std::uint32_t> m_scratch;
     TimerObserver* m_observer = nullptr;
 };

@@ -2,11 +2,11 @@
 
 #include "nxshared/HostApi.h"
 
-// A colour as the controller keeps it: a mode and two chromaticity coordinates. A plain value.
+// A color as the controller keeps it: a mode and two chromaticity coordinates. A plain value.
 class NX_HOST_API NxColor
 {
 public:
-    // The mode's initial colour; mode 0 has x = y = 0.
+    // The mode's initial color; mode 0 has x = y = 0.
     explicit NxColor(int mode);
 
     int GetMode() const { return m_mode; }

@@ -12,8 +12,6 @@ namespace scenes
 {
 namespace
 {
-constexpr unsigned INDEX_SHIFT = 12;
-constexpr unsigned SCENE_MASK = 0xfff;
 constexpr unsigned MAX_KEY = 0xffff;
 constexpr unsigned INDICES = 16;
 
@@ -25,12 +23,12 @@ constexpr std::size_t BLOCK_BYTES = 256 * SUMMED_BYTES;
 
 unsigned SceneOf(unsigned key)
 {
-    return key & SCENE_MASK;
+    return key & AdvSceneElement::SCENE_MASK;
 }
 
 unsigned IndexOf(unsigned key)
 {
-    return key >> INDEX_SHIFT;
+    return key >> AdvSceneElement::INDEX_SHIFT;
 }
 
 bool Holds(unsigned present, unsigned index)

@@ -1,4 +1,7 @@
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/LineReader.h"
+#include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/house/Protocol.h"
 #include "lighting_host/text/Json.h"
 
@@ -35,6 +38,8 @@ struct Transcript
     // Empty for all kinds but "log".
     std::vector<std::string> show;
     std::vector<Step> steps;
+    // Those of the command line and, where it gives none, those of a recording.
+    SessionOptions options;
 };
 
 // A transcript that cannot be used, in words.
@@ -50,6 +55,13 @@ constexpr const char* KINDS[] = {
     "log",       "assert",  "error",      "state",
     "answer",    "house",
 };
+
+std::string TextOf(const Json& value)
+{
+    std::string text;
+    AppendJson(text, value);
+    return text;
+}
 
 void ReadHeader(const Json& header, const std::filesystem::path& folder, Transcript& transcript)
 {
@@ -70,6 +82,7 @@ void ReadHeader(const Json& header, const std::filesystem::path& folder, Transcr
                     fmt::format("there is no output kind \"{}\"", transcript.show.back()));
         }
     }
+    ReadRecordedOptions(fields, transcript.options);
     fields.Finish();
 }
 
@@ -77,7 +90,7 @@ void ReadStep(const Json& object, unsigned long line, Transcript& transcript)
 {
     Fields fields(object, "the line");
     if (fields.Has("in"))
-        transcript.steps.push_back({fields.Get("in").dump(), line, {}});
+        transcript.steps.push_back({TextOf(fields.Get("in")), line, {}});
     else if (transcript.steps.empty())
         throw InputError("an \"out\" before the first \"in\"");
     else
@@ -90,23 +103,26 @@ void ReadStep(const Json& object, unsigned long line, Transcript& transcript)
     fields.Finish();
 }
 
-Transcript ReadTranscript(const std::string& path)
+Transcript ReadTranscript(LineReader& lines, const std::filesystem::path& folder,
+                          const SessionOptions& options)
 {
-    std::ifstream file(path);
-    if (!file)
-        throw TranscriptError("cannot be read");
     Transcript transcript;
+    transcript.options = options;
     bool header = true;
     std::string line;
-    for (unsigned long number = 1; std::getline(file, line); ++number)
+    LineReader::Result result = lines.Next(line);
+    for (unsigned long number = 1; result != LineReader::Result::End;
+         ++number, result = lines.Next(line))
     {
+        if (result == LineReader::Result::TooLong)
+            throw TranscriptError(fmt::format("line {}: is too long", number));
         if (IsSkipped(line))
             continue;
         try
         {
             const Json object = ParseJson(line);
             if (header)
-                ReadHeader(object, std::filesystem::path(path).parent_path(), transcript);
+                ReadHeader(object, folder, transcript);
             else
                 ReadStep(object, number, transcript);
             header = false;
@@ -119,6 +135,23 @@ Transcript ReadTranscript(const std::string& path)
     if (header)
         throw TranscriptError("has no lines");
     return transcript;
+}
+
+Transcript ReadTranscript(const std::string& path, const SessionOptions& options)
+{
+    std::ifstream file(path);
+    if (!file)
+        throw TranscriptError("cannot be read");
+    LineReader lines(*file.rdbuf(), nullptr);
+    try
+    {
+        return ReadTranscript(lines, std::filesystem::path(path).parent_path(), options);
+    }
+    // Such as a folder, or a disk that fails.
+    catch (const std::ios_base::failure&)
+    {
+        throw TranscriptError("cannot be read to its end");
+    }
 }
 
 // Whether every field that `expected` names is in `actual` with that value.
@@ -182,13 +215,13 @@ private:
         {
             if (i >= m_seen.size())
                 return fmt::format("line {}: expected {}\n    but nothing more came",
-                                   step.outs[i].line, step.outs[i].out.dump());
+                                   step.outs[i].line, TextOf(step.outs[i].out));
             if (i >= step.outs.size())
                 return fmt::format("line {}: {} caused, beyond what is expected,\n    {}",
                                    step.line, step.in, m_seen[i]);
             if (!Agrees(step.outs[i].out, ParseJson(m_seen[i])))
                 return fmt::format("line {}: expected {}\n    but got  {}", step.outs[i].line,
-                                   step.outs[i].out.dump(), m_seen[i]);
+                                   TextOf(step.outs[i].out), m_seen[i]);
         }
         return std::string();
     }
@@ -200,7 +233,7 @@ private:
 } // namespace
 
 int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& options,
-             std::ostream& out, std::ostream& err)
+             std::ostream& out, std::ostream& err, const Style& style)
 {
     std::size_t passed = 0;
     std::size_t failed = 0;
@@ -209,16 +242,19 @@ int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& 
     {
         try
         {
-            const Transcript transcript = ReadTranscript(path);
+            const Transcript transcript = ReadTranscript(path, options);
             HouseFile house;
             if (!LoadHouse(transcript.house, house, err))
                 throw TranscriptError("its house cannot be run");
-            const std::string difference = Replay(transcript, options, house).Run();
+            SaveWatch saves(transcript.options);
+            const std::string difference = Replay(transcript, saves.Options(), house).Run();
+            unusable = unusable || saves.Failed();
             ++(difference.empty() ? passed : failed);
             if (difference.empty())
-                out << fmt::format("ok      {} ({})\n", path, transcript.title);
+                out << fmt::format("{}      {} ({})\n", style.Good("ok"), path, transcript.title);
             else
-                out << fmt::format("DIFFERS {} ({})\n  {}\n", path, transcript.title, difference);
+                out << fmt::format("{} {} ({})\n  {}\n", style.Bad("DIFFERS"), path,
+                                   transcript.title, difference);
         }
         // Also what a house runs into when it is made, such as a driver library that cannot be
         // loaded.

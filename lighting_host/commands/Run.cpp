@@ -1,4 +1,6 @@
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/simulation/RunTables.h"
@@ -7,11 +9,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <ostream>
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/signal_set.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <fmt/format.h>
 
@@ -24,23 +25,37 @@ namespace
 constexpr std::int64_t DEFAULT_VIRTUAL_MS = (24 * 3600 - 1) * 1000;
 // How much virtual time passes between two looks at the terminal, and how often it is written to.
 constexpr std::int64_t STRIDE_MS = 60 * 1000;
-constexpr std::chrono::milliseconds PROGRESS_INTERVAL(200);
+constexpr std::chrono::milliseconds SHOW_INTERVAL(200);
+// In real time, how often progress is shown.
+constexpr std::int64_t PROGRESS_STEP_MS = 1000;
 
-// One line of progress on the terminal, which makes way for what is told.
+// Shows in time what happens: writes on to whoever reads, and on a terminal a line of progress,
+// which makes way for what is told.
 class Progress
 {
 public:
-    Progress(std::ostream& err, bool terminal) : m_err(err), m_terminal(terminal) {}
+    Progress(std::ostream& out, std::ostream& err, bool terminal)
+        : m_out(out), m_err(err), m_terminal(terminal)
+    {
+    }
 
+    bool OnTerminal() const { return m_terminal; }
+
+    // How far a run is; `allMs` is 0 for one without an end.
     void Show(std::int64_t doneMs, std::int64_t allMs, const std::string& when)
     {
         const auto now = std::chrono::steady_clock::now();
-        if (!m_terminal || now - m_last < PROGRESS_INTERVAL)
+        if (now - m_last < SHOW_INTERVAL)
             return;
         m_last = now;
-        m_err << fmt::format("\r\x1b[K{:3}%  {}", doneMs * 100 / std::max<std::int64_t>(allMs, 1),
-                             when)
-              << std::flush;
+        // First: both may go to the same terminal.
+        m_out.flush();
+        if (!m_terminal)
+            return;
+        m_err << "\r\x1b[K";
+        if (allMs > 0)
+            m_err << fmt::format("{:3}%  ", doneMs * 100 / allMs);
+        m_err << when << std::flush;
         m_shown = true;
     }
 
@@ -52,48 +67,48 @@ public:
     }
 
 private:
+    std::ostream& m_out;
     std::ostream& m_err;
     bool m_terminal;
     bool m_shown = false;
     std::chrono::steady_clock::time_point m_last;
 };
 
-volatile std::sig_atomic_t g_stop = 0;
-
-void OnSignal(int)
+void RunVirtual(embedded_host::House& house, std::int64_t forMs, Progress& progress,
+                const std::ostream& out)
 {
-    g_stop = 1;
-}
-
-void RunVirtual(embedded_host::House& house, std::int64_t forMs, Progress& progress)
-{
-    g_stop = 0;
-    std::signal(SIGINT, &OnSignal);
-    std::signal(SIGTERM, &OnSignal);
     const embedded_host::Clock& clock = house.GetClock();
-    while (clock.NowMs() < forMs && !g_stop)
+    while (clock.NowMs() < forMs && out.good() && StopSignals::Received() == 0)
     {
         house.Advance(std::min(STRIDE_MS, forMs - clock.NowMs()));
         progress.Show(clock.NowMs(), forMs, FormatLocalTime(clock.LocalSeconds(), 0));
     }
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
 }
 
 // Wakes when something is due, when the time is up or when somebody asks for the end.
 class RealTimeRun
 {
 public:
-    RealTimeRun(embedded_host::House& house, std::int64_t forMs)
-        : m_house(house), m_forMs(forMs), m_timer(m_context), m_signals(m_context, SIGINT, SIGTERM)
+    RealTimeRun(embedded_host::House& house, std::int64_t forMs, Progress& progress,
+                const std::ostream& out)
+        : m_house(house), m_forMs(forMs), m_progress(progress), m_out(out), m_timer(m_context),
+          m_signals(m_context)
     {
-        m_signals.async_wait(
-            [this](const boost::system::error_code& error, int)
-            {
-                if (!error)
-                    m_context.stop();
-            });
+        if (StopSignals::Descriptor() < 0)
+            return;
+        m_signals.assign(StopSignals::Descriptor());
+        m_signals.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                             [this](const boost::system::error_code&) { m_context.stop(); });
     }
+
+    ~RealTimeRun()
+    {
+        // The descriptor is not this run's to close.
+        if (m_signals.is_open())
+            m_signals.release();
+    }
+    RealTimeRun(const RealTimeRun&) = delete;
+    RealTimeRun& operator=(const RealTimeRun&) = delete;
 
     void Run()
     {
@@ -105,18 +120,17 @@ private:
     void Work()
     {
         m_house.Advance(0);
-        const std::int64_t now = m_house.GetClock().NowMs();
-        if (m_forMs > 0 && now >= m_forMs)
+        const embedded_host::Clock& clock = m_house.GetClock();
+        const std::int64_t now = clock.NowMs();
+        m_progress.Show(now, m_forMs, FormatLocalTime(clock.LocalSeconds(), 0));
+        const bool timeIsUp = m_forMs > 0 && now >= m_forMs;
+        if (timeIsUp || !m_out.good())
         {
             m_context.stop();
             return;
         }
-        std::int64_t wake = m_house.NextWakeMs();
-        if (wake < 0)
-            wake = m_forMs > 0 ? m_forMs : now + STRIDE_MS;
-        if (m_forMs > 0)
-            wake = std::min(wake, m_forMs);
-        m_timer.expires_after(std::chrono::milliseconds(std::max<std::int64_t>(wake - now, 1)));
+        m_timer.expires_after(
+            std::chrono::milliseconds(std::max<std::int64_t>(NextWakeMs(now) - now, 1)));
         m_timer.async_wait(
             [this](const boost::system::error_code& error)
             {
@@ -125,17 +139,38 @@ private:
             });
     }
 
+    std::int64_t NextWakeMs(std::int64_t now) const
+    {
+        std::int64_t wake = now + (m_progress.OnTerminal() ? PROGRESS_STEP_MS : STRIDE_MS);
+        if (m_house.NextWakeMs() >= 0)
+            wake = std::min(wake, m_house.NextWakeMs());
+        return m_forMs > 0 ? std::min(wake, m_forMs) : wake;
+    }
+
     embedded_host::House& m_house;
     std::int64_t m_forMs;
+    Progress& m_progress;
+    const std::ostream& m_out;
     boost::asio::io_context m_context;
     boost::asio::steady_timer m_timer;
-    boost::asio::signal_set m_signals;
+    boost::asio::posix::stream_descriptor m_signals;
 };
 
-void WriteTables(std::ostream& out, const HouseFile& file, const Session& session,
-                 const Simulation& simulation, const RunOptions& options)
+// The status of a run that could do all that it had to: a run without an end is complete when a
+// signal ends it.
+int StatusOfEnd(const RunOptions& options)
 {
-    const RunTables tables(out, file, session, simulation.Statistics());
+    const bool endless = options.session.realTime && options.forMs == 0;
+    const int signal = StopSignals::Received();
+    return signal == 0 || endless ? 0 : StatusOfSignal(signal);
+}
+
+void WriteTables(std::ostream& out, const HouseFile& file, const Session& session,
+                 const Simulation& simulation, const ConsoleReport& report,
+                 const RunOptions& options)
+{
+    const RunTables tables(out, file, session, simulation.Statistics(), options.columns,
+                           options.style);
     const bool hasRooms = tables.WriteRooms();
     if (!hasRooms || options.verbosity == Verbosity::Verbose)
         tables.WriteDrivers();
@@ -143,11 +178,11 @@ void WriteTables(std::ostream& out, const HouseFile& file, const Session& sessio
     tables.WriteEnergy();
     if (hasRooms || options.faults != FaultLevel::None)
         tables.WriteFaults(simulation.Faults());
-    const std::string seed =
-        options.session.realTime ? std::string() : fmt::format(", seed {}", options.session.seed);
-    if (hasRooms || options.faults != FaultLevel::None)
-        out << fmt::format("\n{} driver{}, faults: {}{}\n", file.drivers.size(),
-                           file.drivers.size() == 1 ? "" : "s", NameOf(options.faults), seed);
+    if (options.verbosity == Verbosity::Normal)
+        tables.WriteRecords(report.Repeated());
+    out << fmt::format("\n{} driver{}, faults: {}, seed {}\n", file.drivers.size(),
+                       file.drivers.size() == 1 ? "" : "s", NameOf(options.faults),
+                       options.session.seed);
 }
 } // namespace
 
@@ -157,23 +192,30 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     HouseFile file;
     if (!LoadHouse(housePath, file, err))
         return 1;
-    Progress progress(err, options.terminal);
+    TellDoubts(housePath, err);
+    Progress progress(out, err, options.terminal);
+    SaveWatch saves(options.session);
     Listeners listeners;
-    Session session(file, options.session, listeners);
+    Session session(file, saves.Options(), listeners);
     Simulation simulation(file, session, listeners, options.faults, options.session.seed);
-    ConsoleReport report(out, options.verbosity, session, listeners,
+    ConsoleReport report(out, options.verbosity, options.style, session, listeners,
                          [&progress] { progress.Clear(); });
+    // In real time each line is seen when it happens, also in a file or a pipe.
+    if (options.session.realTime)
+        out << std::unitbuf;
     session.Start();
     simulation.Start();
     if (options.session.realTime)
-        RealTimeRun(session.House(), options.forMs).Run();
+        RealTimeRun(session.House(), options.forMs, progress, out).Run();
     else
         RunVirtual(session.House(), options.forMs > 0 ? options.forMs : DEFAULT_VIRTUAL_MS,
-                   progress);
+                   progress, out);
     progress.Clear();
-    WriteTables(out, file, session, simulation, options);
+    out << std::nounitbuf;
+    WriteTables(out, file, session, simulation, report, options);
+    saves.Restart();
     session.Stop();
     out.flush();
-    return 0;
+    return out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
 }
 } // namespace lighting_host

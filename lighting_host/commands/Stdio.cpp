@@ -1,12 +1,14 @@
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/LineReader.h"
+#include "lighting_host/commands/Recorder.h"
+#include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/house/Protocol.h"
-#include "lighting_host/text/JsonWriter.h"
 
-#include <cerrno>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
+#include <chrono>
+#include <istream>
+#include <ostream>
+#include <system_error>
 
 #include <fmt/format.h>
 
@@ -14,73 +16,100 @@ namespace lighting_host
 {
 namespace
 {
-constexpr const char* ERROR_KIND = "error";
-constexpr const char* LOG_KIND = "log";
+// How long a done line may wait for more output to go with it.
+constexpr std::chrono::milliseconds LONGEST_WAIT(100);
 
-// Writes a run as a transcript that `check` can replay. Log records and the drivers' end are left
-// out, and so are inputs that are no JSON, which a transcript cannot hold.
-class Recorder
+// One conversation, from its first line to its last.
+class Conversation
 {
 public:
-    Recorder(const std::string& path, const std::string& housePath) : m_file(path)
+    Conversation(Protocol& protocol, Recorder* recorder, std::istream& in, std::ostream& out)
+        : m_protocol(protocol), m_recorder(recorder), m_out(out),
+          m_lines(*in.rdbuf(), [&out] { return out.flush().good(); })
     {
-        const auto folder = std::filesystem::absolute(path).parent_path();
-        const auto house = std::filesystem::absolute(housePath).lexically_relative(folder);
-        std::string header = "{\"transcript\":\"recorded\",\"house\":";
-        AppendJsonText(header, house.generic_string());
-        m_file << header << "}\n";
     }
 
-    bool Good() const { return m_file.good(); }
-
-    // Writes what is left; false when not all of it could be written.
-    bool Close()
+    // Until the input ends, the output cannot be written or a signal asks for the end.
+    void Run()
     {
-        m_file.close();
-        return !m_file.fail();
+        std::string line;
+        for (unsigned long number = 1; m_out.good(); ++number)
+        {
+            const LineReader::Result result = m_lines.Next(line);
+            // What a signal has cut short is no line.
+            if (result == LineReader::Result::End || StopSignals::Received() != 0)
+                return;
+            Answer(result, line, number);
+        }
     }
 
-    void In(const std::string& line)
-    {
-        m_leftOut = !IsJson(line);
-        if (m_leftOut)
-            return;
-        m_file << "{\"in\":" << WithoutLineEnd(line) << "}\n" << m_outs;
-        m_outs.clear();
-        m_open = true;
-    }
-
-    void Out(const char* kind, const std::string& text)
-    {
-        if (m_leftOut || std::strcmp(kind, LOG_KIND) == 0)
-            return;
-        const bool error = std::strcmp(kind, ERROR_KIND) == 0;
-        const std::string out = "{\"out\":" + (error ? WithoutNumber(text) : text) + "}\n";
-        if (m_open)
-            m_file << out;
-        else
-            m_outs += out;
-    }
+    bool AllTaken() const { return m_allTaken; }
 
 private:
-    static std::string WithoutLineEnd(const std::string& line)
+    void Answer(LineReader::Result result, const std::string& line, unsigned long number)
     {
-        return line.back() == '\r' ? line.substr(0, line.size() - 1) : line;
+        if (result == LineReader::Result::TooLong)
+        {
+            m_out << "{\"error\":\"the line is too long\",\"line\":" << number << "}\n";
+            m_allTaken = false;
+        }
+        else if (IsSkipped(line))
+            return;
+        else
+        {
+            if (m_recorder)
+                m_recorder->In(line);
+            m_allTaken = m_protocol.Handle(line, number) && m_allTaken;
+        }
+        m_out << "{\"done\":" << number << "}\n";
+        FlushNowAndThen();
     }
 
-    // A transcript counts its inputs; what was skipped here is not among them.
-    static std::string WithoutNumber(const std::string& error)
+    // Whoever waits for an answer gets it at the latest when there is nothing more to read. Here
+    // somebody has written many lines at once, and may wait for the first answer all the same.
+    void FlushNowAndThen()
     {
-        return error.substr(0, error.rfind(",\"line\":")) + "}";
+        const auto now = std::chrono::steady_clock::now();
+        if (now - m_flushed < LONGEST_WAIT)
+            return;
+        m_flushed = now;
+        m_out.flush();
     }
 
-    std::ofstream m_file;
-    // What came before the first input: a transcript has it under that input.
-    std::string m_outs;
-    bool m_open = false;
-    // Whether the present input is left out.
-    bool m_leftOut = false;
+    Protocol& m_protocol;
+    Recorder* m_recorder;
+    std::ostream& m_out;
+    LineReader m_lines;
+    bool m_allTaken = true;
+    std::chrono::steady_clock::time_point m_flushed;
 };
+
+// Holds the conversation; false when something of it could not be read or recorded, which `err` was
+// told.
+bool Converse(Conversation& conversation, Recorder* recorder, std::ostream& err)
+{
+    bool whole = true;
+    try
+    {
+        conversation.Run();
+    }
+    catch (const std::system_error& error)
+    {
+        err << fmt::format("standard input {}\n", error.what());
+        whole = false;
+    }
+    try
+    {
+        if (recorder)
+            recorder->Close();
+    }
+    catch (const RecorderError& error)
+    {
+        err << error.what() << '\n';
+        whole = false;
+    }
+    return whole;
+}
 } // namespace
 
 int RunStdio(const std::string& housePath, const SessionOptions& options, const std::string& record,
@@ -90,47 +119,38 @@ int RunStdio(const std::string& housePath, const SessionOptions& options, const 
     if (!LoadHouse(housePath, house, err))
         return 1;
     std::unique_ptr<Recorder> recorder;
-    if (!record.empty())
-    {
-        recorder = std::make_unique<Recorder>(record, housePath);
-        if (!recorder->Good())
-        {
-            err << fmt::format("{}: cannot be written: {}\n", record, std::strerror(errno));
-            return 2;
-        }
-    }
-    Protocol protocol(house, options,
+    SaveWatch saves(options);
+    Protocol protocol(house, saves.Options(),
                       [&](const char* kind, const std::string& text)
                       {
                           out << text << '\n';
                           if (recorder)
                               recorder->Out(kind, text);
                       });
-    protocol.Start();
-    out.flush();
-    bool allTaken = true;
-    std::string line;
-    for (unsigned long number = 1; std::getline(in, line); ++number)
+    // After the state file was made, so that it is known under every name.
+    if (!record.empty())
     {
-        if (IsSkipped(line))
-            continue;
-        if (recorder)
-            recorder->In(line);
-        allTaken = protocol.Handle(line, number) && allTaken;
-        out << "{\"done\":" << number << "}\n";
-        // Whoever waits for the answer gets it; a long input is not slowed by it.
-        if (in.rdbuf()->in_avail() <= 0)
-            out.flush();
+        try
+        {
+            recorder = std::make_unique<Recorder>(record, housePath, options);
+        }
+        catch (const RecorderError& error)
+        {
+            err << error.what() << '\n';
+            return STATUS_CANNOT;
+        }
     }
-    const bool recorded = !recorder || recorder->Close();
+    protocol.Start();
+    Conversation conversation(protocol, recorder.get(), in, out);
+    const bool whole = Converse(conversation, recorder.get(), err);
     recorder.reset();
+    saves.Restart();
     protocol.Stop();
     out.flush();
-    if (!recorded)
-    {
-        err << fmt::format("{}: could not be written to its end\n", record);
-        return 2;
-    }
-    return allTaken ? 0 : 1;
+    if (!whole || !out.good() || saves.Failed())
+        return STATUS_CANNOT;
+    if (StopSignals::Received() != 0)
+        return StatusOfSignal(StopSignals::Received());
+    return conversation.AllTaken() ? 0 : 1;
 }
 } // namespace lighting_host

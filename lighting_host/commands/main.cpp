@@ -1,9 +1,18 @@
 #include "embedded_host/LocalTime.h"
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/CrashReport.h"
+#include "lighting_host/commands/DescriptorInput.h"
+#include "lighting_host/commands/DescriptorOutput.h"
+#include "lighting_host/commands/Options.h"
+#include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/commands/StopSignals.h"
+#include "lighting_host/commands/Terminal.h"
 #include "lighting_host/text/Duration.h"
 
-#include <iostream>
-#include <map>
+#include <charconv>
+#include <fcntl.h>
+#include <istream>
+#include <ostream>
 #include <random>
 #include <unistd.h>
 
@@ -12,166 +21,339 @@
 
 namespace
 {
-using lighting_host::SessionOptions;
+using namespace lighting_host;
 
-const std::map<std::string, int> LOG_LEVELS = {
+const Choices<int> LOG_LEVELS = {
     {"trace", log4cplus::TRACE_LOG_LEVEL}, {"debug", log4cplus::DEBUG_LOG_LEVEL},
     {"info", log4cplus::INFO_LOG_LEVEL},   {"warn", log4cplus::WARN_LOG_LEVEL},
     {"error", log4cplus::ERROR_LOG_LEVEL}, {"off", log4cplus::OFF_LOG_LEVEL},
 };
-const std::map<std::string, embedded_host::Draw> DRAWS = {
-    {"random", embedded_host::Draw::Random},
-    {"low", embedded_host::Draw::Low},
-    {"high", embedded_host::Draw::High},
+const Choices<Verbosity> VERBOSITIES = {
+    {"quiet", Verbosity::Quiet},
+    {"normal", Verbosity::Normal},
+    {"verbose", Verbosity::Verbose},
 };
-const std::map<std::string, lighting_host::Verbosity> VERBOSITIES = {
-    {"quiet", lighting_host::Verbosity::Quiet},
-    {"normal", lighting_host::Verbosity::Normal},
-    {"verbose", lighting_host::Verbosity::Verbose},
+const Choices<FaultLevel> FAULTS = {
+    {"none", FaultLevel::None},
+    {"light", FaultLevel::Light},
+    {"heavy", FaultLevel::Heavy},
 };
-const std::map<std::string, lighting_host::FaultLevel> FAULTS = {
-    {"none", lighting_host::FaultLevel::None},
-    {"light", lighting_host::FaultLevel::Light},
-    {"heavy", lighting_host::FaultLevel::Heavy},
+const Choices<ColorChoice> COLORS = {
+    {"auto", ColorChoice::Auto},
+    {"always", ColorChoice::Always},
+    {"never", ColorChoice::Never},
 };
+const std::string VERSION = "lighting-host " LIGHTING_VERSION " (host protocol 1)";
+constexpr const char* HELP = "help";
 
-// The options that every command which runs a house has.
-void AddSessionOptions(CLI::App& command, SessionOptions& options, std::string& start)
+// A file that is opened must not become standard input or output because that was closed; what is
+// read from or written to one that was closed stays an error.
+void OpenStandardDescriptors()
 {
-    // Without the check a negative number would wrap.
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    {
+        if (::fcntl(descriptor, F_GETFD) < 0)
+            ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+void AddDuration(CLI::App& command, const std::string& option, std::int64_t& milliseconds,
+                 const std::string& description)
+{
     command
-        .add_option("--seed", options.seed,
-                    "Makes every random draw repeat; 1 by default, but for run")
-        ->check(CLI::NonNegativeNumber);
-    command.add_option("--draw", options.draw, "What a random draw gives: random, low or high")
-        ->transform(CLI::CheckedTransformer(DRAWS).description("{random,low,high}"))
-        ->default_str("random");
-    command.add_option("--start", start, "Local time at virtual start")
-        ->capture_default_str()
-        ->check(
-            [&options](const std::string& text)
+        .add_option_function<std::string>(
+            option,
+            [option, &milliseconds](const std::string& text)
+            {
+                if (!ParseDuration(text, milliseconds) || milliseconds < 1)
+                    RefuseValue(option, "\"" + text +
+                                            "\" is no time like 90s, 1h30m or 30d (at least 1ms; "
+                                            "90 alone is 90 s)");
+            },
+            description)
+        ->type_name("TIME");
+}
+
+void AddSeed(CLI::App& command, std::uint64_t& seed)
+{
+    command
+        .add_option_function<std::string>(
+            "--seed",
+            [&seed](const std::string& text)
+            {
+                const char* const end = text.data() + text.size();
+                const auto read = std::from_chars(text.data(), end, seed);
+                if (read.ec != std::errc() || read.ptr != end)
+                    RefuseValue("--seed", "\"" + text + "\" is no whole number from 0 to " +
+                                              std::to_string(UINT64_MAX));
+            },
+            "Makes every random draw repeat; 1 by default, but any for run")
+        ->type_name("N");
+}
+
+void AddStart(CLI::App& command, std::int64_t& startLocalSeconds)
+{
+    command
+        .add_option_function<std::string>(
+            "--start",
+            [&startLocalSeconds](const std::string& text)
             {
                 try
                 {
-                    options.startLocalSeconds = embedded_host::ParseLocalTime(text);
-                    return std::string();
+                    startLocalSeconds = embedded_host::ParseLocalTime(text);
                 }
                 catch (const embedded_host::LocalTimeError& error)
                 {
-                    return std::string(error.what());
+                    RefuseValue("--start", error.what());
                 }
-            });
-    command.add_option("--zone", options.zone,
-                       "The zone of the wall clock, as in Europe/Berlin: it then knows daylight "
-                       "saving; none by default, or the machine's in real time");
-    command.add_option("--state", options.statePath,
-                       "The file that the drivers' states are kept in; none by default");
-    command
-        .add_option_function<std::string>(
-            "--persist-every",
-            [&options](const std::string& text)
-            {
-                if (!lighting_host::ParseDuration(text, options.persistIntervalMs) ||
-                    options.persistIntervalMs < 1)
-                    throw CLI::ValidationError("--persist-every",
-                                               "\"" + text + "\" is no time like 10s or 5m");
             },
-            "How often the states are saved, as in 10s or 5m; 60s by default")
+            "Local time at virtual start; 2026-01-01T00:00:00 by default")
         ->type_name("TIME");
-    options.complain = [](const std::string& what)
-    {
-        std::cerr << "lighting-host: " << what << '\n';
-    };
-    command
-        .add_option("--log-level", options.logLevel, "From which level log records are reported")
-        ->transform(
-            CLI::CheckedTransformer(LOG_LEVELS).description("{trace,debug,info,warn,error,off}"));
-    options.startLocalSeconds = embedded_host::ParseLocalTime(start);
 }
+
+// The options that every command which runs a house has.
+void AddSessionOptions(CLI::App& command, SessionOptions& options)
+{
+    options.startLocalSeconds = embedded_host::ParseLocalTime("2026-01-01T00:00:00");
+    AddSeed(command, options.seed);
+    AddChoice(command, "--draw", options.draw, DrawNames(),
+              "What a random draw from a to b gives: any value, always a, always b");
+    AddStart(command, options.startLocalSeconds);
+    AddText(command, "--zone", options.zone, "ZONE",
+            "The zone of the wall clock, as in Europe/Berlin: it then knows daylight saving; none "
+            "by default, or the machine's in real time");
+    AddText(command, "--state", options.statePath, "FILE",
+            "The file that the drivers' states are kept in; none by default");
+    AddDuration(command, "--persist-every", options.persistIntervalMs,
+                "How often the states are saved, as in 10s or 5m; 60s by default");
+    AddChoice(command, "--log-level", options.logLevel, LOG_LEVELS,
+              "From which level on log records are reported");
+}
+
+// The command line: what was asked for, and how.
+class CommandLine
+{
+public:
+    CommandLine();
+
+    // Reads the arguments, without the program's name. Throws CLI::ParseError.
+    void Parse(std::vector<std::string> arguments);
+
+    // What is wrong, or what was asked to be told, after Parse has thrown. Gives the exit status.
+    int Tell(const CLI::ParseError& error, std::ostream& out, std::ostream& err) const;
+
+    // Does what was asked for.
+    int Run(std::ostream& out, std::ostream& err);
+
+private:
+    void AddRun();
+    int RunChecked(std::ostream& out, std::ostream& err);
+    std::vector<std::string> Commands() const;
+    std::string WhatIsWrong(const CLI::ParseError& error) const;
+
+    CLI::App m_app{"Runs drivers of lighting products in an embedded controller host.",
+                   "lighting-host"};
+    CLI::App* m_stdio;
+    CLI::App* m_run;
+    CLI::App* m_check;
+    CLI::App* m_validate;
+    std::string m_house;
+    SessionOptions m_session;
+    RunOptions m_runOptions;
+    ColorChoice m_color = ColorChoice::Auto;
+    std::string m_record;
+    std::vector<std::string> m_transcripts;
+    bool m_virtual = false;
+};
+
+CommandLine::CommandLine()
+{
+    m_app.require_subcommand(1);
+    m_app.set_help_all_flag("--help-all", "Print the help of every command");
+    m_app.set_version_flag("--version", VERSION);
+    m_session.logLevel = log4cplus::TRACE_LOG_LEVEL;
+
+    m_stdio = m_app.add_subcommand(
+        "stdio", "Read input objects from standard input, write output objects to standard output");
+    m_stdio->add_option("HOUSE", m_house, "The house file")->required();
+    AddText(*m_stdio, "--record", m_record, "FILE",
+            "Write the run to this file as a transcript; no other file is overwritten than an "
+            "older recording");
+    AddSessionOptions(*m_stdio, m_session);
+
+    AddRun();
+
+    m_check = m_app.add_subcommand("check", "Replay transcripts and compare");
+    m_check->add_option("TRANSCRIPT", m_transcripts, "The transcripts")->required();
+    AddSessionOptions(*m_check, m_session);
+
+    m_validate = m_app.add_subcommand("validate", "Say what is wrong with a house file");
+    m_validate->add_option("HOUSE", m_house, "The house file")->required();
+
+    for (CLI::App* command : {m_run, m_check, m_validate})
+        AddChoice(*command, "--color", m_color, COLORS,
+                  "Colors on a terminal without NO_COLOR in its environment, always or never");
+    // Only so that it is listed: it is read before all others.
+    m_app.add_subcommand(HELP, "Print the help, or that of a command: help run");
+}
+
+void CommandLine::AddRun()
+{
+    m_run = m_app.add_subcommand("run", "Run a house with its simulated devices");
+    m_runOptions.session.logLevel = log4cplus::WARN_LOG_LEVEL;
+    m_runOptions.session.seed = std::random_device()();
+    m_run->add_option("HOUSE", m_house, "The house file")->required();
+    CLI::Option* real = m_run->add_flag("--realtime", "Let time pass as it does (default)");
+    m_run->add_flag("--virtual", m_virtual, "Let time pass as fast as it can")->excludes(real);
+    AddDuration(*m_run, "--for", m_runOptions.forMs,
+                "How long, as in 90s, 1h30m or 30d; a number alone is seconds");
+    AddChoice(*m_run, "--tell", m_runOptions.verbosity, VERBOSITIES,
+              "What is told as it happens: nothing but the tables at the end (quiet), what people "
+              "and the controller do, or every event (verbose)");
+    AddChoice(*m_run, "--faults", m_runOptions.faults, FAULTS,
+              "Random faults on every link, and power failures");
+    AddSessionOptions(*m_run, m_runOptions.session);
+}
+
+std::vector<std::string> CommandLine::Commands() const
+{
+    std::vector<std::string> names;
+    for (const CLI::App* command : m_app.get_subcommands([](const CLI::App*) { return true; }))
+        names.push_back(command->get_name());
+    return names;
+}
+
+void CommandLine::Parse(std::vector<std::string> arguments)
+{
+    // Told before anything else is, such as that something is missing.
+    if (!arguments.empty() && arguments.front() == HELP)
+    {
+        arguments.erase(arguments.begin());
+        arguments.emplace_back("--help");
+    }
+    const std::vector<std::string> commands = Commands();
+    const std::string word = arguments.empty() ? std::string() : arguments.front();
+    if (arguments.empty())
+        throw CLI::RequiredError("there is no command; say stdio, run, check or validate",
+                                 CLI::ExitCodes::RequiredError);
+    if (!word.empty() && word[0] != '-' &&
+        std::find(commands.begin(), commands.end(), word) == commands.end())
+        throw CLI::ExtrasError("there is no command \"" + word + "\"" +
+                                   DidYouMeanClause(word, commands),
+                               CLI::ExitCodes::ExtrasError);
+    std::reverse(arguments.begin(), arguments.end());
+    m_app.parse(std::move(arguments));
+}
+
+std::string CommandLine::WhatIsWrong(const CLI::ParseError& error) const
+{
+    const std::vector<std::string> left = m_app.remaining(true);
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::ExtrasError))
+        return error.what();
+    const auto chosen = m_app.get_subcommands();
+    if (chosen.empty() || left.empty())
+        return error.what();
+    if (left.front()[0] != '-')
+        return "\"" + left.front() + "\" is one word too many";
+    std::vector<std::string> options;
+    for (const CLI::Option* option : chosen.front()->get_options())
+    {
+        for (const std::string& name : option->get_lnames())
+            options.push_back("--" + name);
+    }
+    return chosen.front()->get_name() + " has no option " + left.front() +
+           DidYouMeanClause(left.front(), options);
+}
+
+int CommandLine::Tell(const CLI::ParseError& error, std::ostream& out, std::ostream& err) const
+{
+    if (error.get_exit_code() == 0)
+        return m_app.exit(error, out, err);
+    err << "lighting-host: " << WhatIsWrong(error) << "\nRun with --help for more.\n";
+    return STATUS_CANNOT;
+}
+
+int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
+{
+    const Style style(HasColor(m_color, STDOUT_FILENO));
+    if (*m_check)
+    {
+        m_session.given = {m_check->count("--seed") > 0, m_check->count("--draw") > 0,
+                           m_check->count("--start") > 0, m_check->count("--zone") > 0};
+        return RunCheck(m_transcripts, m_session, out, err, style);
+    }
+    if (*m_validate)
+        return RunValidate(m_house, out, style);
+    const StopSignals signals;
+    if (*m_stdio)
+    {
+        DescriptorInput standardInput(STDIN_FILENO);
+        std::istream in(&standardInput);
+        return RunStdio(m_house, m_session, m_record, in, out, err);
+    }
+    m_runOptions.session.realTime = !m_virtual;
+    m_runOptions.terminal = isatty(STDERR_FILENO) != 0;
+    m_runOptions.style = style;
+    m_runOptions.columns = ColumnsOf(STDOUT_FILENO);
+    return RunHouse(m_house, m_runOptions, out, err);
+}
+
+int CommandLine::Run(std::ostream& out, std::ostream& err)
+{
+    const auto complain = [&err](const std::string& what)
+    {
+        err << "lighting-host: " << what << '\n';
+    };
+    m_session.complain = complain;
+    m_runOptions.session.complain = complain;
+    try
+    {
+        return RunChecked(out, err);
+    }
+    catch (const lighting_host::DriverNotMade& error)
+    {
+        err << error.what() << '\n';
+        return 1;
+    }
+    catch (const std::exception& error)
+    {
+        complain(error.what());
+        return STATUS_CANNOT;
+    }
+}
+} // namespace
+
+namespace
+{
+// What a crash must not take with it.
+DescriptorOutput* g_finished = nullptr;
 } // namespace
 
 int main(int argc, char** argv)
 {
-    std::ios::sync_with_stdio(false);
-    // Whoever reads decides when what was written is to be seen.
-    std::cin.tie(nullptr);
-    CLI::App app("Runs drivers of lighting products in an embedded controller host.",
-                 "lighting-host");
-    app.require_subcommand(1);
-    app.set_help_all_flag("--help-all", "Print the help of every command");
-    std::string house;
-    std::string start = "2026-01-01T00:00:00";
-    SessionOptions session;
-    session.logLevel = log4cplus::TRACE_LOG_LEVEL;
-
-    CLI::App* stdio = app.add_subcommand(
-        "stdio", "Read input objects from standard input, write output objects to standard output");
-    std::string record;
-    stdio->add_option("HOUSE", house, "The house file")->required();
-    stdio->add_option("--record", record, "Write the run to this file as a transcript");
-    AddSessionOptions(*stdio, session, start);
-
-    CLI::App* run = app.add_subcommand("run", "Run a house with its simulated devices");
-    lighting_host::RunOptions runOptions;
-    runOptions.session.logLevel = log4cplus::WARN_LOG_LEVEL;
-    bool isVirtual = false;
-    run->add_option("HOUSE", house, "The house file")->required();
-    CLI::Option* real = run->add_flag("--realtime", "Let time pass as it does (default)");
-    run->add_flag("--virtual", isVirtual, "Let time pass as fast as it can")->excludes(real);
-    run->add_option_function<std::string>(
-           "--for",
-           [&runOptions](const std::string& text)
-           {
-               if (!lighting_host::ParseDuration(text, runOptions.forMs))
-                   throw CLI::ValidationError("--for",
-                                              "\"" + text + "\" is no time like 90s or 24h");
-           },
-           "How long, as in 90s, 24h or 30d")
-        ->type_name("TIME");
-    run->add_option("--tell", runOptions.verbosity,
-                    "What is told as it happens: nothing but the tables at the end (quiet), what "
-                    "people and the controller do, or every event (verbose)")
-        ->transform(CLI::CheckedTransformer(VERBOSITIES).description("{quiet,normal,verbose}"))
-        ->default_str("normal");
-    run->add_option("--faults", runOptions.faults,
-                    "Random faults on every link, and power failures: none, light or heavy")
-        ->transform(CLI::CheckedTransformer(FAULTS).description("{none,light,heavy}"))
-        ->default_str("none");
-    runOptions.session.seed = std::random_device()();
-    AddSessionOptions(*run, runOptions.session, start);
-
-    CLI::App* check = app.add_subcommand("check", "Replay transcripts and compare");
-    std::vector<std::string> transcripts;
-    check->add_option("TRANSCRIPT", transcripts, "The transcripts")->required();
-    AddSessionOptions(*check, session, start);
-
-    CLI::App* validate = app.add_subcommand("validate", "Say what is wrong with a house file");
-    validate->add_option("HOUSE", house, "The house file")->required();
-
+    OpenStandardDescriptors();
+    DescriptorOutput standardOutput(STDOUT_FILENO);
+    g_finished = &standardOutput;
+    lighting_host::CrashReport::Install([] { g_finished->WriteInCrash(); });
+    DescriptorOutput standardError(STDERR_FILENO);
+    std::ostream out(&standardOutput);
+    std::ostream err(&standardError);
+    err << std::unitbuf;
+    CommandLine commandLine;
+    int status = STATUS_CANNOT;
     try
     {
-        app.parse(argc, argv);
+        commandLine.Parse(std::vector<std::string>(argv + 1, argv + argc));
+        status = commandLine.Run(out, err);
     }
     catch (const CLI::ParseError& error)
     {
-        const int status = app.exit(error);
-        return status == 0 ? 0 : 2;
+        status = commandLine.Tell(error, out, err);
     }
-    try
-    {
-        if (*stdio)
-            return lighting_host::RunStdio(house, session, record, std::cin, std::cout, std::cerr);
-        if (*check)
-            return lighting_host::RunCheck(transcripts, session, std::cout, std::cerr);
-        if (*validate)
-            return lighting_host::RunValidate(house, std::cout);
-        runOptions.session.realTime = !isVirtual;
-        runOptions.terminal = isatty(STDERR_FILENO) != 0;
-        return lighting_host::RunHouse(house, runOptions, std::cout, std::cerr);
-    }
-    catch (const std::exception& error)
-    {
-        std::cerr << "lighting-host: " << error.what() << '\n';
-        return 2;
-    }
+    // Nobody is told that all went well when some of it was not heard.
+    out.flush();
+    if (standardOutput.Failure().empty())
+        return status;
+    err << "lighting-host: standard output: " << standardOutput.Failure() << '\n';
+    return STATUS_CANNOT;
 }

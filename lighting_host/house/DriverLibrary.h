@@ -13,7 +13,7 @@ class DriverLibrary
 {
 public:
     // Loads the object. Throws std::runtime_error, with the loader's own words, when it cannot be
-    // loaded or does not export CreateDriver.
+    // loaded, was built for another version of the interface or does not export CreateDriver.
     explicit DriverLibrary(const std::string& path);
     ~DriverLibrary();
     DriverLibrary(const DriverLibrary&) = delete;

@@ -1,8 +1,9 @@
 #include "lighting_host/house/HouseFile.h"
 
+#include "lighting_host/house/DriverLibrary.h"
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/types/Devices.h"
-#include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/DriverType.h"
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
@@ -41,6 +42,15 @@ pugi::xml_node NextElement(pugi::xml_node node)
     do
         node = node.next_sibling();
     while (node && node.type() != pugi::node_element);
+    return node;
+}
+
+// The element inside `node` at that place, from 0; `node` itself when the place is below 0.
+pugi::xml_node ElementAt(const pugi::xml_node& node, int place)
+{
+    for (const pugi::xml_node& child : node.children())
+        if (child.type() == pugi::node_element && place-- == 0)
+            return child;
     return node;
 }
 
@@ -89,8 +99,8 @@ private:
                     unsigned& value);
     void ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds);
     void CheckNames();
-    void CheckName(int line, const std::string& name, const std::vector<std::string>& types,
-                   const char* lack);
+    void CheckName(int line, const std::string& name, const char* lack,
+                   bool (*can)(const DriverType& type));
 
     const std::string& m_text;
     std::string m_folder;
@@ -262,6 +272,7 @@ void Reader::ReadDriver(const pugi::xml_node& node)
     OnlyAttributes(node, {"name", "type", "id", "library", "room"});
     OnlyElements(node);
     HouseFileDriver driver;
+    driver.line = LineOf(node.offset_debug());
     driver.name = node.attribute("name").value();
     driver.room = node.attribute("room").value();
     if (driver.name.empty())
@@ -278,9 +289,10 @@ void Reader::ReadDriver(const pugi::xml_node& node)
     }
     if (driver.device)
     {
-        const std::string wrong = CheckDevice(driver);
+        int child = -1;
+        const std::string wrong = CheckDevice(driver, &child);
         if (!wrong.empty())
-            Error(node.child("device"), wrong);
+            Error(ElementAt(node.child("device"), child), wrong);
     }
     m_house.drivers.push_back(std::move(driver));
 }
@@ -302,11 +314,10 @@ void Reader::ReadType(const pugi::xml_node& node, HouseFileDriver& driver)
         if (library.empty() || !std::filesystem::is_regular_file(driver.library))
             Error(node, fmt::format("there is no driver library \"{}\"", library));
     }
-    else if (std::find(DriverTypes().begin(), DriverTypes().end(), driver.type) ==
-             DriverTypes().end())
+    else if (!FindDriverType(driver.type))
         Error(node, fmt::format("unknown driver type \"{}\"; there are {}, and any other with a "
                                 "library of its own",
-                                driver.type, fmt::join(DriverTypes(), ", ")));
+                                driver.type, fmt::join(DriverTypeNames(), ", ")));
 }
 
 void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver)
@@ -366,6 +377,9 @@ void Reader::ReadGroup(const pugi::xml_node& node)
         }
         OnlyAttributes(child, {});
         OnlyText(child);
+        if (std::count(group.members.begin(), group.members.end(), child.child_value()) > 0)
+            Error(child, fmt::format("\"{}\" is a member of this load group already",
+                                     child.child_value()));
         group.members.emplace_back(child.child_value());
         m_namings.push_back({LineOf(child.offset_debug()), child.child_value(), Role::Member});
     }
@@ -497,23 +511,25 @@ void Reader::CheckNames()
     for (const Naming& naming : m_namings)
     {
         if (naming.role == Role::Load)
-            CheckName(naming.line, naming.name, {"wired_dimmer", "zigbee_light"},
-                      "keeps no scenes");
+            CheckName(naming.line, naming.name, "keeps no scenes",
+                      [](const DriverType& type) { return type.keepsScenes; });
         else if (naming.role == Role::Buttons)
-            CheckName(naming.line, naming.name, {"puck", "gen3_keypad"}, "has no buttons");
+            CheckName(naming.line, naming.name, "has no buttons",
+                      [](const DriverType& type) { return type.isUse != nullptr; });
         else
-            CheckName(naming.line, naming.name, {}, "");
+            CheckName(naming.line, naming.name, "", nullptr);
     }
 }
 
-// That a driver of that name is there, of one of these types if any is given.
-void Reader::CheckName(int line, const std::string& name, const std::vector<std::string>& types,
-                       const char* lack)
+// That a driver of that name is there, of a type that can do what is wanted of it, if anything is.
+void Reader::CheckName(int line, const std::string& name, const char* lack,
+                       bool (*can)(const DriverType& type))
 {
     const auto named = m_types.find(name);
     if (named == m_types.end())
         m_house.errors.push_back({line, fmt::format("there is no driver named \"{}\"", name)});
-    else if (!types.empty() && std::find(types.begin(), types.end(), named->second) == types.end())
+    else if (const DriverType* const type = FindDriverType(named->second);
+             can && !(type && can(*type)))
         m_house.errors.push_back({line, fmt::format("driver \"{}\" {}", name, lack)});
 }
 } // namespace
@@ -522,6 +538,26 @@ HouseFile ParseHouseFile(const std::string& text, const std::string& folder)
 {
     return Reader(text, folder).Read();
 }
+
+namespace
+{
+void TryLibraries(HouseFile& house)
+{
+    for (const HouseFileDriver& driver : house.drivers)
+    {
+        if (driver.library.empty())
+            continue;
+        try
+        {
+            const DriverLibrary library(driver.library);
+        }
+        catch (const std::runtime_error& error)
+        {
+            house.errors.push_back({driver.line, error.what()});
+        }
+    }
+}
+} // namespace
 
 HouseFile ReadHouseFile(const std::string& path)
 {
@@ -537,6 +573,10 @@ HouseFile ReadHouseFile(const std::string& path)
         unread.errors.push_back({0, fmt::format("cannot be read: {}", std::strerror(errno))});
         return unread;
     }
-    return ParseHouseFile(text, std::filesystem::path(path).parent_path().string());
+    HouseFile house = ParseHouseFile(text, std::filesystem::path(path).parent_path().string());
+    house.path = path;
+    if (house.errors.empty())
+        TryLibraries(house);
+    return house;
 }
 } // namespace lighting_host

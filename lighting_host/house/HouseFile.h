@@ -16,18 +16,17 @@ struct HouseFileError
 };
 
 // A house as its file describes it.
-struct HouseFile
+struct HouseFile : HousePlan
 {
-    std::vector<HouseFileDriver> drivers;
-    std::vector<HouseFileGroup> groups;
-    // What the controller knows of scenes, which only a run plays.
-    std::vector<HouseFileScene> scenes;
+    // Empty for one that does not come from a file.
+    std::string path;
     // Everything that is wrong; the rest is as complete as it can be. A house with errors is not
     // run.
     std::vector<HouseFileError> errors;
 };
 
-// Reads a house file. Never throws; what cannot be read is an error of the result.
+// Reads a house file, and loads its driver libraries to see whether they can be. Never throws; what
+// cannot be read is an error of the result.
 HouseFile ReadHouseFile(const std::string& path);
 
 // The same from a text; `folder` is what library paths are relative to.

@@ -18,8 +18,8 @@ namespace
 // The clock counts nanoseconds in 64 bits: it must not be moved past about 285 years.
 constexpr std::int64_t LAST_MS = 9000000000000;
 
-// A number as its shortest text. An integer beyond 64 bits keeps its digits: read as an integer it
-// must not become its first digit, as "1e+20" would.
+// A number as its shortest text. One beyond 64 bits is written in full: read as an integer it must
+// not become its first digit, as "1e+20" would.
 std::string NumberText(const Json& value)
 {
     constexpr double BEYOND_64_BITS = 9e18;
@@ -36,6 +36,8 @@ std::string ParamText(const Json& value, const std::string& name)
         return value.get<bool>() ? "true" : "false";
     if (value.is_number())
         return NumberText(value);
+    if (!HugeInteger(value).empty())
+        return HugeInteger(value);
     throw InputError(
         fmt::format("the parameter \"{}\" is neither a text, a number nor a boolean", name));
 }
@@ -44,7 +46,7 @@ const char* ParamType(const Json& value)
 {
     if (value.is_boolean())
         return "BOOL";
-    return value.is_number() ? "INT" : "STRING";
+    return value.is_string() ? "STRING" : "INT";
 }
 
 template <class Message>

@@ -7,12 +7,16 @@
 #include "lighting_host/house/DriverLibrary.h"
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/types/Devices.h"
+#include "lighting_host/types/DriverType.h"
+#include "nxshared/XmlDocument.h"
+
+#include <fmt/format.h>
 
 namespace lighting_host
 {
 Session::Session(const HouseFile& file, const SessionOptions& options,
                  embedded_host::OutputSink& sink)
-    : m_random(options.seed, options.draw)
+    : m_housePath(file.path), m_random(options.seed, options.draw)
 {
     std::shared_ptr<const embedded_host::TimeZone> zone;
     if (!options.zone.empty())
@@ -31,7 +35,7 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
     // All that can go wrong with what was kept does so before anything runs.
     std::vector<boost::shared_ptr<nx::XmlNode>> states;
     for (const HouseFileDriver& driver : file.drivers)
-        states.push_back(m_keeper ? m_keeper->StateOf(driver.name) : nullptr);
+        states.push_back(m_keeper ? m_keeper->StateOf(driver.name, driver.type) : nullptr);
     for (std::size_t i = 0; i < file.drivers.size(); ++i)
         AddDriver(file.drivers[i], states[i] ? states[i] : file.drivers[i].state);
     for (const HouseFileGroup& group : file.groups)
@@ -68,22 +72,30 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
         config.create =
             [type = driver.type, &facts = m_facts[driver.name]](IInstanceManager& instances)
         {
-            return MakeDriver(type, instances, facts);
+            return FindDriverType(type)->make(instances, facts);
         };
     nx::DriverHost* added = m_house->Add(std::move(config));
     m_rooms[added] = driver.room;
+    m_kinds[added] = DeviceKindOf(driver);
+    m_places[added] = fmt::format("{}:{}", m_housePath, driver.line);
+    if (driver.state)
+        m_firstStates[added] = driver.state->ToText();
     if (!driver.device)
         return;
     auto attached = std::make_unique<device_wire::AttachedDevice>(*added);
     attached->SetDevice(MakeDevice(driver, *attached));
-    if (!attached->Device())
-        return;
     m_devices.push_back(std::move(attached));
 }
 
 void Session::Start()
 {
     m_house->StartAll();
+    for (const auto& driver : m_house->Drivers())
+    {
+        if (!driver->Driver())
+            throw DriverNotMade(fmt::format("{}: driver \"{}\" was not made",
+                                            m_places.at(driver.get()), driver->Config().name));
+    }
     if (m_keeper)
         m_keeper->Start();
     for (const auto& device : m_devices)
@@ -102,9 +114,19 @@ void Session::RestartDrivers(bool save)
     m_house->StopAll();
     for (const auto& driver : m_house->Drivers())
     {
-        const auto state = m_keeper ? m_keeper->StateOf(driver->Config().name) : nullptr;
-        driver->Start(state ? state : driver->Config().state);
+        const auto state =
+            m_keeper ? m_keeper->StateOf(driver->Config().name, driver->Config().type) : nullptr;
+        driver->Start(state ? state : FirstState(*driver));
     }
+}
+
+boost::shared_ptr<nx::XmlNode> Session::FirstState(const nx::DriverHost& driver) const
+{
+    const auto found = m_firstStates.find(&driver);
+    if (found == m_firstStates.end())
+        return nullptr;
+    const auto document = nx::CreateXmlDocument(found->second);
+    return document ? document->GetRoot() : nullptr;
 }
 
 void Session::Stop()
@@ -118,6 +140,11 @@ void Session::Stop()
 const std::string& Session::RoomOf(const nx::DriverHost& driver) const
 {
     return m_rooms.at(&driver);
+}
+
+const DeviceKind* Session::KindOf(const nx::DriverHost& driver) const
+{
+    return m_kinds.at(&driver);
 }
 
 DriverAdapter* Session::AdapterOf(const nx::DriverHost& driver) const

@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@ class AttachedDevice;
 
 namespace lighting_host
 {
+struct DeviceKind;
 class DriverLibrary;
 class StateKeeper;
 
@@ -34,6 +36,15 @@ struct SessionOptions
     // The zone of the wall clock, empty for none: then a virtual wall knows no daylight saving, and
     // a real one is in the machine's zone.
     std::string zone;
+    // Which of these the command line gave: they hold whatever a recording says.
+    struct Given
+    {
+        bool seed = false;
+        bool draw = false;
+        bool start = false;
+        bool zone = false;
+    };
+    Given given;
     // The file that the drivers' states are kept in, empty for none; how often they are saved, in
     // milliseconds of the house's clock; and who is told when that fails.
     std::string statePath;
@@ -43,6 +54,14 @@ struct SessionOptions
     int logLevel = 0;
     // Told of every timer of the house; null for nobody. Must outlive the session.
     embedded_host::TimerObserver* timers = nullptr;
+};
+
+// A driver of the house was not made: its library made none, or failed. Says so with the house
+// file's line.
+class DriverNotMade : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
 };
 
 // One house, as its file describes it, on its clock, with its drivers and simulated devices.
@@ -57,7 +76,7 @@ public:
     Session& operator=(const Session&) = delete;
 
     // Makes every driver; then each device gets power and is reported online, in a device timer of
-    // 0 ms.
+    // 0 ms. Throws DriverNotMade.
     void Start();
 
     // Saves the drivers' states and destroys the drivers, in the order of the file; their effects
@@ -81,6 +100,10 @@ public:
     // The room that the file gives; empty for none.
     const std::string& RoomOf(const nx::DriverHost& driver) const;
 
+    // The kind of the driver's simulated device, or of the one that its type would have; null for a
+    // driver of a library of its own without a device.
+    const DeviceKind* KindOf(const nx::DriverHost& driver) const;
+
     // The devices that the file asked for, in the order of the file.
     const std::vector<std::unique_ptr<device_wire::AttachedDevice>>& Devices() const
     {
@@ -89,10 +112,17 @@ public:
 
 private:
     void AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state);
+    boost::shared_ptr<nx::XmlNode> FirstState(const nx::DriverHost& driver) const;
 
+    const std::string m_housePath;
     std::unique_ptr<embedded_host::Clock> m_clock;
     embedded_host::Random m_random;
     std::map<const nx::DriverHost*, std::string> m_rooms;
+    std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;
+    // Where each driver is in the house file, as in "house.xml:3".
+    std::map<const nx::DriverHost*, std::string> m_places;
+    // What the house file gives each driver to start from, as text: it is rarely needed again.
+    std::map<const nx::DriverHost*, std::string> m_firstStates;
     // Facts outlive restarts of their drivers. A map: its values stay where they are.
     std::map<std::string, LoadFacts> m_facts;
     // Loaded libraries outlive the drivers that they made.

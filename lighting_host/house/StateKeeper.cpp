@@ -3,6 +3,8 @@
 #include "embedded_host/House.h"
 #include "nxshared/XmlDocument.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -21,11 +23,15 @@ StateKeeper::~StateKeeper()
     m_house.onPersistRequested = nullptr;
 }
 
-boost::shared_ptr<nx::XmlNode> StateKeeper::StateOf(const std::string& driver) const
+boost::shared_ptr<nx::XmlNode> StateKeeper::StateOf(const std::string& driver,
+                                                    const std::string& type)
 {
-    const std::optional<std::string> text = m_store->Load(driver);
+    const std::optional<std::string> text = m_store->Load(driver, type);
     if (!text)
+    {
+        TellOtherTypes(driver, type);
         return nullptr;
+    }
     const auto document = nx::CreateXmlDocument(*text);
     if (!document)
         throw embedded_host::StateStoreError(
@@ -33,12 +39,24 @@ boost::shared_ptr<nx::XmlNode> StateKeeper::StateOf(const std::string& driver) c
     return document->GetRoot();
 }
 
+void StateKeeper::TellOtherTypes(const std::string& driver, const std::string& type)
+{
+    for (const std::string& other : m_store->TypesOf(driver))
+    {
+        if (m_told.insert(driver).second)
+            m_complaint(fmt::format("driver \"{}\" starts without a state: what was saved under "
+                                    "this name is of the type {}, and the driver is now a {}; it "
+                                    "stays in the state file",
+                                    driver, other, type));
+    }
+}
+
 void StateKeeper::Start()
 {
     m_running = true;
-    m_house.onPersistRequested = [this](nx::DriverHost&)
+    m_house.onPersistRequested = [this](nx::DriverHost& driver)
     {
-        SaveSoon();
+        SaveSoon(driver);
     };
     m_next = m_house.AddDeviceTimer(static_cast<std::uint64_t>(m_intervalMs), this);
 }
@@ -53,8 +71,10 @@ void StateKeeper::Stop()
     m_store->Close();
 }
 
-void StateKeeper::SaveSoon()
+void StateKeeper::SaveSoon(nx::DriverHost& driver)
 {
+    if (m_isAsked.insert(&driver).second)
+        m_asked.push_back(&driver);
     // Not at once: the driver that asks is in the middle of something.
     if (m_soon == 0)
         m_soon = m_house.AddDeviceTimer(0, this);
@@ -64,27 +84,42 @@ void StateKeeper::OnTimerExpired(ID::Timer timer, time_t)
 {
     if (!m_running)
         return;
-    Save();
     if (timer == m_soon)
+    {
         m_soon = 0;
-    else
-        m_next = m_house.AddDeviceTimer(static_cast<std::uint64_t>(m_intervalMs), this);
+        // A driver that is asked for its state may ask for it to be saved.
+        const std::vector<nx::DriverHost*> asked = std::move(m_asked);
+        m_asked.clear();
+        m_isAsked.clear();
+        Save(asked);
+        return;
+    }
+    Save();
+    m_next = m_house.AddDeviceTimer(static_cast<std::uint64_t>(m_intervalMs), this);
 }
 
 void StateKeeper::Save()
 {
-    std::vector<embedded_host::DriverState> states;
+    std::vector<nx::DriverHost*> all;
     for (const auto& driver : m_house.Drivers())
+        all.push_back(driver.get());
+    Save(all);
+}
+
+void StateKeeper::Save(const std::vector<nx::DriverHost*>& drivers)
+{
+    std::vector<embedded_host::DriverState> states;
+    for (nx::DriverHost* driver : drivers)
     {
         std::string xml = driver->Persist();
         if (!xml.empty())
-            states.push_back({driver->Config().name, std::move(xml)});
+            states.push_back({driver->Config().name, driver->Config().type, std::move(xml)});
     }
     try
     {
         m_store->Save(states);
         if (onSaved)
-            onSaved();
+            onSaved(drivers);
     }
     catch (const embedded_host::StateStoreError& error)
     {

@@ -6,7 +6,10 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <unordered_set>
+#include <vector>
 
 #include <boost/shared_ptr.hpp>
 
@@ -16,17 +19,20 @@ class House;
 }
 namespace nx
 {
+class DriverHost;
 class XmlNode;
-}
+} // namespace nx
 
 namespace lighting_host
 {
 // Keeps the states of a house's drivers in a store: gives them back at the start, and saves all of
-// them together again and again while the house runs, and at its end.
+// them together again and again while the house runs, and at its end. A driver that asks for it is
+// saved soon, it alone.
 //
 // Saves are made between two calls into drivers, on the house's clock. One that fails is told, and
 // what was saved before stays; the next one tries again. A driver that gives no state, because it
-// keeps none or because it failed, keeps what was saved for it.
+// keeps none or because it failed, keeps what was saved for it. The state of a driver whose type
+// has changed under its name stays in the store, is told once, and is given to nobody.
 class StateKeeper : private ITimerManagerCallback
 {
 public:
@@ -38,33 +44,41 @@ public:
                 std::int64_t intervalMs, Complaint complaint);
     ~StateKeeper() override;
 
-    // What was saved last for that driver, null when nothing was. Throws StateStoreError when it
-    // cannot be read.
-    boost::shared_ptr<nx::XmlNode> StateOf(const std::string& driver) const;
+    // What was saved last for that driver of that type, null when nothing was. Throws
+    // StateStoreError when it cannot be read.
+    boost::shared_ptr<nx::XmlNode> StateOf(const std::string& driver, const std::string& type);
 
     // Called when the drivers run: from now on they are saved, soon when one asks for it.
     void Start();
 
-    // Saves at once. Not inside a driver.
+    // Saves every driver at once. Not inside a driver.
     void Save();
 
-    // Called after each save that succeeded; empty for nobody.
-    std::function<void()> onSaved;
+    // Called after each save that succeeded, with the drivers that it was about; empty for nobody.
+    // Must not ask for a save.
+    std::function<void(const std::vector<nx::DriverHost*>&)> onSaved;
 
     // Saves a last time, while the drivers still run, and stops.
     void Stop();
 
 private:
     void OnTimerExpired(ID::Timer timer, time_t time) override;
-    void SaveSoon();
+    void SaveSoon(nx::DriverHost& driver);
+    void Save(const std::vector<nx::DriverHost*>& drivers);
+    void TellOtherTypes(const std::string& driver, const std::string& type);
 
     std::unique_ptr<embedded_host::StateStore> m_store;
     embedded_host::House& m_house;
     std::int64_t m_intervalMs;
     Complaint m_complaint;
-    // The next save of the interval, and one that a driver asked for; 0 for none.
+    // The next save of the interval, and one that drivers asked for; 0 for none.
     unsigned m_next = 0;
     unsigned m_soon = 0;
+    // Who asked, in that order and once each.
+    std::vector<nx::DriverHost*> m_asked;
+    std::unordered_set<const nx::DriverHost*> m_isAsked;
+    // The drivers whose other type was told.
+    std::set<std::string> m_told;
     bool m_running = false;
 };
 } // namespace lighting_host

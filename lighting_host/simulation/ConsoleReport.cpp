@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <ostream>
+#include <tuple>
 
 #include <fmt/format.h>
 #include <log4cplus/loglevel.h>
@@ -24,12 +25,36 @@ constexpr std::size_t NAME_WIDTH = 12;
 constexpr std::size_t TIME_OF_DAY = 11;
 // Without the milliseconds.
 constexpr std::size_t TIME_WIDTH = 8;
+constexpr const char* DIGITS = "0123456789";
+
+// "17# Function(int)"
+bool IsStackFrame(const std::string& text)
+{
+    const auto end = text.find_first_not_of(DIGITS);
+    return end != std::string::npos && end > 0 && text.compare(end, 2, "# ") == 0;
+}
+
+// Records that differ in their numbers alone are of one kind.
+std::string WithoutNumbers(const std::string& text)
+{
+    std::string kind;
+    for (const char c : text)
+    {
+        const bool digit = c >= '0' && c <= '9';
+        if (!digit)
+            kind += c;
+        else if (kind.empty() || kind.back() != '#')
+            kind += '#';
+    }
+    return kind;
+}
 } // namespace
 
-ConsoleReport::ConsoleReport(std::ostream& out, Verbosity verbosity, const Session& session,
-                             Listeners& listeners, std::function<void()> clearProgress)
-    : m_out(out), m_verbosity(verbosity), m_session(session), m_listeners(listeners),
-      m_clearProgress(std::move(clearProgress)), m_nameWidth(NAME_WIDTH)
+ConsoleReport::ConsoleReport(std::ostream& out, Verbosity verbosity, const Style& style,
+                             const Session& session, Listeners& listeners,
+                             std::function<void()> clearProgress)
+    : m_out(out), m_verbosity(verbosity), m_style(style), m_session(session),
+      m_listeners(listeners), m_clearProgress(std::move(clearProgress)), m_nameWidth(NAME_WIDTH)
 {
     for (const auto& driver : session.House().Drivers())
     {
@@ -66,19 +91,51 @@ void ConsoleReport::OnOutput(const Output& output)
     else if (const auto* record = std::get_if<LogRecord>(&output.effect))
         Record(driver, *record);
     else if (const auto* assertion = std::get_if<AssertRecord>(&output.effect))
-        Line(driver, "an assertion failed", fmt::format("{}:{}", assertion->file, assertion->line));
+        Line(driver, m_style.Bad("an assertion failed"),
+             fmt::format("{}:{}", assertion->file, assertion->line));
     else if (const auto* fault = std::get_if<DriverFault>(&output.effect))
-        Line(driver, fault->what, std::string());
+        Line(driver, m_style.Bad(fault->what), std::string());
     else if (const auto* unhandled = std::get_if<CommandUnhandled>(&output.effect))
         Line(driver, "does not know the command", unhandled->name);
 }
 
 void ConsoleReport::Record(const nx::DriverHost& driver, const LogRecord& record)
 {
-    const unsigned long nth = ++m_records[&driver];
-    if (m_verbosity != Verbosity::Verbose && nth > RECORDS_TOLD)
+    const bool warning = record.level >= log4cplus::WARN_LOG_LEVEL;
+    const char* const what = warning ? "warns" : "notes";
+    if (m_verbosity == Verbosity::Verbose)
+        return Line(driver, Colored(warning, what), record.text);
+    if (IsStackFrame(record.text))
         return;
-    Line(driver, record.level >= log4cplus::WARN_LOG_LEVEL ? "warns" : "notes", record.text);
+    const Kind kind(&driver, WithoutNumbers(record.text));
+    const auto known = m_records.find(kind);
+    if (known != m_records.end())
+    {
+        ++known->second.times;
+        return;
+    }
+    if (m_records.size() < MOST_RECORDS)
+        m_records.emplace(kind, RepeatedRecord{driver.Config().name, record.text, 1});
+    Line(driver, Colored(warning, what), record.text);
+}
+
+std::string ConsoleReport::Colored(bool warning, const std::string& text) const
+{
+    return warning ? m_style.Warning(text) : text;
+}
+
+std::vector<RepeatedRecord> ConsoleReport::Repeated() const
+{
+    std::vector<RepeatedRecord> repeated;
+    for (const auto& record : m_records)
+    {
+        if (record.second.times > 1)
+            repeated.push_back(record.second);
+    }
+    std::sort(repeated.begin(), repeated.end(),
+              [](const RepeatedRecord& a, const RepeatedRecord& b)
+              { return std::tie(a.driver, a.text) < std::tie(b.driver, b.text); });
+    return repeated;
 }
 
 void ConsoleReport::OnPerson(const nx::DriverHost& driver, const std::string& what)
@@ -124,13 +181,14 @@ void ConsoleReport::Line(const nx::DriverHost& driver, const std::string& what,
                            .substr(TIME_OF_DAY);
     if (m_verbosity == Verbosity::Normal)
         when.resize(TIME_WIDTH);
-    m_clearProgress();
-    m_out << when << "  ";
+    std::string line = m_style.Aside(when) + "  ";
     if (m_roomWidth > 0)
-        m_out << fmt::format("{:<{}}  ", m_session.RoomOf(driver), m_roomWidth);
-    m_out << fmt::format("{:<{}}  {}", driver.Config().name, m_nameWidth, what);
+        line += fmt::format("{:<{}}  ", m_session.RoomOf(driver), m_roomWidth);
+    line += fmt::format("{:<{}}  {}", driver.Config().name, m_nameWidth, what);
     if (!detail.empty())
-        m_out << fmt::format("  ({})", detail);
-    m_out << '\n';
+        line += fmt::format("  ({})", detail);
+    m_clearProgress();
+    // At once: a stream that writes on at once then does so for whole lines.
+    m_out << line + '\n';
 }
 } // namespace lighting_host

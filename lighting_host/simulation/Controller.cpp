@@ -4,6 +4,7 @@
 #include "lighting_common/Names.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
+#include "lighting_host/types/DriverType.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -18,44 +19,8 @@ using embedded_host::CmdMessage;
 namespace
 {
 const std::string INT_TYPE = "INT";
-const std::string BOOL_TYPE = "BOOL";
-const std::string STRING_TYPE = "STRING";
 const std::string RAMP_TO_LEVEL = "RAMP_TO_LEVEL";
 const std::string BUTTON_ACTION = "BUTTON_ACTION";
-const std::string REPORT_BUTTON_EVENT = "ReportButtonEvent";
-constexpr unsigned FIRST_BUTTON_EVENT = 5000;
-constexpr unsigned FIRST_CONTACT_EVENT = 6000;
-constexpr unsigned EVENTS_A_BUTTON = 10;
-
-// Whether an effect of the button's driver is that use of it.
-bool IsUse(const embedded_host::Effect& effect, const HouseFileUse& use)
-{
-    if (const auto* fired = std::get_if<embedded_host::EventFired>(&effect))
-    {
-        const unsigned first = use.contact ? FIRST_CONTACT_EVENT : FIRST_BUTTON_EVENT;
-        return fired->event == first + EVENTS_A_BUTTON * use.number + use.how;
-    }
-    const auto* call = std::get_if<embedded_host::OwnerCall>(&effect);
-    if (!call || call->operation != REPORT_BUTTON_EVENT || use.contact)
-        return false;
-    const auto* id = std::get_if<std::int64_t>(&call->arguments[0]);
-    const auto* how = std::get_if<std::int64_t>(&call->arguments[1]);
-    return id && how && *id == use.number && *how == use.how;
-}
-
-// The elements of a scene for one wired dimmer, as the controller writes them.
-std::string StepsOf(const HouseFileScene& scene, const std::string& driver)
-{
-    std::string steps;
-    for (const HouseFileLoad& load : scene.loads)
-    {
-        if (load.driver == driver)
-            steps += fmt::format("<element><delay>{}</delay><level>{}</level><rate>{}</rate>"
-                                 "</element>",
-                                 load.delayMs, load.level, load.timeMs);
-    }
-    return steps;
-}
 
 std::size_t LoadCount(const HouseFileScene& scene)
 {
@@ -113,13 +78,13 @@ void Controller::Start()
 
 void Controller::Provision(nx::DriverHost& driver)
 {
-    const std::string& type = driver.Config().type;
-    if (type == "wired_dimmer")
-        ProvisionDimmer(driver);
-    else if (type == "zigbee_light")
-        ProvisionLight(driver);
-    else if (type == "puck")
-        ProvisionPuck(driver);
+    const DriverType* const type = FindDriverType(driver.Config().type);
+    if (type && type->provision)
+    {
+        for (const CmdMessage& command : type->provision(m_file, driver.Config().name))
+            Tell(driver, command);
+    }
+    SendSettings(driver);
 }
 
 void Controller::Tell(nx::DriverHost& driver, const CmdMessage& command)
@@ -129,72 +94,14 @@ void Controller::Tell(nx::DriverHost& driver, const CmdMessage& command)
     m_speaking = false;
 }
 
-// Groups and scenes are not kept by the driver.
-void Controller::ProvisionDimmer(nx::DriverHost& driver)
-{
-    const std::string& name = driver.Config().name;
-    for (const HouseFileGroup& group : m_file.groups)
-    {
-        if (std::find(group.members.begin(), group.members.end(), name) == group.members.end())
-            continue;
-        CmdMessage join(names::general::JOIN_GROUP);
-        join.AddParam(names::general::GROUP_ID, INT_TYPE, static_cast<long long>(group.id));
-        join.AddParam(names::general::KEEP_SYNC, BOOL_TYPE, std::string("false"));
-        Tell(driver, join);
-    }
-    for (const HouseFileScene& scene : m_file.scenes)
-    {
-        const std::string steps = StepsOf(scene, name);
-        if (steps.empty())
-            continue;
-        CmdMessage push(names::general::PUSH_SCENE);
-        push.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
-        push.AddParam(names::general::ELEMENTS, STRING_TYPE, steps);
-        Tell(driver, push);
-    }
-    Tell(driver, CmdMessage(names::general::ALL_SCENES_PUSHED));
-}
-
-// The id of a scene is its ZigBee group, in which it is number 0.
-void Controller::ProvisionLight(nx::DriverHost& driver)
-{
-    for (const HouseFileScene& scene : m_file.scenes)
-    {
-        for (const HouseFileLoad& load : scene.loads)
-        {
-            if (load.driver != driver.Config().name)
-                continue;
-            CmdMessage add(names::general::ADD_TO_SCENE);
-            add.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
-            add.AddParam("LEVEL", INT_TYPE, static_cast<long long>(load.level));
-            add.AddParam("TIME", INT_TYPE, static_cast<long long>(load.timeMs));
-            Tell(driver, add);
-        }
-    }
-}
-
-// The module learns the settings of snap-on buttons only when the controller asks for it.
-void Controller::ProvisionPuck(nx::DriverHost& driver)
+void Controller::SendSettings(nx::DriverHost& driver)
 {
     DriverAdapter* const adapter = m_session.AdapterOf(driver);
-    for (unsigned index = 0; adapter; ++index)
-    {
-        const Json input = {{"index", index}, {"action", "send_settings"}};
-        const Json object = {{"button", input}};
-        DriverAdapter::Action send;
-        try
-        {
-            Fields fields(object, "the input");
-            send = adapter->PrepareInput("button", fields);
-        }
-        catch (const InputError&)
-        {
-            return;
-        }
-        m_speaking = true;
-        driver.Enter(send);
-        m_speaking = false;
-    }
+    if (!adapter)
+        return;
+    m_speaking = true;
+    driver.Enter([adapter] { adapter->SendSettings(); });
+    m_speaking = false;
 }
 
 void Controller::ResyncNext()
@@ -204,8 +111,7 @@ void Controller::ResyncNext()
     nx::DriverHost& driver = *drivers[m_nextToResync];
     m_nextToResync = (m_nextToResync + 1) % drivers.size();
     driver.Online(true);
-    if (driver.Config().type == "puck")
-        ProvisionPuck(driver);
+    SendSettings(driver);
 }
 
 void Controller::OnOutput(const embedded_host::Output& output)
@@ -217,9 +123,10 @@ void Controller::OnOutput(const embedded_host::Output& output)
     const auto reactions = m_reactions.find(&output.driver);
     if (reactions == m_reactions.end())
         return;
+    const DriverType* const type = FindDriverType(output.driver.Config().type);
     for (const Reaction& reaction : reactions->second)
     {
-        if (!IsUse(output.effect, reaction.use))
+        if (!type || !type->isUse || !type->isUse(output.effect, reaction.use))
             continue;
         m_due.push_back(&reaction);
         if (m_dueTimer == 0)
@@ -270,9 +177,10 @@ void Controller::Recall(const HouseFileScene& scene)
         nx::DriverHost* const driver = m_session.House().Find(load.driver);
         if (!done.insert(load.driver).second)
             continue;
-        if (driver->Config().type == "wired_dimmer")
+        const DriverType* const type = FindDriverType(driver->Config().type);
+        if (type && type->recallCommand)
         {
-            CmdMessage activate("ACTIVATE_SCENE");
+            CmdMessage activate(type->recallCommand);
             activate.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
             Tell(*driver, activate);
         }

@@ -84,9 +84,7 @@ private:
     void Tell(nx::DriverHost& driver, const embedded_host::CmdMessage& command);
     void ToDevice(const std::string& driver,
                   const std::function<void(simulated::SimulatedDevice&)>& arrive);
-    void ProvisionDimmer(nx::DriverHost& driver);
-    void ProvisionLight(nx::DriverHost& driver);
-    void ProvisionPuck(nx::DriverHost& driver);
+    void SendSettings(nx::DriverHost& driver);
     void ResyncNext();
     void React(const Reaction& reaction);
     void Recall(const HouseFileScene& scene);

@@ -2,12 +2,8 @@
 
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
-#include "simulated_devices/PuckModule.h"
-#include "simulated_devices/PuckModuleFaults.h"
-#include "simulated_devices/WiredDimmer.h"
-#include "simulated_devices/WiredDimmerFaults.h"
-#include "simulated_devices/ZigbeeLight.h"
-#include "simulated_devices/ZigbeeLightFaults.h"
+#include "lighting_host/types/DriverType.h"
+#include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
 
@@ -30,6 +26,24 @@ struct Rates
 };
 constexpr Rates LIGHT = {5, 10, 5, 400, 48 * 3600 * 1000};
 constexpr Rates HEAVY = {60, 80, 40, 2500, 8 * 3600 * 1000};
+
+// What devices do wrong besides, each that knows the kind. The order is that of the draws.
+struct DeviceFault
+{
+    const char* kind;
+    // Half of the devices are.
+    bool onlyUnlucky;
+    bool onlyHeavy;
+    // Drawn from `min` to `max`; null for none, and then the defaults hold.
+    const char* attribute;
+    int min;
+    int max;
+};
+constexpr DeviceFault DEVICE_FAULTS[] = {
+    {"forgets", true, false, nullptr, 0, 0},
+    {"chatters", false, true, "bounces", 1, 1},
+    {"reorders_traps", false, true, "every", 5, 15},
+};
 
 const Rates& RatesOf(FaultLevel level)
 {
@@ -91,7 +105,7 @@ HouseFaults::HouseFaults(Session& session, Listeners& listeners, FaultLevel leve
     for (std::size_t i = 0; i < session.Devices().size(); ++i)
         m_links.push_back(std::make_unique<FaultyLink>(
             seed + (i + 1) * SECOND_SEED, level,
-            session.Devices()[i]->Driver().Config().type == "zigbee_light"));
+            session.KindOf(session.Devices()[i]->Driver())->overTheAir));
 }
 
 HouseFaults::~HouseFaults()
@@ -125,15 +139,7 @@ void HouseFaults::Stop()
     for (const auto& link : m_links)
         link->StopFaults();
     for (const auto& attached : m_session.Devices())
-    {
-        simulated::SimulatedDevice* const device = attached->Device();
-        if (auto* module = dynamic_cast<simulated::PuckModule*>(device))
-            module->Behave();
-        else if (auto* light = dynamic_cast<simulated::ZigbeeLight*>(device))
-            light->Behave();
-        else if (auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(device))
-            dimmer->Behave();
-    }
+        attached->Device()->ClearFaults();
 }
 
 const HouseFaults::Counts& HouseFaults::Of(std::size_t device) const
@@ -141,30 +147,25 @@ const HouseFaults::Counts& HouseFaults::Of(std::size_t device) const
     return m_links[device]->GetCounts();
 }
 
-// What a kind of device does wrong besides; half of them forget all without power.
+// Whether it is one of the unlucky half is drawn for every device, also for one that can have no
+// such fault: the draws of the others do not depend on it then.
 void HouseFaults::AddDeviceFaults(simulated::SimulatedDevice& device)
 {
-    const bool forgets = m_random.Between(0, 1) == 1;
-    const bool heavy = m_level == FaultLevel::Heavy;
-    if (auto* module = dynamic_cast<simulated::PuckModule*>(&device))
+    const bool unlucky = m_random.Between(0, 1) == 1;
+    simulated::FaultList* const faults = device.GetFaults();
+    for (const DeviceFault& fault : DEVICE_FAULTS)
     {
-        if (forgets)
-            module->Misbehave(std::make_unique<simulated::puck::ForgetsSettings>());
-        if (heavy)
-            module->Misbehave(std::make_unique<simulated::puck::Chatters>(1));
-    }
-    else if (auto* light = dynamic_cast<simulated::ZigbeeLight*>(&device))
-    {
-        if (forgets)
-            light->Misbehave(std::make_unique<simulated::ForgetsWithoutPower>());
-    }
-    else if (auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(&device))
-    {
-        if (forgets)
-            dimmer->Misbehave(std::make_unique<simulated::DimmerForgets>());
-        if (heavy)
-            dimmer->Misbehave(std::make_unique<simulated::DimmerReordersTraps>(
-                static_cast<unsigned>(m_random.Between(5, 15))));
+        if (!faults || !faults->FindKind(fault.kind))
+            continue;
+        if (fault.onlyUnlucky && !unlucky)
+            continue;
+        if (fault.onlyHeavy && m_level != FaultLevel::Heavy)
+            continue;
+        simulated::FaultValues values;
+        if (fault.attribute)
+            values[fault.attribute] =
+                static_cast<std::uint64_t>(m_random.Between(fault.min, fault.max));
+        faults->Add(fault.kind, values);
     }
 }
 

@@ -11,14 +11,13 @@ namespace
 constexpr unsigned JOULES_A_HUNDREDTH = 36;
 constexpr unsigned HUNDREDTHS = 100;
 
-void TellFact(const nx::DriverHost& driver, const Session& session, const char* name,
-              const Json& value)
+void TellFact(nx::DriverHost& driver, const Session& session, const char* name, const Json& value)
 {
     DriverAdapter* const adapter = session.AdapterOf(driver);
     if (!adapter)
         return;
     if (const DriverAdapter::Action act = adapter->PrepareFact(name, value))
-        const_cast<nx::DriverHost&>(driver).Enter(act);
+        driver.Enter(act);
 }
 } // namespace
 

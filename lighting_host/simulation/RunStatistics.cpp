@@ -1,12 +1,9 @@
 #include "lighting_host/simulation/RunStatistics.h"
 
-#include "embedded_host/ZclMessages.h"
-#include "lighting_common/Names.h"
+#include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Controller.h"
-#include "nxshared/Crypto.h"
-#include "nxshared/ICmdMessage.h"
-#include "nxshared/NxMIBPacket.h"
-#include "wire/BusFrame.h"
+#include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/TrafficWatch.h"
 
 #include <log4cplus/loglevel.h>
 
@@ -16,31 +13,43 @@ using namespace embedded_host;
 
 namespace
 {
-constexpr std::size_t NUMBER_SIZE = 2;
-constexpr std::uint16_t BUS_ANSWER = 0x9000;
 const std::string REPORT_BUTTON_EVENT = "ReportButtonEvent";
 
-unsigned NumberOf(const std::vector<std::uint8_t>& payload)
+bool IsMessage(const Effect& effect)
 {
-    return payload.size() < NUMBER_SIZE ? 0 : payload[0] * 256u + payload[1];
-}
-
-std::vector<std::uint8_t> ContentOf(const std::vector<std::uint8_t>& payload)
-{
-    return {payload.begin() + NUMBER_SIZE, payload.end()};
+    return std::holds_alternative<MibSent>(effect) || std::holds_alternative<ZclSent>(effect) ||
+           std::holds_alternative<GatewaySent>(effect);
 }
 } // namespace
 
+RunStatistics::RunStatistics(const Controller& controller, const Session& session)
+    : m_controller(controller), m_session(session)
+{
+}
+
+RunStatistics::~RunStatistics() = default;
+
+RunStatistics::DriverStatistics& RunStatistics::StatisticsOf(const nx::DriverHost& driver)
+{
+    const auto [entry, isNew] = m_drivers.try_emplace(&driver);
+    const DeviceKind* const kind = isNew ? m_session.KindOf(driver) : nullptr;
+    if (kind && kind->watch)
+        entry->second.watch = kind->watch();
+    return entry->second;
+}
+
 void RunStatistics::OnOutput(const Output& output)
 {
-    DriverStatistics& driver = m_drivers[&output.driver];
-    const bool asked = m_controller.IsSpeaking();
-    if (const auto* mib = std::get_if<MibSent>(&output.effect))
-        NoteMib(driver, mib->packet, asked);
-    else if (const auto* zcl = std::get_if<ZclSent>(&output.effect))
-        NoteZcl(driver, zcl->message, asked);
-    else if (const auto* gateway = std::get_if<GatewaySent>(&output.effect))
-        NoteGateway(driver, gateway->command, asked);
+    DriverStatistics& driver = StatisticsOf(output.driver);
+    if (IsMessage(output.effect))
+    {
+        ++driver.counts.sent;
+        if (!driver.watch)
+            return;
+        const auto meaning = driver.watch->OnSent(output.effect, m_controller.IsSpeaking());
+        driver.counts.repairs += meaning == TrafficWatch::Meaning::Repair ? 1 : 0;
+        driver.counts.retries += meaning == TrafficWatch::Meaning::Retry ? 1 : 0;
+    }
     else if (std::holds_alternative<EventFired>(output.effect))
         ++driver.counts.events;
     else if (const auto* call = std::get_if<OwnerCall>(&output.effect))
@@ -49,76 +58,23 @@ void RunStatistics::OnOutput(const Output& output)
         driver.counts.warnings += record->level >= log4cplus::WARN_LOG_LEVEL ? 1 : 0;
 }
 
-// An element of a scene that was sent before, or that goes; groups are always written anew.
-void RunStatistics::NoteMib(DriverStatistics& driver, const NxMIBPacket& packet, bool asked)
-{
-    ++driver.counts.sent;
-    if (packet.GetMib() == names::mib::ALS_SAD)
-    {
-        const bool before = !driver.elements.insert(packet.GetParams()[0]).second;
-        driver.counts.repairs += before && !asked ? 1 : 0;
-    }
-    else if (packet.GetMib() == names::mib::ALS_SRM)
-        driver.counts.repairs += asked ? 0 : 1;
-}
-
-void RunStatistics::NoteZcl(DriverStatistics& driver, const HostZclMessage& message, bool asked)
-{
-    ++driver.counts.sent;
-    switch (message.Kind())
-    {
-    case zcl::RequestKind::AddGroup:
-    case zcl::RequestKind::RemoveGroup:
-    case zcl::RequestKind::AddScene:
-    case zcl::RequestKind::RemoveScene:
-        driver.counts.repairs += asked ? 0 : 1;
-        return;
-    default:
-        return;
-    }
-}
-
-void RunStatistics::NoteGateway(DriverStatistics& driver, const ICmdMessage& command, bool asked)
-{
-    ++driver.counts.sent;
-    std::vector<std::uint8_t> payload;
-    nx::crypto::base64Decode(command.GetParamString(names::general::PAYLOAD), payload);
-    if (payload.size() < NUMBER_SIZE)
-        return;
-    if (payload == driver.onTheWay)
-    {
-        ++driver.counts.retries;
-        return;
-    }
-    driver.onTheWay = payload;
-    driver.opcodeOnTheWay = command.GetParamInt(names::general::OPCODE);
-    const auto confirmed = driver.confirmed.find(driver.opcodeOnTheWay);
-    const bool again =
-        confirmed != driver.confirmed.end() && confirmed->second == ContentOf(payload);
-    driver.counts.repairs += again && !asked ? 1 : 0;
-}
-
 void RunStatistics::OnPerson(const nx::DriverHost& driver, const std::string&)
 {
-    DriverStatistics& statistics = m_drivers[&driver];
+    DriverStatistics& statistics = StatisticsOf(driver);
     statistics.counts.acts += statistics.hasWords ? 0 : 1;
 }
 
 void RunStatistics::OnAct(const nx::DriverHost& driver, const std::string&)
 {
-    DriverStatistics& statistics = m_drivers[&driver];
+    DriverStatistics& statistics = StatisticsOf(driver);
     statistics.hasWords = true;
     ++statistics.counts.acts;
 }
 
 void RunStatistics::OnBus(const nx::DriverHost& driver, const wire::BusFrame& frame)
 {
-    if (frame.opcode != BUS_ANSWER)
-        return;
-    DriverStatistics& statistics = m_drivers[&driver];
-    if (NumberOf(statistics.onTheWay) != 0 &&
-        NumberOf(statistics.onTheWay) == NumberOf(frame.payload))
-        statistics.confirmed[statistics.opcodeOnTheWay] = ContentOf(statistics.onTheWay);
+    if (TrafficWatch* const watch = StatisticsOf(driver).watch.get())
+        watch->OnBus(frame);
 }
 
 RunStatistics::Counts RunStatistics::Of(const nx::DriverHost& driver) const

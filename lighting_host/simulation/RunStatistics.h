@@ -2,24 +2,15 @@
 
 #include "lighting_host/simulation/HouseListener.h"
 
-#include <cstdint>
-#include <map>
-#include <set>
+#include <memory>
 #include <string>
 #include <unordered_map>
-#include <vector>
-
-class ICmdMessage;
-class NxMIBPacket;
-
-namespace embedded_host
-{
-class HostZclMessage;
-}
 
 namespace lighting_host
 {
 class Controller;
+class Session;
+class TrafficWatch;
 
 // Counts what the drivers of a house do: events, messages, and how often one of them put a device
 // right again.
@@ -41,9 +32,10 @@ public:
         unsigned long warnings = 0;
     };
 
-    // `controller` must outlive this: what a driver sends while the controller is telling it
-    // something is not its own doing.
-    explicit RunStatistics(const Controller& controller) : m_controller(controller) {}
+    // Both must outlive this. What a driver sends while the controller is telling it something is
+    // not its own doing.
+    RunStatistics(const Controller& controller, const Session& session);
+    ~RunStatistics() override;
 
     // HouseListener. What a person does counts once, also where the house file has words for it.
     void OnOutput(const embedded_host::Output& output) override;
@@ -55,27 +47,19 @@ public:
     Counts Of(const nx::DriverHost& driver) const;
 
 private:
-    // What is remembered of a driver, to know a repair or a retry.
     struct DriverStatistics
     {
         Counts counts;
         // Whether the house file has words for what people do at the device.
         bool hasWords = false;
-        // The ids of elements that a wired dimmer was sent.
-        std::set<std::string> elements;
-        // What the keypad has confirmed of the bus messages of each opcode, without their numbers;
-        // and the message that is on its way, with its number.
-        std::map<int, std::vector<std::uint8_t>> confirmed;
-        int opcodeOnTheWay = 0;
-        std::vector<std::uint8_t> onTheWay;
+        // Null when no message of this driver is a repair or a retry.
+        std::unique_ptr<TrafficWatch> watch;
     };
 
-    static void NoteMib(DriverStatistics& driver, const NxMIBPacket& packet, bool asked);
-    static void NoteZcl(DriverStatistics& driver, const embedded_host::HostZclMessage& message,
-                        bool asked);
-    static void NoteGateway(DriverStatistics& driver, const ICmdMessage& command, bool asked);
+    DriverStatistics& StatisticsOf(const nx::DriverHost& driver);
 
     const Controller& m_controller;
+    const Session& m_session;
     std::unordered_map<const nx::DriverHost*, DriverStatistics> m_drivers;
 };
 } // namespace lighting_host

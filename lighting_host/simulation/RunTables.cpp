@@ -1,10 +1,12 @@
 #include "lighting_host/simulation/RunTables.h"
 
 #include "lighting_host/house/Session.h"
+#include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/Controller.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/RunStatistics.h"
 #include "lighting_host/text/Duration.h"
+#include "lighting_host/text/TextTable.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -17,6 +19,7 @@ namespace lighting_host
 namespace
 {
 constexpr std::size_t NAME_WIDTH = 12;
+constexpr std::size_t TYPE_WIDTH = 14;
 constexpr std::size_t DATE_WIDTH = 19;
 constexpr std::int64_t MS_PER_SECOND = 1000;
 
@@ -48,32 +51,29 @@ std::vector<std::string> Names(const Drivers& drivers, const NameOf& nameOf)
     return names;
 }
 
-std::size_t WidestOf(const std::vector<std::string>& names)
-{
-    std::size_t width = NAME_WIDTH;
-    for (const std::string& name : names)
-        width = std::max(width, name.size());
-    return width;
-}
+constexpr TextTable::Align RIGHT = TextTable::Align::Right;
+constexpr TextTable::Align LEFT = TextTable::Align::Left;
 
-std::size_t WidestDriver(const Session& session)
+std::string Number(unsigned long number)
 {
-    return WidestOf(Names(session.House().Drivers(),
-                          [](const nx::DriverHost& driver) { return driver.Config().name; }));
+    return std::to_string(number);
 }
 } // namespace
 
 RunTables::RunTables(std::ostream& out, const HouseFile& file, const Session& session,
-                     const RunStatistics& statistics)
-    : m_out(out), m_file(file), m_session(session), m_statistics(statistics)
+                     const RunStatistics& statistics, std::size_t columns, const Style& style)
+    : m_out(out), m_file(file), m_session(session), m_statistics(statistics), m_columns(columns),
+      m_style(style)
 {
 }
 
 void RunTables::WriteDrivers() const
 {
-    const std::size_t width = WidestDriver(m_session);
-    m_out << fmt::format("\n{:<{}}  {:<14}  {:>6}  {:>7}  {}\n", "driver", width, "type", "events",
-                         "sent", "state");
+    TextTable table({{"driver", LEFT, NAME_WIDTH},
+                     {"type", LEFT, TYPE_WIDTH},
+                     {"events", RIGHT, 6},
+                     {"sent", RIGHT, 7},
+                     {"state"}});
     for (const auto& driver : m_session.House().Drivers())
     {
         const embedded_host::DriverConfig& config = driver->Config();
@@ -88,9 +88,9 @@ void RunTables::WriteDrivers() const
         }
         else
             state = driver->Driver() ? "runs" : "does not run";
-        m_out << fmt::format("{:<{}}  {:<14}  {:>6}  {:>7}  {}\n", config.name, width, config.type,
-                             counts.events, counts.sent, state);
+        table.Add({config.name, config.type, Number(counts.events), Number(counts.sent), state});
     }
+    table.Write(m_out, m_columns, m_style);
 }
 
 bool RunTables::HasRooms() const
@@ -110,10 +110,12 @@ bool RunTables::WriteRooms() const
         return room.empty() ? std::string("(no room)") : room;
     };
     std::vector<std::string> rooms = Names(drivers, roomOf);
-    const std::size_t width = WidestOf(rooms);
     rooms.emplace_back("all");
-    m_out << fmt::format("\n{:<{}}  {:>7}  {:>9}  {:>6}  {:>8}\n", "room", width, "drivers",
-                         "people do", "events", "messages");
+    TextTable table({{"room", LEFT, NAME_WIDTH},
+                     {"drivers", RIGHT, 7},
+                     {"people do", RIGHT, 9},
+                     {"events", RIGHT, 6},
+                     {"messages", RIGHT, 8}});
     for (const std::string& room : rooms)
     {
         RunStatistics::Counts sum;
@@ -128,78 +130,80 @@ bool RunTables::WriteRooms() const
             sum.events += counts.events;
             sum.sent += counts.sent;
         }
-        m_out << fmt::format("{:<{}}  {:>7}  {:>9}  {:>6}  {:>8}\n", room, width, count, sum.acts,
-                             sum.events, sum.sent);
+        table.Add({room, Number(count), Number(sum.acts), Number(sum.events), Number(sum.sent)});
     }
+    table.Write(m_out, m_columns, m_style);
     return true;
 }
 
 void RunTables::WriteScenes(const Controller& controller) const
 {
     const embedded_host::Clock& clock = m_session.House().GetClock();
-    const auto write = [&](const std::string& name, std::size_t width, std::size_t loads,
-                           const Controller::Count& count)
+    const auto add = [&clock](TextTable& table, const std::string& name, std::size_t loads,
+                              const Controller::Count& count)
     {
         std::string last = "never";
         // Whole seconds of the wall, rounded down.
         const std::int64_t ago = (clock.NowMs() - count.lastMs + MS_PER_SECOND - 1) / MS_PER_SECOND;
         if (count.times > 0)
             last = FormatLocalTime(clock.LocalSeconds() - ago, 0).substr(0, DATE_WIDTH);
-        m_out << fmt::format("{:<{}}  {:>5}  {:>5}  {}\n", name, width, loads, count.times, last);
+        table.Add({name, Number(loads), Number(count.times), last});
     };
-    const char* const head = "\n{:<{}}  {:>5}  {:>5}  {}\n";
-    std::vector<std::string> names;
-    for (const HouseFileScene& scene : m_file.scenes)
-        names.push_back(scene.name);
-    if (!names.empty())
-        m_out << fmt::format(head, "scene", WidestOf(names), "steps", "times", "last");
-    for (std::size_t i = 0; i < names.size(); ++i)
-        write(names[i], WidestOf(names), m_file.scenes[i].loads.size(),
-              controller.SceneCounts()[i]);
-    names.clear();
-    for (const HouseFileGroup& group : m_file.groups)
-    {
-        if (!group.acts.empty())
-            names.push_back(group.name.empty() ? std::to_string(group.id) : group.name);
-    }
-    if (!names.empty())
-        m_out << fmt::format(head, "load group", WidestOf(names), "loads", "times", "last");
-    std::size_t named = 0;
+    TextTable scenes({{"scene", LEFT, NAME_WIDTH}, {"steps", RIGHT}, {"times", RIGHT}, {"last"}});
+    for (std::size_t i = 0; i < m_file.scenes.size(); ++i)
+        add(scenes, m_file.scenes[i].name, m_file.scenes[i].loads.size(),
+            controller.SceneCounts()[i]);
+    TextTable groups(
+        {{"load group", LEFT, NAME_WIDTH}, {"loads", RIGHT}, {"times", RIGHT}, {"last"}});
     for (std::size_t i = 0; i < m_file.groups.size(); ++i)
     {
-        if (!m_file.groups[i].acts.empty())
-            write(names[named++], WidestOf(names), m_file.groups[i].members.size(),
-                  controller.GroupCounts()[i]);
+        const HouseFileGroup& group = m_file.groups[i];
+        if (!group.acts.empty())
+            add(groups, group.name.empty() ? std::to_string(group.id) : group.name,
+                group.members.size(), controller.GroupCounts()[i]);
+    }
+    for (const TextTable* table : {&scenes, &groups})
+    {
+        if (!table->IsEmpty())
+            table->Write(m_out, m_columns, m_style);
     }
 }
 
 void RunTables::WriteEnergy() const
 {
-    const char* const row = "{:<{}}  {:<14}  {:>12}  {:>12}  {:>8}  {:>12}  {:>12}\n";
-    const std::size_t width = WidestDriver(m_session);
+    TextTable table({{"load", LEFT, NAME_WIDTH},
+                     {"type", LEFT, TYPE_WIDTH},
+                     {"on", RIGHT, 12},
+                     {"off", RIGHT, 12},
+                     {"now", RIGHT, 8},
+                     {"used", RIGHT, 12},
+                     {"used today", RIGHT, 12}});
     std::int64_t hundredths = 0;
-    bool any = false;
     for (const auto& driver : m_session.House().Drivers())
     {
         const DriverAdapter* adapter = m_session.AdapterOf(*driver);
         const auto figures = adapter ? adapter->EnergyOfLoad() : std::nullopt;
         if (!figures)
             continue;
-        if (!any)
-            m_out << '\n'
-                  << fmt::format(row, "load", width, "type", "on", "off", "now", "used",
-                                 "used today");
-        any = true;
         hundredths += std::int64_t{figures->wattHours} * 100 + figures->hundredths;
-        m_out << fmt::format(row, driver->Config().name, width, driver->Config().type,
-                             Minutes(figures->minutesOn), Minutes(figures->minutesOff),
-                             fmt::format("{} W", figures->powerWatts),
-                             KilowattHours(figures->wattHours * 100.0 + figures->hundredths),
-                             KilowattHours(figures->wattHoursToday * 100.0));
+        table.Add({driver->Config().name, driver->Config().type, Minutes(figures->minutesOn),
+                   Minutes(figures->minutesOff), fmt::format("{} W", figures->powerWatts),
+                   KilowattHours(figures->wattHours * 100.0 + figures->hundredths),
+                   KilowattHours(figures->wattHoursToday * 100.0)});
     }
-    if (any)
-        m_out << fmt::format(row, "all", width, "", "", "", "",
-                             KilowattHours(static_cast<double>(hundredths)), "");
+    if (table.IsEmpty())
+        return;
+    table.Add({"all", "", "", "", "", KilowattHours(static_cast<double>(hundredths)), ""});
+    table.Write(m_out, m_columns, m_style);
+}
+
+void RunTables::WriteRecords(const std::vector<RepeatedRecord>& records) const
+{
+    TextTable table({{"said again", LEFT, NAME_WIDTH}, {"times", RIGHT}, {"what"}});
+    for (const RepeatedRecord& record : records)
+        table.Add({record.driver, Number(record.times), record.text});
+    if (!table.IsEmpty())
+        table.Write(m_out, m_columns, m_style);
 }
 
 void RunTables::WriteFaults(const HouseFaults& faults) const
@@ -207,14 +211,19 @@ void RunTables::WriteFaults(const HouseFaults& faults) const
     const auto& devices = m_session.Devices();
     if (devices.empty())
         return;
-    const char* const row = "{:<14}  {:>8}  {:>6}  {:>6}  {:>6}  {:>8}  {:>7}  {:>7}  {:>8}\n";
+    TextTable table({{"links", LEFT, TYPE_WIDTH},
+                     {"messages", RIGHT, 8},
+                     {"lost", RIGHT, 6},
+                     {"late", RIGHT, 6},
+                     {"twice", RIGHT, 6},
+                     {"no power", RIGHT, 8},
+                     {"repairs", RIGHT, 7},
+                     {"retries", RIGHT, 7},
+                     {"warnings", RIGHT, 8}});
     std::vector<std::string> types =
         Names(m_session.House().Drivers(),
               [](const nx::DriverHost& driver) { return driver.Config().type; });
     types.emplace_back("all");
-    m_out << '\n'
-          << fmt::format(row, "links", "messages", "lost", "late", "twice", "no power", "repairs",
-                         "retries", "warnings");
     for (const std::string& type : types)
     {
         HouseFaults::Counts link;
@@ -235,8 +244,10 @@ void RunTables::WriteFaults(const HouseFaults& faults) const
             done.retries += statistics.retries;
             done.warnings += statistics.warnings;
         }
-        m_out << fmt::format(row, type, link.messages, link.lost, link.late, link.twice,
-                             link.powerFailures, done.repairs, done.retries, done.warnings);
+        table.Add({type, Number(link.messages), Number(link.lost), Number(link.late),
+                   Number(link.twice), Number(link.powerFailures), Number(done.repairs),
+                   Number(done.retries), Number(done.warnings)});
     }
+    table.Write(m_out, m_columns, m_style);
 }
 } // namespace lighting_host

@@ -1,12 +1,17 @@
 #pragma once
 
+#include "lighting_host/text/Style.h"
+
+#include <cstddef>
 #include <iosfwd>
+#include <vector>
 
 namespace lighting_host
 {
 class Controller;
 class HouseFaults;
 struct HouseFile;
+struct RepeatedRecord;
 class Session;
 class RunStatistics;
 
@@ -16,8 +21,9 @@ class RunTables
 {
 public:
     // All must outlive the tables.
+    // In so many columns of the terminal; 0 for as many as it takes.
     RunTables(std::ostream& out, const HouseFile& file, const Session& session,
-              const RunStatistics& statistics);
+              const RunStatistics& statistics, std::size_t columns, const Style& style);
 
     // Each driver's final state.
     void WriteDrivers() const;
@@ -31,6 +37,9 @@ public:
     // What each load has used; nothing when no driver counts it.
     void WriteEnergy() const;
 
+    // What drivers said more than once, and how often.
+    void WriteRecords(const std::vector<RepeatedRecord>& records) const;
+
     // What went wrong on the links to each type of driver, and what was done about it.
     void WriteFaults(const HouseFaults& faults) const;
 
@@ -41,5 +50,7 @@ private:
     const HouseFile& m_file;
     const Session& m_session;
     const RunStatistics& m_statistics;
+    const std::size_t m_columns;
+    const Style m_style;
 };
 } // namespace lighting_host

@@ -8,7 +8,7 @@ namespace lighting_host
 Simulation::Simulation(const HouseFile& file, Session& session, Listeners& listeners,
                        FaultLevel faults, std::uint64_t seed)
     : m_session(session), m_listeners(listeners), m_controller(file, session, listeners),
-      m_statistics(m_controller), m_lampMeters(file, session),
+      m_statistics(m_controller, session), m_lampMeters(file, session),
       m_faults(session, listeners, faults, seed)
 {
     listeners.Add(m_statistics);

@@ -1,5 +1,6 @@
 #include "lighting_host/text/Duration.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -19,29 +20,47 @@ struct Unit
     double milliseconds;
 };
 constexpr Unit UNITS[] = {
-    {"ms", 1}, {"s", 1e3}, {"", 1e3}, {"m", 60e3}, {"h", 3600e3}, {"d", 24 * 3600e3},
+    {"ms", 1}, {"s", 1e3}, {"m", 60e3}, {"h", 3600e3}, {"d", 24 * 3600e3},
 };
+constexpr double MS_PER_BARE_NUMBER = 1e3;
+
+const Unit* FindUnit(const std::string& name)
+{
+    for (const Unit& unit : UNITS)
+    {
+        if (name == unit.name)
+            return &unit;
+    }
+    return nullptr;
+}
 } // namespace
 
 bool ParseDuration(const std::string& text, std::int64_t& milliseconds)
 {
+    constexpr const char* NUMBER = "0123456789.";
     if (text.empty() || text.find_first_not_of("0123456789.msdh") != std::string::npos)
         return false;
-    char* end = nullptr;
-    const double number = std::strtod(text.c_str(), &end);
-    if (end == text.c_str())
-        return false;
-    for (const Unit& unit : UNITS)
+    double total = 0;
+    // Of the part before, so that "30m1h" and "1h1h" are slips.
+    double smallest = HUGE_VAL;
+    for (std::size_t at = 0; at < text.size();)
     {
-        if (std::string(end) != unit.name)
-            continue;
-        const double total = number * unit.milliseconds;
-        if (total > LONGEST_MS)
+        char* end = nullptr;
+        const double number = std::strtod(text.c_str() + at, &end);
+        const auto unitAt = static_cast<std::size_t>(end - text.c_str());
+        const std::size_t next = std::min(text.find_first_of(NUMBER, unitAt), text.size());
+        const bool bare = at == 0 && unitAt == text.size();
+        const Unit* const unit = FindUnit(text.substr(unitAt, next - unitAt));
+        if (unitAt == at || (!unit && !bare) || (unit && unit->milliseconds >= smallest))
             return false;
-        milliseconds = std::llround(total);
-        return true;
+        smallest = unit ? unit->milliseconds : 0;
+        total += number * (unit ? unit->milliseconds : MS_PER_BARE_NUMBER);
+        at = next;
     }
-    return false;
+    if (total > LONGEST_MS)
+        return false;
+    milliseconds = std::llround(total);
+    return true;
 }
 
 std::string FormatLocalTime(std::int64_t localSeconds, int milliseconds)

@@ -5,8 +5,9 @@
 
 namespace lighting_host
 {
-// Reads a length of time: a number with one of the units ms, s, m, h, d ("90s", "24h", "1.5h"); a
-// bare number is seconds. False for anything else, for less than 0 and for more than 100 years.
+// Reads a length of time: numbers with the units d, h, m, s, ms, each at most once and the larger
+// ones first ("90s", "1h30m", "1.5h"); a number alone is seconds. False for anything else, for less
+// than 0 and for more than 100 years, and `milliseconds` then stays.
 bool ParseDuration(const std::string& text, std::int64_t& milliseconds);
 
 // "2026-01-01 00:00:00.000", from local seconds and milliseconds.

@@ -2,6 +2,8 @@
 
 #include "lighting_host/text/JsonWriter.h"
 
+#include <cstring>
+
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -9,6 +11,7 @@ namespace lighting_host
 namespace
 {
 constexpr std::size_t MAX_FIELDS = 64;
+constexpr std::size_t LONGEST_REASON = 160;
 
 int HexDigit(char c)
 {
@@ -46,19 +49,76 @@ void CheckLimits(const std::string& text)
             throw InputError("the JSON has too many fields");
     }
 }
+
+// Builds the tree as the library does, but for integers that no 64 bits hold: they keep their
+// digits, where the library would make them fractions. Notes why a text is no JSON.
+class TreeBuilder : public nlohmann::detail::json_sax_dom_parser<Json>
+{
+public:
+    explicit TreeBuilder(Json& tree)
+        : nlohmann::detail::json_sax_dom_parser<Json>(tree, /*allow_exceptions_=*/false)
+    {
+    }
+
+    bool number_float(double number, const std::string& text)
+    {
+        if (text.find_first_of(".eE") != std::string::npos)
+            return json_sax_dom_parser::number_float(number, text);
+        // No input holds binary values otherwise: JSON texts have none.
+        Json::binary_t digits(std::vector<std::uint8_t>(text.begin(), text.end()));
+        return binary(digits);
+    }
+
+    template <class Error>
+    bool parse_error(std::size_t position, const std::string& lastRead, const Error& error)
+    {
+        m_reason = fmt::format("column {}: {}", position, Reason(error.what(), lastRead));
+        return json_sax_dom_parser::parse_error(position, lastRead, error);
+    }
+
+    const std::string& Reason() const { return m_reason; }
+
+private:
+    // The parser's own words without its name, its line, which is always 1, and what was read,
+    // which may be long.
+    static std::string Reason(std::string words, const std::string& lastRead)
+    {
+        for (const char* const before : {"] ", " - "})
+        {
+            const auto at = words.find(before);
+            if (at != std::string::npos)
+                words.erase(0, at + std::strlen(before));
+        }
+        const std::string read = "; last read: '" + lastRead + "'";
+        const auto at = words.find(read);
+        if (at != std::string::npos)
+            words.erase(at, read.size());
+        return words.substr(0, LONGEST_REASON);
+    }
+
+    std::string m_reason;
+};
 } // namespace
 
 Json ParseJson(const std::string& text)
 {
     CheckLimits(text);
     // The parser would take a NUL for the end of the text.
-    if (text.find('\0') == std::string::npos)
-    {
-        Json value = Json::parse(text, nullptr, false);
-        if (!value.is_discarded())
-            return value;
-    }
-    throw InputError("this is no JSON");
+    const auto nul = text.find('\0');
+    if (nul != std::string::npos)
+        throw InputError(fmt::format("this is no JSON: column {}: it has a NUL", nul + 1));
+    Json value;
+    TreeBuilder builder(value);
+    if (!Json::sax_parse(text, &builder))
+        throw InputError("this is no JSON: " + builder.Reason());
+    return value;
+}
+
+std::string HugeInteger(const Json& value)
+{
+    if (!value.is_binary())
+        return std::string();
+    return std::string(value.get_binary().begin(), value.get_binary().end());
 }
 
 Fields::Fields(const Json& object, std::string where) : m_object(object), m_where(std::move(where))
@@ -127,10 +187,12 @@ void Fields::Finish() const
 
 long long ToInteger(const Json& value, const std::string& name, long long min, long long max)
 {
-    if (!value.is_number_integer())
+    const bool beyond64Bits = !HugeInteger(value).empty();
+    if (!value.is_number_integer() && !beyond64Bits)
         throw InputError(fmt::format("\"{}\" is not an integer", name));
-    const bool huge = value.is_number_unsigned() &&
-                      value.get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX);
+    const bool huge =
+        beyond64Bits || (value.is_number_unsigned() &&
+                         value.get<std::uint64_t>() > static_cast<std::uint64_t>(INT64_MAX));
     if (huge || value.get<std::int64_t>() < min || value.get<std::int64_t>() > max)
         throw InputError(fmt::format("\"{}\" is not within {} to {}", name, min, max));
     return value.get<std::int64_t>();
@@ -179,6 +241,8 @@ void AppendJson(std::string& out, const Json& value)
         }
         out += '}';
     }
+    else if (value.is_binary())
+        out += HugeInteger(value);
     else
         out += value.dump();
 }

@@ -67,8 +67,13 @@ private:
 };
 
 // Reads one JSON value, which must be all of the text; an InputError when it is none, is not UTF-8
-// or goes beyond the limits above. Of a name given twice in an object the last value counts.
+// or goes beyond the limits above, which says at which column and why. Of a name given twice in an
+// object the last value counts. An integer that 64 bits cannot hold keeps its digits (see
+// HugeInteger).
 Json ParseJson(const std::string& text);
+
+// The digits of an integer that 64 bits cannot hold; empty for any other value.
+std::string HugeInteger(const Json& value);
 
 // The value as the integer, boolean or text of that name; an InputError when it is something else.
 long long ToInteger(const Json& value, const std::string& name, long long min, long long max);

@@ -16,6 +16,12 @@ const embedded_host::XmlTree& Tree(const nx::XmlNode& node)
 }
 } // namespace
 
+std::string DeviceElement::Kind()
+{
+    Word("simulated", std::string());
+    return Word("kind", std::string());
+}
+
 bool DeviceElement::Has(const char* name) const
 {
     for (const auto& attribute : Tree(m_node).Attributes())

@@ -16,6 +16,9 @@ namespace lighting_host
 struct DeviceError : std::runtime_error
 {
     using std::runtime_error::runtime_error;
+
+    // Which of the elements inside <device> it is about, from 0; -1 for <device> itself.
+    int child = -1;
 };
 
 // An element of a house file that describes a simulated device, or what happens to it: its
@@ -27,6 +30,10 @@ public:
     explicit DeviceElement(const nx::XmlNode& node) : m_node(node) {}
 
     bool Has(const char* name) const;
+
+    // Of <device> itself: the kind of device that it names, empty when it leaves that to the
+    // driver's type. Takes note of the attributes that every kind of device has.
+    std::string Kind();
 
     // A whole number from `min` to `max`, a time as on the command line ("500ms", "2s") in
     // milliseconds, a word. An absent one is what is given last.

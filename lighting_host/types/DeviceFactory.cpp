@@ -1,29 +1,16 @@
 #include "lighting_host/types/DeviceElement.h"
 #include "lighting_host/types/Devices.h"
+#include "lighting_host/types/DriverType.h"
 #include "lighting_host/types/HousePlan.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 namespace lighting_host
 {
 namespace
 {
-using Maker = std::unique_ptr<simulated::SimulatedDevice> (*)(const HouseFileDriver&,
-                                                              simulated::DeviceEnvironment&);
-
-// Which device belongs to which type of driver.
-struct Type
-{
-    const char* name;
-    Maker make;
-};
-constexpr Type TYPES[] = {
-    {"puck", &MakePuckModule},
-    {"zigbee_light", &MakeZigbeeLightDevice},
-    {"gen3_keypad", &MakeKeypadDevice},
-    {"wired_dimmer", &MakeWiredDimmerDevice},
-    {"energy_switch", &MakeMeteringPlug},
-};
-
-// A world in which nothing ever happens: a device made in it is only looked at.
+// Nothing ever happens in it: a device made in it is only looked at.
 class NullEnvironment : public simulated::DeviceEnvironment
 {
 public:
@@ -38,33 +25,42 @@ public:
 } // namespace
 
 std::unique_ptr<simulated::SimulatedDevice> MakeDevice(const HouseFileDriver& driver,
-                                                       simulated::DeviceEnvironment& world)
+                                                       simulated::DeviceEnvironment& environment)
 {
-    for (const Type& type : TYPES)
-    {
-        if (driver.type == type.name)
-            return type.make(driver, world);
-    }
-    return nullptr;
+    const DeviceKind* const kind = DeviceKindOf(driver);
+    if (kind)
+        return kind->make(driver, environment);
+    std::vector<std::string> names;
+    for (const DriverType& type : DriverTypes())
+        names.emplace_back(type.device.name);
+    const std::string given = DeviceElement(*driver.device).Kind();
+    if (given.empty())
+        throw DeviceError(fmt::format("a <device> of a driver of type \"{}\" needs a kind; there "
+                                      "are {}",
+                                      driver.type, fmt::join(names, ", ")));
+    throw DeviceError(fmt::format("unknown kind \"{}\" of <device>; there are {}", given,
+                                  fmt::join(names, ", ")));
 }
 
 unsigned LampWatts(const HouseFileDriver& driver)
 {
-    const bool light = driver.type == "wired_dimmer" || driver.type == "zigbee_light";
-    return light && driver.device
+    const DeviceKind* const kind = DeviceKindOf(driver);
+    return kind && kind->hasLamp && driver.device
                ? DeviceElement(*driver.device).Number("watts", 0, MOST_LAMP_WATTS, 0)
                : 0;
 }
 
-std::string CheckDevice(const HouseFileDriver& driver)
+std::string CheckDevice(const HouseFileDriver& driver, int* child)
 {
-    NullEnvironment world;
+    NullEnvironment environment;
     try
     {
-        MakeDevice(driver, world);
+        MakeDevice(driver, environment);
     }
     catch (const DeviceError& error)
     {
+        if (child)
+            *child = error.child;
         return error.what();
     }
     return std::string();

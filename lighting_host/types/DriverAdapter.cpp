@@ -17,6 +17,8 @@ bool DriverAdapter::Query(const std::string&, Fields&, Json&)
     return false;
 }
 
+void DriverAdapter::SendSettings() {}
+
 std::string DriverAdapter::DescribeEvent(unsigned) const
 {
     return std::string();

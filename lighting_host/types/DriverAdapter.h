@@ -1,7 +1,6 @@
 #pragma once
 
 #include "lighting_host/text/Json.h"
-#include "nxshared/IInstanceManager.h"
 
 #include <functional>
 #include <memory>
@@ -9,8 +8,6 @@
 #include <string>
 #include <utility>
 #include <vector>
-
-class NxBaseDriver;
 
 namespace lighting_host
 {
@@ -57,6 +54,11 @@ public:
     // The answer to a query. False when the type has no such query.
     virtual bool Query(const std::string& word, Fields& fields, Json& value);
 
+    // Sends the device those settings that the driver sends only when it is asked to. Run on the
+    // driver's behalf, when the driver has started and at each periodic resync. This base does
+    // nothing.
+    virtual void SendSettings();
+
     // An event of this driver in a few words ("Aux 1 pressed"), empty when it has none.
     virtual std::string DescribeEvent(unsigned event) const;
 
@@ -66,11 +68,4 @@ public:
     // What the driver's load has used; nothing for a driver that does not count it.
     virtual std::optional<EnergyFigures> EnergyOfLoad() const;
 };
-
-// Makes the driver of a type, with its adapter; null for a type that is not known. `facts` outlives
-// the driver.
-NxBaseDriver* MakeDriver(const std::string& type, IInstanceManager& instances, LoadFacts& facts);
-
-// The types that MakeDriver knows, in the order in which they are told to a person.
-const std::vector<std::string>& DriverTypes();
 } // namespace lighting_host

@@ -1,51 +1,50 @@
-#include "lighting_host/types/Adapters.h"
-#include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/DeviceElement.h"
+#include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/HousePlan.h"
 
 namespace lighting_host
 {
-namespace
-{
-using Maker = NxBaseDriver* (*)(IInstanceManager&, LoadFacts&);
+// Each is made in the folder of its type.
+DriverType PuckType();
+DriverType Gen3KeypadType();
+DriverType ZigbeeLightType();
+DriverType WiredDimmerType();
+DriverType EnergySwitchType();
 
-struct Type
+const std::vector<DriverType>& DriverTypes()
 {
-    const char* name;
-    Maker make;
-};
-
-// The types of the program's own.
-const std::vector<Type>& Types()
-{
-    static const std::vector<Type> types = {
-        {"puck", &MakePuck},
-        {"gen3_keypad", &MakeGen3Keypad},
-        {"zigbee_light", &MakeZigbeeLight},
-        {"wired_dimmer", &MakeWiredDimmer},
-        {"energy_switch", &MakeEnergySwitch},
+    static const std::vector<DriverType> types = {
+        PuckType(), Gen3KeypadType(), ZigbeeLightType(), WiredDimmerType(), EnergySwitchType(),
     };
     return types;
 }
-} // namespace
 
-NxBaseDriver* MakeDriver(const std::string& type, IInstanceManager& instances, LoadFacts& facts)
+std::vector<std::string> DriverTypeNames()
 {
-    for (const Type& known : Types())
+    std::vector<std::string> names;
+    for (const DriverType& type : DriverTypes())
+        names.emplace_back(type.name);
+    return names;
+}
+
+const DriverType* FindDriverType(const std::string& name)
+{
+    for (const DriverType& type : DriverTypes())
     {
-        if (type == known.name)
-            return known.make(instances, facts);
+        if (name == type.name)
+            return &type;
     }
     return nullptr;
 }
 
-const std::vector<std::string>& DriverTypes()
+const DeviceKind* DeviceKindOf(const HouseFileDriver& driver)
 {
-    static const std::vector<std::string> names = []
+    const std::string kind = driver.device ? DeviceElement(*driver.device).Kind() : std::string();
+    for (const DriverType& type : DriverTypes())
     {
-        std::vector<std::string> all;
-        for (const Type& known : Types())
-            all.emplace_back(known.name);
-        return all;
-    }();
-    return names;
+        if (kind.empty() ? driver.type == type.name : kind == type.device.name)
+            return &type.device;
+    }
+    return nullptr;
 }
 } // namespace lighting_host

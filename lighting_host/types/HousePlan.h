@@ -24,6 +24,8 @@ struct HouseFileDriver
     // Where its device is; empty when the file does not say.
     std::string room;
     unsigned id = 0;
+    // Where its <driver> is in the file, counted from 1.
+    int line = 0;
     // The shared object that makes the driver, resolved against the house file; empty for a type of
     // the program's own.
     std::string library;
@@ -97,5 +99,14 @@ struct HouseFileScene
     std::vector<HouseFileLoad> loads;
     // Each recalls it.
     std::vector<HouseFileUse> uses;
+};
+
+// A house as it is to be.
+struct HousePlan
+{
+    std::vector<HouseFileDriver> drivers;
+    std::vector<HouseFileGroup> groups;
+    // What the controller knows of scenes, which only a run plays.
+    std::vector<HouseFileScene> scenes;
 };
 } // namespace lighting_host

@@ -5,6 +5,7 @@
 #include "lighting_common/SceneManager.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/TypeTables.h"
 
 #include <optional>
 #include <string>
@@ -15,11 +16,40 @@
 // scenes. Both forms of the energy statistics fit: a driver that owns an EnergyInfoCollector, and
 // one that derives from NxBaseEnergyDevice.
 //
-// An adapter of such a driver, which has Energy(), SetLoadOn and SetEnergyReady, calls
-// PrepareLoadFact from its PrepareFact and EnergyAnswer from its Query, and hands LoadFacts to the
-// driver in its constructor.
+// An adapter of such a driver, which has Energy(), SetLoadOn and SetEnergyReady, puts LOAD_FACTS
+// and ENERGY_QUERY into its tables, and hands LoadFacts to the driver in its constructor.
 namespace lighting_host
 {
+// The rows that all of them share.
+inline constexpr TypeWord LOAD_FACTS[] = {
+    {"load_on", "", "boolean: the load is on"},
+    {"power_watts", "", "whole number: what it draws"},
+    {"energy_wh", "",
+     "energy used since the last time. A JSON integer is counted in whole watt-hours; a number "
+     "with "
+     "a fraction or an exponent with its fraction, and is an error on `energy_switch`, which "
+     "counts "
+     "whole ones."},
+    {"fault", "", "whole number: the load's fault, 0 for none"},
+    {"energy_ready", "", "boolean, true at start: the driver knows enough to count"},
+    {"auto_update_energy", "", "boolean: energy is computed from the power"},
+};
+inline constexpr TypeWord ENERGY_QUERY = {
+    "energy", "",
+    "`minutes_on`, `minutes_off`, `minutes_on_today`, `current_power`, `energy_used`, "
+    "`energy_used_today`; `energy_fraction` and `today_fraction` where the type has them"};
+inline constexpr TypeWord SCENE_MAP_QUERY = {"scene_map", "", "a list of `id`, `level`, `time_ms`"};
+
+// LOAD_FACTS as rows of an adapter's table, each prepared by that operation.
+template <class FactRow, class Prepare>
+std::vector<FactRow> LoadFactRows(Prepare prepare)
+{
+    std::vector<FactRow> rows;
+    for (const TypeWord& word : LOAD_FACTS)
+        rows.push_back({word, prepare});
+    return rows;
+}
+
 // One fact of a load, as "set" gives it.
 struct LoadFact
 {

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "device_wire/AttachedDevice.h"
 #include "drivers/gen3_keypad/Gen3KeypadDriver.h"
 #include "embedded_host/Clock.h"
-#include "embedded_host/DeviceLink.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/House.h"
 #include "embedded_host/Random.h"
@@ -10,8 +10,6 @@
 #include "simulated_devices/BusKeypad.h"
 #include "tests/drivers/BusText.h"
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,9 +23,7 @@ namespace bus_test
 //
 // Everything that happens to a message of a driver is handed to the Witness, which is told by the
 // library's log: what was queued, dropped, replaced, answered or given up.
-class BusHouse : private embedded_host::OutputSink,
-                 private simulated::DeviceEnvironment,
-                 private ITimerManagerCallback
+class BusHouse : private embedded_host::OutputSink
 {
 public:
     // What the log of a driver's queue said; `payload` of a queued message is base64.
@@ -39,6 +35,8 @@ public:
         virtual void OnReplaced(unsigned device) = 0;
         virtual void OnAnswered(unsigned device) = 0;
         virtual void OnGivenUp(unsigned device) = 0;
+        // The front was not sent again, since it was too late; OnAnswered follows for it.
+        virtual void OnTooLate(unsigned device) = 0;
     };
 
     explicit BusHouse(std::uint64_t seed = 1)
@@ -50,8 +48,6 @@ public:
     ~BusHouse() override
     {
         m_house->StopAll();
-        for (const auto& scheduled : m_scheduled)
-            m_house->KillDeviceTimer(scheduled.first);
         m_ports.clear();
     }
 
@@ -65,14 +61,11 @@ public:
 
     // Adds a keypad and its driver with one button; both run from Start on. Device ids count
     // from 1.
-    template <class Keypad, class... Arguments>
-    Keypad& Add(Arguments... arguments)
+    simulated::BusKeypad& Add()
     {
-        auto port = std::make_unique<Port>(*this);
         const auto id = static_cast<unsigned>(m_ports.size() + 1);
-        auto keypad = std::make_unique<Keypad>(World(), *m_deviceEnd, id, arguments...);
-        Keypad& added = *keypad;
-        port->keypad = std::move(keypad);
+        auto keypad = std::make_unique<simulated::BusKeypad>(World(), *m_deviceEnd, id);
+        simulated::BusKeypad& added = *keypad;
         embedded_host::DriverConfig config;
         config.name = "kp" + std::to_string(id);
         config.type = "gen3_keypad";
@@ -81,10 +74,22 @@ public:
         {
             return new Gen3KeypadDriver(instances);
         };
+        auto port = std::make_unique<Port>();
         port->host = m_house->Add(std::move(config));
-        port->host->Attach(port.get());
+        port->keypad = std::move(keypad);
+        port->wire = std::make_unique<device_wire::AttachedDevice>(*port->host);
+        port->wire->Make<GatewayEnd>(*m_gateway);
         m_gateway->AddDevice(id);
         m_ports.push_back(std::move(port));
+        return added;
+    }
+
+    // The same for a keypad with a fault of that kind.
+    simulated::BusKeypad& AddFaulty(const std::string& kind,
+                                    const simulated::FaultValues& values = {})
+    {
+        simulated::BusKeypad& added = Add();
+        EXPECT_TRUE(added.AddFault(kind, values)) << kind;
         return added;
     }
 
@@ -100,7 +105,7 @@ public:
     }
 
     void Advance(std::int64_t ms) { m_house->Advance(ms); }
-    std::uint64_t NowMs() const override { return static_cast<std::uint64_t>(m_clock.NowMs()); }
+    std::uint64_t NowMs() const { return m_world.NowMs(); }
     unsigned Count() const { return static_cast<unsigned>(m_ports.size()); }
     Gen3KeypadDriver& Driver(unsigned id)
     {
@@ -109,7 +114,7 @@ public:
     simulated::BusKeypad& Keypad(unsigned id) { return *m_ports[id - 1]->keypad; }
     simulated::BusGateway& Gateway() { return *m_gateway; }
     simulated::SimulatedLine& Line() { return m_line; }
-    simulated::DeviceEnvironment& World() { return *this; }
+    simulated::DeviceEnvironment& World() { return m_world; }
     int Draw(int min, int max) { return m_random.Between(min, max); }
 
     // The controller shows a colour on the button of a keypad, or clicks it.
@@ -122,6 +127,15 @@ public:
         m_ports[id - 1]->host->Enter([&] { Driver(id).Button(1)->RemoteClick(); });
     }
 
+    // How many messages wait for that keypad, the one in transit among them.
+    std::size_t Waiting(unsigned id)
+    {
+        return Driver(id).Bus().getQueuedCount() + Driver(id).WaitingCount();
+    }
+
+    // The driver is destroyed and made anew from its state, as after a restart of its host.
+    void RestartDriver(unsigned id) { m_ports[id - 1]->host->Restart(); }
+
     // The log, as far as it tells of messages; null for nobody.
     Witness* witness = nullptr;
 
@@ -129,20 +143,26 @@ public:
     std::vector<std::string> asserted;
 
 private:
-    // The wire of one driver, and the keypad at its other end.
-    struct Port : embedded_host::DeviceLink
+    // What stands at the other end of each driver's wire: the gateway, which they share.
+    class GatewayEnd : public simulated::SimulatedDevice
     {
-        explicit Port(BusHouse& owner) : house(owner) {}
-        void OnMibSent(const NxMIBPacket&) override {}
-        void OnZclSent(std::uint16_t, std::uint8_t, const std::uint8_t*, std::size_t) override {}
-        void OnGatewaySent(const ICmdMessage& command) override
+    public:
+        GatewayEnd(simulated::DeviceEnvironment& environment, simulated::BusGateway& gateway)
+            : SimulatedDevice(environment), m_gateway(gateway)
         {
-            house.Schedule(0, [this, frame = ToFrame(command)]
-                           { house.m_gateway->SendToDevice(frame); });
         }
-        BusHouse& house;
+        void OnBus(const wire::BusFrame& frame) override { m_gateway.SendToDevice(frame); }
+
+    private:
+        simulated::BusGateway& m_gateway;
+    };
+
+    // One driver, its wire, and its keypad on the line.
+    struct Port
+    {
         nx::DriverHost* host = nullptr;
         std::unique_ptr<simulated::BusKeypad> keypad;
+        std::unique_ptr<device_wire::AttachedDevice> wire;
     };
 
     void MakeButton(unsigned id)
@@ -162,31 +182,7 @@ private:
     {
         if (frame.device == 0 || frame.device > m_ports.size())
             return;
-        nx::DriverHost& host = *m_ports[frame.device - 1]->host;
-        host.Enter(
-            [&] {
-                Driver(frame.device)
-                    .OnBusMessage(frame.opcode, frame.payload.data(), frame.payload.size());
-            });
-    }
-
-    // DeviceEnvironment, for all keypads; they talk through the line.
-    void Send(const wire::MibMessage&) override {}
-    void Send(const wire::ZclFrame&) override {}
-    void Send(const wire::BusFrame&) override {}
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
-    {
-        const unsigned timer = m_house->AddDeviceTimer(delayMs, this);
-        m_scheduled.emplace(timer, std::move(callback));
-    }
-    int Random(int min, int max) override { return m_random.Between(min, max); }
-    void ReportPerson(const std::string&) override {}
-
-    void OnTimerExpired(ID::Timer timer, time_t) override
-    {
-        auto node = m_scheduled.extract(timer);
-        if (!node.empty())
-            node.mapped()();
+        m_ports[frame.device - 1]->wire->Send(frame);
     }
 
     void Write(const embedded_host::Output& output) override
@@ -215,6 +211,8 @@ private:
             witness->OnReplaced(device);
         else if (says("(): is sending next Message"))
             witness->OnAnswered(device);
+        else if (says(": a use of a button is not sent again"))
+            witness->OnTooLate(device);
         else if (says("(): resetting queue"))
             witness->OnGivenUp(device);
     }
@@ -222,10 +220,10 @@ private:
     embedded_host::VirtualClock m_clock{0};
     embedded_host::Random m_random;
     std::unique_ptr<embedded_host::House> m_house;
-    simulated::SimulatedLine m_line{World()};
+    device_wire::HouseEnvironment m_world{*m_house};
+    simulated::SimulatedLine m_line{m_world};
     simulated::BusLine* m_deviceEnd = nullptr;
     std::unique_ptr<simulated::BusGateway> m_gateway;
     std::vector<std::unique_ptr<Port>> m_ports;
-    std::map<unsigned, std::function<void()>> m_scheduled;
 };
 } // namespace bus_test

@@ -1,20 +1,18 @@
 #pragma once
 
+#include "device_wire/AttachedDevice.h"
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 #include "embedded_host/Clock.h"
-#include "embedded_host/DeviceLink.h"
 #include "embedded_host/House.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Random.h"
-#include "nxshared/NxMIBPacket.h"
 #include "simulated_devices/WiredDimmer.h"
 #include "simulated_devices/WiredDimmerFaults.h"
 
-#include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace dimmer_rig
@@ -31,12 +29,8 @@ inline std::string Steps(const std::vector<int>& levels)
     return steps;
 }
 
-// A house with one wired dimmer's driver in it and a simulated dimmer at the other end of its wire,
-// which messages take a millisecond to cross.
-class DimmerRig : private embedded_host::OutputSink,
-                  private embedded_host::DeviceLink,
-                  private simulated::DeviceEnvironment,
-                  private ITimerManagerCallback
+// A house with one wired dimmer's driver in it and a simulated dimmer at the other end of its wire.
+class DimmerRig : private embedded_host::OutputSink
 {
 public:
     DimmerRig()
@@ -50,14 +44,14 @@ public:
             return m_driver = new WiredDimmerDriver(instances);
         };
         m_host = m_house.Add(config);
-        m_host->Attach(this);
+        m_attached = std::make_unique<device_wire::AttachedDevice>(*m_host);
+        m_device = &m_attached->Make<simulated::WiredDimmer>();
         m_house.StartAll();
     }
     ~DimmerRig() override
     {
         m_house.StopAll();
-        for (const auto& scheduled : m_scheduled)
-            m_house.KillDeviceTimer(scheduled.first);
+        m_attached.reset();
     }
 
     // --- the controller -------------------------------------------------------------------------
@@ -91,7 +85,7 @@ public:
     // No fault any more, and time for all that is under way to end.
     void Settle()
     {
-        m_device.Behave();
+        m_device->ClearFaults();
         Advance(SETTLE_MS);
     }
 
@@ -106,7 +100,7 @@ public:
     }
 
     WiredDimmerDriver& Driver() { return *m_driver; }
-    simulated::WiredDimmer& Device() { return m_device; }
+    simulated::WiredDimmer& Device() { return *m_device; }
 
     // Whether both sides hold the same under this key, or both nothing.
     bool SameAt(unsigned key)
@@ -114,7 +108,7 @@ public:
         const auto stored = m_driver->AdvScenes().getElement(key);
         // The id of an element that was not found is also the highest key.
         const bool held = stored.id == key && (stored.onHardware || stored.pushedByController);
-        const auto& elements = m_device.Tables().elements;
+        const auto& elements = m_device->Tables().elements;
         const auto other = elements.find(static_cast<std::uint16_t>(key));
         if (!held || other == elements.end())
             return held == (other != elements.end());
@@ -129,49 +123,19 @@ private:
     // A whole report of a full store, the timer after it, and what it sends.
     static constexpr std::int64_t SETTLE_MS = 120000;
 
-    void Write(const embedded_host::Output&) override {}
-    void OnZclSent(std::uint16_t, std::uint8_t, const std::uint8_t*, std::size_t) override {}
-    void OnGatewaySent(const ICmdMessage&) override {}
-    void OnMibSent(const NxMIBPacket& packet) override
+    void Write(const embedded_host::Output& output) override
     {
-        ++m_sent;
-        const wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};
-        Schedule(1, [this, message] { m_device.OnMib(message); });
-    }
-
-    void Send(const wire::ZclFrame&) override {}
-    void Send(const wire::BusFrame&) override {}
-    void Send(const wire::MibMessage& message) override
-    {
-        NxMIBPacket packet(static_cast<NxMIB::Type>(message.type), message.mib);
-        for (const std::string& param : message.params)
-            packet.AddParam(param);
-        if (message.type == wire::MibMessage::Trap)
-            m_host->Trap(packet);
-        else
-            m_host->Reply(packet);
-    }
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
-    {
-        m_scheduled.emplace(m_house.AddDeviceTimer(delayMs, this), std::move(callback));
-    }
-    std::uint64_t NowMs() const override { return static_cast<std::uint64_t>(m_clock.NowMs()); }
-    int Random(int min, int max) override { return m_random.Between(min, max); }
-    void ReportPerson(const std::string&) override {}
-    void OnTimerExpired(ID::Timer timer, time_t) override
-    {
-        auto scheduled = m_scheduled.extract(timer);
-        if (!scheduled.empty())
-            scheduled.mapped()();
+        if (std::get_if<embedded_host::MibSent>(&output.effect))
+            ++m_sent;
     }
 
     embedded_host::VirtualClock m_clock{0};
     embedded_host::Random m_random{1, embedded_host::Draw::Random};
     embedded_host::House m_house{m_clock, m_random, *this};
-    std::map<unsigned, std::function<void()>> m_scheduled;
+    std::unique_ptr<device_wire::AttachedDevice> m_attached;
     nx::DriverHost* m_host = nullptr;
     WiredDimmerDriver* m_driver = nullptr;
-    simulated::WiredDimmer m_device{*this};
+    simulated::WiredDimmer* m_device = nullptr;
     unsigned m_sent = 0;
 };
 } // namespace dimmer_rig

@@ -41,10 +41,26 @@ protected:
     Gen3KeypadDriverTest() : driver(house.Start<NotedDriver>()) {}
     ~Gen3KeypadDriverTest() override { house.Take(); }
 
+    // Gateway and keypad are there, and the keypad knows all that it is to show.
     void Online()
     {
         driver.Bus().setGatewayOnline(true);
         driver.Bus().setDeviceOnline(true);
+        Hear(0x9100, {1});
+        SentUntilIdle();
+    }
+    std::size_t Waiting() const { return driver.Bus().getQueuedCount() + driver.WaitingCount(); }
+    // The warnings since the last time, without what every record begins with.
+    Lines Warnings()
+    {
+        Lines warnings;
+        const std::string start = "log WARN drivers/gen3_keypad/Gen3KeypadDriver: p: ";
+        for (const std::string& line : house.TakeOnly("log"))
+        {
+            if (line.rfind(start, 0) == 0)
+                warnings.push_back(line.substr(start.size()));
+        }
+        return warnings;
     }
     // Like Command of the house, but for the reason why the driver refused.
     std::string Refused(const std::string& name, const std::string& id)
@@ -100,6 +116,16 @@ protected:
         }
         return all;
     }
+
+    // The same without the numbers: "opcode rest".
+    Lines ContentsUntilIdle()
+    {
+        Lines contents;
+        for (const std::string& line : SentUntilIdle())
+            contents.push_back(line.substr(0, 5) + line.substr(10));
+        return contents;
+    }
+    int NumberOfNext() { return std::stoi(Sent().at(0).substr(5, 4), nullptr, 16); }
 
     test_support::OneDriverHouse house;
     NotedDriver& driver;
@@ -296,10 +322,10 @@ TEST_F(Gen3KeypadDriverTest, EachKindOfState_HasItsMessage)
             driver.SetBacklightDefault(4);
             driver.SetBacklightColor(5, "0a0b0c");
         });
-    EXPECT_THAT(SentUntilIdle(), ElementsAre("12c0 0001 0300c800000000000000",
-                                             "12c0 0004 0300c8ff010203040506", "1280 0005 03070809",
-                                             "1110 0007 0400000000"
-                                             "05010a0b0c"));
+    EXPECT_THAT(ContentsUntilIdle(), ElementsAre("12c0 0300c800000000000000",
+                                                 "12c0 0300c8ff010203040506", "1280 03070809",
+                                                 "1110 0400000000"
+                                                 "05010a0b0c"));
 }
 
 TEST_F(Gen3KeypadDriverTest, Behaviours_AreOneStateForAllButtons)
@@ -344,7 +370,8 @@ TEST_F(Gen3KeypadDriverTest, WaitingStates_GiveWayToNewerOnes)
     Online();
     for (const char* color : {"100000", "200000", "300000", "400000"})
         SetColor(color);
-    EXPECT_EQ(driver.Bus().getQueuedCount(), 2u);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    EXPECT_EQ(driver.WaitingCount(), 1u);
     const Lines sent = SentUntilIdle();
     ASSERT_EQ(sent.size(), 2u);
     EXPECT_EQ(sent[0].substr(10), "010c0000");
@@ -374,21 +401,18 @@ TEST_F(Gen3KeypadDriverTest, Numbers_SkipZeroWhenTheyWrap)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
-    house.Enter([&] { driver.Bus().resetQueue(); });
-    std::string number;
+    SetColor("100000");
+    const int number = std::stoi(SentUntilIdle().back().substr(5, 4), nullptr, 16);
     // While offline every use of a button takes a number, although it is dropped.
     driver.Bus().setDeviceOnline(false);
-    for (int i = 0; i < 65500; ++i)
+    for (int i = number; i < 0xFFFE; ++i)
         house.Enter([&] { driver.SendButtonAction(1, 2, 3); });
     driver.Bus().setDeviceOnline(true);
-    for (int i = 0; i < 65536 && number != "ffff"; ++i)
+    for (const char* expected : {"ffff", "0001"})
     {
         SetColor("100000");
-        number = SentUntilIdle().back().substr(5, 4);
+        EXPECT_EQ(SentUntilIdle().back().substr(5, 4), expected);
     }
-    EXPECT_EQ(number, "ffff");
-    SetColor("100000");
-    EXPECT_EQ(SentUntilIdle().back().substr(5, 4), "0001");
 }
 
 // --- From the keypad ---
@@ -402,13 +426,13 @@ TEST_F(Gen3KeypadDriverTest, AnswerOfTheRightNumber_MovesOn)
     const int first = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
     Answer(first + 1);
     Answer(0);
-    EXPECT_EQ(driver.Bus().getQueuedCount(), 2u);
+    EXPECT_EQ(Waiting(), 2u);
     Answer(first);
-    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    EXPECT_EQ(Waiting(), 1u);
     Answer(first);
-    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
+    EXPECT_EQ(Waiting(), 1u);
     Answer(first + 1);
-    EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
+    EXPECT_EQ(Waiting(), 0u);
 }
 
 TEST_F(Gen3KeypadDriverTest, AnythingFromTheBus_ShowsThatTheGatewayIsOnline)
@@ -421,8 +445,7 @@ TEST_F(Gen3KeypadDriverTest, AnythingFromTheBus_ShowsThatTheGatewayIsOnline)
     Hear(0x9100, {0});
     Answer(first);
     EXPECT_TRUE(driver.Bus().isGatewayOnline());
-    // The second colour, and what is owed since the button was made: behaviours, LEDs, backlight.
-    EXPECT_EQ(driver.Bus().getQueuedCount(), 4u);
+    EXPECT_EQ(Waiting(), 1u);
     Hear(0x9100, {});
     EXPECT_TRUE(driver.Bus().isGatewayOnline());
 }
@@ -539,7 +562,128 @@ TEST_F(Gen3KeypadDriverTest, FirmwareReply_IsKeptUnlessItIsTooShort)
     EXPECT_EQ(driver.Firmware().ToExtString(), "1.2.3.x");
     Hear(0x9010, {5, 1, 0});
     EXPECT_EQ(driver.Firmware().ToExtString(), "1.2.3.x");
+}
+
+TEST_F(Gen3KeypadDriverTest, AnyMessageOfTheKeypad_ShowsThatItIsOnline)
+{
+    for (const int opcode : {0x9000, 0x9010, 0x9020, 0x9030, 0x1234})
+    {
+        driver.Bus().setDeviceOnline(false);
+        Hear(opcode, {});
+        EXPECT_TRUE(driver.Bus().isDeviceOnline()) << opcode;
+    }
+}
+
+TEST_F(Gen3KeypadDriverTest, GatewaysOwnMessage_SaysNothingOfTheKeypad)
+{
+    Hear(0x9100, {1});
     EXPECT_FALSE(driver.Bus().isDeviceOnline());
+}
+
+// --- Uses of buttons that come too late ---
+
+TEST_F(Gen3KeypadDriverTest, UseThatWaitsTooLong_IsDroppedWithARecord)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    SetColor("100000");
+    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    house.Advance(9999);
+    EXPECT_EQ(Waiting(), 2u);
+    EXPECT_THAT(Warnings(), IsEmpty());
+    house.Advance(1);
+    EXPECT_EQ(Waiting(), 1u);
+    EXPECT_THAT(Warnings(),
+                ElementsAre("a use of a button was dropped, since it waited 10 seconds"));
+}
+
+TEST_F(Gen3KeypadDriverTest, UseWithoutAnAnswer_IsNotSentAgainWhenItIsTooLate)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    EXPECT_EQ(Sent().size(), 1u);
+    SetColor("100000");
+    house.Advance(19999);
+    EXPECT_THAT(house.Take(), IsEmpty());
+    house.Advance(20001);
+    EXPECT_EQ(driver.Bus().getRetryCount(), 1);
+    EXPECT_THAT(ContentsUntilIdle(), ElementsAre("1280 010c0000"));
+    EXPECT_EQ(Waiting(), 0u);
+}
+
+TEST_F(Gen3KeypadDriverTest, StateWithoutAnAnswer_IsSentAgain)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    SetColor("100000");
+    const Lines first = Sent();
+    house.Advance(40000);
+    EXPECT_EQ(Sent(), first);
+}
+
+TEST_F(Gen3KeypadDriverTest, KeypadThatAnswersNoUse_IsGivenUpAfterThree)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    for (int i = 0; i < 12; ++i)
+    {
+        house.Enter([&] { driver.Button(1)->RemoteClick(); });
+        house.Advance(10000);
+    }
+    EXPECT_FALSE(driver.Bus().isDeviceOnline());
+    house.Take();
+}
+
+TEST_F(Gen3KeypadDriverTest, AnsweredUse_LeavesNoTimer)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    EXPECT_EQ(ContentsUntilIdle().size(), 1u);
+    EXPECT_EQ(house.NextWakeMs(), -1);
+}
+
+TEST_F(Gen3KeypadDriverTest, TimeLimitOfUses_ComesFromTheConfiguration)
+{
+    test_support::OneDriverHouse other;
+    other.Config("<config><USE_TIME_LIMIT>2</USE_TIME_LIMIT></config>");
+    auto& made = other.Start<Gen3KeypadDriver>();
+    made.Bus().setGatewayOnline(true);
+    made.Bus().setDeviceOnline(true);
+    other.Enter([&] { made.SendButtonAction(1, 2, 3); });
+    other.Enter([&] { made.SendButtonAction(1, 2, 3); });
+    other.Advance(1999);
+    EXPECT_EQ(made.WaitingCount(), 1u);
+    other.Advance(1);
+    EXPECT_EQ(made.WaitingCount(), 0u);
+    other.Take();
+}
+
+TEST_F(Gen3KeypadDriverTest, TimeLimitOutsideItsRange_IsTheDefaultWithARecord)
+{
+    for (const char* text : {"0", "-1", "3601", "soon", ""})
+    {
+        test_support::OneDriverHouse other;
+        other.Config(std::string("<config><USE_TIME_LIMIT>") + text + "</USE_TIME_LIMIT></config>");
+        other.Start<Gen3KeypadDriver>();
+        EXPECT_THAT(other.Take(),
+                    ElementsAre("log WARN drivers/gen3_keypad/Gen3KeypadDriver: p: USE_TIME_LIMIT "
+                                "is not 1 to 3600 seconds; it stays 10"))
+            << text;
+    }
+}
+
+TEST_F(Gen3KeypadDriverTest, MessageThatSomebodyElseQueued_IsNotAnsweredByNumber)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    const std::uint8_t payload[] = {0, 7};
+    house.Enter([&] { driver.Bus().queueMessage(0x2110, payload, 2); });
+    SetColor("100000");
+    EXPECT_THAT(Sent(), ElementsAre("2110 0007 "));
+    Answer(7);
+    EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
 }
 
 RC_GTEST_FIXTURE_PROP(Gen3KeypadDriverTest, AnyMessageFromTheBus_IsTakenOrIgnored,

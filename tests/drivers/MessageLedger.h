@@ -6,6 +6,7 @@
 #include <deque>
 #include <map>
 #include <set>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -24,6 +25,7 @@ public:
         REPLACED,
         DROPPED,
         GIVEN_UP,
+        TOO_LATE,
         FATES,
     };
 
@@ -36,6 +38,8 @@ public:
         std::map<unsigned, std::uint64_t> queuedAt;
         std::size_t longestQueue = 0;
         std::size_t heardTwice = 0;
+        // The front is known to be too late and about to be removed.
+        bool frontIsLate = false;
 
         std::size_t Count(Fate fate) const
         {
@@ -84,7 +88,12 @@ public:
         ASSERT_GE(account.queue.size(), 3u) << "the front was replaced";
         Settle(account, account.queue.size() - 2, REPLACED);
     }
-    void OnAnswered(unsigned device) override { Settle(m_accounts[device], 0, ANSWERED); }
+    void OnAnswered(unsigned device) override
+    {
+        Account& account = m_accounts[device];
+        Settle(account, 0, std::exchange(account.frontIsLate, false) ? TOO_LATE : ANSWERED);
+    }
+    void OnTooLate(unsigned device) override { m_accounts[device].frontIsLate = true; }
     void OnGivenUp(unsigned device) override
     {
         Account& account = m_accounts[device];

@@ -353,6 +353,27 @@ TEST_F(PuckDriverTest, Restart_KeepsTheSnapOnButtonsSettingsButNotTheirBindings)
                                    "</ALL_BUTTONS></State>");
 }
 
+TEST_F(PuckDriverTest, SettingsOfAContact_AreAskedToBeSavedAtOnce)
+{
+    Start("0");
+    house.TakePersistRequests();
+    house.Command("CONTACT_STATUS",
+                  {{"CONTACT_NUMBER", "1"}, {"AUX_BEHAVIOR", "3"}, {"AUX_LEDS", "1"}});
+    EXPECT_EQ(house.TakePersistRequests(), 1);
+    house.Take();
+    Press("07");
+    house.Take();
+    EXPECT_EQ(house.TakePersistRequests(), 0);
+}
+
+TEST_F(PuckDriverTest, SettingsOfASnapOnButton_AreSavedWhenToldOf)
+{
+    Start("1");
+    house.TakePersistRequests();
+    driver->SettingsChanged();
+    EXPECT_EQ(house.TakePersistRequests(), 1);
+}
+
 TEST_F(PuckDriverTest, StateOfFewerButtons_LeavesTheOthersFresh)
 {
     StartWith("2", "<State>" + std::string(CONTACTS_STATE) + "<ALL_BUTTONS>" +

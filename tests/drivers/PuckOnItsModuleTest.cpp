@@ -1,20 +1,18 @@
 // The puck driver and a simulated module at the two ends of one wire. Neither knows the other's
 // code, so what they agree on is what crossed the wire.
 
+#include "device_wire/AttachedDevice.h"
 #include "drivers/puck/PuckDriver.h"
-#include "embedded_host/DeviceLink.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
 #include "simulated_devices/PuckModule.h"
 #include "simulated_devices/PuckModuleFaults.h"
 #include "tests/support/OneDriverHouse.h"
 
-#include <map>
-
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
-using simulated::PuckModule;
+using namespace simulated;
 using test_support::Lines;
 using test_support::OneDriverHouse;
 
@@ -25,75 +23,16 @@ constexpr int CONTACT_0 = 7;
 constexpr int CONTACT_1 = 8;
 constexpr int BUTTON_0 = 1;
 
-// The wire between the two, on the house's clock.
-class Wire : public simulated::DeviceEnvironment,
-             public embedded_host::DeviceLink,
-             private ITimerManagerCallback
-{
-public:
-    explicit Wire(OneDriverHouse& house) : m_house(house) {}
-
-    void Connect(PuckModule& module) { m_module = &module; }
-
-    void Send(const wire::MibMessage& message) override
-    {
-        if (message.type == wire::MibMessage::Trap)
-            m_house.Trap(message.mib, message.params);
-        else
-            m_house.Reply(message.mib, message.params);
-    }
-    void Send(const wire::ZclFrame&) override { ADD_FAILURE() << "a puck speaks no ZCL"; }
-    void Send(const wire::BusFrame&) override { ADD_FAILURE() << "a puck is on no bus"; }
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
-    {
-        m_due.emplace(m_house.House().AddDeviceTimer(delayMs, this), std::move(callback));
-    }
-    std::uint64_t NowMs() const override
-    {
-        return static_cast<std::uint64_t>(m_house.House().GetClock().NowMs());
-    }
-    int Random(int min, int max) override { return m_house.House().GetRandom().Between(min, max); }
-    void ReportPerson(const std::string&) override {}
-
-    void OnMibSent(const NxMIBPacket& packet) override
-    {
-        wire::MibMessage message{packet.GetType(), packet.GetMib(), packet.GetParams()};
-        Schedule(0, [this, message] { m_module->OnMib(message); });
-    }
-    void OnZclSent(std::uint16_t, std::uint8_t, const std::uint8_t*, std::size_t) override
-    {
-        ADD_FAILURE() << "a puck speaks no ZCL";
-    }
-    void OnGatewaySent(const ICmdMessage&) override { ADD_FAILURE() << "a puck is on no bus"; }
-
-private:
-    void OnTimerExpired(ID::Timer timer, time_t) override
-    {
-        auto due = m_due.extract(timer);
-        ASSERT_FALSE(due.empty());
-        due.mapped()();
-    }
-
-    OneDriverHouse& m_house;
-    PuckModule* m_module = nullptr;
-    std::map<unsigned, std::function<void()>> m_due;
-};
-
 // A module with a load and two snap-on buttons, and its driver, both on.
 struct Pair
 {
     OneDriverHouse house;
-    Wire wire{house};
-    PuckModule module{wire, 2};
-    PuckDriver* driver = nullptr;
+    PuckDriver* driver = StartDriver();
+    device_wire::AttachedDevice wire{house.Host()};
+    PuckModule& module = wire.Make<PuckModule>(2);
 
     explicit Pair(bool online = true)
     {
-        house.Capability("load_present", "true");
-        house.Config("<config><NUM_BUTTONS>2</NUM_BUTTONS></config>");
-        driver = &house.Start<PuckDriver>();
-        wire.Connect(module);
-        house.Host().Attach(&wire);
         module.OnPowerOn();
         if (online)
             house.Online(true);
@@ -102,9 +41,15 @@ struct Pair
     }
     ~Pair()
     {
-        house.Host().Attach(nullptr);
         house.Stop();
         house.Take();
+    }
+
+    PuckDriver* StartDriver()
+    {
+        house.Capability("load_present", "true");
+        house.Config("<config><NUM_BUTTONS>2</NUM_BUTTONS></config>");
+        return &house.Start<PuckDriver>();
     }
 
     void Pass(std::int64_t ms) { house.Advance(ms); }
@@ -122,9 +67,9 @@ struct Pair
         house.Take();
     }
     template <class Fault, class... Arguments>
-    void Misbehave(Arguments... arguments)
+    void AddFault(Arguments... arguments)
     {
-        module.Misbehave(std::make_unique<Fault>(arguments...));
+        module.AddFault(std::make_unique<Fault>(arguments...));
     }
 };
 
@@ -168,7 +113,7 @@ TEST_F(PuckOnItsModule, LongHold_StaysPressedUntilItEnds)
 
 TEST_F(PuckOnItsModule, LostEndOfAHold_IsMadeUpAfterTheHoldTime)
 {
-    pair.Misbehave<simulated::puck::LosesReleases>();
+    pair.AddFault<LosesReleases>();
     pair.module.Hold(CONTACT_0, 1200);
     EXPECT_EQ(pair.EventsWithin(1799), Lines({"event 6001"}));
     EXPECT_EQ(pair.EventsWithin(1), Lines({"event 6000"}));
@@ -176,14 +121,14 @@ TEST_F(PuckOnItsModule, LostEndOfAHold_IsMadeUpAfterTheHoldTime)
 
 TEST_F(PuckOnItsModule, RepeatedMessages_FireNoSecondPress)
 {
-    pair.Misbehave<simulated::puck::RepeatsMessages>(1, 10);
+    pair.AddFault<Repeats<PuckModuleFault>>(1, 10);
     pair.module.Push(CONTACT_0);
     EXPECT_EQ(pair.EventsWithin(100), Lines({"event 6001"}));
 }
 
 TEST_F(PuckOnItsModule, LateHoldReports_EndTheHoldEarlyButNotForEver)
 {
-    pair.Misbehave<simulated::puck::SendsLate>(2, 400);
+    pair.AddFault<Delays<PuckModuleFault>>(2, 400);
     pair.module.Hold(CONTACT_0, 1100);
     const Lines events = pair.EventsWithin(10000);
     ASSERT_FALSE(events.empty());
@@ -194,7 +139,7 @@ TEST_F(PuckOnItsModule, LateHoldReports_EndTheHoldEarlyButNotForEver)
 
 TEST_F(PuckOnItsModule, ChatteringContact_EndsReleased)
 {
-    pair.Misbehave<simulated::puck::Chatters>(3);
+    pair.AddFault<Chatters>(3);
     pair.module.Hold(CONTACT_0, 200);
     const Lines events = pair.EventsWithin(100);
     EXPECT_EQ(events.size(), 7u);
@@ -204,7 +149,7 @@ TEST_F(PuckOnItsModule, ChatteringContact_EndsReleased)
 TEST_F(PuckOnItsModule, ForgetfulModule_HasItsSettingsBackAfterGoingOnline)
 {
     pair.SetContact(0, 3, 1);
-    pair.Misbehave<simulated::puck::ForgetsSettings>();
+    pair.AddFault<Forgets<PuckModuleFault>>();
     pair.module.OnPowerOn();
     EXPECT_EQ(pair.module.Settings().contacts[0].behavior, 2);
     pair.house.Online(true);
@@ -217,8 +162,8 @@ TEST_F(PuckOnItsModule, ForgetfulModule_HasItsSettingsBackAfterGoingOnline)
 TEST_F(PuckOnItsModule, ModuleThatNeverHearsTheHoldQuestion_NeverGetsAMadeUpRelease)
 {
     Pair deaf(false);
-    deaf.Misbehave<simulated::puck::HearsBadly>(1);
-    deaf.Misbehave<simulated::puck::LosesReleases>();
+    deaf.AddFault<HearsBadly<PuckModuleFault>>(1);
+    deaf.AddFault<LosesReleases>();
     deaf.house.Online(true);
     deaf.Pass(100);
     deaf.house.Take();
@@ -337,11 +282,11 @@ RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverAPersonDoes_FiresItsEventsAndNoOt
 RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverTheFaults_EveryHoldEnds, ())
 {
     Pair pair;
-    pair.Misbehave<simulated::puck::LosesMessages>(*rc::gen::inRange(0u, 4u));
-    pair.Misbehave<simulated::puck::SendsLate>(*rc::gen::inRange(0u, 4u),
-                                               *rc::gen::inRange<std::uint64_t>(1, 2000));
-    pair.Misbehave<simulated::puck::RepeatsMessages>(*rc::gen::inRange(0u, 4u),
-                                                     *rc::gen::inRange<std::uint64_t>(1, 2000));
+    pair.AddFault<Loses<PuckModuleFault>>(*rc::gen::inRange(0u, 4u));
+    pair.AddFault<Delays<PuckModuleFault>>(*rc::gen::inRange(0u, 4u),
+                                           *rc::gen::inRange<std::uint64_t>(1, 2000));
+    pair.AddFault<Repeats<PuckModuleFault>>(*rc::gen::inRange(0u, 4u),
+                                            *rc::gen::inRange<std::uint64_t>(1, 2000));
     for (int i = 0; i < 5; ++i)
     {
         pair.module.Hold(*rc::gen::element(CONTACT_0, CONTACT_1, BUTTON_0),

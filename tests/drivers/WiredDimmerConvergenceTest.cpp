@@ -56,26 +56,15 @@ std::ostream& operator<<(std::ostream& out, const Event& event)
     return out << "{" << event.kind << ", " << event.a << ", " << event.b << ", " << event.c << "}";
 }
 
+// Any kind of fault that a dimmer can have.
 void AddFault(simulated::WiredDimmer& device, unsigned which, unsigned every)
 {
-    using namespace simulated;
-    switch (which % 7)
-    {
-    case 0:
-        return device.Misbehave(std::make_unique<DimmerLosesRequests>(every));
-    case 1:
-        return device.Misbehave(std::make_unique<DimmerLosesAnswers>(every));
-    case 2:
-        return device.Misbehave(std::make_unique<DimmerLosesTraps>(every));
-    case 3:
-        return device.Misbehave(std::make_unique<DimmerRepeatsTraps>(every));
-    case 4:
-        return device.Misbehave(std::make_unique<DimmerReordersTraps>(every));
-    case 5:
-        return device.Misbehave(std::make_unique<DimmerForgets>());
-    default:
-        return device.Misbehave(std::make_unique<DimmerKeepsStaleElements>(every));
-    }
+    const std::vector<const simulated::FaultKind*> kinds = device.GetFaults()->Kinds();
+    const simulated::FaultKind& kind = *kinds[which % kinds.size()];
+    simulated::FaultValues values;
+    for (const simulated::FaultAttribute& attribute : kind.attributes)
+        values[attribute.name] = every;
+    EXPECT_TRUE(device.AddFault(kind.name, values)) << kind.name;
 }
 
 unsigned SceneOf(const Event& event)
@@ -136,7 +125,7 @@ void Happen(DimmerRig& rig, const Event& event)
     case Event::Misbehaves:
         return AddFault(rig.Device(), event.a, 1 + event.b % 4);
     case Event::Behaves:
-        return rig.Device().Behave();
+        return rig.Device().ClearFaults();
     case Event::ForeignElement:
         rig.Device().Tables().elements[KeyOf(event)] = {event.c, event.c, 7, 8};
         return;
@@ -241,7 +230,7 @@ TEST_F(WiredDimmerConvergence, FullStore_SurvivesADeviceThatForgets)
     DimmerRig rig;
     for (unsigned scene = 0; scene < 255; ++scene)
         rig.Push(scene, std::vector<int>(INDICES, static_cast<int>(scene % 101)));
-    rig.Device().Misbehave(std::make_unique<simulated::DimmerForgets>());
+    rig.Device().AddFault(std::make_unique<simulated::Forgets<simulated::WiredDimmerFault>>());
     rig.Device().OnPowerOn();
     EXPECT_TRUE(rig.Device().Tables().elements.empty());
     rig.UndisturbedCycle();
@@ -318,7 +307,8 @@ TEST_F(WiredDimmerConvergence, LostTrap_IsRepairedByTheTimerAlone)
     DimmerRig rig;
     rig.Push(5, {1, 2, 3});
     rig.Settle();
-    rig.Device().Misbehave(std::make_unique<simulated::DimmerLosesTraps>(2));
+    rig.Device().AddFault(
+        std::make_unique<simulated::Loses<simulated::WiredDimmerFault, simulated::DimmerTraps>>(2));
     const unsigned before = rig.Sent();
     rig.Online();
     rig.Advance(20000);

@@ -236,6 +236,19 @@ TEST_F(WiredDimmerDriverTest, SceneMap_FollowsItsThreeCommands)
 
 // --- state and energy ----------------------------------------------------------------------------
 
+TEST_F(WiredDimmerDriverTest, ScenesAndResets_AreAskedToBeSavedAtOnce)
+{
+    Start();
+    KeepScene("ADD_TO_SCENE", "5", "50");
+    EXPECT_EQ(m_house.TakePersistRequests(), 1);
+    KeepScene("MODIFY_SCENE", "5", "60");
+    EXPECT_EQ(m_house.TakePersistRequests(), 1);
+    m_house.Command("DELETE_FROM_SCENE", {{"SCENE_ID", "5"}});
+    EXPECT_EQ(m_house.TakePersistRequests(), 1);
+    m_house.Command("RESET_ENERGY_USED");
+    EXPECT_EQ(m_house.TakePersistRequests(), 1);
+}
+
 TEST_F(WiredDimmerDriverTest, State_HoldsScenesThenEnergy)
 {
     Start();

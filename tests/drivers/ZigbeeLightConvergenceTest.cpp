@@ -90,29 +90,29 @@ rc::Gen<Case> AnyCase()
         rc::gen::set(&Case::faultyMs, rc::gen::inRange(0, 100000)));
 }
 
-void Misbehave(simulated::ZigbeeLight& light, int fault)
+void AddFault(simulated::ZigbeeLight& light, int fault)
 {
     using namespace simulated;
     std::unique_ptr<ZigbeeLightFault> made;
     switch (fault)
     {
     case 0:
-        made = std::make_unique<LosesAnswers>(3);
+        made = std::make_unique<Loses<ZigbeeLightFault>>(3);
         break;
     case 1:
-        made = std::make_unique<LosesAnswers>(1);
+        made = std::make_unique<Loses<ZigbeeLightFault>>(1);
         break;
     case 2:
-        made = std::make_unique<AnswersLate>(2, 700);
+        made = std::make_unique<Delays<ZigbeeLightFault>>(2, 700);
         break;
     case 3:
-        made = std::make_unique<AnswersLate>(4, LATEST_MS);
+        made = std::make_unique<Delays<ZigbeeLightFault>>(4, LATEST_MS);
         break;
     case 4:
-        made = std::make_unique<RepeatsAnswers>(3, 2500);
+        made = std::make_unique<Repeats<ZigbeeLightFault>>(3, 2500);
         break;
     case 5:
-        made = std::make_unique<ForgetsWithoutPower>();
+        made = std::make_unique<Forgets<ZigbeeLightFault>>();
         break;
     case 6:
         made = std::make_unique<ReportsGroupsUnsorted>();
@@ -127,7 +127,7 @@ void Misbehave(simulated::ZigbeeLight& light, int fault)
         made = std::make_unique<DropsOnOffSets>();
         break;
     }
-    light.Misbehave(std::move(made));
+    light.AddFault(std::move(made));
 }
 
 int NearestPercent(int octet)
@@ -235,13 +235,13 @@ public:
     void Suffer()
     {
         for (const int fault : m_case.faults)
-            Misbehave(light, fault);
+            AddFault(light, fault);
         light.OnPowerOn();
         Start();
         rig.house.Advance(m_case.faultyMs / 2);
         Start();
         rig.house.Advance(m_case.faultyMs / 2);
-        light.Behave();
+        light.ClearFaults();
         rig.house.Advance(LATEST_MS + 5 * 16 * 1000);
         rig.ForgetCounts();
     }
@@ -385,7 +385,7 @@ TEST(ZigbeeLightConvergence, WatchdogOfFiveSeconds_EndsEverySynchronization)
             c.stallDelay = 5;
             Convergence run(c);
             for (const int fault : c.faults)
-                Misbehave(run.light, fault);
+                AddFault(run.light, fault);
             run.light.OnPowerOn();
             run.Synchronize();
             RC_ASSERT(run.rig.Driver().done >= 1);

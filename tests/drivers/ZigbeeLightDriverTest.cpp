@@ -79,7 +79,7 @@ TEST(ZigbeeLightDriver, DeleteFromScene_ForgetsIt)
     EXPECT_EQ(rig.Unhandled(), 0);
 }
 
-TEST(ZigbeeLightDriver, SceneCommands_AskForTheStateToBePersisted)
+TEST(ZigbeeLightDriver, ScenesAndResets_AskForTheStateToBePersisted)
 {
     LightRig rig;
     int asked = 0;
@@ -91,6 +91,8 @@ TEST(ZigbeeLightDriver, SceneCommands_AskForTheStateToBePersisted)
     rig.Command("MODIFY_SCENE", Scene("7", "10", "0"));
     rig.Command("DELETE_FROM_SCENE", {{"SCENE_ID", "7"}});
     EXPECT_EQ(asked, 3);
+    rig.Command("RESET_ENERGY_USED");
+    EXPECT_EQ(asked, 4);
 }
 
 TEST(ZigbeeLightDriver, State_HoldsScenesAndEnergy)
@@ -218,12 +220,12 @@ TEST(ZigbeeLightDriver, RefusedScene_StaysWantedAndIsTriedAgain)
 {
     LightRig rig;
     auto& light = rig.Attach({1, 16, 16, 15});
-    light.Misbehave(std::make_unique<simulated::SmallTables>(16, 0));
+    light.AddFault(std::make_unique<simulated::SmallTables>(16, 0));
     rig.Command("ADD_TO_SCENE", Scene("7", "10", "0"));
     rig.house.Advance(100);
     EXPECT_THAT(rig.Driver().failed, ElementsAre("7 137 1"));
     EXPECT_THAT(Remembered(rig), ElementsAre("7 10 0"));
-    light.Behave();
+    light.ClearFaults();
     rig.Command("SYNCHRONIZE");
     rig.house.Advance(1000);
     EXPECT_NE(light.Tables().Find(7, 0), nullptr);
@@ -234,7 +236,7 @@ TEST(ZigbeeLightDriver, LightThatForgotEverything_GetsItAllBackWhenItReturns)
 {
     LightRig rig("<config><endpoint>3</endpoint></config>");
     auto& light = rig.Attach({3, 16, 16, 15});
-    light.Misbehave(std::make_unique<simulated::ForgetsWithoutPower>());
+    light.AddFault(std::make_unique<simulated::Forgets<simulated::ZigbeeLightFault>>());
     rig.Command("ADD_TO_SCENE", Scene("65541", "50", "1500"));
     rig.Command("ADD_TO_SCENE", Scene("6", "0", "0"));
     rig.house.Advance(100);

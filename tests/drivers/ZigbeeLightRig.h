@@ -1,7 +1,7 @@
 #pragma once
 
+#include "device_wire/AttachedDevice.h"
 #include "drivers/zigbee_light/ZigbeeLightDriver.h"
-#include "embedded_host/DeviceLink.h"
 #include "embedded_host/House.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/ZclMessages.h"
@@ -9,7 +9,6 @@
 #include "simulated_devices/ZigbeeLight.h"
 #include "simulated_devices/ZigbeeLightFaults.h"
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -48,11 +47,8 @@ public:
 };
 
 // A house with one ZigBee light's driver in it; with a simulated light at the other end when asked
-// for. Frames reach the light 1 ms after they were sent.
-class LightRig : public embedded_host::OutputSink,
-                 public embedded_host::DeviceLink,
-                 public simulated::DeviceEnvironment,
-                 private ITimerManagerCallback
+// for.
+class LightRig : public embedded_host::OutputSink
 {
 public:
     explicit LightRig(const std::string& config = "<config/>", const std::string& state = "")
@@ -76,8 +72,7 @@ public:
     ~LightRig() override
     {
         house.StopAll();
-        for (const auto& scheduled : m_scheduled)
-            house.KillDeviceTimer(scheduled.first);
+        m_attached.reset();
     }
 
     NotingLightDriver& Driver() { return *m_driver; }
@@ -85,8 +80,12 @@ public:
     // Puts a light at the other end.
     simulated::ZigbeeLight& Attach(const simulated::ZigbeeLight::Settings& settings)
     {
-        light = std::make_unique<simulated::ZigbeeLight>(*this, settings);
-        host->Attach(this);
+        m_attached = std::make_unique<device_wire::AttachedDevice>(*host);
+        m_attached->onRefused = [this](const nx::DriverHost&, const char* why)
+        {
+            refused.emplace_back(why);
+        };
+        light = &m_attached->Make<simulated::ZigbeeLight>(settings);
         return *light;
     }
 
@@ -129,54 +128,21 @@ public:
         m_sent.push_back(text + " @" + std::to_string(sent->endpoint));
     }
 
-    // DeviceLink.
-    void OnMibSent(const NxMIBPacket&) override {}
-    void OnGatewaySent(const ICmdMessage&) override {}
-    void OnZclSent(std::uint16_t cluster, std::uint8_t endpoint, const std::uint8_t* frame,
-                   std::size_t length) override
-    {
-        wire::ZclFrame sent{cluster, endpoint, {frame, frame + length}};
-        Schedule(1, [this, sent] { light->OnZcl(sent); });
-    }
-
-    // DeviceEnvironment.
-    void Send(const wire::MibMessage&) override {}
-    void Send(const wire::BusFrame&) override {}
-    void Send(const wire::ZclFrame& frame) override
-    {
-        if (const char* error =
-                host->ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size()))
-            refused.emplace_back(error);
-    }
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
-    {
-        m_scheduled[house.AddDeviceTimer(delayMs, this)] = std::move(callback);
-    }
-    std::uint64_t NowMs() const override { return static_cast<std::uint64_t>(m_clock.NowMs()); }
-    int Random(int min, int max) override { return m_random.Between(min, max); }
-    void ReportPerson(const std::string&) override {}
-
 private:
-    void OnTimerExpired(ID::Timer timer, time_t) override
-    {
-        const std::function<void()> callback = std::move(m_scheduled[timer]);
-        m_scheduled.erase(timer);
-        callback();
-    }
-
     embedded_host::VirtualClock m_clock{0};
     embedded_host::Random m_random{1, embedded_host::Draw::Random};
     std::vector<std::string> m_sent;
     std::map<std::string, int> m_counts;
     int m_unhandled = 0;
     int m_asserts = 0;
-    std::map<unsigned, std::function<void()>> m_scheduled;
+    std::unique_ptr<device_wire::AttachedDevice> m_attached;
     NotingLightDriver* m_driver = nullptr;
 
 public:
     embedded_host::House house;
     nx::DriverHost* host = nullptr;
-    std::unique_ptr<simulated::ZigbeeLight> light;
+    // Null before Attach.
+    simulated::ZigbeeLight* light = nullptr;
     // What the host could not understand of what the light sent.
     std::vector<std::string> refused;
 };

@@ -274,6 +274,30 @@ TEST_F(HouseOfDriversTest, SecondGroupOfAnId_ReplacesTheFirst)
     EXPECT_EQ((Strings{"0 ceiling GROUP_SET_LEVEL GROUP_ID=2"}), Seen());
 }
 
+TEST_F(HouseOfDriversTest, OneChain_GivesAGroupEachCommandOnce)
+{
+    TestDriver& sofa = Load("sofa", 1);
+    house.AddGroup(2, {"sofa"});
+    sofa.OnTrap("nx.a",
+                [&]
+                {
+                    for (const char* level : {"1", "2"})
+                        sofa.ForwardToGroup(2, Command("SET_LEVEL", {"LEVEL", level}));
+                    sofa.ForwardToGroup(2, Command("RAMP_TO_LEVEL"));
+                    for (const char* action : {"1", "0", "1"})
+                        sofa.ForwardToGroup(2, Command("BUTTON_ACTION", {"ACTION", action}));
+                });
+    const Strings expected{"0 sofa GROUP_SET_LEVEL LEVEL=1 GROUP_ID=2",
+                           "0 sofa GROUP_RAMP_TO_LEVEL GROUP_ID=2",
+                           "0 sofa GROUP_START_RAMP RATE=0 RAMP_UP=true GROUP_ID=2",
+                           "0 sofa GROUP_STOP_RAMP GROUP_ID=2"};
+    for (int chain = 0; chain < 2; ++chain)
+    {
+        house.Find("sofa")->Trap(NxMIBPacket(NxMIB::Trap, "nx.a"));
+        EXPECT_EQ(expected, Seen());
+    }
+}
+
 TEST_F(HouseOfDriversTest, ForwardInsideADelivery_ReachesOtherGroupsButNotTheSameAgain)
 {
     TestDriver& sofa = Load("sofa", 1);

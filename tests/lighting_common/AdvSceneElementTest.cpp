@@ -39,9 +39,10 @@ struct FieldChange
     std::function<void(AdvSceneElement&)> change;
 };
 
-TEST(AdvSceneElement, SameStep_DependsOnExactlyTheTenComparedFields)
+// Every field that SameStep compares.
+std::vector<FieldChange> ComparedFields()
 {
-    const std::vector<FieldChange> compared = {
+    return {
         {"id",
          [](AdvSceneElement& e)
          {
@@ -93,7 +94,11 @@ TEST(AdvSceneElement, SameStep_DependsOnExactlyTheTenComparedFields)
              e.color.SetXY(0, 0.5);
          }},
     };
-    for (const FieldChange& changed : compared)
+}
+
+TEST(AdvSceneElement, SameStep_DependsOnExactlyTheTenComparedFields)
+{
+    for (const FieldChange& changed : ComparedFields())
     {
         AdvSceneElement other;
         changed.change(other);

@@ -112,6 +112,7 @@ test('GroupIsHeldBrighter_RampsAndStops', async () => {
   await page.mouse.down();
   await until(async () => (await visitor.slider('level of dining_wall').getAttribute('aria-valuetext')).endsWith('going up'));
   await says(visitor.region('load groups'), 'brightens now');
+  assert.deepEqual(heard({ house: 'group' }).map(i => i.do), ['up']);
   await page.mouse.up();
   await until(() => driver('dining_wall').ramp === null);
   assert.deepEqual(heard({ house: 'group' }).map(i => i.do), ['up', 'stop']);
@@ -219,6 +220,18 @@ test('TapeHeldStill_RowsStopAndTheNewAreCounted', async () => {
   assert.equal(await first(), top);
   await visitor.button('3 new').click();
   await until(async () => await first() !== top);
+});
+
+test('TapeAtAFastSpeed_CountsWhatItPassesOverUntilPaused', async () => {
+  tapeChain(server);
+  await open('#tape');
+  server.clock({ paused: false, speed: 600 });
+  await visitor.button('pause').waitFor();
+  const seq = server.line({ driver: 'fridge', event: 1, of: null });
+  await visitor.button('1 passed over').waitFor();
+  assert.equal(await visitor.page.getByText(`output ${seq}`).count(), 0);
+  server.clock({ paused: true });
+  await visitor.page.getByText(`output ${seq}`).waitFor({ state: 'attached' });
 });
 
 test('EnergyPage_ShowsTotalsAndAChartOfEachRoom', async () => {

@@ -106,3 +106,12 @@ export function large(count, rooms) {
 export function empty() {
   return { ...villa(), drivers: [], scenes: [], groups: [], people: [], marks: [], breaks: [] };
 }
+
+// The same house when next to nothing is known of its drivers.
+export function sparse() {
+  const house = villa();
+  const names = ['name', 'type', 'id', 'room'];
+  house.drivers = house.drivers.map(d => ({ ...Object.fromEntries(names.map(n => [n, d[n]])), ...(d.queue ? { queue: { queued: 2 } } : {}), ...(d.wants ? { wants: {}, level: null, watts: 0 } : {}), ...(d.holds ? { scene_map: null, sync: {} } : {}), ...(d.buttons ? { buttons: [{ id: 1 }] } : {}) }));
+  for (const key of ['scenes', 'groups', 'people', 'faults', 'marks', 'breaks', 'activity']) delete house[key];
+  return house;
+}

@@ -88,6 +88,72 @@ class Usage(CommandLine):
                 self.expect_bad_usage("run", house, *option)
         self.expect_bad_usage("stdio", house, "--faults", "heavy")
 
+    def expect_words(self, words, *arguments):
+        done = self.run_program(*arguments)
+        self.assertEqual((2, ""), (done.returncode, done.stdout))
+        self.assertIn(words, done.stderr)
+
+    def test_bad_usage_is_told_in_plain_words(self):
+        house = self.write("house.xml", PUCK)
+        for words, arguments in (
+                ('there is no command "rnu"; did you mean run?', ["rnu"]),
+                ('there is no command "dance"\n', ["dance"]),
+                ("there is no command; say stdio, run, check or validate", []),
+                ('there is no command "chekc"; did you mean check?', ["help", "chekc"]),
+                ("run has no option --sed; did you mean --seed?", ["run", house, "--sed", "1"]),
+                ("validate has no option --seed", ["validate", house, "--seed", "1"]),
+                ('"more" is one word too many', ["stdio", house, "more"]),
+                ('--tell: "loud" is none of quiet|normal|verbose', ["run", house, "--tell",
+                                                                      "loud"]),
+                ('"verbos" is none of quiet|normal|verbose; did you mean verbose?',
+                 ["run", house, "--tell", "verbos"]),
+                ('--seed: "abc" is no whole number from 0 to 18446744073709551615',
+                 ["run", house, "--seed", "abc"]),
+                ('--seed: "18446744073709551616" is no whole', ["stdio", house, "--seed",
+                                                                "18446744073709551616"]),
+                ('--for: "1h30" is no time like 90s, 1h30m or 30d', ["run", house, "--for",
+                                                                       "1h30"]),
+                ("--state: the FILE is empty", ["run", house, "--state", ""]),
+                ("--record: the FILE is empty", ["stdio", house, "--record", ""]),
+                ('--color: "red" is none of auto|always|never', ["check", house, "--color",
+                                                                   "red"])):
+            with self.subTest(arguments):
+                self.expect_words(words, *arguments)
+
+    def test_version_and_help_are_told(self):
+        done = self.run_program("--version")
+        self.assertEqual(0, done.returncode)
+        self.assertRegex(done.stdout, r"^lighting-host \d+\.\d+\.\d+ \(host protocol 1\)\n$")
+        self.assertEqual(self.run_program("--help").stdout, self.run_program("help").stdout)
+        self.assertEqual(self.run_program("run", "--help").stdout,
+                         self.run_program("help", "run").stdout)
+        with open("/dev/full", "wb") as full:
+            self.assertEqual(2, subprocess.run([PROGRAM, "--help"], stdout=full, check=False,
+                                               stderr=subprocess.DEVNULL).returncode)
+
+    def test_length_of_a_run_may_have_several_units_or_none(self):
+        house = self.write("house.xml", PUCK)
+        for length in ("1h30m", "90", "1d2h", "1500ms"):
+            self.assertEqual(0, self.run_program("run", house, "--virtual", "--for",
+                                                 length).returncode, length)
+
+    def test_seed_of_every_run_is_told(self):
+        house = self.write("house.xml", PUCK)
+        for options in (["--virtual"], ["--for", "5ms"]):
+            told = self.run_program("run", house, *options).stdout
+            self.assertRegex(told.splitlines()[-1], r"seed \d+$")
+            self.assertTrue(self.run_program("run", house, "--seed", "7", *options)
+                            .stdout.endswith("1 driver, faults: none, seed 7\n"))
+
+    def test_colors_come_when_they_are_asked_for(self):
+        house = self.write("house.xml", PUCK)
+        for options, environment, colored in (([], {}, False), (["--color", "always"], {}, True),
+                                              (["--color", "always"], {"NO_COLOR": "1"}, True),
+                                              (["--color", "never"], {}, False)):
+            done = subprocess.run([PROGRAM, "run", house, "--virtual", *options], check=False,
+                                  capture_output=True, env={**os.environ, **environment})
+            self.assertEqual(colored, b"\x1b[" in done.stdout, options)
+
     def test_run_repeats_with_its_seed_and_says_it(self):
         house = self.write("house.xml", PUCK.replace("</driver>", """<device simulated="true">
             <person/></device></driver>"""))
@@ -138,12 +204,12 @@ class Statuses(CommandLine):
         self.assertIn("1 passed, 1 failed", done.stdout)
         self.assertEqual(2, self.run_program("check", good, self.path("none.jsonl")).returncode)
 
-    def test_library_that_cannot_be_loaded_ends_with_2(self):
+    def test_library_that_cannot_be_loaded_ends_with_1(self):
         self.write("libmine.so", "no shared object")
         _, done = self.stdio('<house><driver name="a" type="mine" id="1" library="libmine.so"/>'
                              "</house>", [])
-        self.assertEqual(2, done.returncode)
-        self.assertIn("cannot load the driver library", done.stderr)
+        self.assertEqual(1, done.returncode)
+        self.assertIn("house.xml:1: cannot load the driver library", done.stderr)
 
 
 class Options(CommandLine):
@@ -193,6 +259,19 @@ class Options(CommandLine):
         self.assertEqual([2, 5], behavior([ask, change, ask], *state))
         self.assertEqual([5], behavior([ask], *state))
         self.assertEqual([2], behavior([ask]))
+
+    def test_energy_beyond_any_number_is_refused(self):
+        def errors(number):
+            text = '{"driver":"z","set":{"energy_wh":' + number + '}}\n'
+            done = self.run_program("stdio", self.write("h.xml", LIGHT), text=text)
+            outputs = [json.loads(line) for line in done.stdout.splitlines()]
+            return [output["error"] for output in outputs if "error" in output]
+        words = ['"energy_wh" is not within -2147483648 to 2147483647']
+        for number in ("2147483648", "9223372036854775808", "18446744073709551616",
+                       "-18446744073709551616", "123456789012345678901234567890"):
+            self.assertEqual(words, errors(number), number)
+        for number in ("2147483647", "1.5", "1e3", "1.8446744073709551616e19"):
+            self.assertEqual([], errors(number), number)
 
     def test_recording_agrees_when_it_is_checked(self):
         record = self.path("recorded.jsonl")

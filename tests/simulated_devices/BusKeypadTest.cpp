@@ -29,12 +29,13 @@ protected:
         keypad.reset();
     }
 
-    // A keypad of that kind at address 7, with power, its announce taken.
-    template <class Keypad, class... Arguments>
-    void Given(Arguments... arguments)
+    // A keypad at address 7 with these faults and power, its announce taken.
+    template <class... Fault>
+    void Given(Fault&&... faults)
     {
         gateway.SetPower(true);
-        keypad = std::make_unique<Keypad>(world, line, 7, arguments...);
+        keypad = std::make_unique<BusKeypad>(world, line, 7);
+        (keypad->AddFault(std::make_unique<Fault>(std::move(faults))), ...);
         keypad->OnPowerOn();
         world.Advance(100);
         told.clear();
@@ -85,7 +86,7 @@ TEST_F(BusKeypadTest, PowerOn_AnnouncesARestart)
 
 TEST_F(BusKeypadTest, EveryTenMinutes_ItTellsThatItIsThere)
 {
-    Given<BusKeypad>();
+    Given();
     world.Advance(599999);
     ASSERT_EQ(told.size(), 1u);
     EXPECT_EQ(Told()[0].substr(0, 10), std::to_string(ANNOUNCE) + ": 5 0");
@@ -93,7 +94,7 @@ TEST_F(BusKeypadTest, EveryTenMinutes_ItTellsThatItIsThere)
 
 TEST_F(BusKeypadTest, LossWhoseAnnounceWasLost_IsAnnouncedUntilItIsToldAgain)
 {
-    Given<BusKeypad>();
+    Given();
     Send(0x13C0, {0, 1, 3, 0, 0, 0, 2});
     world.Advance(100);
     keypad->OnPowerOn();
@@ -110,7 +111,7 @@ TEST_F(BusKeypadTest, LossWhoseAnnounceWasLost_IsAnnouncedUntilItIsToldAgain)
 
 TEST_F(BusKeypadTest, KeypadThatWasToldNothing_HasLostNothing)
 {
-    Given<BusKeypad>();
+    Given();
     keypad->OnPowerOn();
     world.Advance(100);
     told.clear();
@@ -120,7 +121,7 @@ TEST_F(BusKeypadTest, KeypadThatWasToldNothing_HasLostNothing)
 
 TEST_F(BusKeypadTest, Message_IsAnsweredAfterTheDelay)
 {
-    Given<BusKeypad>();
+    Given();
     keypad->SetAnswerDelay(50);
     Send(0x1280, {1, 2, 4, 10, 20, 30});
     const auto there = line.DurationMs(
@@ -133,7 +134,7 @@ TEST_F(BusKeypadTest, Message_IsAnsweredAfterTheDelay)
 
 TEST_F(BusKeypadTest, States_AreKept)
 {
-    Given<BusKeypad>();
+    Given();
     Send(0x1280, {0, 1, 4, 10, 20, 30, 5, 40, 50, 60});
     Send(0x12C0, {0, 2, 4, 1, 2, 3, 10, 11, 12, 20, 21, 22});
     Send(0x1110, {0, 3, 4, 0, 0, 0, 0, 5, 1, 9, 8, 7});
@@ -155,7 +156,7 @@ TEST_F(BusKeypadTest, States_AreKept)
 
 TEST_F(BusKeypadTest, RepeatedUse_ActsOnceAndIsAnsweredTwice)
 {
-    Given<BusKeypad>();
+    Given();
     for (int i = 0; i < 2; ++i)
         Send(0x2110, {0, 9, 1, 2, 0, 0, 0, 3});
     world.Advance(1000);
@@ -165,7 +166,7 @@ TEST_F(BusKeypadTest, RepeatedUse_ActsOnceAndIsAnsweredTwice)
 
 TEST_F(BusKeypadTest, MessagesForOthersAndShortOnes_AreNotAnswered)
 {
-    Given<BusKeypad>();
+    Given();
     Send(0x1280, {0, 1}, 8);
     Send(0x1280, {0});
     Send(0x1280, {});
@@ -175,7 +176,7 @@ TEST_F(BusKeypadTest, MessagesForOthersAndShortOnes_AreNotAnswered)
 
 TEST_F(BusKeypadTest, IncompleteEntries_AreLeftOut)
 {
-    Given<BusKeypad>();
+    Given();
     Send(0x1280, {0, 1, 4, 10, 20, 30, 5, 40});
     world.Advance(1000);
     EXPECT_EQ(keypad->CurrentColours().size(), 1u);
@@ -184,7 +185,7 @@ TEST_F(BusKeypadTest, IncompleteEntries_AreLeftOut)
 
 TEST_F(BusKeypadTest, PersonAtTheButtons_IsTold)
 {
-    Given<BusKeypad>();
+    Given();
     keypad->Hold(3, 1200);
     keypad->Click(-1);
     world.Advance(1199);
@@ -219,7 +220,7 @@ TEST_F(BusKeypadTest, GatewayStatus_ReachesItsDriversOnly)
 
 TEST_F(BusKeypadTest, GatewayWithoutPower_PassesNothingOn)
 {
-    Given<BusKeypad>();
+    Given();
     gateway.SetPower(false);
     Send(0x1280, {0, 1});
     keypad->Release(1);
@@ -230,7 +231,7 @@ TEST_F(BusKeypadTest, GatewayWithoutPower_PassesNothingOn)
 
 TEST_F(BusKeypadTest, Line_CarriesOneTransmissionAfterTheOther)
 {
-    Given<BusKeypad>();
+    Given();
     std::vector<std::uint64_t> heardAt;
     keypad->onHeard = [&](std::uint16_t)
     {
@@ -252,7 +253,7 @@ TEST_F(BusKeypadTest, Line_CarriesOneTransmissionAfterTheOther)
 
 TEST_F(BusKeypadTest, Deaf_HearsNothingButAnnounces)
 {
-    Given<DeafKeypad>();
+    Given(HearsNothing());
     Send(0x1280, {0, 1, 4, 1, 2, 3});
     world.Advance(1000);
     EXPECT_THAT(Told(), IsEmpty());
@@ -263,7 +264,7 @@ TEST_F(BusKeypadTest, Deaf_HearsNothingButAnnounces)
 
 TEST_F(BusKeypadTest, Late_AnswersAfterTwentyFiveSeconds)
 {
-    Given<LateKeypad>();
+    Given(AnswersLate());
     Send(0x1280, {0, 1});
     world.Advance(24900);
     EXPECT_THAT(Told(), IsEmpty());
@@ -271,9 +272,9 @@ TEST_F(BusKeypadTest, Late_AnswersAfterTwentyFiveSeconds)
     EXPECT_THAT(Told(), ElementsAre(Answered(1)));
 }
 
-TEST_F(BusKeypadTest, NthReply_AnswersEveryThird)
+TEST_F(BusKeypadTest, Seldom_AnswersEveryThird)
 {
-    Given<NthReplyKeypad>(3u);
+    Given(AnswersSeldom(3));
     for (std::uint8_t i = 1; i <= 7; ++i)
         Send(0x1280, {0, i});
     world.Advance(1000);
@@ -282,7 +283,7 @@ TEST_F(BusKeypadTest, NthReply_AnswersEveryThird)
 
 TEST_F(BusKeypadTest, Forgetful_RestartsEveryHourWithNothingKept)
 {
-    Given<ForgetfulKeypad>();
+    Given(RestartsHourly());
     Send(0x1280, {0, 1, 4, 1, 2, 3});
     world.Advance(1000);
     EXPECT_EQ(keypad->CurrentColours().size(), 1u);
@@ -299,7 +300,7 @@ TEST_F(BusKeypadTest, Babbling_StillDoesItsWork)
     for (const bool high : {false, true})
     {
         world.DrawHigh(high);
-        Given<BabblingKeypad>();
+        Given(Babbles());
         world.Advance(60000);
         EXPECT_FALSE(world.Draws().empty());
         told.clear();
@@ -308,4 +309,33 @@ TEST_F(BusKeypadTest, Babbling_StillDoesItsWork)
         EXPECT_THAT(Told(), ElementsAre(Answered(1)));
         keypad.reset();
     }
+}
+
+TEST_F(BusKeypadTest, LateAndSeldom_AnswersTheThirdAfterTwentyFiveSeconds)
+{
+    Given(AnswersLate(), AnswersSeldom(3));
+    for (std::uint8_t i = 1; i <= 3; ++i)
+        Send(0x1280, {0, i});
+    world.Advance(24900);
+    EXPECT_THAT(Told(), IsEmpty());
+    world.Advance(300);
+    EXPECT_THAT(Told(), ElementsAre(Answered(3)));
+}
+
+TEST_F(BusKeypadTest, FaultAddedWhileItHasPower_BeginsAndEnds)
+{
+    Given();
+    keypad->AddFault(std::make_unique<Babbles>());
+    keypad->AddFault(std::make_unique<HearsNothing>());
+    world.Advance(Babbles::BABBLE_EVERY_MS);
+    EXPECT_EQ(world.Draws().size(), 3u); // noise of one octet: what, how long, which
+    Send(0x1280, {0, 1});
+    world.Advance(1000);
+    EXPECT_THAT(Told(), IsEmpty());
+    keypad->ClearFaults();
+    world.Advance(10 * Babbles::BABBLE_EVERY_MS);
+    EXPECT_EQ(world.Draws().size(), 3u);
+    Send(0x1280, {0, 2});
+    world.Advance(1000);
+    EXPECT_THAT(Told(), ElementsAre(Answered(2)));
 }

@@ -10,9 +10,7 @@
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
-using simulated::PuckModule;
-using simulated::PuckModuleFault;
-using simulated::PuckSettings;
+using namespace simulated;
 using simulated_test::TestWorld;
 
 namespace
@@ -66,9 +64,9 @@ protected:
     void TearDown() override { TakeTold(world); }
 
     template <class Fault, class... Arguments>
-    void Misbehave(Arguments... arguments)
+    void AddFault(Arguments... arguments)
     {
-        module.Misbehave(std::make_unique<Fault>(arguments...));
+        module.AddFault(std::make_unique<Fault>(arguments...));
     }
 };
 } // namespace
@@ -433,24 +431,24 @@ TEST(PuckModuleEnd, AModuleThatIsGone_SendsNothingMore)
 
 TEST_F(PuckModuleTest, LosesMessages_EveryNthNeverLeaves)
 {
-    Misbehave<simulated::puck::LosesMessages>(2);
+    AddFault<Loses<PuckModuleFault>>(2);
     module.Click(CONTACT_0);
     EXPECT_EQ(SentWithin(1000), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
 }
 
 TEST_F(PuckModuleTest, LosesMessages_OfOneIsAllAndOfZeroIsNone)
 {
-    Misbehave<simulated::puck::LosesMessages>(0);
+    AddFault<Loses<PuckModuleFault>>(0);
     module.Click(CONTACT_0);
     EXPECT_EQ(SentWithin(1000).size(), 3u);
-    Misbehave<simulated::puck::LosesMessages>(1);
+    AddFault<Loses<PuckModuleFault>>(1);
     module.Click(CONTACT_0);
     EXPECT_EQ(SentWithin(1000), NOTHING);
 }
 
 TEST_F(PuckModuleTest, SendsLate_EveryNthComesAfterLaterOnes)
 {
-    Misbehave<simulated::puck::SendsLate>(2, 1000);
+    AddFault<Delays<PuckModuleFault>>(2, 1000);
     module.Click(CONTACT_0);
     EXPECT_EQ(SentWithin(1079), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
     EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.sc 00000007"}));
@@ -458,7 +456,7 @@ TEST_F(PuckModuleTest, SendsLate_EveryNthComesAfterLaterOnes)
 
 TEST_F(PuckModuleTest, RepeatsMessages_EveryNthComesTwice)
 {
-    Misbehave<simulated::puck::RepeatsMessages>(1, 20);
+    AddFault<Repeats<PuckModuleFault>>(1, 20);
     module.Push(CONTACT_0);
     EXPECT_EQ(SentWithin(19), Lines({"1 nx.dmx.bp 00000007"}));
     EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.bp 00000007"}));
@@ -466,7 +464,7 @@ TEST_F(PuckModuleTest, RepeatsMessages_EveryNthComesTwice)
 
 TEST_F(PuckModuleTest, LosesReleases_LeavesAPushWithoutAnEnd)
 {
-    Misbehave<simulated::puck::LosesReleases>();
+    AddFault<LosesReleases>();
     module.Hold(CONTACT_0, 600);
     EXPECT_EQ(SentWithin(5000), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.hb 00000007"}));
     module.Click(CONTACT_0);
@@ -475,7 +473,7 @@ TEST_F(PuckModuleTest, LosesReleases_LeavesAPushWithoutAnEnd)
 
 TEST_F(PuckModuleTest, Chatters_FollowsAPushWithMore)
 {
-    Misbehave<simulated::puck::Chatters>(2);
+    AddFault<Chatters>(2);
     module.Push(CONTACT_0);
     EXPECT_EQ(SentWithin(100),
               Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.he 00000007", "1 nx.dmx.bp 00000007",
@@ -484,7 +482,7 @@ TEST_F(PuckModuleTest, Chatters_FollowsAPushWithMore)
 
 TEST_F(PuckModuleTest, HearsBadly_MissesEveryNth)
 {
-    Misbehave<simulated::puck::HearsBadly>(2);
+    AddFault<HearsBadly<PuckModuleFault>>(2);
     Tell(SET, "nx.dmx.btn", {"07", "01", "03"});
     Tell(SET, "nx.dmx.btn", {"08", "01", "03"});
     EXPECT_EQ(module.Settings().contacts[0].behavior, 3);
@@ -495,7 +493,7 @@ TEST_F(PuckModuleTest, HearsBadly_MissesEveryNth)
 TEST_F(PuckModuleTest, ForgetsSettings_ComesBackAsFromTheFactory)
 {
     Tell(SET, "nx.dmx.btn", {"07", "01", "03"});
-    Misbehave<simulated::puck::ForgetsSettings>();
+    AddFault<Forgets<PuckModuleFault>>();
     EXPECT_EQ(module.Settings().contacts[0].behavior, 3);
     module.OnPowerOn();
     EXPECT_EQ(module.Settings().contacts[0].behavior, 2);
@@ -503,11 +501,11 @@ TEST_F(PuckModuleTest, ForgetsSettings_ComesBackAsFromTheFactory)
 
 TEST_F(PuckModuleTest, Faults_CanBeMixedAndEnd)
 {
-    Misbehave<simulated::puck::RepeatsMessages>(1, 20);
-    Misbehave<simulated::puck::LosesMessages>(1);
+    AddFault<Repeats<PuckModuleFault>>(1, 20);
+    AddFault<Loses<PuckModuleFault>>(1);
     module.Push(CONTACT_0);
     EXPECT_EQ(SentWithin(100), Lines({"1 nx.dmx.bp 00000007"}));
-    module.Behave();
+    module.ClearFaults();
     module.Release(CONTACT_0);
     EXPECT_EQ(SentWithin(100), Lines({"1 nx.dmx.sc 00000007"}));
     EXPECT_EQ(SentWithin(1000), Lines({"1 nx.dmx.cc 00000007 00000001"}));

@@ -10,7 +10,7 @@
 
 namespace
 {
-using simulated::WiredDimmer;
+using namespace simulated;
 using Params = std::vector<std::string>;
 
 class WiredDimmerTest : public testing::Test
@@ -36,9 +36,9 @@ protected:
     }
     std::string Next() { return m_world.NextMib(); }
     template <class Fault>
-    void Misbehave(unsigned every)
+    void AddFault(unsigned every)
     {
-        m_dimmer.Misbehave(std::make_unique<Fault>(every));
+        m_dimmer.AddFault(std::make_unique<Fault>(every));
     }
 
     simulated_test::TestWorld m_world;
@@ -329,7 +329,8 @@ TEST_F(WiredDimmerTest, RampUpAndStop_LeaveTheLevelReached)
 TEST(WiredDimmerPerson, StartsAStoredSceneNowAndThen)
 {
     simulated_test::TestWorld world;
-    WiredDimmer dimmer(world, {100, 200});
+    WiredDimmer dimmer(world);
+    dimmer.LetAPersonPlay(100, 200);
     dimmer.OnPowerOn();
     world.Advance(100);
     EXPECT_EQ(world.NextTold(), "nothing");
@@ -344,11 +345,11 @@ TEST(WiredDimmerPerson, StartsAStoredSceneNowAndThen)
 
 TEST_F(WiredDimmerTest, LosesRequests_EverySecondIsNotHeard)
 {
-    Misbehave<simulated::DimmerLosesRequests>(2);
+    AddFault<HearsBadly<WiredDimmerFault>>(2);
     for (const char* group : {"0001", "0002", "0003"})
         Request("nx.als.gad", {group, "00"});
     EXPECT_EQ(m_dimmer.Tables().groups, (std::set<std::uint16_t>{1, 3}));
-    m_dimmer.Behave();
+    m_dimmer.ClearFaults();
     Request("nx.als.gad", {"0004", "00"});
     EXPECT_EQ(m_dimmer.Tables().groups.count(4), 1u);
     Settle();
@@ -356,7 +357,7 @@ TEST_F(WiredDimmerTest, LosesRequests_EverySecondIsNotHeard)
 
 TEST_F(WiredDimmerTest, LosesAnswers_ButObeysAndSendsTraps)
 {
-    Misbehave<simulated::DimmerLosesAnswers>(1);
+    AddFault<Loses<WiredDimmerFault, DimmerAnswers>>(1);
     Store("0005", "01");
     Request("nx.als.sga", {"00fa"});
     m_world.Advance(1000);
@@ -369,7 +370,7 @@ TEST_F(WiredDimmerTest, LosesTraps_ButAnswers)
     for (const char* id : {"0001", "0002", "0003"})
         Store(id, "01");
     Settle();
-    Misbehave<simulated::DimmerLosesTraps>(2);
+    AddFault<Loses<WiredDimmerFault, DimmerTraps>>(2);
     Request("nx.als.sga", {"00fa"});
     m_world.Advance(1000);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "1 nx.als.sga 0002 0003"})
@@ -381,7 +382,7 @@ TEST_F(WiredDimmerTest, RepeatsTraps_EverySecondComesTwice)
     for (const char* id : {"0001", "0002", "0003"})
         Store(id, "01");
     Settle();
-    Misbehave<simulated::DimmerRepeatsTraps>(2);
+    AddFault<Repeats<WiredDimmerFault, DimmerTraps>>(2);
     Request("nx.als.sga", {"00fa"});
     m_world.Advance(1000);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "1 nx.als.sga 0001 0002",
@@ -394,7 +395,7 @@ TEST_F(WiredDimmerTest, ReordersTraps_EverySecondComesLate)
     for (const char* id : {"0001", "0002", "0003", "0004"})
         Store(id, "01");
     Settle();
-    Misbehave<simulated::DimmerReordersTraps>(2);
+    AddFault<ReordersTraps>(2);
     Request("nx.als.sga", {"00fa"});
     m_world.Advance(1000);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "1 nx.als.sga 0002 0003",
@@ -406,7 +407,7 @@ TEST_F(WiredDimmerTest, Forgets_BothTablesWithoutPower)
 {
     Store("0001", "01");
     Request("nx.als.gad", {"0001", "00"});
-    m_dimmer.Misbehave(std::make_unique<simulated::DimmerForgets>());
+    m_dimmer.AddFault(std::make_unique<Forgets<WiredDimmerFault>>());
     EXPECT_EQ(m_dimmer.Tables().elements.size(), 1u);
     m_dimmer.OnPowerOn();
     EXPECT_TRUE(m_dimmer.Tables().elements.empty());
@@ -417,7 +418,7 @@ TEST_F(WiredDimmerTest, KeepsStaleElements_ButAnswersThatTheyAreGone)
 {
     Store("0001", "01");
     Settle();
-    Misbehave<simulated::DimmerKeepsStaleElements>(1);
+    AddFault<KeepsStaleElements>(1);
     Request("nx.als.srm", {"00000001"});
     EXPECT_EQ(m_dimmer.Tables().elements.size(), 1u);
     m_world.Advance(1000);

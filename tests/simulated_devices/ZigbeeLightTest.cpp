@@ -66,9 +66,9 @@ protected:
     }
 
     template <class Fault, class... Arguments>
-    void Misbehave(Arguments&&... arguments)
+    void AddFault(Arguments&&... arguments)
     {
-        light.Misbehave(std::make_unique<Fault>(std::forward<Arguments>(arguments)...));
+        light.AddFault(std::make_unique<Fault>(std::forward<Arguments>(arguments)...));
     }
 
     static LightScene Scene(std::uint16_t group, std::uint8_t number)
@@ -317,19 +317,19 @@ TEST_F(ZigbeeLightTest, LongLists_AreCutToWhatAFrameHolds)
 
 TEST_F(ZigbeeLightTest, LosesAnswers_EveryNth)
 {
-    Misbehave<LosesAnswers>(3u);
+    AddFault<Loses<ZigbeeLightFault>>(3u);
     EXPECT_EQ(Ask(GROUPS, "01010200"), "1901020300");
     EXPECT_EQ(Ask(GROUPS, "01020200"), "1902020300");
     EXPECT_EQ(Ask(GROUPS, "01030200"), "nothing");
     EXPECT_EQ(Ask(GROUPS, "01040200"), "1904020300");
-    light.Behave();
+    light.ClearFaults();
     Ask(GROUPS, "01050200");
     EXPECT_EQ(Ask(GROUPS, "01060200"), "1906020300");
 }
 
 TEST_F(ZigbeeLightTest, AnswersLate_MayOvertakeEachOther)
 {
-    Misbehave<AnswersLate>(2u, std::uint64_t{100});
+    AddFault<Delays<ZigbeeLightFault>>(2u, std::uint64_t{100});
     Send(GROUPS, "01010200");
     Send(GROUPS, "01020200");
     Send(GROUPS, "01030200");
@@ -344,7 +344,7 @@ TEST_F(ZigbeeLightTest, AnswersLate_MayOvertakeEachOther)
 
 TEST_F(ZigbeeLightTest, RepeatsAnswers_Later)
 {
-    Misbehave<RepeatsAnswers>(1u, std::uint64_t{50});
+    AddFault<Repeats<ZigbeeLightFault>>(1u, std::uint64_t{50});
     EXPECT_EQ(Ask(GROUPS, "01010200"), "1901020300");
     world.Advance(50);
     EXPECT_EQ(Next(GROUPS), "1901020300");
@@ -352,7 +352,7 @@ TEST_F(ZigbeeLightTest, RepeatsAnswers_Later)
 
 TEST_F(ZigbeeLightTest, ForgetsWithoutPower_ComesBackEmptyAndDark)
 {
-    Misbehave<ForgetsWithoutPower>();
+    AddFault<Forgets<ZigbeeLightFault>>();
     light.Tables().groups = {5};
     light.Tables().scenes = {Scene(5, 1)};
     light.Tables().on = true;
@@ -364,7 +364,7 @@ TEST_F(ZigbeeLightTest, ForgetsWithoutPower_ComesBackEmptyAndDark)
 
 TEST_F(ZigbeeLightTest, ReportsGroupsUnsorted_FromLastToFirst)
 {
-    Misbehave<ReportsGroupsUnsorted>();
+    AddFault<ReportsGroupsUnsorted>();
     light.Tables().groups = {1, 2, 3};
     EXPECT_EQ(Ask(GROUPS, "01010200"), "1901020003030002000100");
     EXPECT_THAT(light.Tables().groups, ElementsAre(1, 2, 3));
@@ -372,7 +372,7 @@ TEST_F(ZigbeeLightTest, ReportsGroupsUnsorted_FromLastToFirst)
 
 TEST_F(ZigbeeLightTest, HoldsForeignScenes_FromItsStart)
 {
-    Misbehave<HoldsForeignScenes>(std::vector<LightScene>{Scene(7, 1), Scene(7, 2), Scene(0, 3)});
+    AddFault<HoldsForeignScenes>(std::vector<LightScene>{Scene(7, 1), Scene(7, 2), Scene(0, 3)});
     light.OnPowerOn();
     light.OnPowerOn();
     EXPECT_THAT(light.Tables().groups, ElementsAre(7));
@@ -381,7 +381,7 @@ TEST_F(ZigbeeLightTest, HoldsForeignScenes_FromItsStart)
 
 TEST_F(ZigbeeLightTest, SmallTables_TakeNoMore)
 {
-    Misbehave<SmallTables>(std::size_t{1}, std::size_t{0});
+    AddFault<SmallTables>(std::size_t{1}, std::size_t{0});
     EXPECT_EQ(Ask(GROUPS, "010100050000"), "190100000500");
     EXPECT_EQ(Ask(GROUPS, "010200060000"), "190200890600");
     EXPECT_EQ(Ask(SCENES, "0103000500010000000800017f"), "19030089050001");
@@ -390,7 +390,7 @@ TEST_F(ZigbeeLightTest, SmallTables_TakeNoMore)
 
 TEST_F(ZigbeeLightTest, RoundsLevels_Down)
 {
-    Misbehave<RoundsLevels>(std::uint8_t{50});
+    AddFault<RoundsLevels>(std::uint8_t{50});
     light.Tables().groups = {5};
     Ask(SCENES, "0103000500010000000800017f");
     EXPECT_EQ(*light.Tables().Find(5, 1)->level, 100);
@@ -398,7 +398,7 @@ TEST_F(ZigbeeLightTest, RoundsLevels_Down)
 
 TEST_F(ZigbeeLightTest, DropsOnOffSets_KeepsTheLevel)
 {
-    Misbehave<DropsOnOffSets>();
+    AddFault<DropsOnOffSets>();
     light.Tables().groups = {5};
     Ask(SCENES, "010300050001000000060001010800017f");
     EXPECT_FALSE(light.Tables().Find(5, 1)->onOff);
@@ -407,7 +407,7 @@ TEST_F(ZigbeeLightTest, DropsOnOffSets_KeepsTheLevel)
 
 TEST_F(ZigbeeLightTest, KeepsOldSets_ThatTheNewSceneDoesNotBring)
 {
-    Misbehave<KeepsOldSets>();
+    AddFault<KeepsOldSets>();
     light.Tables().groups = {5};
     Ask(SCENES, "0103000500010000000800017f");
     Ask(SCENES, "01030005000101000006000101");

@@ -117,23 +117,33 @@ void Audit::OnMib(const nx::DriverHost& driver, const wire::MibMessage& message)
     book.reading = book.readingEver = reading;
 }
 
-void Audit::NoteSave()
+void Audit::NoteSave(const std::vector<nx::DriverHost*>& drivers)
 {
-    for (const auto& driver : m_session.House().Drivers())
-        m_books[driver->Config().name].saved = TotalOf(*driver);
+    for (const nx::DriverHost* driver : drivers)
+    {
+        Book& book = m_books[driver->Config().name];
+        book.saved = TotalOf(*driver);
+        book.hasSavedReading = book.hasReading;
+        book.savedReading = book.reading;
+    }
 }
 
 void Audit::BeforeRestart(const nx::DriverHost& driver)
 {
     Book& book = m_books[driver.Config().name];
     book.beforeRestart = TotalOf(driver);
-    book.hasReading = false;
 }
 
 void Audit::AfterRestart(const nx::DriverHost& driver, bool saved)
 {
     Book& book = m_books[driver.Config().name];
     const std::uint64_t wanted = saved ? book.saved : book.beforeRestart;
+    if (saved)
+    {
+        // The driver goes on from the reading of its state.
+        book.hasReading = book.hasSavedReading;
+        book.reading = book.savedReading;
+    }
     Same(driver, "energy over a restart", TotalOf(driver), wanted);
     book.lost += book.beforeRestart - wanted;
 }

@@ -37,8 +37,8 @@ public:
     void OnMib(const nx::DriverHost& driver, const wire::MibMessage& message) override;
     void OnPowerFailure(const nx::DriverHost& driver) override;
 
-    // The states of all drivers were saved.
-    void NoteSave();
+    // The states of these drivers were saved.
+    void NoteSave(const std::vector<nx::DriverHost*>& drivers);
 
     // A driver is made anew, from the state that it has just given (`saved` false) or that was
     // saved last. What it had counted since then is booked as lost; any other loss is a mistake.
@@ -63,10 +63,12 @@ private:
         std::uint64_t expected = 0;
         // At the last save.
         std::uint64_t saved = 0;
+        bool hasSavedReading = false;
+        std::uint64_t savedReading = 0;
         std::uint64_t beforeRestart = 0;
         // Counted, and lost by crashes since.
         std::uint64_t lost = 0;
-        // Plugs: the last reading that reached this life of the driver, and any life of it.
+        // Plugs: the last reading that the driver knows, and that ever reached it.
         bool hasReading = false;
         std::uint64_t reading = 0;
         std::uint64_t readingEver = 0;

@@ -150,14 +150,14 @@ public:
         : m_options(options), m_told(&m_digest),
           m_session(file, ForSession(options, m_folder), m_listeners),
           m_simulation(file, m_session, m_listeners, FaultLevel::Heavy, options.seed),
-          m_report(m_told, Verbosity::Verbose, m_session, m_listeners, [] {}),
+          m_report(m_told, Verbosity::Verbose, Style(false), m_session, m_listeners, [] {}),
           m_audit(file, m_session, m_simulation),
           m_random(~options.seed, embedded_host::Draw::Random)
     {
         m_listeners.Add(m_audit);
-        m_session.Keeper()->onSaved = [this]
+        m_session.Keeper()->onSaved = [this](const std::vector<nx::DriverHost*>& drivers)
         {
-            m_audit.NoteSave();
+            m_audit.NoteSave(drivers);
         };
     }
 

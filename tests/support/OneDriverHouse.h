@@ -48,6 +48,10 @@ public:
         {
             return new Driver(instances);
         };
+        m_house->onPersistRequested = [this](nx::DriverHost&)
+        {
+            ++m_persistRequests;
+        };
         m_host = m_house->Add(std::move(m_config));
         m_host->Start(m_host->Config().state);
         return *static_cast<Driver*>(m_host->Driver());
@@ -110,6 +114,9 @@ public:
     }
     void Online(bool online) { m_host->Online(online); }
 
+    // How often the driver has asked for its state to be persisted since the last time.
+    int TakePersistRequests() { return std::exchange(m_persistRequests, 0); }
+
     // Lets time pass.
     void Advance(std::int64_t ms) { m_house->Advance(ms); }
 
@@ -166,6 +173,7 @@ private:
     embedded_host::DriverConfig m_config;
     std::unique_ptr<embedded_host::House> m_house{
         new embedded_host::House(m_clock, m_random, *this)};
+    int m_persistRequests = 0;
     nx::DriverHost* m_host = nullptr;
 };
 } // namespace test_support

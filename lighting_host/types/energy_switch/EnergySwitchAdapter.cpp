@@ -1,8 +1,8 @@
 #include "drivers/energy_switch/EnergySwitchDriver.h"
 #include "embedded_host/DriverHost.h"
-#include "lighting_host/types/Adapters.h"
-#include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/LoadFacts.h"
+#include "lighting_host/types/TabledAdapter.h"
+#include "lighting_host/types/energy_switch/EnergySwitch.h"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@ namespace lighting_host
 namespace
 {
 // The driver of a switch that meters its load as the protocol sees it.
-class EnergySwitchAdapter : public EnergySwitchDriver, public DriverAdapter
+class EnergySwitchAdapter : public EnergySwitchDriver, public TabledAdapter<EnergySwitchAdapter>
 {
 public:
     EnergySwitchAdapter(IInstanceManager& instances, LoadFacts& facts)
@@ -27,17 +27,14 @@ public:
         EnergySwitchDriver::EnergyValueToUI(name, value);
     }
 
-    Action PrepareFact(const std::string& name, const Json& value) override
+    static std::vector<FactRow> Facts()
     {
-        return PrepareLoadFact(*this, m_facts, name, value);
+        return LoadFactRows<FactRow>(&EnergySwitchAdapter::PrepareLoad);
     }
 
-    bool Query(const std::string& word, Fields&, Json& value) override
+    static std::vector<QueryRow> Queries()
     {
-        if (word != "energy")
-            return false;
-        value = EnergyAnswer(Energy());
-        return true;
+        return {{ENERGY_QUERY, &EnergySwitchAdapter::QueryEnergy}};
     }
 
     std::vector<std::pair<std::string, std::string>> Summary() const override
@@ -49,9 +46,21 @@ public:
     std::optional<EnergyFigures> EnergyOfLoad() const override { return FiguresOf(Energy()); }
 
 private:
+    Action PrepareLoad(const std::string& name, const Json& value)
+    {
+        return PrepareLoadFact(*this, m_facts, name, value);
+    }
+
+    Json QueryEnergy(Fields&) const { return EnergyAnswer(Energy()); }
+
     LoadFacts& m_facts;
 };
 } // namespace
+
+TypeTables EnergySwitchTables()
+{
+    return EnergySwitchAdapter::Tables();
+}
 
 NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts)
 {

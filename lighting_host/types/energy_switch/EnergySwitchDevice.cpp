@@ -1,5 +1,6 @@
 // The <device> element of an energy_switch driver: a plug that meters the load in it.
 
+#include "lighting_host/types/DeviceChildren.h"
 #include "lighting_host/types/DeviceElement.h"
 #include "lighting_host/types/Devices.h"
 #include "lighting_host/types/HousePlan.h"
@@ -32,17 +33,13 @@ std::unique_ptr<simulated::SimulatedDevice> MakeMeteringPlug(const HouseFileDriv
                                                              simulated::DeviceEnvironment& world)
 {
     DeviceElement device(*driver.device);
-    device.Word("simulated", std::string());
+    device.Kind();
     const std::string load = device.Word("load", std::string());
     device.Finish();
     std::vector<LoadCurve::Step> steps;
-    for (std::size_t i = 0; i < driver.device->GetChildCount(); ++i)
-    {
-        const auto child = driver.device->GetChildAt(i);
-        if (child->GetName() != "step")
-            device.Fail("unknown element <" + child->GetName() + ">");
-        steps.push_back(ReadStep(*child));
-    }
+    ChildTable children;
+    children.Add("step", [&](const auto& node) { steps.push_back(ReadStep(node)); });
+    ReadChildren(*driver.device, children);
     if (!load.empty() && !steps.empty())
         device.Fail("has a load by name and steps of its own");
     LoadCurve curve(steps);

@@ -1,7 +1,7 @@
 #include "drivers/gen3_keypad/Gen3KeypadDriver.h"
 #include "embedded_host/DriverHost.h"
-#include "lighting_host/types/Adapters.h"
-#include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/TabledAdapter.h"
+#include "lighting_host/types/gen3_keypad/Gen3Keypad.h"
 #include "nxshared/XmlNode.h"
 
 #include <fmt/format.h>
@@ -125,7 +125,7 @@ constexpr ColorAction COLOR_ACTIONS[] = {
 // The keypad driver as the protocol sees it: every call of a button or the queue to its owner is
 // reported before the driver does what it does. Without a simulated keypad nothing but the inputs
 // puts messages on the bus.
-class Gen3KeypadAdapter : public Gen3KeypadDriver, public DriverAdapter
+class Gen3KeypadAdapter : public Gen3KeypadDriver, public TabledAdapter<Gen3KeypadAdapter>
 {
 public:
     explicit Gen3KeypadAdapter(IInstanceManager& instances) : Gen3KeypadDriver(instances)
@@ -135,101 +135,46 @@ public:
 
     // --- DriverAdapter ---
 
-    Action PrepareInput(const std::string& word, Fields& fields) override
+    static std::vector<InputRow> Inputs()
     {
-        if (word == "light_level")
-        {
-            const int level = IntField(fields, "light_level");
-            return [this, level]
-            {
-                ReportLightLevel(level);
-            };
-        }
-        if (word == "button")
-        {
-            Fields button(fields.Get("button"), "\"button\"");
-            Gen3Button& target = RequireButton(button);
-            Action action = PrepareButton(target, button);
-            button.Finish();
-            return action;
-        }
-        if (word == "bus")
-        {
-            Fields bus(fields.Get("bus"), "\"bus\"");
-            Action action = PrepareBus(bus);
-            bus.Finish();
-            return action;
-        }
-        return nullptr;
+        return {
+            {{"button", "`id`, `action`", "what the device or the controller does with a button"},
+             &Gen3KeypadAdapter::PrepareButtonInput},
+            {{"light_level", "", "tells every button, in order of id, the level of the load"},
+             &Gen3KeypadAdapter::PrepareLightLevel},
+            {{"bus", "", "what is done with the bus, or arrives there"},
+             &Gen3KeypadAdapter::PrepareBusInput}};
     }
 
-    Action PrepareFact(const std::string& name, const Json& value) override
+    static std::vector<FactRow> Facts()
     {
-        if (name == "uses_hold_timer")
-            return [this, on = ToBoolean(value, name)]
-            {
-                SetUsesHoldTimer(on);
-            };
-        if (name == "led_tracking")
-            return [this, on = ToBoolean(value, name)]
-            {
-                SetTracksLeds(on);
-            };
-        if (name == "gateway_online")
-            return [this, on = ToBoolean(value, name)]
-            {
-                Bus().setGatewayOnline(on);
-            };
-        if (name == "device_online")
-            return [this, on = ToBoolean(value, name)]
-            {
-                Bus().setDeviceOnline(on);
-            };
-        if (name == "min_retry_ms")
-            return [this, ms = ToInteger(value, name, INT32_MIN, INT32_MAX)]
-            {
-                Bus().setMinRetryTime(static_cast<int>(ms));
-            };
-        if (name == "max_retry_ms")
-            return [this, ms = ToInteger(value, name, INT32_MIN, INT32_MAX)]
-            {
-                Bus().setMaxRetryTime(static_cast<int>(ms));
-            };
-        return nullptr;
+        using Self = Gen3KeypadAdapter;
+        const char* const member =
+            "boolean; written into the bus queue's members, nothing is sent. The input `online` "
+            "leaves them alone.";
+        return {
+            {{"uses_hold_timer", "", "boolean, true at start"}, &Self::PrepareUsesHoldTimer},
+            {{"led_tracking", "", "boolean"}, &Self::PrepareLedTracking},
+            {{"gateway_online", "", member}, &Self::PrepareGatewayOnline},
+            {{"device_online", "", member}, &Self::PrepareDeviceOnline},
+            {{"min_retry_ms", "", "whole number, 20000 at start; likewise"},
+             &Self::PrepareMinRetry},
+            {{"max_retry_ms", "", "whole number, 40000 at start; likewise"},
+             &Self::PrepareMaxRetry},
+        };
     }
 
-    bool Query(const std::string& word, Fields& fields, Json& value) override
+    static std::vector<QueryRow> Queries()
     {
-        if (word == "button")
-        {
-            const Gen3Button& button = RequireButton(fields);
-            value = {{"xml", button.toXml()->ToText()},
-                     {"actuator", button.GetActuator()},
-                     {"channel", button.GetChannel()},
-                     {"core_behavior", button.GetCoreBehavior()},
-                     {"binding", button.GetBinding()},
-                     {"current_color", button.GetCurColor()},
-                     {"led_blink", button.GetLEDBlinkBehavior()},
-                     {"hold_timer", button.GetHoldTimer()}};
-            return true;
-        }
-        if (word == "bus")
-        {
-            value = {{"queued", Bus().getQueuedCount()},
-                     {"retry_timer", Bus().getRetryTimer()},
-                     {"retry_count", Bus().getRetryCount()},
-                     {"gateway_online", Bus().isGatewayOnline()},
-                     {"device_online", Bus().isDeviceOnline()}};
-            return true;
-        }
-        if (word == "firmware")
-        {
-            value = {{"text", Firmware().ToString()},
-                     {"ext_text", Firmware().ToExtString()},
-                     {"empty", Firmware().Empty()}};
-            return true;
-        }
-        return false;
+        return {
+            {{"button", "`id`",
+              "`xml`, `actuator`, `channel`, `core_behavior`, `binding`, `current_color`, "
+              "`led_blink`, `hold_timer`"},
+             &Gen3KeypadAdapter::QueryButton},
+            {{"bus", "",
+              "`queued`, `retry_timer`, `retry_count`, `gateway_online`, `device_online`"},
+             &Gen3KeypadAdapter::QueryBus},
+            {{"firmware", "", "`text`, `ext_text`, `empty`"}, &Gen3KeypadAdapter::QueryFirmware}};
     }
 
     std::vector<std::pair<std::string, std::string>> Summary() const override
@@ -240,7 +185,8 @@ public:
                 fmt::format("button {}", id),
                 fmt::format("\"{}\" shows {}", Button(id)->GetName(), Button(id)->GetCurColor()));
         facts.emplace_back("keypad", Bus().isDeviceOnline() ? "online" : "offline");
-        facts.emplace_back("bus", fmt::format("{} messages wait", Bus().getQueuedCount()));
+        facts.emplace_back(
+            "bus", fmt::format("{} messages wait", Bus().getQueuedCount() + WaitingCount()));
         if (!Firmware().Empty())
             facts.emplace_back("firmware", Firmware().ToExtString());
         return facts;
@@ -327,6 +273,108 @@ public:
     }
 
 private:
+    Action PrepareLightLevel(Fields& fields)
+    {
+        return [this, level = IntField(fields, "light_level")]
+        {
+            ReportLightLevel(level);
+        };
+    }
+
+    Action PrepareButtonInput(Fields& fields)
+    {
+        Fields button(fields.Get("button"), "\"button\"");
+        Gen3Button& target = RequireButton(button);
+        Action action = PrepareButton(target, button);
+        button.Finish();
+        return action;
+    }
+
+    Action PrepareBusInput(Fields& fields)
+    {
+        Fields bus(fields.Get("bus"), "\"bus\"");
+        Action action = PrepareBus(bus);
+        bus.Finish();
+        return action;
+    }
+
+    Action PrepareUsesHoldTimer(const std::string& name, const Json& value)
+    {
+        return [this, on = ToBoolean(value, name)]
+        {
+            SetUsesHoldTimer(on);
+        };
+    }
+
+    Action PrepareLedTracking(const std::string& name, const Json& value)
+    {
+        return [this, on = ToBoolean(value, name)]
+        {
+            SetTracksLeds(on);
+        };
+    }
+
+    Action PrepareGatewayOnline(const std::string& name, const Json& value)
+    {
+        return [this, on = ToBoolean(value, name)]
+        {
+            Bus().setGatewayOnline(on);
+        };
+    }
+
+    Action PrepareDeviceOnline(const std::string& name, const Json& value)
+    {
+        return [this, on = ToBoolean(value, name)]
+        {
+            Bus().setDeviceOnline(on);
+        };
+    }
+
+    Action PrepareMinRetry(const std::string& name, const Json& value)
+    {
+        return [this, ms = ToInteger(value, name, INT32_MIN, INT32_MAX)]
+        {
+            Bus().setMinRetryTime(static_cast<int>(ms));
+        };
+    }
+
+    Action PrepareMaxRetry(const std::string& name, const Json& value)
+    {
+        return [this, ms = ToInteger(value, name, INT32_MIN, INT32_MAX)]
+        {
+            Bus().setMaxRetryTime(static_cast<int>(ms));
+        };
+    }
+
+    Json QueryButton(Fields& fields) const
+    {
+        const Gen3Button& button = RequireButton(fields);
+        return {{"xml", button.toXml()->ToText()},
+                {"actuator", button.GetActuator()},
+                {"channel", button.GetChannel()},
+                {"core_behavior", button.GetCoreBehavior()},
+                {"binding", button.GetBinding()},
+                {"current_color", button.GetCurColor()},
+                {"led_blink", button.GetLEDBlinkBehavior()},
+                {"hold_timer", button.GetHoldTimer()}};
+    }
+
+    Json QueryBus(Fields&) const
+    {
+        return {{"queued", Bus().getQueuedCount()},
+                {"retry_timer", Bus().getRetryTimer()},
+                {"retry_count", Bus().getRetryCount()},
+                {"gateway_online", Bus().isGatewayOnline()},
+                {"device_online", Bus().isDeviceOnline()}};
+    }
+
+    Json QueryFirmware(Fields&) const
+    {
+        return {{"text", Firmware().ToString()},
+                {"ext_text", Firmware().ToExtString()},
+                {"empty", Firmware().Empty()}};
+    }
+
     static CallArgument Number(std::int64_t value) { return value; }
 
     void Report(const char* operation, const std::vector<CallArgument>& arguments) const
@@ -469,6 +517,11 @@ private:
     }
 };
 } // namespace
+
+TypeTables Gen3KeypadTables()
+{
+    return Gen3KeypadAdapter::Tables();
+}
 
 NxBaseDriver* MakeGen3Keypad(IInstanceManager& instances, LoadFacts&)
 {

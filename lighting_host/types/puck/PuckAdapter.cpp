@@ -1,8 +1,8 @@
 #include "drivers/puck/PuckDriver.h"
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
-#include "lighting_host/types/Adapters.h"
-#include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/TabledAdapter.h"
+#include "lighting_host/types/puck/Puck.h"
 
 #include <fmt/format.h>
 
@@ -31,62 +31,35 @@ std::string DescribeButtonEvent(const std::string& button, unsigned event)
 }
 
 // The puck driver as the protocol sees it.
-class PuckAdapter : public PuckDriver, public DriverAdapter
+class PuckAdapter : public PuckDriver, public TabledAdapter<PuckAdapter>
 {
 public:
     using PuckDriver::PuckDriver;
 
-    Action PrepareInput(const std::string& word, Fields& fields) override
+    static std::vector<InputRow> Inputs()
     {
-        if (word == "light_level")
-        {
-            const int level = static_cast<int>(fields.Integer("light_level", INT32_MIN, INT32_MAX));
-            return [this, level]
-            {
-                ReportLightLevel(level);
-            };
-        }
-        if (word != "button")
-            return nullptr;
-        Fields button(fields.Get("button"), "\"button\"");
-        SnapOnButton& target = RequireSnapOn(button);
-        Action action = PrepareButton(target, button);
-        button.Finish();
-        return action;
+        return {{{"light_level", "", "tells every button the level of the load"},
+                 &PuckAdapter::PrepareLightLevel},
+                {{"button", "`index`, `action`", "what the controller does with a snap-on button"},
+                 &PuckAdapter::PrepareSnapOn}};
     }
 
-    bool Query(const std::string& word, Fields& fields, Json& value) override
+    static std::vector<QueryRow> Queries()
     {
-        if (word == "contact")
-        {
-            const auto index = static_cast<unsigned>(fields.Integer("index", 0, UINT32_MAX));
-            const ContactButton* contact = Contact(index);
-            if (!contact)
-                throw InputError(fmt::format("there is no contact {}", index));
-            value = {{"behavior", contact->GetBehavior()},
-                     {"led_behavior", contact->GetLEDBehavior()},
-                     {"state", contact->GetCurState()}};
-            return true;
-        }
-        if (word == "button")
-        {
-            const SnapOnButton& button = RequireSnapOn(fields);
-            value = {{"behavior", button.GetBehavior()},
-                     {"state", button.GetCurState()},
-                     {"name", button.GetVarName()},
-                     {"on_color", button.GetOnColor()},
-                     {"off_color", button.GetOffColor()},
-                     {"current_color", button.GetCurColor()},
-                     {"local_led", button.IsLocalLEDManaged()},
-                     {"follow_bound", button.FollowsBoundColor()}};
-            return true;
-        }
-        if (word == "hold")
-        {
-            value = {{"feedback", HasHoldFeedback()}, {"time_ms", HoldTimeMs()}};
-            return true;
-        }
-        return false;
+        return {{{"contact", "`index`", "`behavior`, `led_behavior`, `state`"},
+                 &PuckAdapter::QueryContact},
+                {{"button", "`index`",
+                  "`behavior`, `state`, `name`, `on_color`, `off_color`, `current_color`, "
+                  "`local_led`, `follow_bound`"},
+                 &PuckAdapter::QueryButton},
+                {{"hold", "", "`feedback`, `time_ms`"}, &PuckAdapter::QueryHold}};
+    }
+
+    // The module is not told the settings of snap-on buttons by anything else.
+    void SendSettings() override
+    {
+        for (unsigned k = 0; SnapOnButton* button = SnapOn(k); ++k)
+            button->SendSettingsToHW();
     }
 
     std::string DescribeEvent(unsigned event) const override
@@ -121,6 +94,53 @@ public:
     }
 
 private:
+    Action PrepareLightLevel(Fields& fields)
+    {
+        const int level = static_cast<int>(fields.Integer("light_level", INT32_MIN, INT32_MAX));
+        return [this, level]
+        {
+            ReportLightLevel(level);
+        };
+    }
+
+    Action PrepareSnapOn(Fields& fields)
+    {
+        Fields button(fields.Get("button"), "\"button\"");
+        SnapOnButton& target = RequireSnapOn(button);
+        Action action = PrepareButton(target, button);
+        button.Finish();
+        return action;
+    }
+
+    Json QueryContact(Fields& fields) const
+    {
+        const auto index = static_cast<unsigned>(fields.Integer("index", 0, UINT32_MAX));
+        const ContactButton* contact = Contact(index);
+        if (!contact)
+            throw InputError(fmt::format("there is no contact {}", index));
+        return {{"behavior", contact->GetBehavior()},
+                {"led_behavior", contact->GetLEDBehavior()},
+                {"state", contact->GetCurState()}};
+    }
+
+    Json QueryButton(Fields& fields) const
+    {
+        const SnapOnButton& button = RequireSnapOn(fields);
+        return {{"behavior", button.GetBehavior()},
+                {"state", button.GetCurState()},
+                {"name", button.GetVarName()},
+                {"on_color", button.GetOnColor()},
+                {"off_color", button.GetOffColor()},
+                {"current_color", button.GetCurColor()},
+                {"local_led", button.IsLocalLEDManaged()},
+                {"follow_bound", button.FollowsBoundColor()}};
+    }
+
+    Json QueryHold(Fields&) const
+    {
+        return {{"feedback", HasHoldFeedback()}, {"time_ms", HoldTimeMs()}};
+    }
+
     SnapOnButton& RequireSnapOn(Fields& fields) const
     {
         const auto index = static_cast<unsigned>(fields.Integer("index", 0, UINT32_MAX));
@@ -198,6 +218,11 @@ private:
     }
 };
 } // namespace
+
+TypeTables PuckTables()
+{
+    return PuckAdapter::Tables();
+}
 
 NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts&)
 {

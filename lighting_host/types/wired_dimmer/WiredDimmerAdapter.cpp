@@ -1,8 +1,8 @@
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 #include "embedded_host/DriverHost.h"
-#include "lighting_host/types/Adapters.h"
-#include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/LoadFacts.h"
+#include "lighting_host/types/TabledAdapter.h"
+#include "lighting_host/types/wired_dimmer/WiredDimmer.h"
 #include "nxshared/ICmdMessage.h"
 
 #include <fmt/format.h>
@@ -48,7 +48,7 @@ unsigned Id(Fields& fields, const char* name)
 }
 
 // The wired dimmer's driver as the protocol sees it.
-class WiredDimmerAdapter : public WiredDimmerDriver, public DriverAdapter
+class WiredDimmerAdapter : public WiredDimmerDriver, public TabledAdapter<WiredDimmerAdapter>
 {
 public:
     WiredDimmerAdapter(IInstanceManager& instances, LoadFacts& facts)
@@ -58,66 +58,38 @@ public:
         SetEnergyReady(m_facts.energyReady);
     }
 
-    Action PrepareInput(const std::string& word, Fields& fields) override
+    static std::vector<InputRow> Inputs()
     {
-        if (word != "do")
-            return nullptr;
-        const std::string what = fields.Text("do");
-        if (what == "mark_all_synced")
-            return [this]
-            {
-                AdvScenes().MarkAllSynced();
-            };
-        if (what == "push_all_elements")
-            return [this]
-            {
-                AdvScenes().PushAllElements();
-            };
-        throw InputError(fmt::format("a wired dimmer cannot do \"{}\"", what));
+        return {{{"do", "", "`mark_all_synced` or `push_all_elements` of the advanced scenes"},
+                 &WiredDimmerAdapter::PrepareDo}};
     }
 
-    Action PrepareFact(const std::string& name, const Json& value) override
+    static std::vector<FactRow> Facts()
     {
-        if (name == "scene_mode" || name == "force_scene_push")
-        {
-            const bool on = ToBoolean(value, name);
-            if (name == "scene_mode")
-                return [this, on]
-                {
-                    SetSceneMode(on);
-                };
-            return [this, on]
-            {
-                SetForceScenePush(on);
-            };
-        }
-        return PrepareLoadFact(*this, m_facts, name, value);
+        auto rows = LoadFactRows<FactRow>(&WiredDimmerAdapter::PrepareLoad);
+        rows.push_back({{"scene_mode", "", "boolean"}, &WiredDimmerAdapter::PrepareSceneMode});
+        rows.push_back(
+            {{"force_scene_push", "", "boolean"}, &WiredDimmerAdapter::PrepareForcePush});
+        return rows;
     }
 
-    bool Query(const std::string& word, Fields& fields, Json& value) override
+    static std::vector<QueryRow> Queries()
     {
-        using Answer = Json (WiredDimmerAdapter::*)(Fields&) const;
-        static const std::pair<const char*, Answer> ANSWERS[] = {
-            {"scene_map", &WiredDimmerAdapter::QuerySceneMap},
-            {"group_crc", &WiredDimmerAdapter::QueryGroupCrc},
-            {"scene_crc", &WiredDimmerAdapter::QuerySceneCrc},
-            {"have_sync_group", &WiredDimmerAdapter::QueryHaveSyncGroup},
-            {"group_in_scene", &WiredDimmerAdapter::QueryGroupInScene},
-            {"in_scene", &WiredDimmerAdapter::QueryInScene},
-            {"is_flash_scene", &WiredDimmerAdapter::QueryIsFlashScene},
-            {"scene_ids", &WiredDimmerAdapter::QuerySceneIds},
-            {"element", &WiredDimmerAdapter::QueryElement},
-            {"groups", &WiredDimmerAdapter::QueryGroupsHeld},
-            {"energy", &WiredDimmerAdapter::QueryEnergyFigures},
+        using Self = WiredDimmerAdapter;
+        return {
+            {SCENE_MAP_QUERY, &Self::QuerySceneMap},
+            {{"group_crc", "", "unsigned number"}, &Self::QueryGroupCrc},
+            {{"scene_crc", "", "unsigned number"}, &Self::QuerySceneCrc},
+            {{"have_sync_group", "", "boolean"}, &Self::QueryHaveSyncGroup},
+            {{"group_in_scene", "`scene`", "boolean"}, &Self::QueryGroupInScene},
+            {{"in_scene", "`id`", "boolean"}, &Self::QueryInScene},
+            {{"is_flash_scene", "`id`", "boolean"}, &Self::QueryIsFlashScene},
+            {{"scene_ids", "", "a list"}, &Self::QuerySceneIds},
+            {{"element", "`id`", "the element's fields by their names"}, &Self::QueryElement},
+            {{"groups", "", "a list of `id`, `keep_sync`, `scenes` (as in `scene_map`)"},
+             &Self::QueryGroupsHeld},
+            {ENERGY_QUERY, &Self::QueryEnergyFigures},
         };
-        for (const auto& known : ANSWERS)
-        {
-            if (word != known.first)
-                continue;
-            value = (this->*known.second)(fields);
-            return true;
-        }
-        return false;
     }
 
     std::vector<std::pair<std::string, std::string>> Summary() const override
@@ -241,6 +213,43 @@ private:
         Host().ReportCall(operation, {Argument(arguments)...});
     }
 
+    Action PrepareDo(Fields& fields)
+    {
+        const std::string what = fields.Text("do");
+        if (what == "mark_all_synced")
+            return [this]
+            {
+                AdvScenes().MarkAllSynced();
+            };
+        if (what == "push_all_elements")
+            return [this]
+            {
+                AdvScenes().PushAllElements();
+            };
+        throw InputError(fmt::format("a wired dimmer cannot do \"{}\"", what));
+    }
+
+    Action PrepareSceneMode(const std::string& name, const Json& value)
+    {
+        return [this, on = ToBoolean(value, name)]
+        {
+            SetSceneMode(on);
+        };
+    }
+
+    Action PrepareForcePush(const std::string& name, const Json& value)
+    {
+        return [this, on = ToBoolean(value, name)]
+        {
+            SetForceScenePush(on);
+        };
+    }
+
+    Action PrepareLoad(const std::string& name, const Json& value)
+    {
+        return PrepareLoadFact(*this, m_facts, name, value);
+    }
+
     Json QuerySceneMap(Fields&) const { return SceneMapAnswer(Scenes()); }
     Json QueryGroupCrc(Fields&) const { return Groups().getCRC(); }
     Json QuerySceneCrc(Fields&) const { return AdvScenes().getCRC(); }
@@ -262,6 +271,11 @@ private:
     LoadFacts& m_facts;
 };
 } // namespace
+
+TypeTables WiredDimmerTables()
+{
+    return WiredDimmerAdapter::Tables();
+}
 
 NxBaseDriver* MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts)
 {

@@ -1,9 +1,9 @@
 #include "drivers/zigbee_light/ZigbeeLightDriver.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/ZclCodec.h"
-#include "lighting_host/types/Adapters.h"
-#include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/LoadFacts.h"
+#include "lighting_host/types/TabledAdapter.h"
+#include "lighting_host/types/zigbee_light/ZigbeeLight.h"
 
 #include <fmt/format.h>
 
@@ -114,7 +114,7 @@ zcl::Reply ReadFrame(Fields& fields)
 }
 
 // The driver of a ZigBee light as the protocol sees it.
-class ZigbeeLightAdapter : public ZigbeeLightDriver, public DriverAdapter
+class ZigbeeLightAdapter : public ZigbeeLightDriver, public TabledAdapter<ZigbeeLightAdapter>
 {
 public:
     ZigbeeLightAdapter(IInstanceManager& instances, LoadFacts& facts)
@@ -143,50 +143,29 @@ public:
         ZigbeeLightDriver::EnergyValueToUI(name, value);
     }
 
-    Action PrepareInput(const std::string& word, Fields& fields) override
+    static std::vector<InputRow> Inputs()
     {
-        if (word == "synchronize")
-            return PrepareSynchronize(fields);
-        if (word == "abort_synchronization")
-        {
-            if (!fields.Boolean("abort_synchronization"))
-                throw InputError("\"abort_synchronization\" can only be true");
-            return [this]
-            {
-                AbortSynchronization();
-            };
-        }
-        if (word == "zcl_reply")
-        {
-            Fields reply(fields.Get("zcl_reply"), "\"zcl_reply\"");
-            Action action = PrepareReply(ReadReply(reply));
-            reply.Finish();
-            return action;
-        }
-        if (word == "zcl_frame")
-        {
-            Fields frame(fields.Get("zcl_frame"), "\"zcl_frame\"");
-            Action action = PrepareReply(ReadFrame(frame));
-            frame.Finish();
-            return action;
-        }
-        return nullptr;
+        return {
+            {{"synchronize", "`stall_delay_s`, `scenes`", "brings the light to hold these scenes"},
+             &ZigbeeLightAdapter::PrepareSynchronize},
+            {{"abort_synchronization", "", "gives the synchronisation up"},
+             &ZigbeeLightAdapter::PrepareAbort},
+            {{"zcl_reply", "", "a reply of the light, already decoded"},
+             &ZigbeeLightAdapter::PrepareDecoded},
+            {{"zcl_frame", "`cluster`, `hex`", "a frame of the light, which the host decodes"},
+             &ZigbeeLightAdapter::PrepareFrame},
+        };
     }
 
-    Action PrepareFact(const std::string& name, const Json& value) override
+    static std::vector<FactRow> Facts()
     {
-        return PrepareLoadFact(*this, m_facts, name, value);
+        return LoadFactRows<FactRow>(&ZigbeeLightAdapter::PrepareLoad);
     }
 
-    bool Query(const std::string& word, Fields&, Json& value) override
+    static std::vector<QueryRow> Queries()
     {
-        if (word == "scene_map")
-            value = SceneMapAnswer(Scenes());
-        else if (word == "energy")
-            value = EnergyAnswer(Energy());
-        else
-            return false;
-        return true;
+        return {{SCENE_MAP_QUERY, &ZigbeeLightAdapter::QuerySceneMap},
+                {ENERGY_QUERY, &ZigbeeLightAdapter::QueryEnergy}};
     }
 
     std::vector<std::pair<std::string, std::string>> Summary() const override
@@ -199,6 +178,40 @@ public:
     std::optional<EnergyFigures> EnergyOfLoad() const override { return FiguresOf(Energy()); }
 
 private:
+    Action PrepareAbort(Fields& fields)
+    {
+        if (!fields.Boolean("abort_synchronization"))
+            throw InputError("\"abort_synchronization\" can only be true");
+        return [this]
+        {
+            AbortSynchronization();
+        };
+    }
+
+    Action PrepareDecoded(Fields& fields)
+    {
+        Fields reply(fields.Get("zcl_reply"), "\"zcl_reply\"");
+        Action action = PrepareReply(ReadReply(reply));
+        reply.Finish();
+        return action;
+    }
+
+    Action PrepareFrame(Fields& fields)
+    {
+        Fields frame(fields.Get("zcl_frame"), "\"zcl_frame\"");
+        Action action = PrepareReply(ReadFrame(frame));
+        frame.Finish();
+        return action;
+    }
+
+    Action PrepareLoad(const std::string& name, const Json& value)
+    {
+        return PrepareLoadFact(*this, m_facts, name, value);
+    }
+
+    Json QuerySceneMap(Fields&) const { return SceneMapAnswer(Scenes()); }
+    Json QueryEnergy(Fields&) const { return EnergyAnswer(Energy()); }
+
     Action PrepareSynchronize(Fields& fields)
     {
         Fields request(fields.Get("synchronize"), "\"synchronize\"");
@@ -229,6 +242,11 @@ private:
     LoadFacts& m_facts;
 };
 } // namespace
+
+TypeTables ZigbeeLightTables()
+{
+    return ZigbeeLightAdapter::Tables();
+}
 
 NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts)
 {

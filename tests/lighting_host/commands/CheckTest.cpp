@@ -284,7 +284,8 @@ TEST_F(CheckTest, DriverLibraryThatCannotBeLoaded_IsTold)
         "<house><driver name=\"a\" type=\"mine\" id=\"1\" library=\"libmine.so\"/></house>");
     const CommandRun run = Check("{\"transcript\":\"title\",\"house\":\"mine.xml\"}\n");
     EXPECT_EQ(run.status, 2);
-    EXPECT_THAT(run.err, HasSubstr(folder.Path("t.jsonl") + ": cannot load the driver library: "));
+    EXPECT_THAT(run.err,
+                StartsWith(folder.Path("mine.xml") + ":1: cannot load the driver library: "));
 }
 
 TEST_F(CheckTest, TranscriptWithoutInputs_Agrees)
@@ -313,7 +314,8 @@ TEST_F(RecordTest, Recording_AgreesWhenReplayed)
                "{\"driver\":\"p\",\"trap\":\"nx.dmx.bp\"}\n{\"driver\":\"p\",\"restart\":true}\n{"
                "\"advance_ms\":100}\n{\"house\":\"list\"}\n");
     EXPECT_EQ(recorded.status, 0);
-    EXPECT_EQ(lines[0], R"({"transcript":"recorded","house":"house.xml"})");
+    EXPECT_EQ(lines[0], R"({"transcript":"recorded","house":"house.xml","seed":1,"draw":"random",)"
+                        R"("start":"1970-01-01T00:00:00"})");
     EXPECT_EQ(lines[1], R"({"in":{"driver":"p","online":true}})");
     EXPECT_EQ(lines[2], "{\"out\":" + PUCK_STARTS[0] + "}");
     EXPECT_THAT(lines, Not(testing::Contains(HasSubstr("\"log\""))));
@@ -325,7 +327,8 @@ TEST_F(RecordTest, HousePath_IsWrittenRelativeToTheRecording)
 {
     folder.Write("far/away/x", "");
     EXPECT_EQ(Record("{\"house\":\"list\"}\n", "far/away/recorded.jsonl")[0],
-              R"({"transcript":"recorded","house":"../../house.xml"})");
+              R"({"transcript":"recorded","house":"../../house.xml","seed":1,"draw":"random",)"
+              R"("start":"1970-01-01T00:00:00"})");
     EXPECT_EQ(folder.Check({"far/away/recorded.jsonl"}).status, 0);
 }
 

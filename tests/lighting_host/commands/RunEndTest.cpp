@@ -18,7 +18,9 @@ const std::string HOUSE = R"(<house>
   <driver name="hall" type="puck" id="101"><device simulated="true">
     <act at="2s" do="press" contact="0"/>
   </device></driver>
-  <driver name="stairs" type="gen3_keypad" id="102"><device simulated="true">
+  <driver name="stairs" type="gen3_keypad" id="102"><state><ALL_BUTTONS>
+    <KEYPAD_BUTTON_INFO><BUTTON_ID>1</BUTTON_ID><SLOTS>1</SLOTS></KEYPAD_BUTTON_INFO>
+  </ALL_BUTTONS></state><device simulated="true">
     <act at="5s" button="1"/>
   </device></driver>
   <driver name="sofa" type="zigbee_light" id="201"><device simulated="true"/></driver>

@@ -181,6 +181,33 @@ TEST_F(VillaTest, HeavyFaults_AreRepairedAndSaid)
                                    count("energy_switch", 1));
 }
 
+TEST_F(VillaTest, WarningThatComesAgain_IsToldOnceAndCounted)
+{
+    options.faults = FaultLevel::Heavy;
+    const Words told = Run(VILLA);
+    std::map<std::string, unsigned> warnings;
+    for (const std::string& line : told)
+    {
+        if (line.find("  warns  (missed trap ") != std::string::npos)
+            ++warnings[line.substr(19, line.find(' ', 19) - 19)];
+    }
+    ASSERT_FALSE(warnings.empty());
+    for (const auto& driver : warnings)
+        EXPECT_EQ(driver.second, 1u) << driver.first;
+    const auto again = Table(told, "said again");
+    EXPECT_GT(again.size(), 2u);
+    for (const auto& row : again)
+        EXPECT_TRUE(row.first == "said again" || Number(row.second[0]) > 1) << row.first;
+}
+
+TEST_F(VillaTest, NarrowTerminal_ShowsEveryTableWithinItsColumns)
+{
+    options.columns = 60;
+    options.verbosity = Verbosity::Quiet;
+    for (const std::string& line : Run(VILLA))
+        EXPECT_LE(line.size(), 60u) << line;
+}
+
 TEST_F(VillaTest, LightFaults_AreFewerThanHeavyOnes)
 {
     options.faults = FaultLevel::Light;

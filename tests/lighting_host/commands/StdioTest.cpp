@@ -60,8 +60,11 @@ TEST_F(StdioTest, EmptyLinesAndComments_AreSkippedButCounted)
 TEST_F(StdioTest, LineOfBlanksOrIndentedComment_IsNoJson)
 {
     EXPECT_THAT(Answers("  \n # no comment\n", 1),
-                ElementsAre(R"({"error":"this is no JSON","line":1})", R"({"done":1})",
-                            R"({"error":"this is no JSON","line":2})", R"({"done":2})"));
+                ElementsAre(R"({"error":"this is no JSON: column 3: unexpected end of input; )"
+                            R"(expected '[', '{', or a literal","line":1})",
+                            R"({"done":1})",
+                            R"({"error":"this is no JSON: column 2: invalid literal","line":2})",
+                            R"({"done":2})"));
 }
 
 TEST_F(StdioTest, LastLineWithoutLineEnd_IsRead)
@@ -74,8 +77,8 @@ TEST_F(StdioTest, OneRefusedLine_MakesTheStatusOneAndTheRestWorks)
 {
     EXPECT_THAT(
         Answers("nonsense\n{\"driver\":\"p\",\"trap\":\"nx.dmx.bp\",\"params\":[\"7\"]}\n", 1),
-        ElementsAre(R"({"error":"this is no JSON","line":1})", R"({"done":1})",
-                    R"({"t_ms":0,"driver":"p","event":6001})", R"({"done":2})"));
+        ElementsAre(R"({"error":"this is no JSON: column 2: invalid literal","line":1})",
+                    R"({"done":1})", R"({"t_ms":0,"driver":"p","event":6001})", R"({"done":2})"));
 }
 
 TEST_F(StdioTest, UnhandledCommand_IsNoRefusal)

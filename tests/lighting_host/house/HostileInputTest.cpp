@@ -136,8 +136,10 @@ TEST_F(HostileInputTest, RawNul_IsNoJson)
     using namespace std::string_literals;
     for (const std::string& line : {"{\"house\":\"list\"}\0"s, "{\"house\":\"list\"}\0garbage"s,
                                     "\0"s, "{\"driver\":\"p\0\"}"s})
-        EXPECT_THAT(Answers(line + "\n"),
-                    ElementsAre(R"({"error":"this is no JSON","line":1})", R"({"done":1})"));
+        EXPECT_THAT(Answers(line + "\n"), ElementsAre(R"({"error":"this is no JSON: column )" +
+                                                          std::to_string(line.find('\0') + 1) +
+                                                          R"(: it has a NUL","line":1})",
+                                                      R"({"done":1})"));
 }
 
 TEST_F(HostileInputTest, EscapedNul_IsACharacterOfItsText)

@@ -196,6 +196,21 @@ TEST_F(HouseFileTest, ContentThatDoesNotBelong_IsTold)
                             "4: unknown element <load> in <load_group>"));
 }
 
+TEST_F(HouseFileTest, ThingThatADeviceDoesNotKnow_IsToldWithItsOwnLine)
+{
+    const auto complaints = [this](const std::string& inside)
+    {
+        return InDriver(GOOD, "<device simulated=\"true\">\n<person/>\n" + inside + "</device>");
+    };
+    EXPECT_THAT(complaints("<attic/>"), ElementsAre("4: <device>: unknown element <attic>"));
+    EXPECT_THAT(complaints("<fault kind=\"forgets\" every=\"2\"/>"),
+                ElementsAre("4: <fault>: unknown attribute \"every\""));
+    EXPECT_THAT(complaints("\n<act at=\"1s\" contact=\"0\"><hand/></act>"),
+                ElementsAre("5: <act>: unknown element <hand>"));
+    EXPECT_THAT(InDriver(GOOD, "<device simulated=\"true\" depth=\"1\">\n<person/></device>"),
+                ElementsAre("2: <device>: unknown attribute \"depth\""));
+}
+
 TEST_F(HouseFileTest, BottomlessState_IsTold)
 {
     std::string deep;
@@ -219,8 +234,16 @@ TEST_F(HouseFileTest, MemberBeforeItsDriver_IsGood)
 // A house of a puck, a keypad, a light and a plug, with this on line 3.
 std::string Furnished(const std::string& line)
 {
-    return "<house><driver name=\"p\" type=\"puck\" id=\"1\" room=\"hall\"/>"
-           "<driver name=\"k\" type=\"gen3_keypad\" id=\"2\"/>\n"
+    const auto button = [](const char* id)
+    {
+        return std::string("<KEYPAD_BUTTON_INFO><BUTTON_ID>") + id +
+               "</BUTTON_ID></KEYPAD_BUTTON_INFO>";
+    };
+    return "<house><driver name=\"p\" type=\"puck\" id=\"1\" room=\"hall\">"
+           "<config><NUM_BUTTONS>6</NUM_BUTTONS></config></driver>"
+           "<driver name=\"k\" type=\"gen3_keypad\" id=\"2\"><state><ALL_BUTTONS>" +
+           button("3") + button("127") +
+           "</ALL_BUTTONS></state></driver>\n"
            "<driver name=\"z\" type=\"zigbee_light\" id=\"3\"/>"
            "<driver name=\"s\" type=\"energy_switch\" id=\"4\"/>\n" +
            line + "\n</house>";

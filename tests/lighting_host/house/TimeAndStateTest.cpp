@@ -72,6 +72,16 @@ protected:
         SetFact("load_on", true);
     }
 
+    void StartWithPlugAs(const std::string& type)
+    {
+        m_session.reset();
+        m_session = std::make_unique<Session>(
+            lighting_host::ParseHouseFile(
+                "<house><driver name=\"plug\" type=\"" + type + "\" id=\"2\"/></house>", "."),
+            m_options, m_sink);
+        m_session->Start();
+    }
+
     void SetFact(const std::string& name, const Json& value)
     {
         for (const auto& driver : m_session->House().Drivers())
@@ -275,7 +285,7 @@ TEST_F(TimeAndStateTest, CopyOfTheFileWhileItRuns_HasTheLastIntervals)
     Start("2026-01-01T12:00:00");
     Pass(14 * MINUTE_MS);
     // As a crash would leave it.
-    for (const char* ending : {"", "-wal"})
+    for (const char* ending : {"", "-wal", "-saves"})
         fs::copy_file(m_options.statePath + ending, (m_folder / "crash.db").string() + ending);
     m_options.statePath = (m_folder / "crash.db").string();
     Start("2026-01-01T12:14:00");
@@ -286,4 +296,21 @@ TEST_F(TimeAndStateTest, ForeignStateFile_IsAnError)
 {
     m_options.statePath = m_folder.string();
     EXPECT_THROW(Start("2026-01-01T12:00:00"), embedded_host::StateStoreError);
+}
+
+TEST_F(TimeAndStateTest, ChangedType_IsToldOnceAndKeepsBothStates)
+{
+    m_options.statePath = (m_folder / "state.db").string();
+    Start("2026-01-01T12:00:00");
+    SetFact("energy_wh", 5);
+    StartWithPlugAs("zigbee_light");
+    EXPECT_EQ(Figure("plug", "energy_used"), 0);
+    m_session->RestartDrivers(true);
+    EXPECT_THAT(m_complaints, testing::ElementsAre(
+                                  "driver \"plug\" starts without a state: what was saved under "
+                                  "this name is of the type energy_switch, and the driver is now a "
+                                  "zigbee_light; it stays in the state file"));
+    m_complaints.clear();
+    Start("2026-01-01T12:00:00");
+    EXPECT_EQ(Figure("plug", "energy_used"), 5);
 }

@@ -29,7 +29,8 @@ INSTANTIATE_TEST_SUITE_P(Units, GoodDurationTest,
                                          Span{"24h", 86400000}, Span{"30d", 2592000000},
                                          Span{"1.5s", 1500}, Span{".5m", 30000},
                                          Span{"0.25h", 900000}, Span{"1.h", 3600000},
-                                         Span{"36600d", 3162240000000}));
+                                         Span{"1h30m", 5400000}, Span{"1d1h1m1s1ms", 90061001},
+                                         Span{"1.5h1s", 5401000}, Span{"36600d", 3162240000000}));
 
 class BadDurationTest : public testing::TestWithParam<const char*>
 {
@@ -44,9 +45,9 @@ TEST_P(BadDurationTest, IsRefusedAndLeavesTheTarget)
 
 INSTANTIATE_TEST_SUITE_P(Texts, BadDurationTest,
                          testing::Values("", "h", "ms", ".", "-1s", "+1s", " 1s", "1s ", "1 s",
-                                         "1w", "1S", "1hm", "1h30m", "1.2.3s", "0x10s", "1e3s",
-                                         "nan", "inf", "infd", "36601d", "99999999999999999999d",
-                                         "24:00"));
+                                         "1w", "1S", "1hm", "1h30", "30 1h", "30m1h", "1h1h",
+                                         "1ms1s", "1.2.3s", "0x10s", "1e3s", "nan", "inf", "infd",
+                                         "36601d", "99999999999999999999d", "24:00"));
 
 TEST(FormatLocalTimeTest, IsWrittenInFullWithMilliseconds)
 {

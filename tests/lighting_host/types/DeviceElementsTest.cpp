@@ -1,6 +1,7 @@
 // The <device> elements of house files: what they make, what people do to it, and what is refused.
 
 #include "lighting_host/house/HouseFile.h"
+#include "lighting_host/types/DeviceElement.h"
 #include "lighting_host/types/Devices.h"
 #include "nxshared/XmlDocument.h"
 #include "simulated_devices/WiredDimmer.h"
@@ -144,7 +145,11 @@ const Row PUCK_ROWS[] = {
     {With("<fault kind=\"chatters\" bounces=\"5\"/>"), ""},
     {With("<fault kind=\"hears_badly\"/>"), ""},
     {With("<fault kind=\"forgets\"/>"), ""},
-    {With("<fault kind=\"sulks\"/>"), "chatters"},
+    {With("<fault kind=\"forgets\" every=\"2\"/>"), "unknown attribute \"every\""},
+    {With("<fault kind=\"chatters\" bounces=\"21\"/>"), "\"bounces\" is not a number from 1 to 20"},
+    {With("<fault kind=\"late\" by=\"soon\"/>"), "\"by\""},
+    {With("<fault kind=\"sulks\"/>"),
+     "\"kind\" is not loses, late, repeats, loses_releases, chatters, hears_badly or forgets"},
     {With("<fault/>"), "chatters"},
     {With("<fault kind=\"loses\" every=\"0\"/>"), "\"every\""},
 };
@@ -167,7 +172,8 @@ const Row KEYPAD_ROWS[] = {
     {With("<fault kind=\"forgetful\"/>"), ""},
     {With("<fault kind=\"babbling\"/>"), ""},
     {With("<fault kind=\"sulking\"/>"), "babbling"},
-    {With("<fault kind=\"deaf\"/><fault kind=\"late\"/>"), "one fault at most"},
+    {With("<fault kind=\"deaf\"/><fault kind=\"late\"/>"), ""},
+    {With("<fault kind=\"deaf\" every=\"2\"/>"), "unknown attribute \"every\""},
 };
 
 const Row DIMMER_ROWS[] = {
@@ -201,6 +207,7 @@ const Row PLUG_ROWS[] = {
     {With("<step at=\"8h\" watts=\"100000\"/>"), ""},
     {With("<step at=\"8h\" watts=\"100001\"/>"), "\"watts\""},
     {With("<step watts=\"1\"/>"), "\"at\""},
+    {With("<fault kind=\"loses\"/>"), "unknown element <fault>"},
     {With("<step at=\"24h\" watts=\"1\"/>"), "within a day"},
     {"<device load=\"tv\"><step at=\"1h\" watts=\"1\"/></device>", "load by name and steps"},
 };
@@ -233,10 +240,10 @@ TEST(DeviceElements, ButtonOfAModuleWithoutButtons_IsRefused)
     EXPECT_THAT(CheckDevice(driver), HasSubstr("no buttons"));
 }
 
-TEST(DeviceElements, DriverOfAnotherType_HasNoDevice)
+TEST(DeviceElements, DriverOfAnotherType_NeedsAKindOfDevice)
 {
     PlayedWorld world;
-    EXPECT_EQ(MakeDevice(DriverWith("doorbell", Having("")), world), nullptr);
+    EXPECT_THROW(MakeDevice(DriverWith("doorbell", Having("")), world), DeviceError);
 }
 
 TEST_F(DevicePlay, PeopleAtAModule_ActWhenTheFileSays)

@@ -30,7 +30,7 @@ function storedNow(d) {
 
 // The rows of a light's scene map, in order of the ids.
 export function lightRows(d) {
-  const scenes = d.holds ? d.holds.scenes : null;
+  const scenes = d.holds?.scenes || null;
   const keys = new Set((d.scene_map || []).map(s => s.id));
   for (const s of scenes || []) keys.add(s.number * 65536 + s.group);
   const stored = storedNow(d);
@@ -45,7 +45,7 @@ export function lightRows(d) {
 // The groups that a light should be in and those that it is in.
 export function lightGroups(d) {
   const wants = [...new Set((d.scene_map || []).map(s => s.id & 0xffff))].sort((a, b) => a - b);
-  const holds = d.holds ? [...d.holds.groups].sort((a, b) => a - b) : null;
+  const holds = d.holds?.groups ? [...d.holds.groups].sort((a, b) => a - b) : null;
   const missing = holds ? wants.filter(g => !holds.includes(g)) : [];
   const extra = holds ? holds.filter(g => !wants.includes(g)) : [];
   return { wants, holds, missing, extra, same: holds !== null && !missing.length && !extra.length };
@@ -65,7 +65,7 @@ function elementRow(wanted, held, id) {
 
 export function dimmerRows(d) {
   const wants = d.wants ? d.wants.elements : [];
-  const holds = d.holds ? d.holds.elements : null;
+  const holds = d.holds?.elements || null;
   const keys = new Set([...wants, ...(holds || [])].map(e => e.id));
   return [...keys].sort((a, b) => (a & 0xfff) - (b & 0xfff) || a - b).map(id => elementRow(
     wants.find(e => e.id === id), holds ? holds.find(e => e.id === id) || null : undefined, id));
@@ -104,7 +104,8 @@ export function repairCounts(d) {
   return { sent, toCome, questions: out.length - sent };
 }
 
-export const waitingCount = queue => queue.messages.filter(m => m.state === 'transit' || m.state === 'waits').length;
+// Of a queue whose messages are not known only their number may be.
+export const waitingCount = queue => (queue.messages.length ? queue.messages.filter(m => m.state === 'transit' || m.state === 'waits').length : queue.queued || 0);
 const syncRuns = d => d.sync && d.sync.ended_ms === null;
 
 // What needs a look at a driver, worst first: { kind, words }, of the kinds bad, warn and now.

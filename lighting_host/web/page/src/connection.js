@@ -36,7 +36,7 @@ let greeted = false;
 const slow = new Map();
 
 const query = new URLSearchParams(location.search);
-const suffix = query.has('watch') ? '?watch' : query.has('name') ? `?name=${query.get('name')}` : '';
+const suffix = query.has('watch') ? '?watch' : query.has('name') ? `?name=${encodeURIComponent(query.get('name'))}` : '';
 
 // Sends a line; the promise says whether it was taken. What was refused is said in the page.
 export function send(line) {

@@ -19,7 +19,8 @@ import { TimeBar, toMark } from './view/timebar.js';
 
 const PAGES = { house: HousePage, driver: DriverPage, energy: EnergyPage, tape: TapePage, past: PastPage };
 
-const Waiting = () => html`<main id="main" class="empty" tabindex="-1" aria-label="house"><h1>${state.value === 'connecting' ? 'Asks the house …' : 'No connection'}</h1>
+const Waiting = () => html`<main id="main" class="empty" tabindex="-1" aria-label="house"><h1>
+  ${state.value === 'connecting' ? 'Asks the house …' : 'No connection'}</h1>
   <p>${state.value === 'connecting' ? 'It answers in a moment.' : 'Is “lighting-host serve” running? The page goes on by itself as soon as it does.'}</p></main>`;
 
 // What goes wrong in one part of the page is said, and leaves the rest alone.
@@ -30,7 +31,8 @@ class Guard extends Component {
   }
 
   render({ children }) {
-    return this.state.broken ? html`<main id="main" class="empty" aria-label="house"><h1>This page could not be drawn</h1></main>` : children;
+    return this.state.broken ? html`<main id="main" class="empty" aria-label="house"><h1>This page could not be drawn</h1>
+      </main>` : children;
   }
 }
 
@@ -43,7 +45,8 @@ function App() {
   const { page, params } = route.value;
   const Page = house.value ? PAGES[page] : Waiting;
   const kind = `${state.value === 'live' ? '' : 'is-lost'} ${clock.value.paused ? 'is-paused' : ''} ${past.value ? 'is-past' : ''}`;
-  return html`<div class=${`app ${kind}`}><a class="skip" href="#main" onClick=${skip}>skip to the page</a><${Top}/><div class="notices"><${Notice}/><${Alerts}/></div>
+  return html`<div class=${`app ${kind}`}><a class="skip" href="#main" onClick=${skip}>skip to the page</a><${Top}/><div class="notices">
+    <${Notice}/><${Alerts}/></div>
     <${Guard} key=${`${page} ${params.driver || ''}`}><${Page}/><//>${house.value && html`<${TimeBar}/>`}<${Question}/></div>`;
 }
 
@@ -75,6 +78,22 @@ effect(() => {
   wasPast.value = now;
   if (now && route.peek().page === 'house') go('#past');
   if (!now && route.peek().page === 'past') go('#house');
+});
+
+// After a change of page a reader that stood on what is gone begins at the new one.
+let shownPage = '';
+effect(() => {
+  const { page, params } = route.value;
+  const now = `${page} ${params.driver || ''}`;
+  if (now === shownPage) return;
+  const first = shownPage === '';
+  shownPage = now;
+  if (first) return;
+  setTimeout(() => {
+    if (document.activeElement && document.activeElement !== document.body) return;
+    document.getElementById('main')?.focus({ preventScroll: true });
+    scrollTo(0, 0);
+  });
 });
 
 // A link that holds a moment goes there once the house is known; a moment that there is not is now.

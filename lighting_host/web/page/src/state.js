@@ -34,9 +34,23 @@ const POWER_STEPS = 4000;
 export const driver = name => drivers.get(name) || NO_DRIVER;
 export const powerOf = name => powers.get(name) || [];
 
-function roomsOf(list) {
+const list = v => (Array.isArray(v) ? v : []);
+
+// A program need not know everything of a driver: what the page counts on is there.
+function complete(d) {
+  const full = { ...d, facts: list(d.facts), variables: list(d.variables) };
+  if (d.queue) full.queue = { retry_ms: [20000, 40000], attempts: 3, totals: null, ...d.queue, messages: list(d.queue.messages).map(m => ({ ...m, sent_ms: list(m.sent_ms) })) };
+  if (d.sync) full.sync = { ended_ms: null, next_ms: null, ...d.sync, frames: list(d.sync.frames) };
+  if (d.wants) full.wants = { ...d.wants, groups: list(d.wants.groups), elements: list(d.wants.elements) };
+  // What is not known of a device's tables stays so: that is not an empty table.
+  if (d.holds) for (const key of ['groups', 'scenes', 'elements']) if (!Array.isArray(d.holds[key])) full.holds = { ...full.holds, [key]: null };
+  for (const key of ['buttons', 'contacts', 'scene_map']) if (key in d) full[key] = list(d[key]);
+  return full;
+}
+
+function roomsOf(all) {
   const byName = new Map();
-  for (const d of list) {
+  for (const d of all) {
     const room = d.room || '';
     if (!byName.has(room)) byName.set(room, []);
     byName.get(room).push(d.name);
@@ -55,22 +69,23 @@ export function takeSnapshot(s) {
       name: s.name, program: s.program, run: s.run, branch: s.branch, seed: s.seed,
       fault_level: s.fault_level, start: s.start, first_seq: s.first_seq,
     };
-    const names = s.drivers.map(d => d.name);
+    const names = list(s.drivers).map(d => d.name);
     for (const name of [...drivers.keys()]) if (!names.includes(name)) drivers.delete(name);
-    for (const { power, ...d } of s.drivers) {
-      powers.set(d.name, power || []);
+    for (const { power, ...known } of list(s.drivers)) {
+      const d = complete(known);
+      powers.set(d.name, list(power));
       if (drivers.has(d.name)) drivers.get(d.name).value = d;
       else drivers.set(d.name, signal(d));
     }
     if (!same(names, driverNames.value)) driverNames.value = names;
-    rooms.value = roomsOf(s.drivers);
-    for (const key of Object.keys(parts)) if (key in s) parts[key].value = s[key];
+    rooms.value = roomsOf(list(s.drivers));
+    for (const key of Object.keys(parts)) if (s[key] !== undefined && s[key] !== null) parts[key].value = s[key];
     marks.value = s.marks || [];
     activity.value = s.activity || activity.value;
     past.value = s.past || null;
     rewinding.value = null;
     powerVersion.value += 1;
-    setClock(s.clock);
+    setClock({ ...clock.value, ...s.clock });
   });
 }
 
@@ -83,7 +98,7 @@ export function changeDriver(name, value, t) {
     if (steps.length > POWER_STEPS) steps.splice(0, steps.length - POWER_STEPS / 2);
     powerVersion.value += 1;
   }
-  known.value = { ...known.value, ...value };
+  known.value = complete({ ...known.value, ...value });
 }
 
 export function changeHouse(value) {
@@ -101,7 +116,7 @@ export function changeClock(value) {
     next[at] += more;
     activity.value = { bucket_ms, counts: next };
   }
-  setClock(value);
+  setClock({ ...clock.value, ...value });
 }
 
 export const addMark = mark => { marks.value = [...marks.value.slice(-999), mark]; };

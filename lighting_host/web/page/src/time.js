@@ -1,6 +1,6 @@
 // The house's clock, and its times in words. All times are milliseconds since the start of the
 // house; the house's local time may leave them at a change to or from summer time.
-import { signal } from '@preact/signals';
+import { computed, signal } from '@preact/signals';
 
 export const DAY_MS = 86400000;
 const DAYS = ['Sunday', 'Monday', 'Tuesday', 'Wednesday', 'Thursday', 'Friday', 'Saturday'];
@@ -10,6 +10,8 @@ const MONTHS = ['January', 'February', 'March', 'April', 'May', 'June', 'July', 
 // The last clock that the house told, and the moment that is now, which goes on in between.
 export const clock = signal({ t_ms: 0, paused: true, speed: 1, lag_ms: 0, seq: 0, next_ms: null });
 export const moment = signal(0);
+// The same to the minute, for what need not be drawn anew all the time.
+export const minute = computed(() => Math.floor(moment.value / 60000) * 60000);
 
 // Figures change at most so often, so that they can be read.
 const TICK_MS = 100;

@@ -58,7 +58,6 @@ export const removeBreak = id => send({ house: 'break', id, remove: true });
 
 export async function copyLink() {
   const link = momentLink(clock.value.paused ? clock.value.t_ms : moment.value);
-  history.replaceState(null, '', link.slice(location.origin.length));
   try {
     await navigator.clipboard.writeText(link);
     say('The link to this moment is copied.', link);

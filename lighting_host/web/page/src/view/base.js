@@ -47,6 +47,7 @@ export const Figure = ({ parts, kind = '' }) => html`<span class=${`figure ${kin
 
 // Facts as a list of [label, value].
 export const Facts = ({ list, kind = 'facts' }) => html`<dl class=${kind}>
-  ${list.map(([label, value]) => html`<div key=${label}><dt>${label}</dt><dd>${value}</dd></div>`)}</dl>`;
+  ${list.map(([label, value], i) => html`<div key=${i}><dt>${label}</dt><dd>${value}</dd></div>`)}</dl>`;
 
-export const Bar = ({ part, kind = '' }) => html`<div class=${`bar ${kind}`}><i style=${{ width: `${Math.max(0, Math.min(1, part)) * 100}%` }}></i></div>`;
+export const Bar = ({ part, kind = '' }) => html`<div class=${`bar ${kind}`}>
+  <i style=${{ width: `${Math.max(0, Math.min(1, part)) * 100}%` }}></i></div>`;

@@ -7,7 +7,7 @@ import { kwhText, roomText, wattsText } from '../figures.js';
 import { powerBegin, powerSeries } from '../power.js';
 import { driverHref } from '../route.js';
 import { driver, driverNames, powerVersion, rooms } from '../state.js';
-import { DAY_MS, clock, dayStart, hoursText, localMs, midnights, minuteText, moment } from '../time.js';
+import { DAY_MS, clock, dayStart, hoursText, localMs, midnights, minute, minuteText, moment } from '../time.js';
 import { Facts, html } from './base.js';
 import { dark } from './frame.js';
 import { wattsOf } from './house_page.js';
@@ -164,7 +164,9 @@ function Chart() {
   const words = focus.value ? `of ${focus.value.load || roomText(focus.value.room)}` : 'stacked by room';
   const over = WINDOWS.find(w => w[1] === span.value)[2];
   const title = focus.value ? `Power of ${focus.value.load || roomText(focus.value.room)}` : 'Power by room';
-  return html`<section class="card chart" aria-label="power by room"><h2>${title}<span>${readout.value || (focus.value ? html`<button type="button" class="text" onClick=${() => { focus.value = null; }}>back to all rooms</button>` : 'power at the pointer')}</span></h2>
+  return html`<section class="card chart" aria-label="power by room"><h2>${title}<span>
+    ${readout.value || (focus.value ? html`<button type="button" class="text"
+    onClick=${() => { focus.value = null; }}>back to all rooms</button>` : 'power at the pointer')}</span></h2>
     <div class="plot" ref=${box} role="img" aria-label=${`power over ${over}, ${words}`}></div></section>`;
 }
 
@@ -173,23 +175,35 @@ const Key = ({ color }) => html`<i class="key-color" style=${{ background: `var(
 function RoomTable({ list }) {
   const most = Math.max(...list.map(r => r.today), 1);
   const names = list.flatMap(r => r.names);
-  return html`<section class="card" tabindex="0" aria-label="energy by room"><h2>Rooms<span>since midnight</span></h2><table class="table"><thead><tr><th scope="col">room</th>
-    <th scope="col" class="n">now</th><th scope="col"><span class="hidden">share</span></th><th scope="col" class="n">today</th><th scope="col" class="n">in all</th></tr></thead>
-    <tbody>${list.map(r => html`<tr key=${r.room}><th scope="row"><${Key} color=${r.color}/><button type="button" class="text" aria-pressed=${focus.value?.room === r.room ? 'true' : 'false'}
+  return html`<section class="card" tabindex="0" aria-label="energy by room"><h2>Rooms<span>since midnight</span></h2><table class="table">
+    <thead><tr><th scope="col">room</th>
+    <th scope="col" class="n">now</th><th scope="col"><span class="hidden">share</span></th><th scope="col" class="n">today</th>
+      <th scope="col" class="n">in all</th></tr></thead>
+    <tbody>${list.map(r => html`<tr key=${r.room}><th scope="row"><${Key} color=${r.color}/>
+      <button type="button" class="text" aria-pressed=${focus.value?.room === r.room ? 'true' : 'false'}
       onClick=${() => { focus.value = focus.value?.room === r.room ? null : { room: r.room }; }}>${roomText(r.room)}</button></th>
-      <td class="n">${wattsText(r.watts)}</td><td class="share"><i style=${{ width: `${(r.today / most) * 100}%`, background: `var(--room-${r.color})` }}></i></td>
+      <td class="n">${wattsText(r.watts)}</td><td class="share">
+        <i style=${{ width: `${(r.today / most) * 100}%`, background: `var(--room-${r.color})` }}></i></td>
       <td class="n">${kwhText(r.today)}</td><td class="n dim">${kwhText(r.all)}</td></tr>`)}
-      <tr class="total"><th scope="row">house</th><td class="n">${wattsText(wattsOf(names))}</td><td></td><td class="n">${kwhText(sum(names, n => used(n).today_wh))}</td><td class="n">${kwhText(sum(names, n => used(n).used_wh))}</td></tr></tbody></table></section>`;
+      <tr class="total"><th scope="row">house</th><td class="n">${wattsText(wattsOf(names))}</td><td></td><td class="n">
+        ${kwhText(sum(names, n => used(n).today_wh))}</td><td class="n">${kwhText(sum(names, n => used(n).used_wh))}</td></tr></tbody>
+        </table></section>`;
 }
 
 function LoadTable({ list }) {
   const names = list.flatMap(r => r.names).sort((a, b) => used(b).today_wh - used(a).today_wh || used(b).used_wh - used(a).used_wh);
   const shown = allLoads.value ? names : names.slice(0, LOADS_AT_FIRST);
-  return html`<section class="card" tabindex="0" aria-label="energy by load"><h2>Loads<span>${shown.length} of ${names.length}, most first${names.length > LOADS_AT_FIRST ? html` · <button type="button" class="text" onClick=${() => { allLoads.value = !allLoads.value; }}>${allLoads.value ? 'fewer' : 'all'}</button>` : ''}</span></h2>
-    <table class="table"><thead><tr><th scope="col">load</th><th scope="col" class="n">on in all</th><th scope="col" class="n">now</th><th scope="col" class="n">today</th><th scope="col" class="n">in all</th></tr></thead>
-    <tbody>${shown.map(n => html`<tr key=${n}><th scope="row"><${Key} color=${colorOfRoom(list, driver(n).value.room || '')}/><button type="button" class="text" aria-pressed=${focus.value?.load === n ? 'true' : 'false'}
-      onClick=${() => { focus.value = focus.value?.load === n ? null : { load: n }; }}>${n}</button> <a class="more" href=${driverHref(n)} aria-label=${`page of ${n}`}>›</a></th>
-      <td class="n dim">${hoursText(used(n).minutes_on || 0)}</td><td class="n">${wattsText(driver(n).value.watts)}</td><td class="n">${kwhText(used(n).today_wh)}</td><td class="n dim">${kwhText(used(n).used_wh)}</td></tr>`)}</tbody></table></section>`;
+  return html`<section class="card" tabindex="0" aria-label="energy by load"><h2>Loads<span>
+    ${shown.length} of ${names.length}, most first${names.length > LOADS_AT_FIRST ? html` · <button type="button" class="text"
+    onClick=${() => { allLoads.value = !allLoads.value; }}>${allLoads.value ? 'fewer' : 'all'}</button>` : ''}</span></h2>
+    <table class="table"><thead><tr><th scope="col">load</th><th scope="col" class="n">on in all</th><th scope="col" class="n">now</th>
+      <th scope="col" class="n">today</th><th scope="col" class="n">in all</th></tr></thead>
+    <tbody>${shown.map(n => html`<tr key=${n}><th scope="row"><${Key} color=${colorOfRoom(list, driver(n).value.room || '')}/>
+      <button type="button" class="text" aria-pressed=${focus.value?.load === n ? 'true' : 'false'}
+      onClick=${() => { focus.value = focus.value?.load === n ? null : { load: n }; }}>${n}
+        </button> <a class="more" href=${driverHref(n)} aria-label=${`page of ${n}`}>›</a></th>
+      <td class="n dim">${hoursText(used(n).minutes_on || 0)}</td><td class="n">${wattsText(driver(n).value.watts)}</td><td class="n">
+        ${kwhText(used(n).today_wh)}</td><td class="n dim">${kwhText(used(n).used_wh)}</td></tr>`)}</tbody></table></section>`;
 }
 
 function highestToday(names) {
@@ -203,12 +217,16 @@ export function EnergyPage() {
   const names = list.flatMap(r => r.names);
   const highest = useComputed(() => { powerVersion.value; return highestToday(loadsOf(driverNames.value)); }).value;
   if (names.length === 0) {
-    return html`<main id="main" class="empty" tabindex="-1" aria-label="energy"><h1>Energy</h1><p>No driver of this house counts energy.</p></main>`;
+    return html`<main id="main" class="empty" tabindex="-1" aria-label="energy"><h1>Energy</h1><p>No driver of this house counts energy.</p>
+      </main>`;
   }
-  const hours = Math.floor(moment.value / 3600000);
-  return html`<main id="main" class="energy-page" tabindex="-1" aria-label="energy"><header class="head"><div><p class="crumb"><a href="#house">House</a></p><h1>Energy</h1></div>
+  const hours = Math.floor(minute.value / 3600000);
+  return html`<main id="main" class="energy-page" tabindex="-1" aria-label="energy"><header class="head"><div><p class="crumb">
+    <a href="#house">House</a></p><h1>Energy</h1></div>
     <${Facts} kind="facts huge" list=${[['now', wattsText(wattsOf(names))], ['since midnight', kwhText(sum(names, n => used(n).today_wh))], [`in all, ${hours} h`, kwhText(sum(names, n => used(n).used_wh))], ['highest today', highest]]}/>
-    <div class="choice" role="group" aria-label="window">${WINDOWS.map(([name, ms]) => html`<button key=${name} type="button" aria-pressed=${span.value === ms ? 'true' : 'false'} onClick=${() => { span.value = ms; }}>${name}</button>`)}</div></header>
+    <div class="choice" role="group" aria-label="window">
+      ${WINDOWS.map(([name, ms]) => html`<button key=${name} type="button" aria-pressed=${span.value === ms ? 'true' : 'false'}
+      onClick=${() => { span.value = ms; }}>${name}</button>`)}</div></header>
     <${Chart}/><${RoomTable} list=${list}/><${LoadTable} list=${list}/></main>`;
 }
 

@@ -3,7 +3,7 @@ import { useEffect, useRef } from 'preact/hooks';
 import { useSignal } from '@preact/signals';
 
 import { canTouch, fault, power } from '../use.js';
-import { moment, sinceText } from '../time.js';
+import { minute, sinceText } from '../time.js';
 import { html } from './base.js';
 
 const SEND_AFTER_MS = 150;
@@ -11,7 +11,8 @@ const SETTLE_MS = 700;
 
 export function Switch({ name, on, words, note = '', bad = false, disabled = false, turn }) {
   return html`<div class="fault"><button type="button" class="switch" role="switch" aria-checked=${on ? 'true' : 'false'} aria-label=${name}
-    disabled=${disabled} onClick=${() => turn(!on)}><i></i></button><span class="switch-name">${words}</span><em class=${bad ? 'bad-text' : ''}>${note}</em></div>`;
+    disabled=${disabled} onClick=${() => turn(!on)}><i></i></button><span class="switch-name">${words}</span>
+      <em class=${bad ? 'bad-text' : ''}>${note}</em></div>`;
 }
 
 function Amount({ name, words, value, most, unit, send }) {
@@ -26,7 +27,8 @@ function Amount({ name, words, value, most, unit, send }) {
   };
   useEffect(() => () => clearTimeout(timers.current.settle), []);
   const shown = asked.value ?? value;
-  return html`<label class="fault amount"><span>${words}</span><input class="level plain" type="range" min="0" max=${most} step=${most > 1000 ? 50 : 1} value=${shown}
+  return html`<label class="fault amount"><span>${words}</span>
+    <input class="level plain" type="range" min="0" max=${most} step=${most > 1000 ? 50 : 1} value=${shown}
     style=${{ '--v': String((shown / most) * 100) }} aria-label=${name} aria-valuetext=${`${shown} ${unit}`} disabled=${!canTouch()}
     onInput=${e => ask(Number(e.currentTarget.value))}/><em>${shown} ${unit}</em></label>`;
 }
@@ -37,7 +39,7 @@ const SWITCHES = [
   ['repeats', 'repeats', ['each answer twice', 'each answer once']],
 ];
 
-const since = (t, words) => (t === null || t === undefined ? words : `${words} since ${sinceText(t, moment.value)}`);
+const since = (t, words) => (t === null || t === undefined ? words : `${words} since ${sinceText(t, minute.value)}`);
 
 // `driver` is a name, null for the whole house; `faults` as in the snapshot.
 export function FaultSwitches({ driver, faults }) {
@@ -47,11 +49,14 @@ export function FaultSwitches({ driver, faults }) {
   return html`<div class="faults">
     ${has('power') && html`<${Switch} name=${`power of ${of}`} on=${faults.power} words="power" bad=${!faults.power} disabled=${disabled}
       note=${since(faults.power_ms, faults.power ? 'on' : 'off')} turn=${on => power(driver, on)}/>`}
-    ${SWITCHES.filter(([key]) => has(key)).map(([key, word, notes]) => html`<${Switch} key=${key} name=${`${word} of ${of}`} on=${faults[key]} words=${word}
+    ${SWITCHES.filter(([key]) => has(key)).map(([key, word, notes]) => html`<${Switch} key=${key} name=${`${word} of ${of}`}
+      on=${faults[key]} words=${word}
       bad=${faults[key] && key === 'deaf'} disabled=${disabled} note=${key === 'deaf' && faults.deaf ? since(faults.deaf_ms, 'deaf') : notes[faults[key] ? 0 : 1]}
       turn=${on => fault(driver, { [key]: on })}/>`)}
-    ${has('loss_percent') && html`<${Amount} name=${`loss of ${of}`} words="loss" value=${faults.loss_percent} most=${100} unit="%" send=${v => fault(driver, { loss_percent: v })}/>`}
-    ${has('delay_ms') && html`<${Amount} name=${`delay of ${of}`} words="delay" value=${faults.delay_ms} most=${25000} unit="ms" send=${v => fault(driver, { delay_ms: v })}/>`}</div>`;
+    ${has('loss_percent') && html`<${Amount} name=${`loss of ${of}`} words="loss" value=${faults.loss_percent} most=${100} unit="%"
+      send=${v => fault(driver, { loss_percent: v })}/>`}
+    ${has('delay_ms') && html`<${Amount} name=${`delay of ${of}`} words="delay" value=${faults.delay_ms} most=${25000} unit="ms"
+      send=${v => fault(driver, { delay_ms: v })}/>`}</div>`;
 }
 
 export function Faults({ d }) {

@@ -14,7 +14,11 @@ import { Icon, html } from './base.js';
 
 const THEME = 'theme';
 const wanted = matchMedia('(prefers-color-scheme: dark)');
-const chosen = signal(localStorage.getItem(THEME));
+// A browser may keep its storage closed; the choice then holds until the page is left.
+function kept() {
+  try { return localStorage.getItem(THEME); } catch { return null; }
+}
+const chosen = signal(kept());
 const system = signal(wanted.matches);
 wanted.addEventListener('change', () => { system.value = wanted.matches; });
 export const dark = () => (chosen.value ? chosen.value === 'dark' : system.value);
@@ -22,7 +26,7 @@ effect(() => { document.documentElement.dataset.theme = dark() ? 'dark' : 'light
 
 function turnTheme() {
   chosen.value = dark() ? 'light' : 'dark';
-  localStorage.setItem(THEME, chosen.value);
+  try { localStorage.setItem(THEME, chosen.value); } catch { /* see above */ }
 }
 
 function stateWords() {
@@ -59,7 +63,8 @@ export function Top() {
   const h = house.value;
   const about = h ? `${plural(driverNames.value.length, 'driver')} · seed ${h.seed} · faults ${h.fault_level}` : '';
   return html`<header class="top"><div class="about"><svg class="sign" viewBox="0 0 20 20" aria-hidden="true"><path
-      d="M3 9.2 10 3l7 6.2V17H3z" fill="none" stroke="currentColor" stroke-width="1.6" stroke-linejoin="round"/><circle cx="10" cy="11.6" r="2.6"/></svg>
+      d="M3 9.2 10 3l7 6.2V17H3z" fill="none" stroke="currentColor" stroke-width="1.6" stroke-linejoin="round"/>
+        <circle cx="10" cy="11.6" r="2.6"/></svg>
     <b>${h ? h.name : 'a house'}</b><span>${about}</span></div><${Tabs}/>
     <div class="right"><${Connection}/><button type="button" class="tool" aria-label="dark theme" aria-pressed=${dark() ? 'true' : 'false'}
       onClick=${turnTheme}><${Icon} name="theme"/></button></div></header>`;

@@ -22,6 +22,7 @@ export function useHold(press, release, disabled) {
     now.current.release();
   };
   useEndAtLeaving(end);
+  useEffect(() => { if (disabled) end(); }, [disabled]);
   return {
     held: held.value,
     on: {

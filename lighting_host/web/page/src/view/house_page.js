@@ -6,7 +6,7 @@ import { kwhText, plural, roomText, watts, wattsText } from '../figures.js';
 import { powerSeries } from '../power.js';
 import { driverHref } from '../route.js';
 import { driver, driverNames, house, parts, past, powerVersion, rooms } from '../state.js';
-import { DAY_MS, dayStart, minuteText, moment, timeText, whenText } from '../time.js';
+import { DAY_MS, dayStart, minute, minuteText, moment, timeText, whenText } from '../time.js';
 import { canTouch, moveGroup, recall } from '../use.js';
 import { Chip, Figure, Icon, KindIcon, Lamp, Sign, html } from './base.js';
 import { Breaks, HouseFaults } from './breaks.js';
@@ -56,13 +56,14 @@ export const wattsOf = names => names.reduce((sum, n) => sum + (driver(n).value?
 const hasWatts = names => names.some(n => driver(n).value?.watts !== undefined);
 
 function RoomHead({ room, names, open }) {
-  const sum = useComputed(() => (hasWatts(names) ? wattsText(wattsOf(names)) : ''));
-  const look = useComputed(() => names.filter(n => attention(driver(n).value || {}).length).length);
+  const sum = hasWatts(names) ? wattsText(wattsOf(names)) : '';
+  const look = names.filter(n => attention(driver(n).value || {}).length).length;
   const folds = names.length >= FOLD_FROM;
-  const words = folds && !open.value ? `${plural(names.length, 'driver')}${look.value ? `, ${look.value} need a look` : ''} · ` : '';
+  const words = folds && !open.value ? `${plural(names.length, 'driver')}${look ? `, ${look} need a look` : ''} · ` : '';
   const id = `room-${room.replace(/[^A-Za-z0-9]/g, '-')}`;
   return html`<h2 id=${id}>${folds ? html`<button type="button" class="fold" aria-expanded=${open.value ? 'true' : 'false'}
-    onClick=${() => { open.value = !open.value; }}><${Icon} name=${open.value ? 'down' : 'next'}/>${roomText(room)}</button>` : roomText(room)}
+    onClick=${() => { open.value = !open.value; }}><${Icon} name=${open.value ? 'down' : 'next'}/>${roomText(room)}
+      </button>` : roomText(room)}
     <span>${words}${sum}</span></h2>`;
 }
 
@@ -100,7 +101,8 @@ function Spark() {
     return { path: `${path}V100z`, x: lastX, words: at < 0 ? '' : `, highest ${wattsText(most)} at ${minuteText(times[at])}` };
   });
   const { path, x, words } = drawn.value;
-  return html`<svg class="spark" viewBox="0 0 1440 100" preserveAspectRatio="none" role="img" aria-label=${`power of the house today${words}`}>
+  return html`<svg class="spark" viewBox="0 0 1440 100" preserveAspectRatio="none" role="img"
+    aria-label=${`power of the house today${words}`}>
     <path d=${path}/><path class="playhead" d=${`M${x.toFixed(1)} 0V100`}/></svg>`;
 }
 
@@ -130,7 +132,7 @@ function Scenes() {
   if (list.length === 0) return null;
   return html`<section class="card side" aria-label="scenes"><h2>Scenes<span>last used</span></h2><ul class="scenes">
     ${list.map(s => html`<li key=${s.id}><button type="button" aria-label=${`scene ${s.name || s.id}`} disabled=${!canTouch()}
-      onClick=${() => recall(s.id)}>${s.name || s.id}</button><span>${whenText(s.last_ms, moment.value)}</span></li>`)}</ul></section>`;
+      onClick=${() => recall(s.id)}>${s.name || s.id}</button><span>${whenText(s.last_ms, minute.value)}</span></li>`)}</ul></section>`;
 }
 
 const RAMPS = { up: 'brightens now', down: 'dims now' };
@@ -151,9 +153,9 @@ function Ramp({ group, way }) {
 }
 
 function Group({ group }) {
-  const moves = useComputed(() => movesNow(group)).value;
+  const moves = movesNow(group);
   return html`<li><b>${group.name || group.id}</b>
-    <span class=${`when ${moves ? 'now' : ''}`}>${moves ? RAMPS[moves] : whenText(group.last_ms, moment.value)}</span>
+    <span class=${`when ${moves ? 'now' : ''}`}>${moves ? RAMPS[moves] : whenText(group.last_ms, minute.value)}</span>
     <${Ramp} group=${group} way="down"/><${Ramp} group=${group} way="up"/>
     <button type="button" class="small" aria-label=${`off ${group.name || group.id}`} disabled=${!canTouch()}
       onClick=${() => moveGroup(group.id, { do: 'level', level: 0, time_ms: 1000 })}><${Icon} name="off"/></button></li>`;
@@ -161,7 +163,7 @@ function Group({ group }) {
 
 const Groups = () => (parts.groups.value.length === 0 ? null
   : html`<section class="card side" aria-label="load groups"><h2>Load groups<span>last moved</span></h2><ul class="groups">
-    ${parts.groups.value.map(g => html`<${Group} key=${`${g.id} ${g.last_ms}`} group=${g}/>`)}</ul></section>`);
+    ${parts.groups.value.map(g => html`<${Group} key=${g.id} group=${g}/>`)}</ul></section>`);
 
 const People = () => (parts.people.value.length === 0 ? null
   : html`<section class="card side" aria-label="people"><h2>People<span>last acts</span></h2><ol class="people">

@@ -55,7 +55,8 @@ function Button({ d, button, big }) {
 
 export function Plate({ d, big = false }) {
   if (!d.buttons || d.buttons.length === 0) return null;
-  return html`<div class=${big ? 'big-plate' : `plate of-${Math.min(d.buttons.length, 8)}`}>
+  return html`<div class=${big ? 'big-plate' : `plate of-${Math.min(d.buttons.length, 8)}`}
+    style=${{ '--buttons': String(d.buttons.length) }}>
     ${d.buttons.map(b => html`<${Button} key=${b.id} d=${d} button=${b} big=${big}/>`)}</div>`;
 }
 
@@ -73,5 +74,6 @@ function Contact({ d, index, pressed }) {
 
 export function Contacts({ d }) {
   if (!d.contacts || d.contacts.length === 0) return null;
-  return html`<span class="contacts">${d.contacts.map((c, i) => html`<${Contact} key=${i} d=${d} index=${i} pressed=${c.pressed}/>`)}</span>`;
+  return html`<span class="contacts">${d.contacts.map((c, i) => html`<${Contact} key=${i} d=${d} index=${i} pressed=${c.pressed}/>`)}
+    </span>`;
 }

@@ -12,20 +12,25 @@ const seconds = ms => `${Math.floor((ms + 500) / 1000)} s`;
 const differs = on => (on ? 'neq' : '');
 
 const NOTHING = { missing: 'nothing', 'not known': 'not reported' };
-const State = ({ row }) => html`<td class="state"><b>${row.state}</b>${row.state === 'stored' && html`<small>${timeMsText(row.at)}, not yet viewed</small>`}</td>`;
+const State = ({ row }) => html`<td class="state"><b>${row.state}</b>${row.state === 'stored' && html`<small>
+  ${timeMsText(row.at)}, not yet viewed</small>`}</td>`;
 const rowKind = row => row.state.replace(' ', '-');
 
 function LightRow({ row }) {
   const { wanted, held } = row;
-  return html`<tr class=${rowKind(row)}><td class="n first">${row.group}</td><th scope="row">${sceneName(row.id)}<small>${row.id}</small></th>
-    ${wanted ? html`<td class="n">${wanted.level} %</td><td class="n dim">${rawOfPercent(wanted.level)}</td><td class="n">${seconds(wanted.time_ms)}</td>`
+  return html`<tr class=${rowKind(row)}><td class="n first">${row.group}</td><th scope="row">${sceneName(row.id)}<small>${row.id}</small>
+    </th>
+    ${wanted ? html`<td class="n">${wanted.level} %</td><td class="n dim">${rawOfPercent(wanted.level)}</td><td class="n">
+      ${seconds(wanted.time_ms)}</td>`
       : html`<td class="none" colspan="3">not wanted</td>`}
     ${held ? html`<td class=${`n held ${differs(row.cells.level)}`}>${held.level === null ? '–' : percentOfRaw(held.level)} %</td>
-      <td class=${`n dim held ${differs(row.cells.level)}`}>${held.level ?? '–'}</td><td class=${`n held ${differs(row.cells.time)}`}>${seconds(held.time_ms)}</td>`
+      <td class=${`n dim held ${differs(row.cells.level)}`}>${held.level ?? '–'}</td><td class=${`n held ${differs(row.cells.time)}`}>
+        ${seconds(held.time_ms)}</td>`
       : html`<td class="none" colspan="3">${NOTHING[row.state] || 'nothing'}</td>`}<${State} row=${row}/></tr>`;
 }
 
-const sides = (columns, mine, theirs) => html`<thead><tr><th rowspan="2" scope="col">${columns[0]}</th><th rowspan="2" scope="col">scene</th>
+const sides = (columns, mine, theirs) => html`<thead><tr><th rowspan="2" scope="col">${columns[0]}</th>
+  <th rowspan="2" scope="col">scene</th>
   <th colspan="3" scope="colgroup">${mine}</th><th colspan="3" scope="colgroup">${theirs}</th><th rowspan="2" scope="col">state</th></tr>
   <tr>${[0, 1].flatMap(side => columns.slice(1).map(c => html`<th scope="col" class="n" key=${`${side}${c}`}>${c}</th>`))}</tr></thead>`;
 
@@ -39,27 +44,34 @@ function LightGroups({ d }) {
   const words = holds === null ? 'not known' : same ? 'same' : [missing.length ? `missing ${missing.join(', ')}` : '', extra.length ? `extra ${extra.join(', ')}` : ''].filter(Boolean).join(', ');
   const capacity = d.holds?.group_capacity;
   return html`<section aria-label=${`groups of ${d.name}`}><h3>Groups</h3>
-    <p class="ids"><span class="label">driver wants</span>${wants.map(g => html`<b key=${g} class=${missing.includes(g) ? 'missing' : ''}>${g}</b>`)}</p>
-    <p class="ids"><span class="label">light is in</span>${(holds || []).map(g => html`<b key=${g} class=${extra.includes(g) ? 'extra' : ''}>${g}</b>`)}
-      <em>${holds && capacity ? `${holds.length} of ${capacity}, ` : ''}<span class=${same || holds === null ? '' : 'bad-text'}>${words}</span></em></p></section>`;
+    <p class="ids"><span class="label">driver wants</span>${wants.map(g => html`<b key=${g} class=${missing.includes(g) ? 'missing' : ''}>
+      ${g}</b>`)}</p>
+    <p class="ids"><span class="label">light is in</span>
+      ${(holds || []).map(g => html`<b key=${g} class=${extra.includes(g) ? 'extra' : ''}>${g}</b>`)}
+      <em>${holds && capacity ? `${holds.length} of ${capacity}, ` : ''}<span class=${same || holds === null ? '' : 'bad-text'}>${words}
+        </span></em></p></section>`;
 }
 
 export function LightTables({ d }) {
   const rows = lightRows(d);
-  return html`<section class="card tables" tabindex="0" aria-label=${`scene map of ${d.name}`}><${DifferHead} title="Scene map" rows=${rows}/>
+  return html`<section class="card tables" tabindex="0" aria-label=${`scene map of ${d.name}`}>
+    <${DifferHead} title="Scene map" rows=${rows}/>
     <table class="table sides">${sides(['group', 'level', 'raw', 'time'], 'driver wants', 'light holds')}
       <tbody>${rows.map(r => html`<${LightRow} key=${r.id} row=${r}/>`)}</tbody></table>
     <div class="below"><${LightGroups} d=${d}/><${Frames} d=${d}/></div></section>`;
 }
 
 const Cells = ({ e, row, held }) => html`<td class=${`n dim ${held ? `held ${differs(row.cells.delay_ms)}` : ''}`}>${e.delay_ms} ms</td>
-  <td class=${`n ${held ? `held ${differs(row.cells.rate_ms)}` : ''}`}>${e.rate_ms} ms</td><td class=${`n ${held ? `held ${differs(row.cells.level)}` : ''}`}>${e.level} %</td>`;
+  <td class=${`n ${held ? `held ${differs(row.cells.rate_ms)}` : ''}`}>${e.rate_ms} ms</td>
+    <td class=${`n ${held ? `held ${differs(row.cells.level)}` : ''}`}>${e.level} %</td>`;
 
 function ElementRow({ row }) {
   const showHeld = row.held && row.state !== 'not known';
-  return html`<tr class=${rowKind(row)}><td class="first"><code>${hex(row.id, 4)}</code></td><th scope="row">${sceneName(row.scene)}<small>step ${row.step + 1}</small></th>
+  return html`<tr class=${rowKind(row)}><td class="first"><code>${hex(row.id, 4)}</code></td><th scope="row">${sceneName(row.scene)}
+    <small>step ${row.step + 1}</small></th>
     ${row.wanted ? html`<${Cells} e=${row.wanted} row=${row}/>` : html`<td class="none" colspan="3">not wanted</td>`}
-    ${showHeld ? html`<${Cells} e=${row.held} row=${row} held=${true}/>` : html`<td class="none" colspan="3">${NOTHING[row.state] || 'nothing'}</td>`}<${State} row=${row}/></tr>`;
+    ${showHeld ? html`<${Cells} e=${row.held} row=${row} held=${true}/>` : html`<td class="none" colspan="3">
+      ${NOTHING[row.state] || 'nothing'}</td>`}<${State} row=${row}/></tr>`;
 }
 
 const crcText = v => (v === null || v === undefined ? 'not known' : hex(v, 8));
@@ -67,7 +79,8 @@ const crcText = v => (v === null || v === undefined ? 'not known' : hex(v, 8));
 function Checksum({ title, mine, theirs }) {
   const known = mine !== null && mine !== undefined && theirs !== null && theirs !== undefined;
   const same = known && mine === theirs;
-  return html`<div class=${known && !same ? 'differ' : ''}><h3>${title}</h3><p><span class="label">driver</span><code>${crcText(mine)}</code></p>
+  return html`<div class=${known && !same ? 'differ' : ''}><h3>${title}</h3><p><span class="label">driver</span><code>${crcText(mine)}
+    </code></p>
     <p><span class="label">dimmer</span><code>${crcText(theirs)}</code></p>
     <b>${same && html`<${Icon} name="check"/>`}${!known ? 'not known' : same ? 'same' : 'differ'}</b></div>`;
 }
@@ -82,16 +95,19 @@ function LoadGroups({ d }) {
       const group = parts.groups.value.find(g => g.id === id);
       const state = holds === null ? 'not known' : !wanted ? 'extra' : holds.includes(id) ? 'same' : 'missing';
       const others = (group?.members || []).filter(n => n !== d.name);
-      return html`<p class="group" key=${id}><b class="id">${id}</b>${group?.name || `group ${id}`}${others.length > 0 && html`<small>with ${others.join(', ')}</small>`}
+      return html`<p class="group" key=${id}><b class="id">${id}</b>
+        ${group?.name || `group ${id}`}${others.length > 0 && html`<small>with ${others.join(', ')}</small>`}
         <em class=${state === 'same' || state === 'not known' ? '' : 'bad-text'}>${state}</em></p>`;
     })}</section>`;
 }
 
 export function DimmerTables({ d }) {
   const rows = dimmerRows(d);
-  return html`<section class="card tables" tabindex="0" aria-label=${`advanced scenes of ${d.name}`}><${DifferHead} title="Scene elements" rows=${rows}/>
+  return html`<section class="card tables" tabindex="0" aria-label=${`advanced scenes of ${d.name}`}>
+    <${DifferHead} title="Scene elements" rows=${rows}/>
     <table class="table sides">${sides(['key', 'delay', 'ramp', 'level'], 'driver', 'dimmer')}
       <tbody>${rows.map(r => html`<${ElementRow} key=${r.id} row=${r}/>`)}</tbody></table>
-    <div class="below sums" role="group" aria-label=${`checksums of ${d.name}`}><${Checksum} title="Scenes" mine=${d.wants?.scene_crc} theirs=${d.holds?.scene_crc}/>
+    <div class="below sums" role="group" aria-label=${`checksums of ${d.name}`}>
+      <${Checksum} title="Scenes" mine=${d.wants?.scene_crc} theirs=${d.holds?.scene_crc}/>
       <${Checksum} title="Groups" mine=${d.wants?.group_crc} theirs=${d.holds?.group_crc}/><${LoadGroups} d=${d}/></div></section>`;
 }

@@ -1,7 +1,7 @@
 // A repair or a synchronisation as a walk: what was asked, answered, mended, and what comes next.
 import { lightGroups, lightRows, repairCounts } from '../compare.js';
 import { hex } from '../figures.js';
-import { inText, moment, sinceText, timeMsText } from '../time.js';
+import { inText, minute, moment, sinceText, timeMsText } from '../time.js';
 import { mibWords } from '../words.js';
 import { decode, spaced, zclWords } from '../zcl.js';
 import { Bar, Facts, html } from './base.js';
@@ -32,14 +32,16 @@ function rawText(f) {
 
 const shortTime = t => timeMsText(t).slice(3);
 
-const Step = ({ f }) => html`<li class=${frameKind(f)}><time>${shortTime(f.t_ms)}</time><i aria-label=${SIDE[f.way]} role="img">${ARROWS[f.way]}</i>
+const Step = ({ f }) => html`<li class=${frameKind(f)}><time>${shortTime(f.t_ms)}</time><i aria-label=${SIDE[f.way]} role="img">
+  ${ARROWS[f.way]}</i>
   <span>${frameWords(f)}</span><code title=${f.hex ? spaced(f.hex) : ''}>${rawText(f)}</code></li>`;
 
 function Next({ sync }) {
   if (sync.ended_ms !== null || sync.next_ms === null || sync.next_ms === undefined) return null;
   const left = sync.next_ms - moment.value;
   const pause = sync.pause_ms || 1;
-  return html`<li class="next"><time>${shortTime(sync.next_ms)}</time><i aria-hidden="true">→</i><span>goes on <b>in ${inText(left)}</b></span>
+  return html`<li class="next"><time>${shortTime(sync.next_ms)}</time><i aria-hidden="true">→</i><span>goes on <b>in ${inText(left)}</b>
+    </span>
     <code>of ${inText(pause)}</code><${Bar} part=${1 - left / pause}/></li>`;
 }
 
@@ -75,7 +77,8 @@ function Reports({ sync }) {
   if (list.length === 0) return null;
   const lost = list.filter(r => !r.came).length;
   return html`<div class="reports" role="img" aria-label=${`reports 0 to ${list.length - 1}; ${lost} missed`}>
-    ${list.map(r => html`<i key=${r.number} class=${r.came ? '' : 'missed'}>${r.number}</i>`)}<span>reports; ${lost ? `${lost} lost` : 'none lost'}</span></div>`;
+    ${list.map(r => html`<i key=${r.number} class=${r.came ? '' : 'missed'}>${r.number}</i>`)}
+      <span>reports; ${lost ? `${lost} lost` : 'none lost'}</span></div>`;
 }
 
 const NAMES = { zigbee_light: ['repair', 'Repair'], wired_dimmer: ['synchronisation', 'Synchronisation'] };
@@ -83,27 +86,33 @@ const NAMES = { zigbee_light: ['repair', 'Repair'], wired_dimmer: ['synchronisat
 export function Walk({ d }) {
   const [name, title] = NAMES[d.type] || NAMES.wired_dimmer;
   const { sync } = d;
-  if (!sync) return html`<section class="card walk" aria-label=${`${name} of ${d.name}`}><h2>${title}</h2><p class="quiet">None so far.</p></section>`;
+  if (!sync) return html`<section class="card walk" aria-label=${`${name} of ${d.name}`}><h2>${title}</h2><p class="quiet">None so far.</p>
+    </section>`;
   const runs = sync.ended_ms === null;
   const more = toCome(d);
   return html`<section class="card walk" tabindex="0" aria-label=${`${name} of ${d.name}`}>
-    <h2>${title} ${runs ? 'under way' : 'of last time'}<span>since ${sinceText(sync.since_ms, moment.value)}</span></h2><${Reports} sync=${sync}/>
+    <h2>${title} ${runs ? 'under way' : 'of last time'}<span>since ${sinceText(sync.since_ms, minute.value)}</span></h2>
+      <${Reports} sync=${sync}/>
     <ol>${sync.frames.slice(-60).map((f, i) => html`<${Step} key=${`${f.seq ?? ''} ${f.t_ms} ${i}`} f=${f}/>`)}<${Next} sync=${sync}/>
-      ${more.map(words => html`<li class="to-come" key=${words}><time></time><i aria-hidden="true">→</i><span>${words}</span><code>to come</code></li>`)}</ol>
+      ${more.map(words => html`<li class="to-come" key=${words}><time></time><i aria-hidden="true">→</i><span>${words}</span>
+        <code>to come</code></li>`)}</ol>
     <${Facts} kind="pairs" list=${endFacts(d)}/></section>`;
 }
 
 const Cells = ({ full, all, words, kind }) => html`<span class=${`cells ${kind}`} role="img" aria-label=${words}>
-  ${Array.from({ length: Math.min(all, 16) }, (_, i) => html`<i key=${i} class=${i < (all > 16 ? Math.round((full / all) * 16) : full) ? 'full' : ''}></i>`)}</span>`;
+  ${Array.from({ length: Math.min(all, 16) }, (_, i) => html`<i key=${i}
+    class=${i < (all > 16 ? Math.round((full / all) * 16) : full) ? 'full' : ''}></i>`)}</span>`;
 
 // How many frames a light's repair takes, against the fewest that can do.
 export function Frames({ d }) {
   if (!d.sync) return null;
   const { sent, toCome: left, questions } = repairCounts(d);
   return html`<section aria-label=${`frames of ${d.name}`}><h3>Frames of ${d.sync.ended_ms === null ? 'this' : 'the last'} repair</h3>
-    <p class="meter"><span class="label">repairs</span><${Cells} kind="mend" full=${sent} all=${sent + left} words=${`${sent} repairs sent, ${left} to come`}/>
+    <p class="meter"><span class="label">repairs</span>
+      <${Cells} kind="mend" full=${sent} all=${sent + left} words=${`${sent} repairs sent, ${left} to come`}/>
       <span class="figure">${sent} <small>of ${sent + left}, the fewest possible</small></span></p>
-    <p class="meter"><span class="label">questions</span><${Cells} kind="ask" full=${questions} all=${questions} words=${`${questions} questions asked`}/>
+    <p class="meter"><span class="label">questions</span>
+      <${Cells} kind="ask" full=${questions} all=${questions} words=${`${questions} questions asked`}/>
       <span class="figure">${questions}</span></p></section>`;
 }
 

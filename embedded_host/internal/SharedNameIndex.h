@@ -17,10 +17,10 @@ namespace embedded_host
 // Drivers of one class register the same names in the same order, so their tables share one shape:
 // what differs from driver to driver is only the handlers. Shapes are immutable and counted by
 // their users; a shape that nobody uses any more is gone. Single thread.
-class NameShape : public std::enable_shared_from_this<NameShape>
+class SharedNameIndex : public std::enable_shared_from_this<SharedNameIndex>
 {
 public:
-    using Pointer = std::shared_ptr<const NameShape>;
+    using Pointer = std::shared_ptr<const SharedNameIndex>;
 
     // No place.
     static constexpr std::uint16_t NONE = 0xFFFF;
@@ -31,7 +31,7 @@ public:
     // The shape of these names and one more behind them; the same one for the same names.
     Pointer With(const std::string& name) const;
 
-    ~NameShape();
+    ~SharedNameIndex();
 
     std::size_t Size() const { return m_size; }
 
@@ -134,8 +134,8 @@ private:
                (key.size <= 3 * WORD || *m_names[slot.found.first] == name);
     }
 
-    NameShape() = default;
-    NameShape(Pointer before, const std::string& name);
+    SharedNameIndex() = default;
+    SharedNameIndex(Pointer before, const std::string& name);
 
     [[gnu::cold]] void BuildIndex() const;
     Pointer Detach();
@@ -145,7 +145,7 @@ private:
     std::string m_last;
     std::size_t m_size = 0;
     // The shapes that continue this one and are in use. Not part of what the shape is.
-    mutable std::vector<const NameShape*> m_longer;
+    mutable std::vector<const SharedNameIndex*> m_longer;
     // Built when a name is first looked up: most shapes are only steps to longer ones.
     mutable std::vector<Slot> m_index;
     mutable std::vector<const std::string*> m_names;

@@ -1,31 +1,31 @@
-#include "embedded_host/internal/NameShape.h"
+#include "embedded_host/internal/SharedNameIndex.h"
 
 #include <algorithm>
 #include <stdexcept>
 
 namespace embedded_host
 {
-const NameShape::Pointer& NameShape::Empty()
+const SharedNameIndex::Pointer& SharedNameIndex::Empty()
 {
-    static const Pointer empty(new NameShape);
+    static const Pointer empty(new SharedNameIndex);
     return empty;
 }
 
-NameShape::NameShape(Pointer before, const std::string& name)
+SharedNameIndex::SharedNameIndex(Pointer before, const std::string& name)
     : m_before(std::move(before)), m_last(name), m_size(m_before->m_size + 1)
 {
 }
 
 // Step by step, not one shape inside the other: a shape may be tens of thousands of names long.
-NameShape::~NameShape()
+SharedNameIndex::~SharedNameIndex()
 {
     Pointer before = Detach();
     while (before && before.use_count() == 1)
-        before = const_cast<NameShape&>(*before).Detach();
+        before = const_cast<SharedNameIndex&>(*before).Detach();
 }
 
 // Takes this shape out of the one that it continues, and returns that one.
-NameShape::Pointer NameShape::Detach()
+SharedNameIndex::Pointer SharedNameIndex::Detach()
 {
     if (m_before)
     {
@@ -35,29 +35,29 @@ NameShape::Pointer NameShape::Detach()
     return std::move(m_before);
 }
 
-NameShape::Pointer NameShape::With(const std::string& name) const
+SharedNameIndex::Pointer SharedNameIndex::With(const std::string& name) const
 {
-    for (const NameShape* longer : m_longer)
+    for (const SharedNameIndex* longer : m_longer)
     {
         if (longer->m_last == name)
             return longer->shared_from_this();
     }
     if (m_size == NONE)
         throw std::length_error("too many handlers");
-    const Pointer longer(new NameShape(shared_from_this(), name));
+    const Pointer longer(new SharedNameIndex(shared_from_this(), name));
     m_longer.push_back(longer.get());
     return longer;
 }
 
-std::vector<const std::string*> NameShape::Names() const
+std::vector<const std::string*> SharedNameIndex::Names() const
 {
     std::vector<const std::string*> names(m_size);
-    for (const NameShape* shape = this; shape->m_before; shape = shape->m_before.get())
+    for (const SharedNameIndex* shape = this; shape->m_before; shape = shape->m_before.get())
         names[shape->m_size - 1] = &shape->m_last;
     return names;
 }
 
-void NameShape::BuildIndex() const
+void SharedNameIndex::BuildIndex() const
 {
     static_assert(sizeof(Slot) == 32, "two slots fill a cache line");
     m_names = Names();

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "lighting_host/commands/DescriptorOutput.h"
+
+#include <ostream>
+#include <stdexcept>
+#include <string>
+
+namespace lighting_host
+{
+struct SessionOptions;
+
+// Why a run cannot be recorded, in words that name the file.
+struct RecorderError : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+// Writes a run as a transcript that `check` can replay. Its head holds the options that decide what
+// the house does. Log records and the drivers' end are left out, and so are inputs that are no
+// JSON, which a transcript cannot hold.
+//
+// A file that is there already is only overwritten when it is a recording, or empty: never the
+// house, the state file, what the program reads and writes, or anything else, under whatever name.
+class Recorder
+{
+public:
+    // Throws RecorderError when the file cannot be written or is not one to overwrite; it is then
+    // as it was.
+    Recorder(const std::string& path, const std::string& housePath, const SessionOptions& options);
+    ~Recorder();
+    Recorder(const Recorder&) = delete;
+    Recorder& operator=(const Recorder&) = delete;
+
+    // An input line, before it is handled, and an output object of this kind ("event"), as they
+    // happen.
+    void In(const std::string& line);
+    void Out(const char* kind, const std::string& text);
+
+    // Writes what is left. Throws RecorderError when not all of it could be written.
+    void Close();
+
+private:
+    // The file's descriptor; goes after what writes to it.
+    class File
+    {
+    public:
+        explicit File(int descriptor) : m_descriptor(descriptor) {}
+        ~File();
+        File(const File&) = delete;
+        File& operator=(const File&) = delete;
+        int Descriptor() const { return m_descriptor; }
+
+    private:
+        const int m_descriptor;
+    };
+
+    const std::string m_path;
+    const File m_file;
+    DescriptorOutput m_buffer;
+    std::ostream m_stream;
+    // What came before the first input: a transcript has it under that input.
+    std::string m_outs;
+    bool m_open = false;
+    // Whether the present input is left out.
+    bool m_leftOut = false;
+};
+} // namespace lighting_host

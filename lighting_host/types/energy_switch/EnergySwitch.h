@@ -1,0 +1,12 @@
+#pragma once
+
+#include "lighting_host/types/DriverType.h"
+
+namespace lighting_host
+{
+// What the row of the type is made of; see DriverType.
+NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
+TypeTables EnergySwitchTables();
+std::unique_ptr<simulated::SimulatedDevice>
+MakeMeteringPlug(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);
+} // namespace lighting_host

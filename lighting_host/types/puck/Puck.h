@@ -1,0 +1,12 @@
+#pragma once
+
+#include "lighting_host/types/DriverType.h"
+
+namespace lighting_host
+{
+// What the row of the type is made of; see DriverType.
+NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
+TypeTables PuckTables();
+std::unique_ptr<simulated::SimulatedDevice>
+MakePuckModule(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);
+} // namespace lighting_host

@@ -1,0 +1,91 @@
+// The settings of each type of driver: what their tables say is what the READMEs say.
+
+#include "drivers/DriverSettings.h"
+
+#include "drivers/energy_switch/EnergySwitchSettings.h"
+#include "drivers/gen3_keypad/Gen3KeypadSettings.h"
+#include "drivers/puck/PuckSettings.h"
+#include "drivers/wired_dimmer/WiredDimmerSettings.h"
+#include "drivers/zigbee_light/ZigbeeLightSettings.h"
+#include "nxshared/XmlDocument.h"
+#include "nxshared/XmlNode.h"
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace
+{
+using drivers::Setting;
+
+struct Documented
+{
+    const char* folder;
+    const drivers::Schema& (*schema)();
+};
+
+void PrintTo(const Documented& type, std::ostream* out)
+{
+    *out << type.folder;
+}
+
+class DriverSettingsTest : public testing::TestWithParam<Documented>
+{
+protected:
+    static std::string Readme()
+    {
+        std::ifstream file(std::string(LIGHTING_SOURCE_DIR) + "/drivers/" + GetParam().folder +
+                           "/README.md");
+        std::ostringstream text;
+        text << file.rdbuf();
+        return text.str();
+    }
+};
+
+std::int64_t Read(const Setting& setting, const std::string& xml)
+{
+    const auto document = nx::CreateXmlDocument(xml);
+    return drivers::ReadSetting(document->GetRoot().get(), setting);
+}
+} // namespace
+
+TEST_P(DriverSettingsTest, Readme_HasARowForEachSetting)
+{
+    const std::string readme = Readme();
+    for (const Setting& row : GetParam().schema().settings)
+        EXPECT_THAT(readme, testing::HasSubstr(fmt::format(
+                                "| `{}` | whole number | {} | {} to {} | {} | {} |\n", row.name,
+                                row.unit, row.least, row.most, row.usual, row.meaning)));
+    const std::string head = "| Setting | Type | Unit | Range | Default | Meaning |\n";
+    EXPECT_EQ(readme.find(head) != std::string::npos, !GetParam().schema().settings.empty());
+}
+
+TEST_P(DriverSettingsTest, UsualValue_IsWithinTheRange)
+{
+    for (const Setting& row : GetParam().schema().settings)
+    {
+        EXPECT_LE(row.least, row.usual) << row.name;
+        EXPECT_GE(row.most, row.usual) << row.name;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Types, DriverSettingsTest,
+                         testing::Values(Documented{"puck", &puck::Settings},
+                                         Documented{"gen3_keypad", &gen3_keypad::Settings},
+                                         Documented{"zigbee_light", &zigbee_light::Settings},
+                                         Documented{"wired_dimmer", &wired_dimmer::Settings},
+                                         Documented{"energy_switch", &energy_switch::Settings}));
+
+TEST(ReadSettingTest, NumberIsRead_AndWithoutOneTheUsualValueHolds)
+{
+    const Setting setting{"pause", "seconds", 0, 100, 5, "a pause"};
+    EXPECT_EQ(drivers::ReadSetting(nullptr, setting), 5);
+    EXPECT_EQ(Read(setting, "<config/>"), 5);
+    EXPECT_EQ(Read(setting, "<config><pause>7</pause></config>"), 7);
+    EXPECT_EQ(Read(setting, "<config><pause>-1</pause></config>"), -1);
+    EXPECT_EQ(Read(setting, "<config><pause>12 monkeys</pause></config>"), 12);
+}
