@@ -72,6 +72,16 @@ public:
     // The link between the two; null, which is the default, for one that is perfect. Must stay
     // valid until another one is set or this is destroyed.
     void SetLink(Link* link) { m_link = link; }
+    Link* GetLink() const { return m_link; }
+
+    // Gives the device power, or takes it: without, nothing reaches it or leaves it, and the
+    // driver is told that it is offline. When it gets power it starts anew, also when it had
+    // power, and joins the network again. It has power at first.
+    void SetPower(bool on);
+    bool HasPower() const { return m_power; }
+
+    // How bright the device's lamp is at this moment; dark without power.
+    simulated::LampLevel PresentLevel() const;
 
     // Something that reaches the device over the link from somebody else than its driver, as the
     // controller's own word to all loads does. `arrive` is kept until it arrives, and called twice
@@ -103,10 +113,11 @@ private:
     void ToDevice(std::function<void()> arrive);
     void Carry(const Link::Delivery& delivery, std::uint64_t& lastArrivalMs,
                std::function<void()> arrive);
-    Link::Delivery NextDelivery();
+    Link::Delivery NextDelivery(Link::Way way);
 
     nx::DriverHost& m_driver;
     Link* m_link = nullptr;
+    bool m_power = true;
     // When the last message that keeps its turn arrives, in either direction.
     std::uint64_t m_lastAtDriverMs = 0;
     std::uint64_t m_lastAtDeviceMs = 0;

@@ -1,16 +1,21 @@
 #include "lighting_host/commands/Serve.h"
 
+#include "embedded_host/FileStateStore.h"
 #include "embedded_host/LocalTime.h"
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
 #include "lighting_host/web/HousePicture.h"
 #include "lighting_host/web/LiveServer.h"
 #include "lighting_host/web/WebServer.h"
+#include "nxshared/XmlDocument.h"
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <chrono>
-#include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -21,7 +26,7 @@
 #include <sys/stat.h>
 
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/signal_set.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <fmt/format.h>
 
@@ -32,6 +37,7 @@ namespace
 constexpr std::chrono::milliseconds CHANGES_INTERVAL{50};
 // The time that visitors have to hear that the program ends.
 constexpr std::chrono::milliseconds FAREWELL{500};
+constexpr std::int64_t LONGEST_SLEEP_NS = 250000000;
 
 std::int64_t MonotonicNs()
 {
@@ -45,25 +51,35 @@ class ServeLoop
 {
 public:
     ServeLoop(boost::asio::io_context& context, LiveHouse& house, LiveServer& server,
-              std::int64_t forMs)
-        : m_context(context), m_house(house), m_server(server), m_forMs(forMs), m_timer(context),
-          m_changes(context), m_end(context), m_signals(context, SIGINT, SIGTERM, SIGHUP)
+              std::int64_t forMs, const std::ostream& out)
+        : m_context(context), m_house(house), m_server(server), m_forMs(forMs), m_out(out),
+          m_timer(context), m_changes(context), m_end(context), m_signals(context)
     {
     }
+
+    ~ServeLoop()
+    {
+        // The descriptor is not this loop's to close.
+        if (m_signals.is_open())
+            m_signals.release();
+    }
+    ServeLoop(const ServeLoop&) = delete;
+    ServeLoop& operator=(const ServeLoop&) = delete;
 
     // Runs until a signal or the end of its time; says why it ended.
     std::string Run(WebServer& web)
     {
-        m_signals.async_wait(
-            [this, &web](const boost::system::error_code& error, int number)
-            {
-                if (!error)
-                    End(web, strsignal(number));
-            });
-        m_onTimeUp = [this, &web]
+        if (StopSignals::Descriptor() >= 0)
         {
-            End(web, "its time was up");
-        };
+            m_signals.assign(StopSignals::Descriptor());
+            m_signals.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                                 [this](const boost::system::error_code& error)
+                                 {
+                                     if (!error)
+                                         End(strsignal(StopSignals::Received()));
+                                 });
+        }
+        m_web = &web;
         Work();
         SendChanges();
         m_context.run();
@@ -80,14 +96,14 @@ private:
             return;
         const std::int64_t now = MonotonicNs();
         const std::int64_t next = m_house.Work(now);
-        if (m_forMs > 0 && m_house.Run().NowMs() >= m_forMs)
-            return m_onTimeUp();
-        if (next < 0)
-        {
-            m_timer.cancel();
-            return;
-        }
-        m_timer.expires_at(std::chrono::steady_clock::time_point(std::chrono::nanoseconds(next)));
+        if (!m_out.good())
+            return End("nobody hears what is told any more");
+        if (m_forMs > 0 && !m_house.GetPast() && m_house.Run().NowMs() >= m_forMs)
+            return End("its time was up");
+        // A paused house waits for a visitor; what is recorded is not kept waiting longer.
+        const std::int64_t latest = now + LONGEST_SLEEP_NS;
+        const std::int64_t wake = next < 0 ? latest : std::min(next, latest);
+        m_timer.expires_at(std::chrono::steady_clock::time_point(std::chrono::nanoseconds(wake)));
         m_timer.async_wait(
             [this](const boost::system::error_code& error)
             {
@@ -111,15 +127,14 @@ private:
     }
 
     // Visitors are told first, and have a moment to hear it.
-    void End(WebServer& web, const std::string& why)
+    void End(const std::string& why)
     {
         if (!m_why.empty())
             return;
         m_why = why;
         m_timer.cancel();
         m_changes.cancel();
-        m_signals.cancel();
-        web.Close("the program ends: " + why);
+        m_web->Close("the program ends: " + why);
         m_end.expires_after(FAREWELL);
         m_end.async_wait([this](const boost::system::error_code&) { m_context.stop(); });
     }
@@ -128,12 +143,19 @@ private:
     LiveHouse& m_house;
     LiveServer& m_server;
     const std::int64_t m_forMs;
+    const std::ostream& m_out;
     boost::asio::steady_timer m_timer;
     boost::asio::steady_timer m_changes;
     boost::asio::steady_timer m_end;
-    boost::asio::signal_set m_signals;
-    std::function<void()> m_onTimeUp;
+    boost::asio::posix::stream_descriptor m_signals;
+    WebServer* m_web = nullptr;
     std::string m_why;
+};
+
+struct CutAtEnd
+{
+    std::unique_ptr<WebServer>& web;
+    ~CutAtEnd() { web.reset(); }
 };
 
 // As it stands in a URL.
@@ -142,17 +164,35 @@ std::string AddressText(const std::string& address)
     return address.find(':') == std::string::npos ? address : "[" + address + "]";
 }
 
-const char* NameOf(embedded_host::Draw draw)
+std::string NameOf(embedded_host::Draw draw)
 {
-    switch (draw)
+    for (const auto& [name, value] : DrawNames())
     {
-    case embedded_host::Draw::Low:
-        return "low";
-    case embedded_host::Draw::High:
-        return "high";
-    default:
-        return "random";
+        if (value == draw)
+            return name;
     }
+    return std::string();
+}
+
+// What the drivers begin with, as it was saved, takes the place of what the house file says: a
+// house that goes back to its start begins with that again. Returns the texts by driver.
+std::map<std::string, std::string> TakeStates(HouseFile& file, const std::string& path)
+{
+    std::map<std::string, std::string> states;
+    if (path.empty())
+        return states;
+    embedded_host::FileStateStore store(path);
+    for (HouseFileDriver& driver : file.drivers)
+    {
+        const auto text = store.Load(driver.name, driver.type);
+        const auto document = text ? nx::CreateXmlDocument(*text) : nullptr;
+        if (!document)
+            continue;
+        driver.state = document->GetRoot();
+        states[driver.name] = *text;
+    }
+    store.Close();
+    return states;
 }
 
 // The token in a file that nobody else can read; throws std::runtime_error otherwise.
@@ -192,19 +232,18 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
     head.start = embedded_host::FormatLocalTime(options.session.startLocalSeconds);
     head.zone = options.session.zone;
     head.logLevel = options.session.logLevel;
-    head.people = true;
+    head.people = !options.bare;
     head.faults = NameOf(options.faults);
+    if (!options.session.statePath.empty())
+        head.persistMs = options.session.persistIntervalMs;
     return head;
 }
 
 // The house on its loop, once everything is known to be right.
-int ServeHouse(const std::string& housePath, const HouseFile& file, const ServeOptions& options,
+int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
                std::ostream& out, std::ostream& err)
 {
-    std::unique_ptr<FlightRecorder> recorder;
-    if (!options.record.empty())
-        recorder = std::make_unique<FlightRecorder>(options.record, MakeHead(housePath, options));
-
+    SaveWatch saves(options.session);
     boost::asio::io_context context(1);
     std::function<void()> wake;
     LiveServer::Options serverOptions;
@@ -216,10 +255,20 @@ int ServeHouse(const std::string& housePath, const HouseFile& file, const ServeO
     serverOptions.start = embedded_host::FormatLocalTime(options.session.startLocalSeconds);
     serverOptions.pageFolder = options.pageFolder;
     LiveServer server(serverOptions, [&wake] { wake(); });
+    // First of all that can fail, so that nothing is left behind when it does.
+    auto web = std::make_unique<WebServer>(context, options.web, server);
+    server.Attach(*web);
+
+    std::unique_ptr<FlightRecorder> recorder;
+    RecordHead head = MakeHead(housePath, options);
+    head.states = TakeStates(file, options.session.statePath);
+    if (!options.record.empty())
+        recorder = std::make_unique<FlightRecorder>(options.record, head);
 
     LiveHouse::Options houseOptions;
-    houseOptions.run.session = options.session;
+    houseOptions.run.session = saves.Options();
     houseOptions.run.faults = options.faults;
+    houseOptions.run.people = !options.bare;
     houseOptions.speed = options.speed;
     houseOptions.paused = options.paused;
     houseOptions.recorder = recorder.get();
@@ -227,22 +276,32 @@ int ServeHouse(const std::string& housePath, const HouseFile& file, const ServeO
     {
         return std::make_unique<HousePicture>(run);
     };
+    std::unique_ptr<ConsoleReport> report;
+    houseOptions.onPresent = [&report, &out, &options](HouseRun* run)
+    {
+        report.reset();
+        if (run)
+            report = std::make_unique<ConsoleReport>(out, options.verbosity, options.style,
+                                                     run->GetSession(), run->GetListeners(), [] {});
+    };
     LiveHouse house(file, houseOptions, &server);
     server.Attach(house);
 
-    WebServer web(context, options.web, server);
-    server.Attach(web);
-    ServeLoop loop(context, house, server, options.forMs);
+    ServeLoop loop(context, house, server, options.forMs, out);
+    // Visitors leave before the house goes, whatever ends it.
+    const CutAtEnd cut{web};
     wake = [&loop]
     {
         loop.Wake();
     };
     house.Start(MonotonicNs());
     err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
-                       serverOptions.name, AddressText(options.web.address), web.Port(),
+                       serverOptions.name, AddressText(options.web.address), web->Port(),
                        options.session.seed)
         << std::flush;
-    const std::string why = loop.Run(web);
+    const std::string why = loop.Run(*web);
+    web.reset();
+    saves.Restart();
     house.Stop(why);
     err << fmt::format("lighting-host: ended: {}\n", why) << std::flush;
     out.flush();
@@ -250,9 +309,13 @@ int ServeHouse(const std::string& housePath, const HouseFile& file, const ServeO
     {
         err << fmt::format("lighting-host: {}: could not be written to its end: {}\n",
                            options.record, recorder->Failure());
-        return 2;
+        return STATUS_CANNOT;
     }
-    return 0;
+    if (!out.good() || saves.Failed())
+        return STATUS_CANNOT;
+    // One without an end is complete when a signal ends it.
+    const int signal = StopSignals::Received();
+    return signal == 0 || options.forMs == 0 ? 0 : StatusOfSignal(signal);
 }
 } // namespace
 
@@ -271,12 +334,31 @@ bool ParseListen(const std::string& text, WebServerOptions& options)
     return true;
 }
 
+bool ParseSpeed(const std::string& text, ServeOptions& options)
+{
+    if (text == "pause")
+    {
+        options.paused = true;
+        return true;
+    }
+    double speed = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, speed);
+    if (read.ec != std::errc() || read.ptr != end || !(speed > 0) || speed > LiveHouse::MOST_SPEED)
+        return false;
+    options.speed = speed;
+    return true;
+}
+
 int RunServe(const std::string& housePath, ServeOptions options, std::ostream& out,
              std::ostream& err)
 {
     HouseFile file;
     if (!LoadHouse(housePath, file, err))
         return 1;
+    TellDoubts(housePath, err);
+    // Each line is seen when it happens, also in a file or a pipe.
+    out << std::unitbuf;
     try
     {
         if (!options.tokenFile.empty())
@@ -287,7 +369,7 @@ int RunServe(const std::string& housePath, ServeOptions options, std::ostream& o
     catch (const std::exception& error)
     {
         err << fmt::format("lighting-host: {}\n", error.what());
-        return 2;
+        return STATUS_CANNOT;
     }
 }
 } // namespace lighting_host

@@ -25,8 +25,13 @@ struct ServeOptions
     // House time a real time.
     double speed = 1;
     bool paused = false;
+    // Whether the house has no controller and meters of its own, as in stdio: whoever hands in
+    // lines is the controller.
+    bool bare = false;
     // In milliseconds of the house; 0 for no end.
     std::int64_t forMs = 0;
+    // How what is told looks.
+    Style style;
     // A folder to serve the page from; empty for the page that is built in.
     std::string pageFolder;
 };
@@ -39,4 +44,7 @@ int RunServe(const std::string& housePath, ServeOptions options, std::ostream& o
 
 // Reads "ADDRESS:PORT", "[ADDRESS]:PORT" or "PORT" into the options; false when it is neither.
 bool ParseListen(const std::string& text, WebServerOptions& options);
+
+// Reads a speed, or "pause", into the options; false when it is neither.
+bool ParseSpeed(const std::string& text, ServeOptions& options);
 } // namespace lighting_host

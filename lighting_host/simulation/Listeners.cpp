@@ -23,15 +23,25 @@ void Listeners::HearDevices(const Session& session)
     for (const auto& device : session.Devices())
     {
         device->onPerson = [this](const nx::DriverHost& driver, const std::string& what)
-        { OnPerson(driver, what); };
+        {
+            OnPerson(driver, what);
+        };
         device->onAct = [this](const nx::DriverHost& driver, const std::string& words)
-        { OnAct(driver, words); };
+        {
+            OnAct(driver, words);
+        };
         device->onBus = [this](const nx::DriverHost& driver, const wire::BusFrame& frame)
-        { OnBus(driver, frame); };
+        {
+            OnBus(driver, frame);
+        };
         device->onMib = [this](const nx::DriverHost& driver, const wire::MibMessage& message)
-        { OnMib(driver, message); };
+        {
+            OnMib(driver, message);
+        };
         device->onZcl = [this](const nx::DriverHost& driver, const wire::ZclFrame& frame)
-        { OnZcl(driver, frame); };
+        {
+            OnZcl(driver, frame);
+        };
     }
 }
 

@@ -9,7 +9,7 @@ Simulation::Simulation(const HouseFile& file, Session& session, Listeners& liste
                        FaultLevel faults, std::uint64_t seed)
     : m_session(session), m_listeners(listeners), m_controller(file, session, listeners),
       m_statistics(m_controller, session), m_lampMeters(file, session),
-      m_faults(session, listeners, faults, seed)
+      m_faults(session, listeners, faults, seed), m_switches(session, listeners, seed)
 {
     listeners.Add(m_statistics);
     listeners.Add(m_controller);
@@ -27,6 +27,7 @@ void Simulation::Start()
     m_controller.Start();
     m_lampMeters.Start();
     m_faults.Start();
+    m_switches.Start();
 }
 
 void Simulation::OnDriverStarted(nx::DriverHost& driver)

@@ -33,6 +33,8 @@ CauseTracker::Cause& CauseTracker::Begin(const char* kind, const nx::DriverHost*
 void CauseTracker::BeginWords(const char* kind, const nx::DriverHost* driver,
                               const std::string& words)
 {
+    if (m_inAct)
+        return;
     Cause& cause = Begin(kind, driver, m_current->Number());
     cause.members = ",\"words\":";
     AppendJsonText(cause.members, words);
@@ -107,9 +109,19 @@ void CauseTracker::OnBus(const nx::DriverHost& driver, const wire::BusFrame& fra
     BeginDevice(driver, line + "\"}}");
 }
 
-void CauseTracker::OnTimerAdded(unsigned id, std::int64_t, std::int64_t nowMs)
+void CauseTracker::OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs)
 {
-    m_timers[id] = {m_current, nowMs};
+    m_timers[id] = {m_current, nowMs, dueMs};
+}
+
+bool CauseTracker::FindTimer(unsigned id, std::int64_t& startedMs, std::int64_t& dueMs) const
+{
+    const auto timer = m_timers.find(id);
+    if (timer == m_timers.end())
+        return false;
+    startedMs = timer->second.ms;
+    dueMs = timer->second.dueMs;
+    return true;
 }
 
 void CauseTracker::OnTimerKilled(unsigned id, std::int64_t)

@@ -48,6 +48,14 @@ public:
     // The house does something on its own, as the words say.
     void BeginHouse(const nx::DriverHost* driver, const std::string& words);
 
+    // Between the two, what people, the controller and the power do is the doing of the visitor
+    // whose input has begun, and no cause of its own.
+    void BeginAct() { m_inAct = true; }
+    void EndAct() { m_inAct = false; }
+
+    // Of a timer that is outstanding: when it was started and is due; false when it is not.
+    bool FindTimer(unsigned id, std::int64_t& startedMs, std::int64_t& dueMs) const;
+
     std::uint64_t FiredTimers() const { return m_fired; }
     std::size_t OutstandingTimers() const { return m_timers.size(); }
 
@@ -70,6 +78,7 @@ private:
     {
         std::shared_ptr<Cause> cause;
         std::int64_t ms = 0;
+        std::int64_t dueMs = 0;
     };
 
     Cause& Begin(const char* kind, const nx::DriverHost* driver, std::uint64_t of);
@@ -80,5 +89,6 @@ private:
     // During what each timer was started; of timers that are outstanding.
     std::unordered_map<unsigned, Started> m_timers;
     std::uint64_t m_fired = 0;
+    bool m_inAct = false;
 };
 } // namespace lighting_host

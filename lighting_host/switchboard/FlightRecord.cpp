@@ -57,6 +57,7 @@ RecordHead ReadHead(Fields& fields)
     head.logLevel = static_cast<int>(fields.Integer("log_level", 0, 1000000));
     head.people = fields.Boolean("people");
     head.faults = fields.Text("faults");
+    head.persistMs = fields.IntegerOr("persist_ms", 0, LATEST, 0);
     const Json& states = fields.Get("states");
     if (!states.is_object())
         throw InputError("\"states\" is no JSON object");
@@ -87,6 +88,14 @@ void Drop(FlightRecord& record, Fields& fields)
     record.endMs = toMs;
 }
 
+// The input as it came: read and written again, a number could be another.
+std::string RawInput(const std::string& line)
+{
+    const std::string name = ",\"in\":";
+    const std::size_t begin = line.find(name) + name.size();
+    return line.substr(begin, line.rfind('}') - begin);
+}
+
 void ReadLine(FlightRecord& record, const std::string& line)
 {
     const Json object = ParseJson(line);
@@ -97,7 +106,7 @@ void ReadLine(FlightRecord& record, const std::string& line)
         throw InputError("the time goes back");
     record.endMs = timeMs;
     if (fields.Has("in"))
-        record.inputs.push_back({timeMs, fields.Text("from"), fields.Get("in").dump()});
+        record.inputs.push_back({timeMs, fields.Text("from"), RawInput(line)});
     else if (fields.Has("text"))
         record.inputs.push_back({timeMs, fields.Text("from"), fields.Text("text")});
     else if (fields.Has("dropped"))
@@ -166,11 +175,11 @@ std::string HeadLine(const RecordHead& head)
     std::string line = fmt::format(
         "{{\"flight_record\":{},\"program\":{},\"path\":{},\"house\":{},\"house_digest\":\"{}\","
         "\"clock\":\"{}\",\"seed\":{},\"draw\":{},\"start\":{},\"zone\":{},\"log_level\":{},"
-        "\"people\":{},\"faults\":{},\"states\":{{",
+        "\"people\":{},\"faults\":{},\"persist_ms\":{},\"states\":{{",
         RecordHead::VERSION, Quoted(head.program), Quoted(head.housePath), Quoted(head.houseText),
         HouseDigest(head.houseText), head.clock == RecordClock::Lines ? "lines" : "paced",
         head.seed, Quoted(head.draw), Quoted(head.start), Quoted(head.zone), head.logLevel,
-        head.people, Quoted(head.faults));
+        head.people, Quoted(head.faults), head.persistMs);
     const char* comma = "";
     for (const auto& [driver, state] : head.states)
     {
@@ -203,9 +212,8 @@ std::string OutputLine(std::int64_t timeMs, const std::string& text)
 
 std::string DroppedLine(const RecordDrop& drop)
 {
-    return fmt::format(
-        "{{\"t_ms\":{},\"dropped\":{{\"to_ms\":{},\"inputs\":{},\"outputs\":{}}}}}", drop.timeMs,
-        drop.toMs, drop.inputs, drop.outputs);
+    return fmt::format("{{\"t_ms\":{},\"dropped\":{{\"to_ms\":{},\"inputs\":{},\"outputs\":{}}}}}",
+                       drop.timeMs, drop.toMs, drop.inputs, drop.outputs);
 }
 
 std::string EndLine(const RecordDigest& digest, const std::string& why)

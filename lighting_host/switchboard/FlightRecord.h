@@ -12,7 +12,7 @@ namespace lighting_host
 //
 //     {"flight_record":1,"program":"1.0.0","path":"house.xml","house":"<house>...","house_digest":
 //      "...","clock":"paced","seed":1,"draw":"random","start":"2026-01-01T00:00:00","zone":"",
-//      "log_level":0,"people":true,"faults":"light","states":{"hall":"<State>..."}}
+//      "log_level":0,"people":true,"faults":"light","persist_ms":60000,"states":{"hall":"<State>..."}}
 //     {"t_ms":1200,"from":"ws 1","in":{"driver":"hall",...}}
 //     {"t_ms":60000,"outputs":412,"digest":"...","sums":"..."}
 //     {"t_ms":61000,"dropped":{"to_ms":30000,"inputs":3,"outputs":200}}
@@ -52,6 +52,8 @@ struct RecordHead
     bool people = false;
     // "none", "light" or "heavy".
     std::string faults = "none";
+    // How often the drivers' states were asked for to be saved, in milliseconds; 0 for never.
+    std::int64_t persistMs = 0;
     // The state that each driver began with, as XML; absent for the house file's own.
     std::map<std::string, std::string> states;
 };

@@ -30,7 +30,8 @@ void AppendOf(std::string& text, std::uint64_t of)
 } // namespace
 
 HouseRun::HouseRun(const HouseFile& file, const Options& options, Sinks sinks)
-    : m_file(file), m_linesMoveTime(options.linesMoveTime), m_sinks(std::move(sinks)), m_nextMinuteMs(MINUTE_MS)
+    : m_file(file), m_linesMoveTime(options.linesMoveTime), m_sinks(std::move(sinks)),
+      m_nextMinuteMs(MINUTE_MS)
 {
     // Causes are known before what they cause is written.
     m_listeners.Add(m_causes);
@@ -104,7 +105,10 @@ void HouseRun::Do(const std::string& visitor, const std::string& line,
 {
     m_session->House().Advance(0);
     m_causes.BeginInput(visitor, line);
+    m_causes.BeginAct();
     action();
+    m_causes.EndAct();
+    TellMinutes(NowMs());
 }
 
 std::size_t HouseRun::PlaceOf(const nx::DriverHost* driver) const

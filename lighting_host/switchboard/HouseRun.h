@@ -62,6 +62,9 @@ public:
     // `listener` hears the house from now on, after its lines; before Start. Must outlive this.
     void AddListener(HouseListener& listener) { m_listeners.Add(listener); }
 
+    // For listeners that add themselves.
+    Listeners& GetListeners() { return m_listeners; }
+
     // Makes the drivers. Called once.
     void Start();
 
@@ -99,6 +102,7 @@ public:
     std::uint64_t FiredTimers() const { return m_causes.FiredTimers(); }
     // How many are started and have not fired.
     std::size_t OutstandingTimers() const { return m_causes.OutstandingTimers(); }
+    const CauseTracker& Causes() const { return m_causes; }
     const OutputDigest& Digest() const { return m_digest; }
 
     // The driver's place in the house file; OutputRing::NO_DRIVER for null.

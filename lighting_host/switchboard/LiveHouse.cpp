@@ -1,5 +1,7 @@
 #include "lighting_host/switchboard/LiveHouse.h"
 
+#include "embedded_host/FileStateStore.h"
+#include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/switchboard/HouseActions.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
@@ -48,26 +50,41 @@ struct LiveHouse::Rewind
 };
 
 LiveHouse::LiveHouse(const HouseFile& file, Options options, LiveListener* listener)
-    : m_file(file), m_options(std::move(options)), m_listener(listener),
+    : m_file(file), m_options(std::move(options)),
       m_breaks([this] { return m_life.run->LastNumber(); }), m_speed(m_options.speed),
       m_paused(m_options.paused)
 {
+    if (listener)
+        m_listeners.push_back(listener);
     m_life = MakeLife(false);
+    if (m_options.onPresent)
+        m_options.onPresent(m_life.run.get());
 }
 
 LiveHouse::~LiveHouse()
 {
     m_rewind.reset();
     m_breaks.SetOn(false);
+    if (m_options.onPresent && !m_past)
+        m_options.onPresent(nullptr);
     m_life.run->Mute();
+}
+
+void LiveHouse::RemoveListener(LiveListener& listener)
+{
+    m_listeners.erase(std::remove(m_listeners.begin(), m_listeners.end(), &listener),
+                      m_listeners.end());
 }
 
 LiveHouse::Life LiveHouse::MakeLife(bool again)
 {
     HouseRun::Options options = m_options.run;
-    // The states of a run that is repeated are those of the past.
+    // A run that is repeated asks for the states when the first one did, and keeps none.
     if (again)
-        options.session.statePath.clear();
+        options.session.makeStore = []
+        {
+            return std::make_unique<embedded_host::NoStateStore>();
+        };
     HouseRun::Sinks sinks;
     sinks.onLine = [this](const OutputRing::Line& line)
     {
@@ -118,12 +135,6 @@ void LiveHouse::OnMinute(std::int64_t timeMs, const OutputDigest& digest)
         m_options.recorder->OnDigest({timeMs, digest.Count(), digest.Hex(), digest.Sums()});
 }
 
-void LiveHouse::Tell(void (LiveListener::*what)())
-{
-    if (m_listener)
-        (m_listener->*what)();
-}
-
 void LiveHouse::Start(std::int64_t nowNs)
 {
     m_nowNs = nowNs;
@@ -135,12 +146,16 @@ void LiveHouse::Stop(const std::string& why)
 {
     m_rewind.reset();
     m_stopped = true;
-    HouseRun& run = *m_life.run;
-    const RecordDigest digest = {run.NowMs(), run.Digest().Count(), run.Digest().Hex(),
-                                 run.Digest().Sums()};
-    run.Stop();
+    const RecordDigest digest = m_past ? m_nowDigest : PresentDigest();
+    m_life.run->Stop();
     if (m_options.recorder)
         m_options.recorder->Close(digest, why);
+}
+
+RecordDigest LiveHouse::PresentDigest()
+{
+    HouseRun& run = *m_life.run;
+    return {run.NowMs(), run.Digest().Count(), run.Digest().Hex(), run.Digest().Sums()};
 }
 
 // --- Time ---
@@ -178,8 +193,7 @@ void LiveHouse::PauseAtBreak()
     if (!met)
         return;
     SetPaused(true);
-    if (m_listener)
-        m_listener->OnBreak(*met);
+    Tell(&LiveListener::OnBreak, *met);
 }
 
 void LiveHouse::SetPaused(bool paused)
@@ -444,6 +458,9 @@ void LiveHouse::BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow)
     if (!m_past)
     {
         Tell(&LiveListener::OnLeavingNow);
+        if (m_options.onPresent)
+            m_options.onPresent(nullptr);
+        m_nowDigest = PresentDigest();
         m_pausedBefore = m_paused;
         m_past = Past{m_life.run->NowMs(), m_life.run->LastNumber(), 0, 0};
     }
@@ -483,11 +500,10 @@ void LiveHouse::WorkOnRewind()
         if (MonotonicNs() < endNs)
             continue;
         const std::int64_t now = MonotonicNs();
-        if (m_listener && now - rewind.begunNs > FIRST_PROGRESS_NS &&
-            now - rewind.toldNs > PROGRESS_NS)
+        if (now - rewind.begunNs > FIRST_PROGRESS_NS && now - rewind.toldNs > PROGRESS_NS)
         {
             rewind.toldNs = now;
-            m_listener->OnRewind(rewind.toMs, run.NowMs());
+            Tell(&LiveListener::OnRewind, rewind.toMs, run.NowMs());
         }
         return;
     }
@@ -510,6 +526,7 @@ void LiveHouse::FinishRewind()
     {
         m_past.reset();
         m_paused = m_pausedBefore;
+        BecomePresent();
     }
     else
     {
@@ -524,14 +541,35 @@ void LiveHouse::FinishRewind()
     Tell(&LiveListener::OnMoment);
 }
 
+// From here on the states are the house's again.
+void LiveHouse::BecomePresent()
+{
+    const SessionOptions& session = m_options.run.session;
+    if (!session.statePath.empty())
+    {
+        try
+        {
+            m_life.run->GetSession().Keeper()->SetStore(
+                std::make_unique<embedded_host::FileStateStore>(session.statePath));
+        }
+        catch (const embedded_host::StateStoreError& error)
+        {
+            session.complain(error.what());
+        }
+    }
+    if (m_options.onPresent)
+        m_options.onPresent(m_life.run.get());
+}
+
 void LiveHouse::GoOn()
 {
     const std::size_t dropped = m_past->droppedInputs;
     if (m_options.recorder)
-        m_options.recorder->OnDropped({m_past->nowMs, m_life.run->NowMs(), dropped,
-                                       m_life.run->Digest().Count()});
+        m_options.recorder->OnDropped(
+            {m_past->nowMs, m_life.run->NowMs(), dropped, m_life.run->Digest().Count()});
     m_inputs.resize(m_inputs.size() - dropped);
     m_past.reset();
+    BecomePresent();
     ++m_branch;
     m_paused = true;
     Anchor();

@@ -78,6 +78,10 @@ public:
         // Makes a listener of its own for each run of the house, which hears it from its start;
         // empty for none.
         std::function<std::unique_ptr<HouseListener>(HouseRun&)> makeListener;
+        // Told which run is the one that lives, before anything comes out of it: when the house is
+        // made, when it goes on from the past and when it comes back from there; null when it
+        // leaves for the past, while the run that was told still is. Empty for nobody.
+        std::function<void(HouseRun*)> onPresent;
     };
     static constexpr double MOST_SPEED = 10000;
 
@@ -85,6 +89,11 @@ public:
     // with. `listener` may be null, else it must outlive this. Throws what HouseRun throws.
     LiveHouse(const HouseFile& file, Options options, LiveListener* listener);
     ~LiveHouse();
+
+    // One more that hears what happens; until it is removed or the house is destroyed. Neither may
+    // be called while something is being told.
+    void AddListener(LiveListener& listener) { m_listeners.push_back(&listener); }
+    void RemoveListener(LiveListener& listener);
 
     // `nowNs`: the machine's monotonic clock, here and below.
     void Start(std::int64_t nowNs);
@@ -165,11 +174,18 @@ private:
     void FinishRewind();
     void GoOn();
     std::size_t InputsUpTo(std::int64_t ms, std::uint64_t seq) const;
-    void Tell(void (LiveListener::*what)());
+    template <class... Parameters, class... Arguments>
+    void Tell(void (LiveListener::*what)(Parameters...), const Arguments&... arguments)
+    {
+        for (LiveListener* const listener : m_listeners)
+            (listener->*what)(arguments...);
+    }
+    void BecomePresent();
+    RecordDigest PresentDigest();
 
     const HouseFile& m_file;
     Options m_options;
-    LiveListener* m_listener;
+    std::vector<LiveListener*> m_listeners;
     OutputRing m_ring;
     Breaks m_breaks;
     Life m_life;
@@ -177,6 +193,8 @@ private:
     // Everything that was handed in since the start; of the past, what comes after it as well.
     std::vector<Input> m_inputs;
     std::optional<Past> m_past;
+    // The digest at the moment that is now, while the house is in the past.
+    RecordDigest m_nowDigest;
     // How the house was before it went into the past.
     bool m_pausedBefore = false;
     std::function<void(const std::string&)> m_answer;

@@ -1,6 +1,7 @@
 #include "lighting_host/switchboard/Replay.h"
 
 #include "embedded_host/LocalTime.h"
+#include "embedded_host/StateStore.h"
 #include "lighting_host/switchboard/HouseActions.h"
 #include "nxshared/XmlDocument.h"
 
@@ -51,9 +52,8 @@ void ApplyStates(HouseFile& file, const std::map<std::string, std::string>& stat
 HouseFile HouseOf(const FlightRecord& record, const ReplayOptions& options)
 {
     const std::string folder =
-        options.folder.empty()
-            ? std::filesystem::path(record.head.housePath).parent_path().string()
-            : options.folder;
+        options.folder.empty() ? std::filesystem::path(record.head.housePath).parent_path().string()
+                               : options.folder;
     HouseFile file = ParseHouseFile(record.head.houseText, folder);
     if (!file.errors.empty())
         throw RecordError(fmt::format("the record's house is not right: line {}: {}",
@@ -82,6 +82,18 @@ HouseRun::Options RunOptionsOf(const FlightRecord& record)
     options.session.startLocalSeconds = embedded_host::ParseLocalTime(head.start);
     options.session.zone = head.zone;
     options.session.logLevel = head.logLevel;
+    if (head.persistMs > 0)
+    {
+        // Asked for as they were then, and kept nowhere.
+        options.session.statePath = head.housePath;
+        options.session.persistIntervalMs = head.persistMs;
+        options.session.makeStore = []
+        {
+            return std::make_unique<embedded_host::NoStateStore>();
+        };
+        options.session.complain = [](const std::string&) {
+        };
+    }
     options.faults = FaultLevelOf(head.faults);
     options.people = head.people;
     options.linesMoveTime = head.clock == RecordClock::Lines;
@@ -94,9 +106,13 @@ Replay::Replay(const FlightRecord& record, const HouseFile& file, const HouseRun
 {
     HouseRun::Sinks sinks;
     sinks.onMinute = [this](std::int64_t timeMs, const OutputDigest& digest)
-    { OnMinute(timeMs, digest); };
+    {
+        OnMinute(timeMs, digest);
+    };
     sinks.onOutputText = [this](std::int64_t, const std::string& text)
-    { m_minute.push_back(text); };
+    {
+        m_minute.push_back(text);
+    };
     m_run = std::make_unique<HouseRun>(file, options, std::move(sinks));
     if (m_breaks)
         m_run->AddListener(*m_breaks);
@@ -112,8 +128,8 @@ Replay::~Replay()
 
 void Replay::OnMinute(std::int64_t timeMs, const OutputDigest& digest)
 {
-    if (m_nextDigest < m_record.digests.size() &&
-        m_record.digests[m_nextDigest].timeMs == timeMs && !m_difference)
+    if (m_nextDigest < m_record.digests.size() && m_record.digests[m_nextDigest].timeMs == timeMs &&
+        !m_difference)
         Compare(m_record.digests[m_nextDigest], digest);
     m_minuteFirst += m_minute.size();
     m_minute.clear();

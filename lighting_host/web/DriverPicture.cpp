@@ -1,15 +1,28 @@
 #include "lighting_host/web/DriverPicture.h"
 
 #include "device_wire/AttachedDevice.h"
+#include "drivers/gen3_keypad/Gen3KeypadDriver.h"
+#include "drivers/gen3_keypad/KeypadBus.h"
 #include "embedded_host/DriverHost.h"
+#include "lighting_common/Gen3Lights.h"
+#include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
+#include "lighting_host/types/Devices.h"
 #include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/DriverType.h"
+#include "lighting_host/web/DevicePicture.h"
 #include "nxshared/XmlDocument.h"
 #include "nxshared/XmlNode.h"
+#include "simulated_devices/PuckModule.h"
+#include "wire/BusFrame.h"
+#include "wire/MibMessage.h"
+#include "wire/ZclFrame.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <optional>
 
 #include <fmt/format.h>
@@ -22,9 +35,13 @@ using namespace embedded_host;
 namespace
 {
 constexpr std::size_t MOST_STEPS = 2000;
-constexpr int MOST_CONTACTS = 2;
-// The largest id of a keypad's button, and of a puck's, that is asked for.
+// The largest id of a keypad's button that is asked for.
 constexpr int MOST_BUTTON = 32;
+// A puck's numbers of its first button and contact.
+constexpr int FIRST_BUTTON = simulated::PuckModule::FIRST_BUTTON;
+constexpr int FIRST_CONTACT = simulated::PuckModule::FIRST_CONTACT;
+constexpr unsigned SCENE_BITS = 12;
+constexpr unsigned MOST_ELEMENTS = 16;
 
 std::string Quoted(const std::string& text)
 {
@@ -52,11 +69,23 @@ std::optional<Json> Ask(DriverAdapter& adapter, const char* word, Json fields = 
     return std::nullopt;
 }
 
-// The engraving of a keypad's button.
-std::string NameIn(const std::string& xml)
+// When the LED of a keypad's button is on, in words.
+const char* WhenLedIsOn(int behavior)
 {
-    const auto document = nx::CreateXmlDocument(xml);
-    return document ? document->GetRoot()->GetChildData("NAME") : std::string();
+    namespace buttons = gen3_lights::Buttons;
+    if (behavior >= buttons::LED_AT_LEVEL_FIRST && behavior <= buttons::LED_AT_LEVEL_LAST)
+        return "at a level of the load";
+    switch (behavior)
+    {
+    case buttons::LED_FOLLOWS_BOUND_DEVICE:
+        return "as the bound device says";
+    case buttons::LED_ON_WITH_LOAD:
+        return "while the load is on";
+    case buttons::LED_ON_WHILE_PRESSED:
+        return "while pressed";
+    default:
+        return "as the controller says";
+    }
 }
 } // namespace
 
@@ -78,8 +107,31 @@ Members Changed(const Members& now, Members& before)
     return changed;
 }
 
+std::string FaultsText(const DeviceSwitches::Switched& switched, bool canForget)
+{
+    const DeviceFaults& faults = switched.faults;
+    const auto orNull = [](std::int64_t ms)
+    {
+        return ms < 0 ? std::string("null") : std::to_string(ms);
+    };
+    return fmt::format("{{\"power\":{},\"deaf\":{}{},\"repeats\":{},\"loss_percent\":{},"
+                       "\"delay_ms\":{},\"power_ms\":{},\"deaf_ms\":{}}}",
+                       switched.power, faults.deaf,
+                       canForget ? fmt::format(",\"forgets\":{}", faults.forgets) : "",
+                       faults.repeats, faults.lossPercent, faults.delayMs, orNull(switched.powerMs),
+                       orNull(switched.deafMs));
+}
+
 DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run), m_driver(driver)
 {
+    const auto& devices = run.GetSession().Devices();
+    for (m_deviceIndex = 0; m_deviceIndex < devices.size(); ++m_deviceIndex)
+    {
+        if (&devices[m_deviceIndex]->Driver() != &driver)
+            continue;
+        m_device = devices[m_deviceIndex].get();
+        break;
+    }
 }
 
 const std::string& DriverPicture::Name() const
@@ -94,36 +146,87 @@ bool DriverPicture::IsWarning(const LogRecord& record)
 
 // --- What is heard ---
 
-void DriverPicture::OnOutput(const Output& output, std::uint64_t)
+void DriverPicture::OnOutput(const Output& output, std::uint64_t seq)
 {
+    m_dirty = true;
+    m_queue.OnOutput(output);
+    m_sync.OnOutput(output, seq);
     if (const auto* variable = std::get_if<VariableChanged>(&output.effect))
-    {
-        if (variable->change == Change::Remove)
-        {
-            m_variables.erase(variable->id);
-            return;
-        }
-        Variable& kept = m_variables[variable->id];
-        if (variable->change == Change::Add)
-            kept.name = variable->name;
-        kept.value = variable->value;
-        return;
-    }
+        return OnVariable(*variable, output.timeMs);
     const auto* record = std::get_if<LogRecord>(&output.effect);
     if (record && IsWarning(*record))
         ++m_warnings;
 }
 
+void DriverPicture::OnVariable(const VariableChanged& variable, std::int64_t nowMs)
+{
+    if (variable.change == Change::Remove)
+    {
+        m_variables.erase(variable.id);
+        return;
+    }
+    Variable& kept = m_variables[variable.id];
+    if (variable.change == Change::Add)
+        kept.name = variable.name;
+    kept.value = variable.value;
+    if (kept.name != names::general::CURRENT_POWER)
+        return;
+    const int watts = std::atoi(variable.value.c_str());
+    if (!m_power.empty() && m_power.back().second == watts)
+        return;
+    m_power.emplace_back(nowMs, watts);
+    if (m_power.size() > MOST_STEPS)
+        m_power.pop_front();
+}
+
 void DriverPicture::OnPowerFailure()
 {
+    m_dirty = true;
     ++m_powerFailures;
 }
 
-void DriverPicture::OnBus(const wire::BusFrame&) {}
-void DriverPicture::OnMib(const wire::MibMessage&) {}
-void DriverPicture::OnZcl(const wire::ZclFrame&) {}
+void DriverPicture::OnBus(const wire::BusFrame& frame)
+{
+    m_dirty = true;
+    m_queue.OnBus(frame, m_run.NowMs());
+    if (frame.opcode != keypad_bus::BUTTON_USED || frame.payload.size() < 2)
+        return;
+    const int use = frame.payload[1];
+    Touched& touched = m_touched[frame.payload[0]];
+    touched.pressed = use == keypad_bus::PRESSED || use == keypad_bus::STILL_HELD;
+    touched.uses += use == keypad_bus::PRESSED || use == keypad_bus::CLICKED ? 1 : 0;
+}
+
+// A module says where it was pushed, and how the push ended.
+void DriverPicture::OnMib(const wire::MibMessage& message)
+{
+    m_dirty = true;
+    m_sync.OnMib(message, m_run.NowMs());
+    if (message.type != wire::MibMessage::Trap || message.params.empty())
+        return;
+    const bool begins = message.mib == "nx.dmx.bp";
+    if (!begins && message.mib != "nx.dmx.sc" && message.mib != "nx.dmx.he")
+        return;
+    Touched& touched =
+        m_touched[static_cast<int>(std::strtol(message.params[0].c_str(), nullptr, 16))];
+    touched.pressed = begins;
+    touched.uses += begins ? 1 : 0;
+}
+
+void DriverPicture::OnZcl(const wire::ZclFrame& frame)
+{
+    m_dirty = true;
+    m_sync.OnZcl(frame, m_run.NowMs());
+}
 
 // --- What is shown ---
+
+const DriverPicture::Touched& DriverPicture::TouchedAt(int number) const
+{
+    static const Touched NEVER;
+    const auto touched = m_touched.find(number);
+    return touched == m_touched.end() ? NEVER : touched->second;
+}
 
 std::string DriverPicture::Variables() const
 {
@@ -142,84 +245,96 @@ std::string DriverPicture::Power() const
     return text + "]";
 }
 
+std::string DriverPicture::Online() const
+{
+    const auto& told = m_driver.LastTold();
+    return told ? fmt::format("{{\"on\":{},\"since_ms\":{}}}", told->online, told->sinceMs)
+                : std::string("{\"on\":null,\"since_ms\":null}");
+}
+
 void DriverPicture::AddEnergy(DriverAdapter& adapter, Members& members)
 {
     const auto energy = adapter.EnergyOfLoad();
     if (!energy)
         return;
-    if (m_power.empty() || m_power.back().second != energy->powerWatts)
-        m_power.emplace_back(m_run.NowMs(), energy->powerWatts);
-    if (m_power.size() > MOST_STEPS)
-        m_power.pop_front();
     members.emplace_back("watts", std::to_string(energy->powerWatts));
     members.emplace_back("energy",
                          fmt::format("{{\"used_wh\":{},\"today_wh\":{},\"minutes_on\":{}}}",
-                                     energy->wattHours, energy->wattHoursToday,
-                                     energy->minutesOn));
+                                     energy->wattHours, energy->wattHoursToday, energy->minutesOn));
 }
 
-// A puck's contacts and buttons count from 0, a keypad's buttons have ids of their own.
-void DriverPicture::AddButtons(DriverAdapter& adapter, Members& members)
+void DriverPicture::AddPuck(DriverAdapter& adapter, Members& members)
 {
     Json contacts = Json::array();
-    for (int index = 0; index < MOST_CONTACTS; ++index)
-    {
-        const auto contact = Ask(adapter, "contact", {{"index", index}});
-        if (contact)
-            contacts.push_back({{"pressed", (*contact)["state"] != 0}});
-    }
-    if (!contacts.empty())
-        members.emplace_back("contacts", contacts.dump());
+    for (int index = 0; Ask(adapter, "contact", {{"index", index}}); ++index)
+        contacts.push_back({{"pressed", TouchedAt(FIRST_CONTACT + index).pressed}});
     Json buttons = Json::array();
-    for (int id = 0; id <= MOST_BUTTON; ++id)
+    for (int index = 0;; ++index)
     {
-        if (const auto ofPuck = Ask(adapter, "button", {{"index", id}}))
-            buttons.push_back({{"id", id},
-                               {"name", (*ofPuck)["name"]},
-                               {"pressed", (*ofPuck)["state"] != 0},
-                               {"led", (*ofPuck)["current_color"]},
-                               {"blink_ms", 0},
-                               {"on_color", (*ofPuck)["on_color"]},
-                               {"off_color", (*ofPuck)["off_color"]}});
-        else if (const auto ofKeypad = Ask(adapter, "button", {{"id", id}}))
-            buttons.push_back({{"id", id},
-                               {"name", NameIn((*ofKeypad)["xml"].get<std::string>())},
-                               {"pressed", false},
-                               {"led", (*ofKeypad)["current_color"]},
-                               {"blink_ms", (*ofKeypad)["led_blink"] == 0 ? 0 : 500}});
+        const auto button = Ask(adapter, "button", {{"index", index}});
+        if (!button)
+            break;
+        const Json shown = m_device ? PuckLedOf(*m_device, index) : Json();
+        const Touched& touched = TouchedAt(FIRST_BUTTON + index);
+        buttons.push_back(
+            {{"id", index},
+             {"name", (*button)["name"]},
+             {"pressed", touched.pressed},
+             {"led", shown.is_null() ? (*button)["current_color"] : shown},
+             {"blink_ms", 0},
+             {"on_color", (*button)["on_color"]},
+             {"off_color", (*button)["off_color"]},
+             {"led_is_on", (*button)["follow_bound"] == true ? "as the bound load says"
+                                                             : "as the controller says"},
+             {"slots", 1},
+             {"uses", touched.uses}});
     }
-    if (!buttons.empty())
-        members.emplace_back("buttons", buttons.dump());
+    members.emplace_back("contacts", contacts.dump());
+    members.emplace_back("buttons", buttons.dump());
+    members.emplace_back("hold", "null");
 }
 
-void DriverPicture::AddTables(DriverAdapter& adapter, Members& members)
+void DriverPicture::AddKeypad(DriverAdapter& adapter, Members& members)
 {
-    if (const auto map = Ask(adapter, "scene_map"))
-        members.emplace_back("scene_map", map->dump());
-    const auto groups = Ask(adapter, "groups");
-    if (!groups)
-        return;
-    Json wanted = Json::array();
-    for (const Json& group : *groups)
-        wanted.push_back({{"id", group["id"]}, {"sync", group["keep_sync"]}});
-    Json elements = Json::array();
-    const auto ids = Ask(adapter, "element_ids");
-    for (const Json& id : ids ? *ids : Json::array())
+    Json buttons = Json::array();
+    Json hold;
+    for (int id = 0; id <= MOST_BUTTON; ++id)
     {
-        const auto element = Ask(adapter, "element", {{"id", id}});
-        if (element)
-            elements.push_back({{"id", (*element)["id"]},
-                                {"delay_ms", (*element)["delay"]},
-                                {"rate_ms", (*element)["levelRate"]},
-                                {"level", (*element)["level"]},
-                                {"flags", (*element)["flags"]},
-                                {"known", (*element)["onHardware"]}});
+        const auto button = Ask(adapter, "button", {{"id", id}});
+        if (!button)
+            continue;
+        buttons.push_back(KeypadButton(id, *button));
+        std::int64_t since = 0;
+        std::int64_t ends = 0;
+        const auto timer = (*button)["hold_timer"].get<unsigned>();
+        if (timer != 0 && m_run.Causes().FindTimer(timer, since, ends))
+            hold = {{"button", id}, {"since_ms", since}, {"ends_ms", ends}, {"timer", timer}};
     }
-    const Json wants = {{"groups", wanted},
-                        {"elements", elements},
-                        {"group_crc", Ask(adapter, "group_crc").value_or(nullptr)},
-                        {"scene_crc", Ask(adapter, "scene_crc").value_or(nullptr)}};
-    members.emplace_back("wants", wants.dump());
+    members.emplace_back("buttons", buttons.dump());
+    members.emplace_back("hold", hold.dump());
+}
+
+Json DriverPicture::KeypadButton(int id, const Json& button) const
+{
+    const auto document = nx::CreateXmlDocument(button["xml"].get<std::string>());
+    const boost::shared_ptr<nx::XmlNode> xml = document ? document->GetRoot() : nullptr;
+    const auto text = [&xml](const std::string& name)
+    {
+        return xml ? xml->GetChildData(name) : std::string();
+    };
+    const int actuator = button["actuator"].get<int>();
+    const Json shown = m_device ? KeypadLedOf(*m_device, actuator) : Json();
+    const Touched& touched = TouchedAt(id);
+    return {{"id", id},
+            {"name", text(names::parameter::NAME)},
+            {"pressed", touched.pressed},
+            {"led", shown.is_null() ? button["current_color"] : shown},
+            {"blink_ms", m_device ? BlinkMsOf(*m_device, actuator) : 0},
+            {"on_color", text(names::parameter::ON_COLOR)},
+            {"off_color", text(names::parameter::OFF_COLOR)},
+            {"led_is_on", WhenLedIsOn(std::atoi(text(names::general::LED_BEHAVIOR).c_str()))},
+            {"slots", std::atoi(text(names::general::SLOTS).c_str())},
+            {"uses", touched.uses}};
 }
 
 void DriverPicture::AddQueue(DriverAdapter& adapter, Members& members)
@@ -227,24 +342,96 @@ void DriverPicture::AddQueue(DriverAdapter& adapter, Members& members)
     const auto bus = Ask(adapter, "bus");
     if (!bus)
         return;
-    const Json queue = {{"gateway_online", (*bus)["gateway_online"]},
-                        {"device_online", (*bus)["device_online"]},
-                        {"queued", (*bus)["queued"]},
-                        {"retry_count", (*bus)["retry_count"]}};
-    members.emplace_back("queue", queue.dump());
+    std::int64_t since = 0;
+    std::int64_t due = -1;
+    m_run.Causes().FindTimer((*bus)["retry_timer"].get<unsigned>(), since, due);
+    std::vector<int> waiting;
+    if (const auto* keypad = dynamic_cast<const Gen3KeypadDriver*>(&adapter))
+        for (const KeypadOutbox::Entry& entry : keypad->Outbox().Entries())
+            waiting.push_back(entry.opcode);
+    members.emplace_back(
+        "queue",
+        fmt::format("{{\"gateway_online\":{},\"device_online\":{},\"retry_ms\":[{},{}],"
+                    "\"attempts\":{},\"messages\":{},\"totals\":{}}}",
+                    (*bus)["gateway_online"].dump(), (*bus)["device_online"].dump(),
+                    Bus485Helper::MIN_RETRY_MS, Bus485Helper::MAX_RETRY_MS, QueuePicture::ATTEMPTS,
+                    m_queue.Messages(due, waiting), m_queue.Totals()));
 }
 
-void DriverPicture::AddLamp(Members& members)
+// Both sides' tables of a light or dimmer.
+void DriverPicture::AddTables(DriverAdapter& adapter, Members& members)
 {
-    for (const auto& device : m_run.GetSession().Devices())
+    if (const auto map = Ask(adapter, "scene_map"))
+        members.emplace_back("scene_map", map->dump());
+    AddWants(adapter, members);
+    const Json held = m_device ? HeldBy(*m_device) : Json();
+    if (!held.is_null())
+        members.emplace_back("holds", held.dump());
+    members.emplace_back("sync", m_sync.Text(m_run.NowMs()));
+}
+
+void DriverPicture::AddWants(DriverAdapter& adapter, Members& members)
+{
+    const auto groups = Ask(adapter, "groups");
+    if (!groups)
+        return;
+    Json wanted = Json::array();
+    for (const Json& group : *groups)
+        wanted.push_back({{"id", group["id"]}, {"sync", group["keep_sync"]}});
+    const Json wants = {{"groups", wanted},
+                        {"elements", Elements(adapter)},
+                        {"group_crc", Ask(adapter, "group_crc").value_or(nullptr)},
+                        {"scene_crc", Ask(adapter, "scene_crc").value_or(nullptr)}};
+    members.emplace_back("wants", wants.dump());
+}
+
+// An element's id has the scene in its low 12 bits and the step above.
+Json DriverPicture::Elements(DriverAdapter& adapter)
+{
+    Json elements = Json::array();
+    for (const Json& scene : Ask(adapter, "scene_ids").value_or(Json::array()))
     {
-        if (&device->Driver() != &m_driver)
-            continue;
-        const simulated::LampLevel lamp = device->Device()->PresentLevel();
-        // A device without a lamp knows only dark and full.
-        if (lamp.full > 1)
-            members.emplace_back("level", std::to_string((lamp.level * 100 + lamp.full / 2) /
-                                                         lamp.full));
+        for (unsigned step = 0; step < MOST_ELEMENTS; ++step)
+        {
+            const unsigned id = scene.get<unsigned>() + (step << SCENE_BITS);
+            const auto element = Ask(adapter, "element", {{"id", id}});
+            if (!element || (*element)["id"] != id)
+                break;
+            elements.push_back({{"id", id},
+                                {"delay_ms", (*element)["delay"]},
+                                {"rate_ms", (*element)["levelRate"]},
+                                {"level", (*element)["level"]},
+                                {"flags", (*element)["flags"]},
+                                {"known", (*element)["onHardware"]}});
+        }
+    }
+    return elements;
+}
+
+void DriverPicture::AddDevice(Members& members)
+{
+    const HouseFileDriver& file = m_run.File().drivers[m_run.PlaceOf(&m_driver)];
+    const DeviceKind* const kind = m_run.GetSession().KindOf(m_driver);
+    const bool hasLamp = kind && kind->hasLamp;
+    if (hasLamp)
+        members.emplace_back("lamp_watts", std::to_string(LampWatts(file)));
+    if (!m_device)
+        return;
+    if (hasLamp)
+    {
+        members.emplace_back("level", LevelOf(*m_device).dump());
+        members.emplace_back("ramp", RampOf(*m_device).dump());
+    }
+    if (m_run.GetSimulation())
+    {
+        const DeviceSwitches& switches = m_run.GetSimulation()->Switches();
+        members.emplace_back(
+            "faults", FaultsText(switches.Of(m_deviceIndex), switches.CanForget(m_deviceIndex)));
+    }
+    if (m_driver.Config().type == "energy_switch" && file.device)
+    {
+        const std::string load = file.device->GetAttribute("load");
+        members.emplace_back("load", Quoted(load.empty() ? "steps of the house file" : load));
     }
 }
 
@@ -257,12 +444,12 @@ Members DriverPicture::Describe(bool whole)
     members.emplace_back("id", std::to_string(config.id));
     const std::string& room = m_run.GetSession().RoomOf(m_driver);
     members.emplace_back("room", room.empty() ? "null" : Quoted(room));
-    members.emplace_back("simulated", config.simulatedDevice ? "true" : "false");
+    members.emplace_back("simulated", m_device ? "true" : "false");
+    members.emplace_back("online", Online());
     members.emplace_back("warnings", std::to_string(m_warnings));
     members.emplace_back("variables", Variables());
-    AddLamp(members);
-    DriverAdapter* const adapter =
-        m_driver.Driver() ? m_run.GetSession().AdapterOf(m_driver) : nullptr;
+    AddDevice(members);
+    DriverAdapter* const adapter = Adapter();
     if (adapter)
     {
         Json facts = Json::array();
@@ -270,17 +457,37 @@ Members DriverPicture::Describe(bool whole)
             facts.push_back({label, value});
         members.emplace_back("facts", facts.dump());
         AddEnergy(*adapter, members);
-        AddButtons(*adapter, members);
-        AddTables(*adapter, members);
-        AddQueue(*adapter, members);
+        if (config.type == "puck")
+            AddPuck(*adapter, members);
+        if (config.type == "gen3_keypad")
+        {
+            AddKeypad(*adapter, members);
+            AddQueue(*adapter, members);
+        }
+        if (config.type == "zigbee_light" || config.type == "wired_dimmer")
+            AddTables(*adapter, members);
+        if (whole && adapter->EnergyOfLoad())
+            members.emplace_back("power", Power());
     }
-    if (whole && !m_power.empty())
-        members.emplace_back("power", Power());
+    else
+        members.emplace_back("facts", "[]");
     return members;
 }
 
+DriverAdapter* DriverPicture::Adapter() const
+{
+    return m_driver.Driver() ? m_run.GetSession().AdapterOf(m_driver) : nullptr;
+}
+
+// A lamp and the switches of a device change without a word.
 Members DriverPicture::TakeChanges()
 {
+    Members device;
+    AddDevice(device);
+    if (!m_dirty && device == m_deviceTold)
+        return {};
+    m_deviceTold = std::move(device);
+    m_dirty = false;
     return Changed(Describe(false), m_told);
 }
 
@@ -289,8 +496,8 @@ Metrics::Driver DriverPicture::GetMetrics()
     Metrics::Driver metrics;
     metrics.warnings = m_warnings;
     metrics.powerFailures = m_powerFailures;
-    DriverAdapter* const adapter =
-        m_driver.Driver() ? m_run.GetSession().AdapterOf(m_driver) : nullptr;
+    metrics.retries = m_queue.Retries();
+    DriverAdapter* const adapter = Adapter();
     const auto bus = adapter ? Ask(*adapter, "bus") : std::nullopt;
     if (bus)
         metrics.queued = (*bus)["queued"].get<long>();

@@ -3,6 +3,7 @@
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/ZclMessages.h"
+#include "lighting_host/simulation/DeviceSwitches.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 
@@ -102,7 +103,8 @@ void HousePicture::OnOutput(const Output& output)
     else if (const auto* fault = std::get_if<DriverFault>(&output.effect))
         AddMark("fault", name, fault->what);
     else if (const auto* assertion = std::get_if<AssertRecord>(&output.effect))
-        AddMark("warning", name, fmt::format("assertion in {}:{}", assertion->file, assertion->line));
+        AddMark("warning", name,
+                fmt::format("assertion in {}:{}", assertion->file, assertion->line));
     Of(output.driver).OnOutput(output, m_run.LastNumber());
 }
 
@@ -168,9 +170,9 @@ std::string HousePicture::People() const
 {
     std::string text = "[";
     for (const Act& act : m_people)
-        text += fmt::format("{}{{\"t_ms\":{},\"driver\":{},\"words\":{}}}",
-                            text.size() > 1 ? "," : "", act.timeMs, Quoted(act.driver),
-                            Quoted(act.words));
+        text +=
+            fmt::format("{}{{\"t_ms\":{},\"driver\":{},\"words\":{}}}", text.size() > 1 ? "," : "",
+                        act.timeMs, Quoted(act.driver), Quoted(act.words));
     return text + "]";
 }
 
@@ -190,10 +192,10 @@ Members HousePicture::DescribeHouse()
     {
         const Controller::Count count =
             simulation ? simulation->GetController().SceneCounts()[i] : Controller::Count();
-        scenes += fmt::format("{}{{\"id\":{},\"name\":{},\"loads\":{},\"times\":{},\"last_ms\":{}}}",
-                              i > 0 ? "," : "", file.scenes[i].id, Quoted(file.scenes[i].name),
-                              LoadCount(file.scenes[i].loads), count.times,
-                              OrNull(count.lastMs, count.times > 0));
+        scenes += fmt::format(
+            "{}{{\"id\":{},\"name\":{},\"loads\":{},\"times\":{},\"last_ms\":{}}}",
+            i > 0 ? "," : "", file.scenes[i].id, Quoted(file.scenes[i].name),
+            LoadCount(file.scenes[i].loads), count.times, OrNull(count.lastMs, count.times > 0));
     }
     members.emplace_back("scenes", scenes + "]");
     std::string groups = "[";
@@ -211,6 +213,8 @@ Members HousePicture::DescribeHouse()
     }
     members.emplace_back("groups", groups + "]");
     members.emplace_back("people", People());
+    if (simulation)
+        members.emplace_back("faults", FaultsText(simulation->Switches().OfHouse(), true));
     return members;
 }
 

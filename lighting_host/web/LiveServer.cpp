@@ -107,6 +107,7 @@ public:
 
     bool Collect(std::string& out, std::size_t mostBytes) override
     {
+        m_server.m_allAwake = false;
         const OutputRing& ring = m_server.m_house->Ring();
         while (out.size() < mostBytes)
         {
@@ -498,7 +499,10 @@ void LiveServer::OnLines()
 {
     const OutputRing& ring = m_house->Ring();
     m_metrics->CountOutput(ring.At(ring.Last()).kind);
-    WakeAll();
+    // Who is awake already collects this line too.
+    if (!m_allAwake)
+        WakeAll();
+    m_allAwake = true;
 }
 
 // --- What pages are told ---
@@ -514,8 +518,8 @@ void LiveServer::SendPage(const std::string& members, bool counted)
 {
     if (counted)
         ++m_rev;
-    const std::string line =
-        counted ? fmt::format("{{{},\"rev\":{}}}", members, m_rev) : "{" + members + "}";
+    const std::string line = fmt::format("{{{},\"t_ms\":{}{}}}", members, m_house->Run().NowMs(),
+                                         counted ? fmt::format(",\"rev\":{}", m_rev) : "");
     // A visitor that is dropped stays in the set until it is destroyed.
     for (Visitor* visitor : m_visitors)
         if (visitor->HearsPage())
@@ -546,8 +550,8 @@ void LiveServer::OnClock()
 void LiveServer::OnBreak(const Breaks::Met& met)
 {
     View().NoteBreak(met.timeMs, met.driver, met.words);
-    SendPage(fmt::format("\"page\":\"break\",\"id\":{},\"t_ms\":{},\"seq\":{},\"words\":{}", met.id,
-                         met.timeMs, met.seq, Quoted(met.words)),
+    SendPage(fmt::format("\"page\":\"break\",\"id\":{},\"met_seq\":{},\"words\":{}", met.id,
+                         met.seq, Quoted(met.words)),
              true);
     OnBreaksChanged();
 }

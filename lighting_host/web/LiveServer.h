@@ -98,6 +98,8 @@ private:
     std::uint64_t m_rev = 0;
     unsigned m_lastVisitor = 0;
     std::uint64_t m_droppedVisitors = 0;
+    // Whether every visitor knows that there are lines that it has not collected.
+    bool m_allAwake = false;
     std::chrono::steady_clock::time_point m_lastClock;
     std::size_t m_toldVisitors = 0;
     // The drivers as they were at the moment that is now, while the house is in the past.

@@ -35,8 +35,7 @@ constexpr std::chrono::seconds LAST_WORD_TIME{2};
 void SetSecurityFields(Response& response)
 {
     response.set("Content-Security-Policy",
-                 "default-src 'self'; connect-src 'self'; img-src 'self' data:; base-uri 'none'; "
-                 "form-action 'self'; frame-ancestors 'none'; object-src 'none'");
+                 "default-src 'self'; base-uri 'none'; form-action 'self'; frame-ancestors 'none'");
     response.set("X-Content-Type-Options", "nosniff");
     response.set("Referrer-Policy", "no-referrer");
     response.set("Cross-Origin-Resource-Policy", "same-origin");
