@@ -252,7 +252,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     serverOptions.token = options.web.token;
     serverOptions.faultLevel = NameOf(options.faults);
     serverOptions.seed = options.session.seed;
-    serverOptions.start = embedded_host::FormatLocalTime(options.session.startLocalSeconds);
+    serverOptions.startLocalSeconds = options.session.startLocalSeconds;
+    serverOptions.zone = options.session.zone;
     serverOptions.pageFolder = options.pageFolder;
     LiveServer server(serverOptions, [&wake] { wake(); });
     // First of all that can fail, so that nothing is left behind when it does.

@@ -21,12 +21,20 @@ void AppendHex(std::string& out, const std::vector<std::uint8_t>& bytes)
 CauseTracker::CauseTracker() : m_current(std::make_shared<Cause>()) {}
 
 CauseTracker::Cause& CauseTracker::Begin(const char* kind, const nx::DriverHost* driver,
-                                         std::uint64_t of)
+                                         const std::shared_ptr<Cause>& ledBy)
 {
-    m_current = std::make_shared<Cause>();
-    m_current->kind = kind;
-    m_current->driver = driver;
-    m_current->of = of;
+    const auto begun = std::make_shared<Cause>();
+    begun->kind = kind;
+    begun->driver = driver;
+    if (ledBy && ledBy->seq == 0 && ledBy->isRoot)
+        begun->root = ledBy;
+    else if (ledBy)
+    {
+        begun->of = ledBy->Number();
+        if (ledBy->seq == 0)
+            begun->root = ledBy->root;
+    }
+    m_current = begun;
     return *m_current;
 }
 
@@ -35,14 +43,17 @@ void CauseTracker::BeginWords(const char* kind, const nx::DriverHost* driver,
 {
     if (m_inAct)
         return;
-    Cause& cause = Begin(kind, driver, m_current->Number());
+    Cause& cause = Begin(kind, driver, m_current);
     cause.members = ",\"words\":";
     AppendJsonText(cause.members, words);
 }
 
-void CauseTracker::BeginInput(const std::string& visitor, const std::string& line)
+void CauseTracker::BeginInput(const std::string& visitor, const std::string& line,
+                              std::int64_t nowMs)
 {
-    Cause& cause = Begin("visitor", nullptr, 0);
+    Cause& cause = Begin("visitor", nullptr, nullptr);
+    cause.isRoot = true;
+    cause.timeMs = nowMs;
     cause.members = ",\"visitor\":";
     AppendJsonText(cause.members, visitor);
     cause.members += ",\"line\":";
@@ -76,7 +87,7 @@ void CauseTracker::OnPowerFailure(const nx::DriverHost& driver)
 
 void CauseTracker::BeginDevice(const nx::DriverHost& driver, const std::string& line)
 {
-    Cause& cause = Begin("device", &driver, m_current->Number());
+    Cause& cause = Begin("device", &driver, m_current);
     cause.members = ",\"line\":" + line;
 }
 
@@ -111,7 +122,7 @@ void CauseTracker::OnBus(const nx::DriverHost& driver, const wire::BusFrame& fra
 
 void CauseTracker::OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs)
 {
-    m_timers[id] = {m_current, nowMs, dueMs};
+    m_timers[id] = {m_current, nowMs, dueMs, dueMs - nowMs};
 }
 
 bool CauseTracker::FindTimer(unsigned id, std::int64_t& startedMs, std::int64_t& dueMs) const
@@ -124,6 +135,17 @@ bool CauseTracker::FindTimer(unsigned id, std::int64_t& startedMs, std::int64_t&
     return true;
 }
 
+std::int64_t CauseTracker::NextDueMs() const
+{
+    std::int64_t next = -1;
+    for (const auto& [id, timer] : m_timers)
+    {
+        if (next < 0 || timer.dueMs < next)
+            next = timer.dueMs;
+    }
+    return next;
+}
+
 void CauseTracker::OnTimerKilled(unsigned id, std::int64_t)
 {
     m_timers.erase(id);
@@ -134,14 +156,17 @@ void CauseTracker::OnTimerFires(unsigned id, bool again, std::int64_t)
     ++m_fired;
     const auto timer = m_timers.find(id);
     const Started started = timer == m_timers.end() ? Started() : timer->second;
-    const std::uint64_t of = started.cause ? started.cause->Number() : 0;
     // Timers of devices and of the house are nobody's business but their owner's.
     if ((id & DEVICE_BIT) != 0)
-        Begin("house", nullptr, of).members = ",\"words\":\"goes on by itself\"";
+        Begin("house", nullptr, started.cause).members = ",\"words\":\"goes on by itself\"";
     else
-        Begin("timer", nullptr, of).members =
+        Begin("timer", nullptr, started.cause).members =
             fmt::format(",\"timer\":{},\"started_ms\":{}", id, started.ms);
-    if (timer != m_timers.end() && !again)
+    if (timer == m_timers.end())
+        return;
+    if (again)
+        timer->second.dueMs += timer->second.periodMs;
+    else
         m_timers.erase(timer);
 }
 } // namespace lighting_host

@@ -32,7 +32,15 @@ public:
         // The number of its own line; 0 before it is written.
         std::uint64_t seq = 0;
 
-        // What later causes name: its own number or, without outputs, what led to it.
+        // When it began; -1 for the moment of its first output.
+        std::int64_t timeMs = -1;
+        // What somebody did that led to this one, as long as that has no number: its line is
+        // written together with the line of this one. Null for none.
+        std::shared_ptr<Cause> root;
+        // Whether it is something that a visitor did.
+        bool isRoot = false;
+
+        // What outputs name, once the line is written; for a cause without a line what led to it.
         std::uint64_t Number() const { return seq != 0 ? seq : of; }
     };
 
@@ -43,7 +51,7 @@ public:
 
     // A line of a visitor is about to be handed in. Until the next cause begins, all that comes is
     // its doing.
-    void BeginInput(const std::string& visitor, const std::string& line);
+    void BeginInput(const std::string& visitor, const std::string& line, std::int64_t nowMs);
 
     // The house does something on its own, as the words say.
     void BeginHouse(const nx::DriverHost* driver, const std::string& words);
@@ -55,6 +63,9 @@ public:
 
     // Of a timer that is outstanding: when it was started and is due; false when it is not.
     bool FindTimer(unsigned id, std::int64_t& startedMs, std::int64_t& dueMs) const;
+
+    // When the next timer is due, -1 for none. Looks at every timer.
+    std::int64_t NextDueMs() const;
 
     std::uint64_t FiredTimers() const { return m_fired; }
     std::size_t OutstandingTimers() const { return m_timers.size(); }
@@ -79,9 +90,11 @@ private:
         std::shared_ptr<Cause> cause;
         std::int64_t ms = 0;
         std::int64_t dueMs = 0;
+        std::int64_t periodMs = 0;
     };
 
-    Cause& Begin(const char* kind, const nx::DriverHost* driver, std::uint64_t of);
+    Cause& Begin(const char* kind, const nx::DriverHost* driver,
+                 const std::shared_ptr<Cause>& ledBy);
     void BeginDevice(const nx::DriverHost& driver, const std::string& line);
     void BeginWords(const char* kind, const nx::DriverHost* driver, const std::string& words);
 

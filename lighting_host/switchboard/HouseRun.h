@@ -16,9 +16,9 @@
 
 namespace lighting_host
 {
-// One run of a house from its start, on a virtual clock: what is handed in, and the numbered lines
-// that come out. The same house, options and inputs at the same times give the same lines, so a
-// moment can be come back to by running again up to it.
+// One run of a house from its start: what is handed in, and the lines that come out. On a virtual
+// clock the same house, options and inputs at the same times give the same lines, so a moment can
+// be come back to by running again up to it.
 //
 // Lives on one thread. Whoever owns it moves its clock.
 class HouseRun : private HouseListener
@@ -33,18 +33,22 @@ public:
         // Whether input lines alone move the time, as in stdio: then nothing is fired before a line
         // is handed in, and "advance_ms" is one of them.
         bool linesMoveTime = false;
+        // Whether lines are numbered and tell what caused them, and digests are made. Without, only
+        // `onAnswer` and `onOutputText` are called, and it costs nothing.
+        bool numbered = true;
     };
 
     // Gets each numbered line as it comes, inside the call that caused it: must not call into the
     // run and must not throw.
     using LineSink = std::function<void(const OutputRing::Line&)>;
     // Gets answers and errors that belong to the line that is just handed in.
-    using AnswerSink = std::function<void(const std::string& text)>;
+    using AnswerSink = std::function<void(const char* kind, const std::string& text)>;
     // Called at each whole minute of the house, after all that came before it: its time, how many
     // outputs there were so far, and their digest.
     using MinuteSink = std::function<void(std::int64_t timeMs, const OutputDigest& digest)>;
     // Gets each output without its number, as the protocol writes it.
-    using OutputTextSink = std::function<void(std::int64_t timeMs, const std::string& text)>;
+    using OutputTextSink =
+        std::function<void(const char* kind, std::int64_t timeMs, const std::string& text)>;
 
     struct Sinks
     {
@@ -54,8 +58,8 @@ public:
         OutputTextSink onOutputText;
     };
 
-    // `file` must outlive this and have no errors. `options.session` must not say real time. Throws
-    // what Session's constructor throws.
+    // `file` must outlive this and have no errors. In real time whoever owns this lets the house
+    // advance. Throws what Session's constructor throws.
     HouseRun(const HouseFile& file, const Options& options, Sinks sinks);
     ~HouseRun() override;
 
@@ -110,13 +114,16 @@ public:
 
 private:
     void OnOutput(const embedded_host::Output& output) override;
+    void WritePlain(const embedded_host::Output& output);
     void WriteCause(std::int64_t timeMs);
+    void WriteCauseLine(CauseTracker::Cause& cause, std::int64_t timeMs);
     void WriteLine(const char* kind, std::int64_t timeMs, const nx::DriverHost* driver);
     void TellMinutes(std::int64_t upToMs);
-    void OnAnswer(const char* kind, const std::string& text, const nx::DriverHost* driver);
+    void OnAnswer(const char* kind, const std::string& text);
 
     const HouseFile& m_file;
     const bool m_linesMoveTime;
+    const bool m_numbered;
     Sinks m_sinks;
     CauseTracker m_causes;
     Listeners m_listeners;

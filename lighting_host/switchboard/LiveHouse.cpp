@@ -95,12 +95,12 @@ LiveHouse::Life LiveHouse::MakeLife(bool again)
         OnMinute(timeMs, digest);
     };
     if (m_options.recordOutputs)
-        sinks.onOutputText = [this](std::int64_t timeMs, const std::string& text)
+        sinks.onOutputText = [this](const char*, std::int64_t timeMs, const std::string& text)
         {
             if (!m_rewind && !m_past)
                 m_options.recorder->OnOutput(timeMs, text);
         };
-    sinks.onAnswer = [this](const std::string& text)
+    sinks.onAnswer = [this](const char*, const std::string& text)
     {
         if (m_answer)
             m_answer(text);
@@ -213,6 +213,9 @@ std::int64_t LiveHouse::Work(std::int64_t nowNs)
         WorkOnRewind();
         return m_rewind ? nowNs : Work(MonotonicNs());
     }
+    const std::int64_t due = m_paused ? -1 : NextWakeNs();
+    if (due >= 0)
+        m_worstLatenessNs = std::max(m_worstLatenessNs, nowNs - due);
     const std::int64_t endNs = MonotonicNs() + SLICE_NS;
     const std::int64_t wanted = WantedMs(nowNs);
     while (!m_paused && m_life.run->NowMs() < wanted)
@@ -223,6 +226,11 @@ std::int64_t LiveHouse::Work(std::int64_t nowNs)
     }
     if (m_paused)
         return -1;
+    return NextWakeNs();
+}
+
+std::int64_t LiveHouse::NextWakeNs() const
+{
     const std::int64_t wake = m_life.run->NextWakeMs();
     if (wake < 0)
         return -1;

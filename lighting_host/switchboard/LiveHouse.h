@@ -122,6 +122,8 @@ public:
     double Speed() const { return m_speed; }
     // By how much the house is behind where it should be by now, in milliseconds of real time.
     std::int64_t LagMs(std::int64_t nowNs) const;
+    // By how much a timer was fired too late at worst so far, in nanoseconds of real time.
+    std::int64_t WorstLatenessNs() const { return m_worstLatenessNs; }
     // Counts up whenever the numbers of lines may have changed.
     unsigned Branch() const { return m_branch; }
     bool IsRewinding() const { return m_rewind != nullptr; }
@@ -169,6 +171,7 @@ private:
     void SetPaused(bool paused);
     void Anchor();
     std::int64_t WantedMs(std::int64_t nowNs) const;
+    std::int64_t NextWakeNs() const;
     void BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow);
     void WorkOnRewind();
     void FinishRewind();
@@ -205,6 +208,7 @@ private:
     std::int64_t m_anchorNs = 0;
     std::int64_t m_nowNs = 0;
     std::uint64_t m_handedInAfter = 0;
+    std::int64_t m_worstLatenessNs = 0;
     bool m_stopped = false;
     unsigned m_branch = 0;
 };

@@ -109,7 +109,7 @@ Replay::Replay(const FlightRecord& record, const HouseFile& file, const HouseRun
     {
         OnMinute(timeMs, digest);
     };
-    sinks.onOutputText = [this](std::int64_t, const std::string& text)
+    sinks.onOutputText = [this](const char*, std::int64_t, const std::string& text)
     {
         m_minute.push_back(text);
     };

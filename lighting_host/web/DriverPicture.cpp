@@ -496,7 +496,12 @@ Metrics::Driver DriverPicture::GetMetrics()
     Metrics::Driver metrics;
     metrics.warnings = m_warnings;
     metrics.powerFailures = m_powerFailures;
-    metrics.retries = m_queue.Retries();
+    if (m_run.GetSimulation())
+    {
+        const RunStatistics::Counts counts = m_run.GetSimulation()->Statistics().Of(m_driver);
+        metrics.retries = counts.retries;
+        metrics.repairs = counts.repairs;
+    }
     DriverAdapter* const adapter = Adapter();
     const auto bus = adapter ? Ask(*adapter, "bus") : std::nullopt;
     if (bus)

@@ -232,7 +232,6 @@ std::string HousePicture::Snapshot()
     members.emplace_back("drivers", Drivers());
     members.emplace_back("marks", Marks());
     members.emplace_back("activity", Activity());
-    members.emplace_back("shifts", "[]");
     const std::string text = Object(members);
     return text.substr(1, text.size() - 2);
 }

@@ -20,6 +20,7 @@ constexpr unsigned TRY_AGAIN_LATER = 1013;
 constexpr std::size_t MOST_OWN_LINES = 4096;
 constexpr std::size_t MOST_OWN_BYTES = 8 * 1024 * 1024;
 constexpr std::size_t MOST_NAME = 32;
+constexpr std::int64_t DAY_MS = embedded_host::SECONDS_PER_DAY * 1000;
 constexpr std::chrono::seconds CLOCK_INTERVAL{1};
 
 std::int64_t MonotonicNs()
@@ -323,7 +324,8 @@ private:
 } // namespace
 
 LiveServer::LiveServer(Options options, std::function<void()> wake)
-    : m_options(std::move(options)), m_wake(std::move(wake)),
+    : m_options(std::move(options)), m_shifts(m_options.zone, m_options.startLocalSeconds),
+      m_wake(std::move(wake)),
       m_metrics(std::make_unique<Metrics>(m_options.program)), m_run(RunName())
 {
 }
@@ -444,6 +446,7 @@ WebResponse LiveServer::MetricsText()
     Metrics::Moment moment;
     moment.houseSeconds = static_cast<double>(run.NowMs()) / 1000;
     moment.lagSeconds = static_cast<double>(m_house->LagMs(MonotonicNs())) / 1000;
+    moment.worstLatenessSeconds = static_cast<double>(m_house->WorstLatenessNs()) / 1e9;
     moment.speed = m_house->Speed();
     moment.paused = m_house->IsPaused();
     moment.timers = run.OutstandingTimers();
@@ -596,7 +599,7 @@ std::string LiveServer::HelloMembers() const
 std::string LiveServer::ClockValue() const
 {
     HouseRun& run = m_house->Run();
-    const std::int64_t next = run.NextWakeMs();
+    const std::int64_t next = run.Causes().NextDueMs();
     return fmt::format("{{\"t_ms\":{},\"paused\":{},\"speed\":{},\"lag_ms\":{},\"seq\":{},"
                        "\"next_ms\":{}}}",
                        run.NowMs(), Bool(m_house->IsPaused()), m_house->Speed(),
@@ -636,10 +639,12 @@ std::string LiveServer::Snapshot()
 {
     const std::string view = View().Snapshot();
     return fmt::format("{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","
-                       "\"start\":\"{}\",\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
+                       "\"start\":\"{}\",\"shifts\":{},\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
                        "{}}}",
                        HelloMembers(), m_rev, Quoted(m_options.name), m_options.seed,
-                       m_options.faultLevel, m_options.start, ClockValue(), m_visitors.size(),
+                       m_options.faultLevel,
+                       embedded_host::FormatLocalTime(m_options.startLocalSeconds),
+                       m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), ClockValue(), m_visitors.size(),
                        PastValue(), BreaksValue(), view.empty() ? "" : ",", view);
 }
 } // namespace lighting_host

@@ -2,6 +2,7 @@
 
 #include "lighting_host/switchboard/LiveHouse.h"
 #include "lighting_host/web/HouseView.h"
+#include "lighting_host/web/WallShifts.h"
 #include "lighting_host/web/WebServer.h"
 
 #include <chrono>
@@ -31,8 +32,10 @@ public:
         // "none", "light", "heavy".
         std::string faultLevel;
         std::uint64_t seed = 1;
-        // Local time at 0 ms.
-        std::string start;
+        // Local time at 0 ms, in seconds since 1970-01-01T00:00:00 local time; and the zone of the
+        // wall clock, empty for none.
+        std::int64_t startLocalSeconds = 0;
+        std::string zone;
         // A folder to serve the page from instead of the one built in; empty for that.
         std::string pageFolder;
     };
@@ -89,6 +92,7 @@ private:
     void Released(Visitor& visitor);
 
     const Options m_options;
+    const WallShifts m_shifts;
     std::function<void()> m_wake;
     LiveHouse* m_house = nullptr;
     const WebServer* m_server = nullptr;

@@ -49,6 +49,9 @@ struct Metrics::Impl
         MakeGauge("lighting_house_time_seconds", "Time of the house since its start.");
     Gauge& lag = MakeGauge("lighting_lag_seconds",
                            "By how much the house is behind the wall clock, at its speed.");
+    Gauge& lateness =
+        MakeGauge("lighting_timer_lateness_worst_seconds",
+                  "By how much a timer was fired too late at worst, in time of the wall clock.");
     Gauge& speed = MakeGauge("lighting_speed_ratio", "House time a real time; 0 while it pauses.");
     Gauge& timers = MakeGauge("lighting_timers", "Timers that are started and have not fired.");
     Counter& fired = MakeCounter("lighting_timers_fired_total", "Timers that have fired.");
@@ -108,6 +111,7 @@ std::string Metrics::Text(const Moment& moment, const std::map<std::string, Driv
     BringTo(impl.inputs, moment.inputs);
     impl.houseSeconds.Set(moment.houseSeconds);
     impl.lag.Set(moment.lagSeconds);
+    impl.lateness.Set(moment.worstLatenessSeconds);
     impl.speed.Set(moment.paused ? 0 : moment.speed);
     impl.timers.Set(static_cast<double>(moment.timers));
     BringTo(impl.fired, moment.firedTimers);

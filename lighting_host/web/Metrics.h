@@ -17,6 +17,7 @@ public:
     {
         double houseSeconds = 0;
         double lagSeconds = 0;
+        double worstLatenessSeconds = 0;
         double speed = 0;
         bool paused = false;
         std::size_t timers = 0;

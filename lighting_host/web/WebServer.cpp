@@ -131,6 +131,7 @@ public:
         m_socket.set_option(timeout);
         m_socket.read_message_max(m_server->Options().mostBodyBytes);
         m_socket.text(true);
+        m_socket.auto_fragment(false);
         m_socket.async_accept(request,
                               [self = shared_from_this()](error_code error)
                               {
@@ -571,7 +572,8 @@ WebServer::WebServer(asio::io_context& context, const WebServerOptions& options,
                      WebHandler& handler)
     : m_impl(std::make_shared<Impl>(context, options, handler))
 {
-    m_impl->Listen();
+    if (options.listens)
+        m_impl->Listen();
 }
 
 WebServer::~WebServer()

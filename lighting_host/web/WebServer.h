@@ -99,6 +99,8 @@ struct WebServerOptions
     // An address, not a name; port 0 takes a free one.
     std::string address = "127.0.0.1";
     std::uint16_t port = 8080;
+    // Whether it listens there at all; else only Serve brings connections, as in tests.
+    bool listens = true;
     // What has to be shown, in "Authorization: Bearer TOKEN" or in the cookie TOKEN_COOKIE; empty
     // for nothing. Demanded on any address but loopback.
     std::string token;

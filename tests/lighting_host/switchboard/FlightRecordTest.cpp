@@ -1,7 +1,7 @@
 #include "lighting_host/switchboard/FlightRecord.h"
 
-#include "lighting_host/HouseFolder.h"
 #include "lighting_host/switchboard/FlightRecorder.h"
+#include "tests/lighting_host/HouseFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include "lighting_host/switchboard/LiveHouse.h"
 
-#include "lighting_host/HouseFolder.h"
 #include "lighting_host/house/HouseFile.h"
 #include "lighting_host/switchboard/Replay.h"
+#include "tests/lighting_host/HouseFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
