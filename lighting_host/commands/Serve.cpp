@@ -7,6 +7,7 @@
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
+#include "lighting_host/text/Version.h"
 #include "lighting_host/web/HousePicture.h"
 #include "lighting_host/web/LiveServer.h"
 #include "lighting_host/web/WebServer.h"
@@ -223,7 +224,7 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
     std::stringstream text;
     text << file.rdbuf();
     RecordHead head;
-    head.program = LIGHTING_VERSION;
+    head.program = ProgramVersion();
     head.housePath = housePath;
     head.houseText = text.str();
     head.clock = RecordClock::Paced;
@@ -248,7 +249,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     std::function<void()> wake;
     LiveServer::Options serverOptions;
     serverOptions.name = std::filesystem::path(housePath).stem().string();
-    serverOptions.program = LIGHTING_VERSION;
+    serverOptions.program = ProgramVersion();
     serverOptions.token = options.web.token;
     serverOptions.faultLevel = NameOf(options.faults);
     serverOptions.seed = options.session.seed;
