@@ -89,6 +89,8 @@ public:
 
     // Scene number 0 of the group of that id, as a broadcast over the air recalls it.
     void RecallScene(std::uint16_t scene) override;
+    // At once: these lights know no ramps.
+    void RampToLevel(int level, std::uint64_t ms) override;
     LampLevel PresentLevel() const override;
 
 private:

@@ -1,0 +1,342 @@
+#include "lighting_host/web/DriverPicture.h"
+
+#include "device_wire/AttachedDevice.h"
+#include "embedded_host/DriverHost.h"
+#include "lighting_common/Names.h"
+#include "lighting_host/switchboard/HouseRun.h"
+#include "lighting_host/text/Json.h"
+#include "lighting_host/text/JsonWriter.h"
+#include "lighting_host/types/DriverAdapter.h"
+#include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/TypePicture.h"
+#include "simulated_devices/SimulatedDevice.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <optional>
+
+#include <fmt/format.h>
+#include <log4cplus/loglevel.h>
+
+namespace lighting_host
+{
+using namespace embedded_host;
+
+namespace
+{
+constexpr std::size_t MOST_STEPS = 2000;
+// What was heard may change the device for so long after that: messages take their time.
+constexpr std::int64_t LOOK_MS = 1000;
+constexpr unsigned PERCENT = 100;
+
+std::string Quoted(const std::string& text)
+{
+    std::string out;
+    AppendJsonText(out, text);
+    return out;
+}
+
+// What the driver's type answers to a query; nothing when it has no such query or thing.
+std::optional<Json> Ask(DriverAdapter& adapter, const char* word, Json fields = Json::object())
+{
+    try
+    {
+        fields["query"] = word;
+        Fields query(fields, "the query");
+        query.Text("query");
+        Json value;
+        if (adapter.Query(word, query, value))
+            return value;
+    }
+    catch (const InputError&)
+    {
+        // There is no such button, contact or element.
+    }
+    return std::nullopt;
+}
+
+// How bright the device's lamp is in percent, and where it is going to.
+std::string LevelText(const device_wire::AttachedDevice& device)
+{
+    const simulated::LampLevel lamp = device.PresentLevel();
+    return std::to_string((lamp.level * PERCENT + lamp.full / 2) / lamp.full);
+}
+std::string RampText(const device_wire::AttachedDevice& device)
+{
+    const auto ramp = device.HasPower() ? device.Device()->PresentRamp() : std::nullopt;
+    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs)
+                : std::string("null");
+}
+} // namespace
+
+std::string Object(const Members& members)
+{
+    std::string text = "{";
+    for (const auto& [name, value] : members)
+        text += fmt::format("{}\"{}\":{}", text.size() > 1 ? "," : "", name, value);
+    return text + "}";
+}
+
+Members Changed(const Members& now, Members& before)
+{
+    Members changed;
+    for (const auto& member : now)
+        if (std::find(before.begin(), before.end(), member) == before.end())
+            changed.push_back(member);
+    before = now;
+    return changed;
+}
+
+std::string FaultsText(const DeviceSwitches::Switched& switched, bool canForget)
+{
+    const DeviceFaults& faults = switched.faults;
+    const auto orNull = [](std::int64_t ms)
+    {
+        return ms < 0 ? std::string("null") : std::to_string(ms);
+    };
+    return fmt::format("{{\"power\":{},\"deaf\":{}{},\"repeats\":{},\"loss_percent\":{},"
+                       "\"delay_ms\":{},\"power_ms\":{},\"deaf_ms\":{}}}",
+                       switched.power, faults.deaf,
+                       canForget ? fmt::format(",\"forgets\":{}", faults.forgets) : "",
+                       faults.repeats, faults.lossPercent, faults.delayMs, orNull(switched.powerMs),
+                       orNull(switched.deafMs));
+}
+
+DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run), m_driver(driver)
+{
+    const auto& devices = run.GetSession().Devices();
+    for (m_deviceIndex = 0; m_deviceIndex < devices.size(); ++m_deviceIndex)
+    {
+        if (&devices[m_deviceIndex]->Driver() != &driver)
+            continue;
+        m_device = devices[m_deviceIndex].get();
+        break;
+    }
+    const DriverType* const type = FindDriverType(driver.Config().type);
+    if (type && type->picture)
+        m_typePicture = type->picture(run.File().drivers[run.PlaceOf(&driver)]);
+}
+
+DriverPicture::~DriverPicture() = default;
+
+const std::string& DriverPicture::Name() const
+{
+    return m_driver.Config().name;
+}
+
+bool DriverPicture::IsWarning(const LogRecord& record)
+{
+    return record.level >= log4cplus::WARN_LOG_LEVEL;
+}
+
+// --- What is heard ---
+
+void DriverPicture::OnOutput(const Output& output, std::uint64_t seq)
+{
+    Heard();
+    if (m_typePicture)
+        m_typePicture->OnOutput(output, seq);
+    if (const auto* variable = std::get_if<VariableChanged>(&output.effect))
+        return OnVariable(*variable, output.timeMs);
+    const auto* record = std::get_if<LogRecord>(&output.effect);
+    if (record && IsWarning(*record))
+        ++m_warnings;
+}
+
+void DriverPicture::OnVariable(const VariableChanged& variable, std::int64_t nowMs)
+{
+    if (variable.change == Change::Remove)
+    {
+        m_variables.erase(variable.id);
+        return;
+    }
+    Variable& kept = m_variables[variable.id];
+    if (variable.change == Change::Add)
+        kept.name = variable.name;
+    kept.value = variable.value;
+    if (kept.name != names::general::CURRENT_POWER)
+        return;
+    const int watts = std::atoi(variable.value.c_str());
+    if (!m_power.empty() && m_power.back().second == watts)
+        return;
+    m_power.emplace_back(nowMs, watts);
+    if (m_power.size() > MOST_STEPS)
+        m_power.pop_front();
+}
+
+void DriverPicture::Heard()
+{
+    m_lookUntilMs = m_run.NowMs() + LOOK_MS;
+}
+
+void DriverPicture::OnPowerFailure()
+{
+    Heard();
+    ++m_powerFailures;
+}
+
+void DriverPicture::OnBus(const wire::BusFrame& frame)
+{
+    Heard();
+    if (m_typePicture)
+        m_typePicture->OnBus(m_run.NowMs(), frame);
+}
+
+void DriverPicture::OnMib(const wire::MibMessage& message)
+{
+    Heard();
+    if (m_typePicture)
+        m_typePicture->OnMib(m_run.NowMs(), message);
+}
+
+void DriverPicture::OnZcl(const wire::ZclFrame& frame)
+{
+    Heard();
+    if (m_typePicture)
+        m_typePicture->OnZcl(m_run.NowMs(), frame);
+}
+
+// --- What is shown ---
+
+std::string DriverPicture::Variables() const
+{
+    std::string text = "[";
+    for (const auto& [id, variable] : m_variables)
+        text += fmt::format("{}{{\"id\":{},\"name\":{},\"value\":{}}}", text.size() > 1 ? "," : "",
+                            id, Quoted(variable.name), Quoted(variable.value));
+    return text + "]";
+}
+
+std::string DriverPicture::Power() const
+{
+    std::string text = "[";
+    for (const auto& [timeMs, watts] : m_power)
+        text += fmt::format("{}[{},{}]", text.size() > 1 ? "," : "", timeMs, watts);
+    return text + "]";
+}
+
+std::string DriverPicture::Online() const
+{
+    const auto& told = m_driver.LastTold();
+    return told ? fmt::format("{{\"on\":{},\"since_ms\":{}}}", told->online, told->sinceMs)
+                : std::string("{\"on\":null,\"since_ms\":null}");
+}
+
+void DriverPicture::AddEnergy(DriverAdapter& adapter, Members& members)
+{
+    const auto energy = adapter.EnergyOfLoad();
+    if (!energy)
+        return;
+    members.emplace_back("watts", std::to_string(energy->powerWatts));
+    members.emplace_back("energy",
+                         fmt::format("{{\"used_wh\":{},\"today_wh\":{},\"minutes_on\":{}}}",
+                                     energy->wattHours, energy->wattHoursToday, energy->minutesOn));
+}
+
+// What only the driver's type knows. Its device is handed on when it is of the type's own kind.
+void DriverPicture::AddType(Members& members)
+{
+    if (!m_typePicture)
+        return;
+    const DriverType* const type = FindDriverType(m_driver.Config().type);
+    const bool isOwnKind = m_device && m_run.GetSession().KindOf(m_driver) == &type->device;
+    const auto timer = [this](unsigned id) -> std::optional<TypePicture::TimerTimes>
+    {
+        TypePicture::TimerTimes times;
+        if (!m_run.Causes().FindTimer(id, times.startedMs, times.dueMs))
+            return std::nullopt;
+        return times;
+    };
+    Json shown = Json::object();
+    m_typePicture->Describe({*m_driver.Driver(), isOwnKind ? m_device->Device() : nullptr,
+                             m_run.NowMs(), timer},
+                            shown);
+    for (const auto& [name, value] : shown.items())
+        members.emplace_back(name, value.dump());
+}
+
+void DriverPicture::AddDevice(Members& members)
+{
+    if (!m_device)
+        return;
+    const DeviceKind* const kind = m_run.GetSession().KindOf(m_driver);
+    if (kind && kind->hasLamp)
+    {
+        members.emplace_back("level", LevelText(*m_device));
+        members.emplace_back("ramp", RampText(*m_device));
+    }
+    if (m_run.GetSimulation())
+    {
+        const DeviceSwitches& switches = m_run.GetSimulation()->Switches();
+        members.emplace_back(
+            "faults", FaultsText(switches.Of(m_deviceIndex), switches.CanForget(m_deviceIndex)));
+    }
+}
+
+Members DriverPicture::Describe(bool whole)
+{
+    const DriverConfig& config = m_driver.Config();
+    Members members;
+    members.emplace_back("name", Quoted(config.name));
+    members.emplace_back("type", Quoted(config.type));
+    if (const DriverType* const type = FindDriverType(config.type))
+        members.emplace_back("type_words", Quoted(type->words));
+    members.emplace_back("id", std::to_string(config.id));
+    const std::string& room = m_run.GetSession().RoomOf(m_driver);
+    members.emplace_back("room", room.empty() ? "null" : Quoted(room));
+    members.emplace_back("simulated", m_device ? "true" : "false");
+    members.emplace_back("online", Online());
+    members.emplace_back("warnings", std::to_string(m_warnings));
+    members.emplace_back("variables", Variables());
+    AddDevice(members);
+    DriverAdapter* const adapter = Adapter();
+    if (adapter)
+    {
+        Json facts = Json::array();
+        for (const auto& [label, value] : adapter->Summary())
+            facts.push_back({label, value});
+        members.emplace_back("facts", facts.dump());
+        AddEnergy(*adapter, members);
+        AddType(members);
+        if (whole && adapter->EnergyOfLoad())
+            members.emplace_back("power", Power());
+    }
+    else
+        members.emplace_back("facts", "[]");
+    return members;
+}
+
+DriverAdapter* DriverPicture::Adapter() const
+{
+    return m_driver.Driver() ? m_run.GetSession().AdapterOf(m_driver) : nullptr;
+}
+
+// A lamp and the switches of a device change without a word.
+Members DriverPicture::TakeChanges()
+{
+    Members device;
+    AddDevice(device);
+    if (m_run.NowMs() > m_lookUntilMs && device == m_deviceTold)
+        return {};
+    m_deviceTold = std::move(device);
+    return Changed(Describe(false), m_told);
+}
+
+Metrics::Driver DriverPicture::GetMetrics()
+{
+    Metrics::Driver metrics;
+    metrics.warnings = m_warnings;
+    metrics.powerFailures = m_powerFailures;
+    if (m_run.GetSimulation())
+    {
+        const RunStatistics::Counts counts = m_run.GetSimulation()->Statistics().Of(m_driver);
+        metrics.retries = counts.retries;
+        metrics.repairs = counts.repairs;
+    }
+    DriverAdapter* const adapter = Adapter();
+    const auto bus = adapter ? Ask(*adapter, "bus") : std::nullopt;
+    if (bus)
+        metrics.queued = (*bus)["queued"].get<long>();
+    return metrics;
+}
+} // namespace lighting_host
