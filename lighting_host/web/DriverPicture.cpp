@@ -249,7 +249,7 @@ void DriverPicture::AddType(Members& members)
     };
     Json shown = Json::object();
     m_typePicture->Describe({*m_driver.Driver(), isOwnKind ? m_device->Device() : nullptr,
-                             m_run.NowMs(), timer},
+                             !m_device || m_device->HasPower(), m_run.NowMs(), timer},
                             shown);
     for (const auto& [name, value] : shown.items())
         members.emplace_back(name, value.dump());

@@ -198,19 +198,19 @@ private:
             return false;
         const Json line = ParseJson(text);
         Fields fields(line, "the input");
-        if (fields.Has("hear"))
-        {
-            Fields hear(fields.Get("hear"), "\"hear\"");
-            fields.Finish();
-            ReadHear(hear);
-            return true;
-        }
-        if (!fields.Has("since"))
+        const bool hears = fields.Has("hear");
+        const bool resumes = fields.Has("since");
+        const Json hear = hears ? fields.Get("hear") : Json::object();
+        const long long since = resumes ? fields.Integer("since", 0, INT64_MAX) : 0;
+        const long long branch = resumes ? fields.IntegerOr("branch", 0, UINT32_MAX, -1) : -1;
+        if (!hears && !resumes)
             return false;
-        const auto since = static_cast<std::uint64_t>(fields.Integer("since", 0, INT64_MAX));
-        const long long branch = fields.IntegerOr("branch", 0, UINT32_MAX, -1);
         fields.Finish();
-        Resume(since, branch);
+        Fields heard(hear, "\"hear\"");
+        if (hears)
+            ReadHear(heard);
+        if (resumes)
+            Resume(static_cast<std::uint64_t>(since), branch);
         return true;
     }
 
@@ -325,8 +325,8 @@ private:
 
 LiveServer::LiveServer(Options options, std::function<void()> wake)
     : m_options(std::move(options)), m_shifts(m_options.zone, m_options.startLocalSeconds),
-      m_wake(std::move(wake)),
-      m_metrics(std::make_unique<Metrics>(m_options.program)), m_run(RunName())
+      m_wake(std::move(wake)), m_metrics(std::make_unique<Metrics>(m_options.program)),
+      m_run(RunName())
 {
 }
 
@@ -638,13 +638,13 @@ std::string LiveServer::PastValue()
 std::string LiveServer::Snapshot()
 {
     const std::string view = View().Snapshot();
-    return fmt::format("{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","
-                       "\"start\":\"{}\",\"shifts\":{},\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
-                       "{}}}",
-                       HelloMembers(), m_rev, Quoted(m_options.name), m_options.seed,
-                       m_options.faultLevel,
-                       embedded_host::FormatLocalTime(m_options.startLocalSeconds),
-                       m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), ClockValue(), m_visitors.size(),
-                       PastValue(), BreaksValue(), view.empty() ? "" : ",", view);
+    return fmt::format(
+        "{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","
+        "\"start\":\"{}\",\"shifts\":{},\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
+        "{}}}",
+        HelloMembers(), m_rev, Quoted(m_options.name), m_options.seed, m_options.faultLevel,
+        embedded_host::FormatLocalTime(m_options.startLocalSeconds),
+        m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), ClockValue(), m_visitors.size(),
+        PastValue(), BreaksValue(), view.empty() ? "" : ",", view);
 }
 } // namespace lighting_host

@@ -4,7 +4,7 @@ import { once } from 'node:events';
 import { createInterface } from 'node:readline';
 import { fileURLToPath } from 'node:url';
 
-const PROGRAM = process.env.LIGHTING_HOST;
+const PROGRAM = process.env.LIGHTING_HOST || 'LIGHTING_HOST says where the program is';
 export const EXAMPLE_HOUSE = fileURLToPath(new URL('../../examples/house/house.xml', import.meta.url));
 
 export class Program {

@@ -84,6 +84,8 @@ public:
         {
             const Gen3Button& button = *driver.Button(id);
             buttons.push_back(ButtonOf(device ? &device->Keypad() : nullptr, button));
+            if (!sides.powered)
+                buttons.back().update({{"led", DARK}, {"blink_ms", 0}});
             const auto times = Times(sides, button.GetHoldTimer());
             if (times)
                 members["hold"] = {{"button", id},

@@ -18,7 +18,8 @@ namespace
 {
 using simulated::PuckModule;
 
-// Above those of every button.
+constexpr const char* DARK = "000000";
+// Above the numbers of every button.
 constexpr unsigned LAST_EVENT = 9999;
 
 // Without a device, what the driver was told last: a press runs its hold timer.
@@ -57,6 +58,8 @@ public:
         for (unsigned i = 0; const SnapOnButton* const button = driver.SnapOn(i); ++i)
         {
             buttons.push_back(ButtonOf(module, *button, i));
+            if (!sides.powered)
+                buttons.back()["led"] = DARK;
             AddHold(sides, *button, {{"button", i}}, members);
         }
         members["buttons"] = std::move(buttons);
