@@ -4,7 +4,6 @@
 #include "embedded_host/DriverHost.h"
 #include "lighting_common/Names.h"
 #include "lighting_host/switchboard/HouseRun.h"
-#include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 #include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/DriverType.h"
@@ -25,7 +24,7 @@ using namespace embedded_host;
 namespace
 {
 constexpr std::size_t MOST_STEPS = 2000;
-// What was heard may change the device for so long after that: messages take their time.
+// What was heard may change the device so much later: messages take their time.
 constexpr std::int64_t LOOK_MS = 1000;
 constexpr unsigned PERCENT = 100;
 
@@ -36,36 +35,17 @@ std::string Quoted(const std::string& text)
     return out;
 }
 
-// What the driver's type answers to a query; nothing when it has no such query or thing.
-std::optional<Json> Ask(DriverAdapter& adapter, const char* word, Json fields = Json::object())
-{
-    try
-    {
-        fields["query"] = word;
-        Fields query(fields, "the query");
-        query.Text("query");
-        Json value;
-        if (adapter.Query(word, query, value))
-            return value;
-    }
-    catch (const InputError&)
-    {
-        // There is no such button, contact or element.
-    }
-    return std::nullopt;
-}
-
-// How bright the device's lamp is in percent, and where it is going to.
-std::string LevelText(const device_wire::AttachedDevice& device)
+// How bright the lamp is, in percent.
+unsigned LevelOf(const device_wire::AttachedDevice& device)
 {
     const simulated::LampLevel lamp = device.PresentLevel();
-    return std::to_string((lamp.level * PERCENT + lamp.full / 2) / lamp.full);
+    return (lamp.level * PERCENT + lamp.full / 2) / lamp.full;
 }
-std::string RampText(const device_wire::AttachedDevice& device)
+
+std::string RampOf(const device_wire::AttachedDevice& device)
 {
     const auto ramp = device.HasPower() ? device.Device()->PresentRamp() : std::nullopt;
-    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs)
-                : std::string("null");
+    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs) : "null";
 }
 } // namespace
 
@@ -113,8 +93,11 @@ DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run)
         break;
     }
     const DriverType* const type = FindDriverType(driver.Config().type);
-    if (type && type->picture)
-        m_typePicture = type->picture(run.File().drivers[run.PlaceOf(&driver)]);
+    if (!type)
+        return;
+    if (type->picture)
+        m_type = type->picture(run.File().drivers[run.PlaceOf(&driver)]);
+    m_isOwnKind = run.GetSession().KindOf(driver) == &type->device;
 }
 
 DriverPicture::~DriverPicture() = default;
@@ -133,9 +116,9 @@ bool DriverPicture::IsWarning(const LogRecord& record)
 
 void DriverPicture::OnOutput(const Output& output, std::uint64_t seq)
 {
-    Heard();
-    if (m_typePicture)
-        m_typePicture->OnOutput(output, seq);
+    m_dirty = true;
+    if (m_type)
+        m_type->OnOutput(output, seq);
     if (const auto* variable = std::get_if<VariableChanged>(&output.effect))
         return OnVariable(*variable, output.timeMs);
     const auto* record = std::get_if<LogRecord>(&output.effect);
@@ -164,36 +147,31 @@ void DriverPicture::OnVariable(const VariableChanged& variable, std::int64_t now
         m_power.pop_front();
 }
 
-void DriverPicture::Heard()
-{
-    m_lookUntilMs = m_run.NowMs() + LOOK_MS;
-}
-
 void DriverPicture::OnPowerFailure()
 {
-    Heard();
+    m_dirty = true;
     ++m_powerFailures;
 }
 
 void DriverPicture::OnBus(const wire::BusFrame& frame)
 {
-    Heard();
-    if (m_typePicture)
-        m_typePicture->OnBus(m_run.NowMs(), frame);
+    m_dirty = true;
+    if (m_type)
+        m_type->OnBus(m_run.NowMs(), frame);
 }
 
 void DriverPicture::OnMib(const wire::MibMessage& message)
 {
-    Heard();
-    if (m_typePicture)
-        m_typePicture->OnMib(m_run.NowMs(), message);
+    m_dirty = true;
+    if (m_type)
+        m_type->OnMib(m_run.NowMs(), message);
 }
 
 void DriverPicture::OnZcl(const wire::ZclFrame& frame)
 {
-    Heard();
-    if (m_typePicture)
-        m_typePicture->OnZcl(m_run.NowMs(), frame);
+    m_dirty = true;
+    if (m_type)
+        m_type->OnZcl(m_run.NowMs(), frame);
 }
 
 // --- What is shown ---
@@ -233,28 +211,6 @@ void DriverPicture::AddEnergy(DriverAdapter& adapter, Members& members)
                                      energy->wattHours, energy->wattHoursToday, energy->minutesOn));
 }
 
-// What only the driver's type knows. Its device is handed on when it is of the type's own kind.
-void DriverPicture::AddType(Members& members)
-{
-    if (!m_typePicture)
-        return;
-    const DriverType* const type = FindDriverType(m_driver.Config().type);
-    const bool isOwnKind = m_device && m_run.GetSession().KindOf(m_driver) == &type->device;
-    const auto timer = [this](unsigned id) -> std::optional<TypePicture::TimerTimes>
-    {
-        TypePicture::TimerTimes times;
-        if (!m_run.Causes().FindTimer(id, times.startedMs, times.dueMs))
-            return std::nullopt;
-        return times;
-    };
-    Json shown = Json::object();
-    m_typePicture->Describe({*m_driver.Driver(), isOwnKind ? m_device->Device() : nullptr,
-                             !m_device || m_device->HasPower(), m_run.NowMs(), timer},
-                            shown);
-    for (const auto& [name, value] : shown.items())
-        members.emplace_back(name, value.dump());
-}
-
 void DriverPicture::AddDevice(Members& members)
 {
     if (!m_device)
@@ -262,14 +218,39 @@ void DriverPicture::AddDevice(Members& members)
     const DeviceKind* const kind = m_run.GetSession().KindOf(m_driver);
     if (kind && kind->hasLamp)
     {
-        members.emplace_back("level", LevelText(*m_device));
-        members.emplace_back("ramp", RampText(*m_device));
+        members.emplace_back("level", std::to_string(LevelOf(*m_device)));
+        members.emplace_back("ramp", RampOf(*m_device));
     }
-    if (m_run.GetSimulation())
+    if (!m_run.GetSimulation())
+        return;
+    const DeviceSwitches& switches = m_run.GetSimulation()->Switches();
+    members.emplace_back("faults",
+                         FaultsText(switches.Of(m_deviceIndex), switches.CanForget(m_deviceIndex)));
+}
+
+// What only the driver's type knows.
+void DriverPicture::AddOfType(Members& members) const
+{
+    if (!m_type || !m_driver.Driver())
+        return;
+    TypePicture::Sides sides{*m_driver.Driver(), nullptr, true, m_run.NowMs(), nullptr};
+    sides.powered = !m_device || m_device->HasPower();
+    if (m_device && m_isOwnKind)
+        sides.device = m_device->Device();
+    sides.timer = [this](unsigned id) -> std::optional<TypePicture::TimerTimes>
     {
-        const DeviceSwitches& switches = m_run.GetSimulation()->Switches();
-        members.emplace_back(
-            "faults", FaultsText(switches.Of(m_deviceIndex), switches.CanForget(m_deviceIndex)));
+        TypePicture::TimerTimes times;
+        if (!m_run.Causes().FindTimer(id, times.startedMs, times.dueMs))
+            return std::nullopt;
+        return times;
+    };
+    Json ofType = Json::object();
+    m_type->Describe(sides, ofType);
+    for (const auto& member : ofType.items())
+    {
+        std::string value;
+        AppendJson(value, member.value());
+        members.emplace_back(member.key(), std::move(value));
     }
 }
 
@@ -289,20 +270,19 @@ Members DriverPicture::Describe(bool whole)
     members.emplace_back("warnings", std::to_string(m_warnings));
     members.emplace_back("variables", Variables());
     AddDevice(members);
+    AddOfType(members);
     DriverAdapter* const adapter = Adapter();
+    std::string facts;
     if (adapter)
     {
-        Json facts = Json::array();
         for (const auto& [label, value] : adapter->Summary())
-            facts.push_back({label, value});
-        members.emplace_back("facts", facts.dump());
+            facts +=
+                fmt::format("{}[{},{}]", facts.empty() ? "" : ",", Quoted(label), Quoted(value));
         AddEnergy(*adapter, members);
-        AddType(members);
         if (whole && adapter->EnergyOfLoad())
             members.emplace_back("power", Power());
     }
-    else
-        members.emplace_back("facts", "[]");
+    members.emplace_back("facts", "[" + facts + "]");
     return members;
 }
 
@@ -316,10 +296,24 @@ Members DriverPicture::TakeChanges()
 {
     Members device;
     AddDevice(device);
+    if (m_dirty)
+        m_lookUntilMs = m_run.NowMs() + LOOK_MS;
     if (m_run.NowMs() > m_lookUntilMs && device == m_deviceTold)
         return {};
     m_deviceTold = std::move(device);
+    m_dirty = false;
     return Changed(Describe(false), m_told);
+}
+
+// What the driver's type answers about its transmit queue; null when it has none.
+Json DriverPicture::QueueOf() const
+{
+    DriverAdapter* const adapter = Adapter();
+    Json value;
+    const Json asked = {{"query", "bus"}};
+    Fields fields(asked, "the query");
+    fields.Text("query");
+    return adapter && adapter->Query("bus", fields, value) ? value : Json();
 }
 
 Metrics::Driver DriverPicture::GetMetrics()
@@ -333,10 +327,9 @@ Metrics::Driver DriverPicture::GetMetrics()
         metrics.retries = counts.retries;
         metrics.repairs = counts.repairs;
     }
-    DriverAdapter* const adapter = Adapter();
-    const auto bus = adapter ? Ask(*adapter, "bus") : std::nullopt;
-    if (bus)
-        metrics.queued = (*bus)["queued"].get<long>();
+    const Json queue = QueueOf();
+    if (!queue.is_null())
+        metrics.queued = queue["queued"].get<long>();
     return metrics;
 }
 } // namespace lighting_host

@@ -2,6 +2,7 @@
 
 #include "embedded_host/Output.h"
 #include "lighting_host/simulation/DeviceSwitches.h"
+#include "lighting_host/text/Json.h"
 #include "lighting_host/web/Metrics.h"
 
 #include <cstdint>
@@ -30,8 +31,8 @@ struct ZclFrame;
 namespace lighting_host
 {
 class DriverAdapter;
-class HouseRun;
 class TypePicture;
+class HouseRun;
 
 // The members of a JSON object by name, each value as JSON text, in the order in which they are
 // written.
@@ -55,6 +56,8 @@ public:
     // Both must outlive this. The driver is asked only while it runs.
     DriverPicture(HouseRun& run, nx::DriverHost& driver);
     ~DriverPicture();
+    DriverPicture(const DriverPicture&) = delete;
+    DriverPicture& operator=(const DriverPicture&) = delete;
 
     const std::string& Name() const;
 
@@ -85,10 +88,10 @@ private:
     };
 
     void OnVariable(const embedded_host::VariableChanged& variable, std::int64_t nowMs);
-    void Heard();
     void AddDevice(Members& members);
     void AddEnergy(DriverAdapter& adapter, Members& members);
-    void AddType(Members& members);
+    void AddOfType(Members& members) const;
+    Json QueueOf() const;
     DriverAdapter* Adapter() const;
     std::string Variables() const;
     std::string Power() const;
@@ -99,15 +102,17 @@ private:
     // Null without a simulated device; then the index means nothing.
     device_wire::AttachedDevice* m_device = nullptr;
     std::size_t m_deviceIndex = 0;
-    // Null for a driver whose type is not known, or has no pictures.
-    std::unique_ptr<TypePicture> m_typePicture;
+    // Null for a type without one.
+    std::unique_ptr<TypePicture> m_type;
+    // Whether the device is of the kind that the driver's type expects.
+    bool m_isOwnKind = false;
     std::map<unsigned, Variable> m_variables;
     std::uint64_t m_warnings = 0;
     std::uint64_t m_powerFailures = 0;
     // Steps of the power: when, and how many watts from there on.
     std::deque<std::pair<std::int64_t, int>> m_power;
-    // Until when something may still change by what was heard, and how the device was when the
-    // changes were last taken.
+    // Whether something was heard since the changes were taken, and how the device was then.
+    bool m_dirty = true;
     std::int64_t m_lookUntilMs = 0;
     Members m_deviceTold;
     Members m_told;
