@@ -47,6 +47,15 @@ std::string RampOf(const device_wire::AttachedDevice& device)
     const auto ramp = device.HasPower() ? device.Device()->PresentRamp() : std::nullopt;
     return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs) : "null";
 }
+// What a run's last table says of a driver.
+std::string FactsText(const DriverAdapter* adapter)
+{
+    std::string text;
+    if (adapter)
+        for (const auto& [label, value] : adapter->Summary())
+            text += fmt::format("{}[{},{}]", text.empty() ? "" : ",", Quoted(label), Quoted(value));
+    return "[" + text + "]";
+}
 } // namespace
 
 std::string Object(const Members& members)
@@ -92,11 +101,13 @@ DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run)
         m_device = devices[m_deviceIndex].get();
         break;
     }
-    const DriverType* const type = FindDriverType(driver.Config().type);
-    if (!type)
+    const HouseFileDriver& file = run.File().drivers[run.PlaceOf(&driver)];
+    const DriverType* const type = FindDriverType(file.type);
+    // A driver of a library is of a class of its own, whatever its type is called.
+    if (!type || !file.library.empty())
         return;
     if (type->picture)
-        m_type = type->picture(run.File().drivers[run.PlaceOf(&driver)]);
+        m_type = type->picture(file);
     m_isOwnKind = run.GetSession().KindOf(driver) == &type->device;
 }
 
@@ -233,8 +244,8 @@ void DriverPicture::AddOfType(Members& members) const
 {
     if (!m_type || !m_driver.Driver())
         return;
-    TypePicture::Sides sides{*m_driver.Driver(), nullptr, true, m_run.NowMs(), nullptr};
-    sides.powered = !m_device || m_device->HasPower();
+    TypePicture::Sides sides{*m_driver.Driver(), nullptr, !m_device || m_device->HasPower(),
+                             m_run.NowMs(), nullptr};
     if (m_device && m_isOwnKind)
         sides.device = m_device->Device();
     sides.timer = [this](unsigned id) -> std::optional<TypePicture::TimerTimes>
@@ -272,17 +283,17 @@ Members DriverPicture::Describe(bool whole)
     AddDevice(members);
     AddOfType(members);
     DriverAdapter* const adapter = Adapter();
-    std::string facts;
     if (adapter)
     {
-        for (const auto& [label, value] : adapter->Summary())
-            facts +=
-                fmt::format("{}[{},{}]", facts.empty() ? "" : ",", Quoted(label), Quoted(value));
         AddEnergy(*adapter, members);
         if (whole && adapter->EnergyOfLoad())
             members.emplace_back("power", Power());
     }
-    members.emplace_back("facts", "[" + facts + "]");
+    // A type may have facts of its own.
+    const bool hasFacts = std::any_of(members.begin(), members.end(),
+                                      [](const auto& member) { return member.first == "facts"; });
+    if (!hasFacts)
+        members.emplace_back("facts", FactsText(adapter));
     return members;
 }
 

@@ -80,6 +80,9 @@ public:
         const auto* const device = static_cast<const simulated::KeypadOnBus*>(sides.device);
         Json buttons = Json::array();
         members["hold"] = nullptr;
+        members["facts"] = Json::array();
+        if (!driver.Firmware().Empty())
+            members["facts"].push_back({"firmware", driver.Firmware().ToExtString()});
         for (const int id : driver.ButtonIds())
         {
             const Gen3Button& button = *driver.Button(id);

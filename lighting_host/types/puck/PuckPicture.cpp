@@ -46,6 +46,9 @@ public:
         const auto& driver = static_cast<const PuckDriver&>(sides.driver);
         const auto* const module = static_cast<const PuckModule*>(sides.device);
         members["hold"] = nullptr;
+        members["facts"] = Json::array();
+        if (driver.HasHoldFeedback())
+            members["facts"].push_back({"hold time", std::to_string(driver.HoldTimeMs()) + " ms"});
         Json contacts = Json::array();
         for (unsigned i = 0; const ContactButton* const contact = driver.Contact(i); ++i)
         {
