@@ -200,7 +200,7 @@ void RunTables::WriteEnergy() const
 
 void RunTables::WriteWrites(const WriteCounts& counts) const
 {
-    TextTable table({{"written", LEFT, NAME_WIDTH},
+    TextTable table({{"written", LEFT, MIN_NAME_WIDTH},
                      {"type", LEFT, TYPE_WIDTH},
                      {"messages", RIGHT, 8},
                      {"writes", RIGHT, 7},

@@ -106,7 +106,7 @@ TEST_P(BoundLoadsTest, PressThatEndsAsAClick_TurnsTheLoadOnOnce)
 {
     Push();
     Click();
-    Pass(BoundLoads::HOLD_MS);
+    Pass(BoundLoads::HOLD_TIME.count());
     EXPECT_EQ(Percent(), 100u);
     EXPECT_THAT(m_notes.acts, ElementsAre("hall turns on \"lamp\""));
 }
@@ -114,12 +114,12 @@ TEST_P(BoundLoadsTest, PressThatEndsAsAClick_TurnsTheLoadOnOnce)
 TEST_P(BoundLoadsTest, HeldPress_MovesTheLoadUntilTheReleaseAndThenTheOtherWay)
 {
     Push();
-    Pass(BoundLoads::HOLD_MS);
+    Pass(BoundLoads::HOLD_TIME.count());
     Pass(BoundLoads::RAMP_MS);
     Release();
     EXPECT_EQ(Percent(), 100u);
     Push();
-    Pass(BoundLoads::HOLD_MS);
+    Pass(BoundLoads::HOLD_TIME.count());
     Pass(BoundLoads::RAMP_MS);
     Release();
     EXPECT_EQ(Percent(), 0u);
@@ -135,7 +135,7 @@ class BoundDimmerTest : public BoundLoadsTest
 TEST_P(BoundDimmerTest, ReleaseHalfWay_LeavesTheLoadThere)
 {
     Push();
-    Pass(BoundLoads::HOLD_MS);
+    Pass(BoundLoads::HOLD_TIME.count());
     Pass(BoundLoads::RAMP_MS / 2);
     Release();
     Pass(BoundLoads::RAMP_MS);
