@@ -3,6 +3,7 @@
 
     live_transcripts_test.py PROGRAM [TRANSCRIPT...]
 """
+import concurrent.futures
 import glob
 import json
 import os
@@ -56,9 +57,11 @@ class Transcripts(unittest.TestCase):
                 options += ["--" + name, str(value)]
         house = LiveHouse(PROGRAM, os.path.join(os.path.dirname(path), head["house"]), "--bare",
                           "--speed", "pause", "--log-level", "trace", *options)
+        visitor = house.visit()
         try:
-            self.compare(house.visit(), head, steps)
+            self.compare(visitor, head, steps)
         finally:
+            visitor.close()
             house.end()
 
     def compare(self, visitor, head, steps):
@@ -79,9 +82,11 @@ class Transcripts(unittest.TestCase):
     def test_every_transcript_passes_over_a_websocket(self):
         paths = PATHS or sorted(glob.glob(os.path.join(FOLDER, "*", "*.jsonl")))
         self.assertTrue(paths)
-        for path in paths:
+        with concurrent.futures.ThreadPoolExecutor(max_workers=4) as pool:
+            replays = {path: pool.submit(self.replay, path) for path in paths}
+        for path, replay in replays.items():
             with self.subTest(os.path.relpath(path, FOLDER)):
-                self.replay(path)
+                replay.result()
 
 
 if __name__ == "__main__":
