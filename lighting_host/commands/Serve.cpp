@@ -5,8 +5,10 @@
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/ServiceManager.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
+#include "lighting_host/switchboard/Relive.h"
 #include "lighting_host/text/Version.h"
 #include "lighting_host/web/HousePicture.h"
 #include "lighting_host/web/LiveServer.h"
@@ -53,9 +55,9 @@ class ServeLoop
 {
 public:
     ServeLoop(boost::asio::io_context& context, LiveHouse& house, LiveServer& server,
-              std::int64_t forMs, const std::ostream& out)
-        : m_context(context), m_house(house), m_server(server), m_forMs(forMs), m_out(out),
-          m_timer(context), m_changes(context), m_end(context), m_signals(context)
+              ServiceManager& manager, std::int64_t forMs, const std::ostream& out)
+        : m_context(context), m_house(house), m_server(server), m_manager(manager), m_forMs(forMs),
+          m_out(out), m_timer(context), m_changes(context), m_end(context), m_signals(context)
     {
     }
 
@@ -97,6 +99,7 @@ private:
         if (!m_why.empty())
             return;
         const std::int64_t now = MonotonicNs();
+        m_manager.TellAlive(now);
         const std::int64_t next = m_house.Work(now);
         if (!m_out.good())
             return End("nobody hears what is told any more");
@@ -134,6 +137,7 @@ private:
         if (!m_why.empty())
             return;
         m_why = why;
+        m_manager.TellStopping();
         m_timer.cancel();
         m_changes.cancel();
         m_web->Close("the program ends: " + why);
@@ -153,6 +157,7 @@ private:
     boost::asio::io_context& m_context;
     LiveHouse& m_house;
     LiveServer& m_server;
+    ServiceManager& m_manager;
     const std::int64_t m_forMs;
     const std::ostream& m_out;
     boost::asio::steady_timer m_timer;
@@ -251,6 +256,9 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
     return head;
 }
 
+// What a visitor without the token needs to show it.
+const std::vector<std::string> OPEN_PATHS = {"/token", "/token.js", "/style.css", "/icon.svg"};
+
 LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options)
 {
     LiveServer::Options server;
@@ -275,6 +283,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.speed = options.speed;
     house.paused = options.paused;
     house.recorder = recorder;
+    house.recordOutputs = recorder && options.recordOutputs;
     house.makeListener = [](HouseRun& run)
     {
         return std::make_unique<HousePicture>(run);
@@ -301,7 +310,7 @@ int StatusOfEnd(const ServeOptions& options)
 
 // The house on its loop, once everything is known to be right.
 int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
-               std::ostream& out, std::ostream& err)
+               const Reliving* reliving, std::ostream& out, std::ostream& err)
 {
     SaveWatch saves(options.session);
     boost::asio::io_context context(1);
@@ -310,7 +319,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     // First of all that can fail, so that nothing is left behind when it does.
     auto web = std::make_unique<WebServer>(context, options.web, server);
     server.Attach(*web);
-    const auto recorder = BeginRecord(housePath, file, options);
+    // The house of a record begins with the states that the record has.
+    const auto recorder = reliving ? nullptr : BeginRecord(housePath, file, options);
     std::unique_ptr<ConsoleReport> report;
     LiveHouse::Options houseOptions = HouseOptionsOf(options, saves.Options(), recorder.get());
     houseOptions.onPresent = [&report, &out, &options](HouseRun* run)
@@ -322,7 +332,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     };
     LiveHouse house(file, houseOptions, &server);
     server.Attach(house);
-    ServeLoop loop(context, house, server, options.forMs, out);
+    ServiceManager manager;
+    ServeLoop loop(context, house, server, manager, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
     const CutAtEnd cut{web};
     wake = [&loop]
@@ -330,10 +341,13 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
         loop.Wake();
     };
     house.Start(MonotonicNs());
+    if (reliving)
+        Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
     err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
                        std::filesystem::path(housePath).stem().string(),
                        AddressText(options.web.address), web->Port(), options.session.seed)
         << std::flush;
+    manager.TellReady(fmt::format("live at port {}", web->Port()));
     const std::string why = loop.Run(*web);
     web.reset();
     saves.Restart();
@@ -392,8 +406,33 @@ int RunServe(const std::string& housePath, ServeOptions options, std::ostream& o
     {
         if (!options.tokenFile.empty())
             options.web.token = ReadToken(options.tokenFile);
-        options.web.openPaths = {"/token", "/token.js", "/style.css", "/icon.svg"};
-        return ServeHouse(housePath, file, options, out, err);
+        options.web.openPaths = OPEN_PATHS;
+        return ServeHouse(housePath, file, options, nullptr, out, err);
+    }
+    catch (const std::exception& error)
+    {
+        err << fmt::format("lighting-host: {}\n", error.what());
+        return STATUS_CANNOT;
+    }
+}
+
+int RunServe(const Reliving& reliving, const ReplayOptions& replay, ServeOptions options,
+             std::ostream& out, std::ostream& err)
+{
+    const HouseRun::Options run = RunOptionsOf(reliving.record);
+    options.session = run.session;
+    options.faults = run.faults;
+    options.bare = !run.people;
+    options.paused = true;
+    options.record.clear();
+    HouseFile file = HouseOf(reliving.record, replay);
+    out << std::unitbuf;
+    try
+    {
+        if (!options.tokenFile.empty())
+            options.web.token = ReadToken(options.tokenFile);
+        options.web.openPaths = OPEN_PATHS;
+        return ServeHouse(reliving.record.head.housePath, file, options, &reliving, out, err);
     }
     catch (const std::exception& error)
     {
