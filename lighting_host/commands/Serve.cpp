@@ -280,6 +280,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.run.session = session;
     house.run.faults = options.faults;
     house.run.people = !options.bare;
+    house.run.linesMoveTime = options.bare;
     house.speed = options.speed;
     house.paused = options.paused;
     house.recorder = recorder;
