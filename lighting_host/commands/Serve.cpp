@@ -40,6 +40,7 @@ namespace
 constexpr std::chrono::milliseconds CHANGES_INTERVAL{50};
 // The time that visitors have to hear that the program ends.
 constexpr std::chrono::milliseconds FAREWELL{500};
+constexpr std::chrono::milliseconds LEAVING_INTERVAL{5};
 constexpr std::int64_t LONGEST_SLEEP_NS = 250000000;
 
 std::int64_t MonotonicNs()
@@ -140,8 +141,17 @@ private:
         m_timer.cancel();
         m_changes.cancel();
         m_web->Close("the program ends: " + why);
-        m_end.expires_after(FAREWELL);
-        m_end.async_wait([this](const boost::system::error_code&) { m_context.stop(); });
+        m_farewellEnds = std::chrono::steady_clock::now() + FAREWELL;
+        AwaitLeaving();
+    }
+
+    void AwaitLeaving()
+    {
+        if (m_web->GetCounts().connections == 0 ||
+            std::chrono::steady_clock::now() >= m_farewellEnds)
+            return m_context.stop();
+        m_end.expires_after(LEAVING_INTERVAL);
+        m_end.async_wait([this](const boost::system::error_code&) { AwaitLeaving(); });
     }
 
     boost::asio::io_context& m_context;
@@ -155,6 +165,7 @@ private:
     boost::asio::steady_timer m_end;
     boost::asio::posix::stream_descriptor m_signals;
     WebServer* m_web = nullptr;
+    std::chrono::steady_clock::time_point m_farewellEnds;
     std::string m_why;
 };
 
@@ -269,6 +280,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.run.session = session;
     house.run.faults = options.faults;
     house.run.people = !options.bare;
+    house.run.linesMoveTime = options.bare;
     house.speed = options.speed;
     house.paused = options.paused;
     house.recorder = recorder;

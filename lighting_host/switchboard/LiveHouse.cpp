@@ -357,6 +357,9 @@ struct LiveHouse::Control
         const long long toMs = fields.Integer("t_ms", 0, nowMs);
         const long long seq = fields.IntegerOr("seq", 1, INT64_MAX, 0);
         fields.Finish();
+        // What was due at the moment of an input may have come after it.
+        if (house.m_options.run.linesMoveTime)
+            throw InputError("a house whose lines move the time has no past");
         house.BeginRewind(toMs, static_cast<std::uint64_t>(seq), false);
     }
 
