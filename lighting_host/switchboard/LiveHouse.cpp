@@ -476,7 +476,8 @@ void LiveHouse::BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow)
     m_breaks.SetOn(false);
     m_rewind = std::make_unique<Rewind>();
     m_rewind->toMs = toMs;
-    m_rewind->toSeq = toSeq;
+    // Now is later than its last output: the time after that counts too.
+    m_rewind->toSeq = toNow ? 0 : toSeq;
     m_rewind->toNow = toNow;
     m_rewind->begunNs = m_rewind->toldNs = m_nowNs;
     m_rewind->life = MakeLife(true);

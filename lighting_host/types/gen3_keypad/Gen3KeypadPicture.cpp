@@ -80,10 +80,15 @@ public:
         const auto* const device = static_cast<const simulated::KeypadOnBus*>(sides.device);
         Json buttons = Json::array();
         members["hold"] = nullptr;
+        members["facts"] = Json::array();
+        if (!driver.Firmware().Empty())
+            members["facts"].push_back({"firmware", driver.Firmware().ToExtString()});
         for (const int id : driver.ButtonIds())
         {
             const Gen3Button& button = *driver.Button(id);
             buttons.push_back(ButtonOf(device ? &device->Keypad() : nullptr, button));
+            if (!sides.powered)
+                buttons.back().update({{"led", DARK}, {"blink_ms", 0}});
             const auto times = Times(sides, button.GetHoldTimer());
             if (times)
                 members["hold"] = {{"button", id},
