@@ -1,7 +1,7 @@
 // What a large house takes while it lives: no driver costs more for having been restored.
 
 #include "lighting_host/house/HouseFile.h"
-#include "lighting_host/house/Protocol.h"
+#include "lighting_host/switchboard/Protocol.h"
 
 #include <iostream>
 #include <malloc.h>
