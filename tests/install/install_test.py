@@ -132,8 +132,11 @@ class Example(Installed):
         with open(os.path.join(EXAMPLE, "doorbell.jsonl"), encoding="utf-8") as lines:
             header, *steps = [json.loads(line) for line in lines]
         inputs = "".join(json.dumps(step["in"]) + "\n" for step in steps if "in" in step)
-        said = [json.loads(line) for line in
-                run(self.program, "stdio", "house.xml", cwd=self.built, input=inputs).splitlines()]
+        done = subprocess.run([self.program, "stdio", "house.xml"], cwd=self.built, input=inputs,
+                              capture_output=True, text=True, check=False)
+        refused = any("error" in step.get("out", {}) for step in steps)
+        self.assertEqual(1 if refused else 0, done.returncode, done.stderr)
+        said = [json.loads(line) for line in done.stdout.splitlines()]
         shown = set(header["show"])
         expected = [step["out"] for step in steps if "out" in step]
         dones = [line["done"] for line in said if "done" in line]

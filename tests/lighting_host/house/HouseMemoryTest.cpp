@@ -2,6 +2,7 @@
 
 #include "lighting_host/house/HouseFile.h"
 #include "lighting_host/switchboard/Protocol.h"
+#include "tests/support/Sanitizer.h"
 
 #include <iostream>
 #include <malloc.h>
@@ -16,7 +17,7 @@ namespace
 {
 constexpr unsigned PUCKS = 1000;
 
-#if defined(__SANITIZE_ADDRESS__)
+#if LIGHTING_ADDRESS_SANITIZER
 constexpr bool COUNTED = false;
 #else
 constexpr bool COUNTED = true;
