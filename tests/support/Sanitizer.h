@@ -1,7 +1,7 @@
 #pragma once
 
-// Whether the address sanitizer watches the heap, so that what it takes cannot be counted. Not every
-// compiler says so in the same way.
+// Whether the address sanitizer watches the heap, so that what it takes cannot be counted. Not
+// every compiler says so in the same way.
 #if defined(__SANITIZE_ADDRESS__)
 #define LIGHTING_ADDRESS_SANITIZER 1
 #elif defined(__has_feature)
