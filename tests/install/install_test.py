@@ -99,7 +99,13 @@ class Installation(Installed):
                       "if(NOT lightingcommon_CONSIDERED_VERSIONS STREQUAL \"1.0.0\" OR\n"
                       "   lightingcommon_FOUND)\n"
                       "  message(FATAL_ERROR \"found\")\nendif()\n")
-        run("cmake", f"-DCMAKE_PREFIX_PATH={self.prefix}", "-P", script)
+        # A script has no compiler to ask for the folder of the machine's libraries.
+        library = next(os.path.join(place, name) for place, _, names
+                       in os.walk(os.path.join(self.prefix, "lib")) for name in names
+                       if name == "liblightingcommon.so.1")
+        machine = os.path.basename(os.path.dirname(library))
+        run("cmake", f"-DCMAKE_PREFIX_PATH={self.prefix}",
+            f"-DCMAKE_LIBRARY_ARCHITECTURE={machine}", "-P", script)
 
 
 class Example(Installed):
