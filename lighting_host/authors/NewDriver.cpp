@@ -69,8 +69,9 @@ std::map<std::string, std::string> FilesOf(const std::string& name, const std::s
         std::string text = file.bytes;
         // A header of the library that is named like the class would be taken for the driver's own.
         if (text.find(ownHeader) != std::string::npos)
-            throw NewDriverError("\"" + name + "\" would make a class " + className +
-                                 ", as there is one that the driver uses");
+            throw NewDriverError(
+                fmt::format("\"{}\" would make a class {}, as there is one that the driver uses",
+                            name, className));
         for (std::string* part : {&path, &text})
         {
             Replace(*part, "@CLASS@", className);
