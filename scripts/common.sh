@@ -107,7 +107,8 @@ npm_packages()
     shift
     [ ! -d "$folder/node_modules" ] || [ "$folder/package-lock.json" -nt "$folder/node_modules" ] ||
         return 0
-    (cd "$folder" && npm ci --no-audit --no-fund --loglevel=error "$@" >&2) ||
+    (cd "$folder" && npm ci --no-audit --no-fund --loglevel=error --fetch-retries=1 \
+        --fetch-retry-mintimeout=1000 --fetch-timeout=30000 "$@" >&2) ||
         skip "the packages of ${folder#"$root"/} could not be installed"
     touch "$folder/node_modules"
 }
