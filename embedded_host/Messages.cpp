@@ -11,7 +11,7 @@ namespace embedded_host
 {
 namespace
 {
-const std::string EMPTY;
+const std::string NO_VALUE;
 const std::vector<MessageParam> NO_PARAMS;
 const std::string COMMAND = "command";
 const std::string PARAM = "param";
@@ -53,7 +53,7 @@ template <class Interface>
 const std::string& ParamMessage<Interface>::GetParamString(const std::string& name) const
 {
     const MessageParam* param = Find(name);
-    return param ? param->value : EMPTY;
+    return param ? param->value : NO_VALUE;
 }
 
 template <class Interface>
@@ -107,7 +107,7 @@ bool CmdMessage::FromXml(const boost::shared_ptr<nx::XmlNode>& command)
 std::string CmdMessage::ToXml() const
 {
     const auto command = nx::CreateXmlNode();
-    command->Initialize(COMMAND, EMPTY);
+    command->Initialize(COMMAND, NO_VALUE);
     command->SetAttribute(NAME, m_name);
     for (const MessageParam& param : m_params)
     {

@@ -18,7 +18,7 @@ namespace embedded_host
 {
 namespace
 {
-const std::string EMPTY;
+const std::string NO_TEXT;
 
 // White space in texts is kept as it was written, also where a text is nothing else. As a fragment,
 // so that text beside the root element is seen, and refused, instead of skipped.
@@ -333,7 +333,7 @@ const std::string& XmlTree::GetAttribute(const std::string& name) const
         if (attribute.first == name)
             return attribute.second;
     }
-    return EMPTY;
+    return NO_TEXT;
 }
 
 void XmlTree::SetAttribute(const std::string& name, const std::string& value)
@@ -406,7 +406,7 @@ boost::shared_ptr<nx::XmlNode> XmlTree::GetChild(const std::string& name) const
 const std::string& XmlTree::GetChildData(const std::string& name) const
 {
     const auto* child = Find(name);
-    return child ? (*child)->GetData() : EMPTY;
+    return child ? (*child)->GetData() : NO_TEXT;
 }
 
 int XmlTree::GetChildDataNumber(const std::string& name) const

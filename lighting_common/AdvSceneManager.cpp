@@ -24,7 +24,7 @@ const unsigned AdvSceneManager::ID_OFFSET = AdvSceneElement::INDEX_SHIFT;
 
 namespace
 {
-const char* const SOURCE = "lighting_common/AdvSceneManager";
+const char* const ADV_SCENE_SOURCE = "lighting_common/AdvSceneManager";
 const char* const AGENT_PREFIX = "varnholt_adv_lighting_agent: ()::";
 const char* const MEMBER_PREFIX = "lighting_common/AdvSceneMember::";
 
@@ -190,10 +190,11 @@ void AdvSceneManager::displayElement(const AdvSceneElement& element) const
         return flag ? 1 : 0;
     };
     LIGHTING_LOG_LINE(
-        DEBUG, SOURCE, 101, AGENT_PREFIX, "displayElement", "(): dislpayElement: ", element.id,
-        ", level enabled: ", number(element.levelEnabled), ", delay: ", element.delay,
-        ", level rate: ", element.levelRate, ", level: ", raw(element.level),
-        ", flags: ", raw(element.flags), ", on hardware: ", number(element.onHardware),
+        DEBUG, ADV_SCENE_SOURCE, 101, AGENT_PREFIX, "displayElement",
+        "(): dislpayElement: ", element.id, ", level enabled: ", number(element.levelEnabled),
+        ", delay: ", element.delay, ", level rate: ", element.levelRate,
+        ", level: ", raw(element.level), ", flags: ", raw(element.flags),
+        ", on hardware: ", number(element.onHardware),
         ", color enabled: ", number(element.colorEnabled), ", color rate: ", element.colorRate,
         ", color_x: ", fmt::format("{:g}", element.color.GetX()),
         ", color_y: ", fmt::format("{:g}", element.color.GetY()),
@@ -256,7 +257,7 @@ void AdvSceneManager::OnCmdPushScene(const ICmdMessage& message)
     push.fromGroup = message.GetParamBool(names::general::FROM_GROUP);
     push.ignoreRamp = message.GetParamBool(names::general::IGNORE_RAMP);
     const std::string& elements = message.GetParamString(names::general::ELEMENTS);
-    LIGHTING_LOG_LINE(TRACE, SOURCE, 336, MEMBER_PREFIX, "OnCmdPushScene",
+    LIGHTING_LOG_LINE(TRACE, ADV_SCENE_SOURCE, 336, MEMBER_PREFIX, "OnCmdPushScene",
                       "(): Incoming element xml: ", elements);
 
     // The controller sends a bare sequence of nodes; this gives them a root.
@@ -484,7 +485,7 @@ void AdvSceneManager::OnTrapGetAll(const NxMIBPacket& trap)
         packet->AddHexParam<unsigned short>(static_cast<unsigned short>(id));
         m_owner->SendMIBPacket(packet);
         if ((sequence & SEQUENCE_MASK) != m_expectedTrapSeq)
-            LIGHTING_LOG_LINE(ERROR, SOURCE, 260, "missed trap ",
+            LIGHTING_LOG_LINE(ERROR, ADV_SCENE_SOURCE, 260, "missed trap ",
                               static_cast<short>(m_expectedTrapSeq));
         // Deliberate: 15 bits are compared, all 16 are kept.
         m_expectedTrapSeq = static_cast<std::uint16_t>(sequence + 1);

@@ -16,7 +16,7 @@
 
 namespace
 {
-constexpr const char* SOURCE = "lighting_common/Bus485Helper";
+constexpr const char* BUS485_SOURCE = "lighting_common/Bus485Helper";
 
 // The lines that the host's reports carry.
 constexpr int LINE_NO_TIMER_MANAGER = 24;
@@ -52,7 +52,7 @@ const char* YesNo(bool value)
 Bus485Helper::Bus485Helper(IInstanceManager& instances)
     : m_timers(static_cast<ITimerManager*>(instances.GetInterface(ITimerManager::INTERFACE_ID)))
 {
-    LIGHTING_ASSERT(m_timers, SOURCE, LINE_NO_TIMER_MANAGER);
+    LIGHTING_ASSERT(m_timers, BUS485_SOURCE, LINE_NO_TIMER_MANAGER);
 }
 
 Bus485Helper::~Bus485Helper()
@@ -72,11 +72,11 @@ Bus485Helper::State Bus485Helper::getState() const
 
 void Bus485Helper::queueMessage(int opcode, const std::uint8_t* payload, int length)
 {
-    LIGHTING_LOG(TRACE, SOURCE, LogPrefix(__func__), "(): queing message, opcode: ", opcode,
+    LIGHTING_LOG(TRACE, BUS485_SOURCE, LogPrefix(__func__), "(): queing message, opcode: ", opcode,
                  ", payload: ", Encode(payload, length));
     if (!m_gatewayOnline || !m_deviceOnline)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): Not queing packet, Gateway Online: ", YesNo(m_gatewayOnline),
                      ", Device Online: ", YesNo(m_deviceOnline));
         return;
@@ -89,7 +89,7 @@ void Bus485Helper::queueMessage(int opcode, const std::uint8_t* payload, int len
     if (BackIsOlderStateOf(opcode))
     {
         m_queue.back().xml.swap(xml);
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): Swapping consolidated opcode for new version that was just queued");
     }
     else
@@ -99,19 +99,19 @@ void Bus485Helper::queueMessage(int opcode, const std::uint8_t* payload, int len
 
     if (getState() == State::InTransit)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): a message is already in transit, not sending. (Retry Timer Active: ",
                      m_retryTimer, ") (Queued Messages: ", m_queue.size());
         return;
     }
     // deliberate: nothing is skipped, whatever the text says; the front is sent again.
     if (m_queue.size() > 1)
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): This is odd, there is no timer running but messages are in the queue.  "
                      "Lets skip whatever packet is stuck and move on to the next.  (Queued "
                      "Messages: ",
                      m_queue.size());
-    LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+    LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                  "(): Sending message to the Gatweay Driver queue");
     sendQueueFront();
 }
@@ -120,18 +120,19 @@ void Bus485Helper::sendNext()
 {
     if (m_retryTimer != 0)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__), "(): retryTimer active, killing it.");
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
+                     "(): retryTimer active, killing it.");
         StopTimer();
     }
     // deliberate: these two lines have a prefix of their own, in lower case and without a name.
     const unsigned long device = m_owner ? m_owner->GetDeviceId() : 0;
     if (m_queue.empty())
     {
-        LIGHTING_LOG(DEBUG, SOURCE, "bus485helper(", device, ")::", __func__,
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, "bus485helper(", device, ")::", __func__,
                      "(): is empty, can't sendNext message since there isn't one to send.");
         return;
     }
-    LIGHTING_LOG(DEBUG, SOURCE, "bus485helper(", device, ")::", __func__,
+    LIGHTING_LOG(DEBUG, BUS485_SOURCE, "bus485helper(", device, ")::", __func__,
                  "(): is sending next Message to the gateway transmit queue, ", m_queue.size(),
                  " packets queued still.");
     m_queue.pop_front();
@@ -140,31 +141,31 @@ void Bus485Helper::sendNext()
 
 void Bus485Helper::sendQueueFront()
 {
-    LIGHTING_ASSERT(m_owner, SOURCE, LINE_SEND_WITHOUT_OWNER);
-    LIGHTING_ASSERT(m_timers, SOURCE, LINE_SEND_WITHOUT_TIMERS);
+    LIGHTING_ASSERT(m_owner, BUS485_SOURCE, LINE_SEND_WITHOUT_OWNER);
+    LIGHTING_ASSERT(m_timers, BUS485_SOURCE, LINE_SEND_WITHOUT_TIMERS);
     if (!m_owner || !m_timers)
         return;
     if (m_retryTimer != 0)
     {
         StopTimer();
-        LIGHTING_LOG(TRACE, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(TRACE, BUS485_SOURCE, LogPrefix(__func__),
                      "(): Timer was running, clearing old timer.");
     }
     if (m_queue.empty())
     {
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): queue is empty, can't send front of message queue if empty");
         return;
     }
     if (!m_gatewayOnline)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): gateway is offline, can't send front of message queue");
         return;
     }
     if (!m_deviceOnline)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): device is offline, can't send front of message queue");
         return;
     }
@@ -183,7 +184,7 @@ void Bus485Helper::sendQueueFront()
     if (!message)
         return;
     const int milliseconds = StartTimer();
-    LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+    LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                  "(): message send to gateway driver, response expected.  Retry timer set for: ",
                  milliseconds, " milliseconds");
     // Last of all: the answer, or the end of this object, may come inside the call.
@@ -195,7 +196,7 @@ void Bus485Helper::sendInstant(int opcode, const std::uint8_t* payload, int leng
     const boost::shared_ptr<ICmdMessage> message = BuildMessage(opcode, payload, length);
     if (!message)
         return;
-    LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__), "(): Sending Instant Message");
+    LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__), "(): Sending Instant Message");
     m_owner->SendMessage(message);
 }
 
@@ -204,12 +205,12 @@ void Bus485Helper::OnTimerExpired(ID::Timer timer, time_t time)
     if (timer == 0 || timer != m_retryTimer)
         return;
     ++m_retryCount;
-    LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+    LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                  "(): Timer expired, retry attempt:", m_retryCount,
                  ", milliseconds elapsed: ", time / NANOSECONDS_PER_MILLISECOND);
     if (m_retryCount < ATTEMPTS)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__),
+        LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__),
                      "(): didn't hear back, resending front of queue");
         sendQueueFront();
         return;
@@ -221,15 +222,15 @@ void Bus485Helper::OnTimerExpired(ID::Timer timer, time_t time)
     const int attempts = m_retryCount;
     if (m_owner)
         m_owner->OnDeviceOffline();
-    LIGHTING_LOG(WARN, SOURCE, prefix, "(): being marked offline due to ", attempts,
+    LIGHTING_LOG(WARN, BUS485_SOURCE, prefix, "(): being marked offline due to ", attempts,
                  " attempts failed.");
 }
 
 void Bus485Helper::resetQueue()
 {
-    LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__), "(): resetting queue");
+    LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__), "(): resetting queue");
     m_queue.clear();
-    LIGHTING_ASSERT(m_timers, SOURCE, LINE_RESET_WITHOUT_TIMERS);
+    LIGHTING_ASSERT(m_timers, BUS485_SOURCE, LINE_RESET_WITHOUT_TIMERS);
     StopTimer();
     m_retryCount = 0;
 }
@@ -237,7 +238,7 @@ void Bus485Helper::resetQueue()
 void Bus485Helper::resetRetryCounter()
 {
     m_retryCount = 0;
-    LIGHTING_LOG(DEBUG, SOURCE, LogPrefix(__func__), "(): resetting retry counter");
+    LIGHTING_LOG(DEBUG, BUS485_SOURCE, LogPrefix(__func__), "(): resetting retry counter");
 }
 
 // Null without an owner: the report that it is missing belongs to sending.
@@ -264,7 +265,7 @@ boost::shared_ptr<ICmdMessage> Bus485Helper::ReadMessage(const std::string& xml,
     const boost::shared_ptr<nx::XmlDocument> document = nx::CreateXmlDocument(xml);
     boost::shared_ptr<ICmdMessage> message = m_owner->CreateMessage();
     const bool read = document && message && message->FromXml(document->GetRoot());
-    LIGHTING_ASSERT(read, SOURCE, assertionLine);
+    LIGHTING_ASSERT(read, BUS485_SOURCE, assertionLine);
     if (!read)
         message.reset();
     return message;

@@ -16,7 +16,7 @@
 
 namespace
 {
-const char* const SOURCE = "lighting_common/EnergyInfoCollector";
+const char* const COLLECTOR_SOURCE = "lighting_common/EnergyInfoCollector";
 
 const std::string ENERGY_FRACTION = "ENERGY_FRAC";
 const std::string TODAY_FRACTION = "TODAY_FRAC";
@@ -106,7 +106,7 @@ void EnergyInfoCollector::RegisterEnergyVar(unsigned id, const std::string& name
     const bool added = m_vars != nullptr &&
                        m_vars->AddVariable(m_deviceId, id, name, nx::IVariableManager::TYPE_NUMBER,
                                            fmt::format_int(value).str(), 0, 1, 0) == 0;
-    LIGHTING_ASSERT(added, SOURCE, REGISTRATION_ASSERT_LINE);
+    LIGHTING_ASSERT(added, COLLECTOR_SOURCE, REGISTRATION_ASSERT_LINE);
 }
 
 void EnergyInfoCollector::updateEnergyVar(unsigned id, int value)
@@ -129,7 +129,7 @@ void EnergyInfoCollector::increaseEnergyUsed(int wattHours)
 {
     if (wattHours < 0)
     {
-        LIGHTING_LOG(ERROR, SOURCE, REFUSED_INCREMENT, wattHours);
+        LIGHTING_LOG(ERROR, COLLECTOR_SOURCE, REFUSED_INCREMENT, wattHours);
         return;
     }
     if (wattHours == 0)
@@ -144,7 +144,7 @@ void EnergyInfoCollector::increaseEnergyUsed(float wattHours)
     // Put this way round, NaN is refused too.
     if (!(wattHours >= 0 && wattHours < TOO_LARGE))
     {
-        LIGHTING_LOG(ERROR, SOURCE, REFUSED_INCREMENT, fmt::format("{:g}", wattHours));
+        LIGHTING_LOG(ERROR, COLLECTOR_SOURCE, REFUSED_INCREMENT, fmt::format("{:g}", wattHours));
         return;
     }
     if (wattHours == 0)

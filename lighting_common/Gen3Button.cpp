@@ -22,7 +22,7 @@ const std::string Gen3Button::WHITE = "ffffff";
 
 namespace
 {
-constexpr const char* SOURCE = "lighting_common/Gen3Button";
+constexpr const char* GEN3_BUTTON_SOURCE = "lighting_common/Gen3Button";
 
 // Parameters and items that belong to no shared list.
 
@@ -199,7 +199,7 @@ void Gen3Button::UpdateCurrentColor(bool stateSupplied, bool onChanged, bool off
     if (m_state == STATE_UNKNOWN)
     {
         LIGHTING_LOG_FOR(
-            WARN, SOURCE, __LINE__, operation, "Button: ", m_name,
+            WARN, GEN3_BUTTON_SOURCE, __LINE__, operation, "Button: ", m_name,
             " state is unknown, it has not been set since centrix was started.  We can't "
             "properly update Bound LED state/color tracking devices when button/LED state "
             "is Unknown");
@@ -208,7 +208,7 @@ void Gen3Button::UpdateCurrentColor(bool stateSupplied, bool onChanged, bool off
     if (m_ledBehavior != gen3_lights::Buttons::LED_FOLLOWS_BOUND_DEVICE)
     {
         LIGHTING_LOG_FOR(
-            TRACE, SOURCE, __LINE__, operation, "Button: ", m_name,
+            TRACE, GEN3_BUTTON_SOURCE, __LINE__, operation, "Button: ", m_name,
             " state did not change so we have to assume the keypads buttons LED is "
             "capable tracking on, off and current individually further down the chain.");
         return;
@@ -219,7 +219,7 @@ void Gen3Button::UpdateCurrentColor(bool stateSupplied, bool onChanged, bool off
         SetCurColor(m_offColor, false);
     else
         LIGHTING_LOG_FOR(
-            TRACE, SOURCE, __LINE__, operation, "Button: ", m_name,
+            TRACE, GEN3_BUTTON_SOURCE, __LINE__, operation, "Button: ", m_name,
             " LED Behavior is FOLLOW_BOUND_DEV set, but Active LED Color state did not "
             "change so not updating current color.");
 }
@@ -231,7 +231,7 @@ void Gen3Button::ShowSuppliedState(const char* operation)
     else if (m_state == STATE_OFF)
         SetCurColor(m_offColor, false);
     else
-        LIGHTING_LOG_FOR(WARN, SOURCE, __LINE__, operation, "Button: ", m_name,
+        LIGHTING_LOG_FOR(WARN, GEN3_BUTTON_SOURCE, __LINE__, operation, "Button: ", m_name,
                          " attempted to set current color on a button with an unknown state");
 }
 
@@ -409,7 +409,7 @@ void Gen3Button::ResetButton()
     SetLEDBehavior(gen3_lights::Buttons::LED_FOLLOWS_BOUND_DEVICE, true);
     // A command may claim any number of slots; each of them costs five calls.
     if (m_slots > LED_NUMBERS)
-        LIGHTING_LOG(WARN, SOURCE, "Button: ", m_name, " claims ", m_slots,
+        LIGHTING_LOG(WARN, GEN3_BUTTON_SOURCE, "Button: ", m_name, " claims ", m_slots,
                      " slots, more than a keypad can number; only the first ", LED_NUMBERS,
                      " are reset");
     // deliberate: counted from the button's id, not from its first LED.

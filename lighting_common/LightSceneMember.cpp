@@ -19,7 +19,7 @@
 
 namespace
 {
-constexpr const char* SOURCE = "lighting_common/LightSceneMember";
+constexpr const char* LIGHT_SCENE_SOURCE = "lighting_common/LightSceneMember";
 
 // Parameters of the scene commands.
 
@@ -66,16 +66,16 @@ SceneVec GetExtraScenes(const SceneVec& a, const SceneVec& b)
 
 void LogSyncData(const NxTypes::SynchronizeData& data)
 {
-    LIGHTING_LOG(DEBUG, SOURCE, "  My stall delay is ", data.stallDelay, " seconds.");
+    LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "  My stall delay is ", data.stallDelay, " seconds.");
     const std::size_t count = data.scenes ? data.scenes->size() : 0;
-    LIGHTING_LOG(DEBUG, SOURCE, "  I should be a member of ", count, " scenes.");
+    LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "  I should be a member of ", count, " scenes.");
     if (!data.scenes)
         return;
     for (const auto& [scene, details] : *data.scenes)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, "    For scene ID ", scene);
-        LIGHTING_LOG(DEBUG, SOURCE, "      The ramp time (ms) is ", details.time);
-        LIGHTING_LOG(DEBUG, SOURCE, "      The level (percent) is ", details.level);
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "    For scene ID ", scene);
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "      The ramp time (ms) is ", details.time);
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "      The level (percent) is ", details.level);
     }
 }
 
@@ -165,11 +165,11 @@ void LightSceneMember::KillTimer(ID::Timer& timer)
 
 void LightSceneMember::SynchronizeStart(const NxTypes::SynchronizeData& data)
 {
-    LIGHTING_LOG(TRACE, SOURCE, "Starting Synchronization");
+    LIGHTING_LOG(TRACE, LIGHT_SCENE_SOURCE, "Starting Synchronization");
     LogSyncData(data);
     m_aborted = false;
     m_wantedScenes = data.scenes;
-    LIGHTING_ASSERT(m_wantedScenes != nullptr, SOURCE, __LINE__);
+    LIGHTING_ASSERT(m_wantedScenes != nullptr, LIGHT_SCENE_SOURCE, __LINE__);
     m_scenesToView.clear();
     const std::chrono::milliseconds stepDelay = std::chrono::seconds(data.stallDelay);
     m_stepDelay = static_cast<unsigned>(stepDelay.count());
@@ -191,7 +191,7 @@ void LightSceneMember::AbortSynchronization()
 
 void LightSceneMember::NotifySynchronizationDone()
 {
-    LIGHTING_LOG(TRACE, SOURCE, "NotifySynchronizationDone");
+    LIGHTING_LOG(TRACE, LIGHT_SCENE_SOURCE, "NotifySynchronizationDone");
     KillTimer(m_watchdogTimer);
     m_owner.SynchronizationDone();
 }
@@ -201,7 +201,8 @@ nx::GroupIdVec LightSceneMember::GetAllSceneGroupsSorted()
     nx::GroupIdVec groups;
     if (!m_wantedScenes)
     {
-        LIGHTING_LOG(ERROR, SOURCE, "LightSceneMeber synchronization map is NULL. Cannot proceed");
+        LIGHTING_LOG(ERROR, LIGHT_SCENE_SOURCE,
+                     "LightSceneMeber synchronization map is NULL. Cannot proceed");
         AbortSynchronization();
         NotifySynchronizationDone();
         return groups;
@@ -214,7 +215,7 @@ nx::GroupIdVec LightSceneMember::GetAllSceneGroupsSorted()
 
 void LightSceneMember::OnZclGroupMembership(const nx::GroupIdVec& groups)
 {
-    LIGHTING_LOG(TRACE, SOURCE, "OnZclGroupMembership");
+    LIGHTING_LOG(TRACE, LIGHT_SCENE_SOURCE, "OnZclGroupMembership");
     if (m_aborted)
         return;
     const nx::GroupIdVec wanted = GetAllSceneGroupsSorted();
@@ -222,7 +223,7 @@ void LightSceneMember::OnZclGroupMembership(const nx::GroupIdVec& groups)
     // asked once more to join what it has, which it answers as success.
     const nx::GroupIdVec missing = MergeDifference(wanted, groups);
     if (!missing.empty())
-        LIGHTING_LOG(DEBUG, SOURCE, "Wow, we are not in the correct groups");
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "Wow, we are not in the correct groups");
     for (const unsigned short group : missing)
         JoinGroup(group);
     m_groupsToCheck = wanted;
@@ -235,17 +236,17 @@ void LightSceneMember::OnZclGroupMembership(const nx::GroupIdVec& groups)
 void LightSceneMember::OnZclSceneCount(int count)
 {
     // Deliberate: no look at the aborted flag.
-    LIGHTING_LOG(DEBUG, SOURCE, "I am a member of ", count, " scenes.");
+    LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "I am a member of ", count, " scenes.");
     m_sceneCount = count;
     StartSynchronizeGetSceneMembershipTimer();
 }
 
 void LightSceneMember::OnZclSceneMembership(unsigned short group, const SceneVec& scenes)
 {
-    LIGHTING_LOG(TRACE, SOURCE, "OnZclSceneMembership");
+    LIGHTING_LOG(TRACE, LIGHT_SCENE_SOURCE, "OnZclSceneMembership");
     if (!m_wantedScenes)
     {
-        LIGHTING_LOG(ERROR, SOURCE,
+        LIGHTING_LOG(ERROR, LIGHT_SCENE_SOURCE,
                      "OnZclSceneMebership synchronization map is NULL. Cannot proceed");
         AbortSynchronization();
         NotifySynchronizationDone();
@@ -265,10 +266,11 @@ void LightSceneMember::RemoveExtraScenes()
 {
     const SceneVec extra = GetExtraScenes(m_reportedScenes, m_scenesToView);
     if (extra.empty())
-        LIGHTING_LOG(DEBUG, SOURCE, "No extra scenes.");
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "No extra scenes.");
     for (const unsigned scene : extra)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, "Oops, we are in some scenes, and we should not be");
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE,
+                     "Oops, we are in some scenes, and we should not be");
         LeaveScene(scene);
     }
 }
@@ -276,10 +278,10 @@ void LightSceneMember::RemoveExtraScenes()
 void LightSceneMember::AddMissingScenes()
 {
     // The owner may have aborted while the extra scenes went out.
-    LIGHTING_ASSERT(m_wantedScenes != nullptr, SOURCE, __LINE__);
+    LIGHTING_ASSERT(m_wantedScenes != nullptr, LIGHT_SCENE_SOURCE, __LINE__);
     if (!m_wantedScenes)
     {
-        LIGHTING_LOG(ERROR, SOURCE,
+        LIGHTING_LOG(ERROR, LIGHT_SCENE_SOURCE,
                      "Error: AddMissingScenes synchronization map is NULL. Cannot proceed");
         AbortSynchronization();
         NotifySynchronizationDone();
@@ -288,18 +290,18 @@ void LightSceneMember::AddMissingScenes()
         return;
     const SceneVec missing = GetExtraScenes(m_scenesToView, m_reportedScenes);
     if (missing.empty())
-        LIGHTING_LOG(DEBUG, SOURCE, "No missing scenes");
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "No missing scenes");
     for (const unsigned scene : missing)
     {
         // Sending may abort, so the map is asked for anew each time.
         if (!m_wantedScenes)
             return;
-        LIGHTING_LOG(DEBUG, SOURCE, "The light lost this scene, we need to add it.");
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "The light lost this scene, we need to add it.");
         const auto wanted = m_wantedScenes->find(scene);
         if (wanted != m_wantedScenes->end())
             Send(nx::MakeSceneRamp(scene, wanted->second.level, wanted->second.time));
         else
-            LIGHTING_LOG(DEBUG, SOURCE,
+            LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE,
                          "Unusual...I probably should have this scene here to synchronize with");
     }
 }
@@ -311,9 +313,9 @@ void LightSceneMember::SynchronizeNextScene()
         StartSynchronizeViewSceneTimer();
         return;
     }
-    LIGHTING_ASSERT(!m_groupsToCheck.empty(), SOURCE, __LINE__);
+    LIGHTING_ASSERT(!m_groupsToCheck.empty(), LIGHT_SCENE_SOURCE, __LINE__);
     if (m_groupsToCheck.empty())
-        LIGHTING_LOG(ERROR, SOURCE,
+        LIGHTING_LOG(ERROR, LIGHT_SCENE_SOURCE,
                      "The groups with scenes vector is empty when it should not be.");
     else
         m_groupsToCheck.pop_back();
@@ -329,10 +331,10 @@ void LightSceneMember::SynchronizeNextScene()
 
 void LightSceneMember::OnZclViewScene(unsigned scene, int level, int time)
 {
-    LIGHTING_LOG(TRACE, SOURCE, "OnZclViewScene");
+    LIGHTING_LOG(TRACE, LIGHT_SCENE_SOURCE, "OnZclViewScene");
     if (!m_wantedScenes)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, "Unsolicited ZCL View scene response.");
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "Unsolicited ZCL View scene response.");
         AbortSynchronization();
         NotifySynchronizationDone();
         return;
@@ -340,7 +342,7 @@ void LightSceneMember::OnZclViewScene(unsigned scene, int level, int time)
     const auto wanted = m_wantedScenes->find(scene);
     if (wanted == m_wantedScenes->end())
     {
-        LIGHTING_LOG(ERROR, SOURCE, "Really unusual. The scene ID of ", scene,
+        LIGHTING_LOG(ERROR, LIGHT_SCENE_SOURCE, "Really unusual. The scene ID of ", scene,
                      " is incorrectly present.");
         // Deliberate: nothing is dropped and no step follows; only the watchdog ends this.
         LeaveScene(scene);
@@ -355,7 +357,7 @@ void LightSceneMember::OnZclViewScene(unsigned scene, int level, int time)
                          nx::GetNearestSeconds(details.time) == nx::GetNearestSeconds(time);
     if (!matches)
     {
-        LIGHTING_LOG(DEBUG, SOURCE, "Oops, the details of this scene do not match");
+        LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE, "Oops, the details of this scene do not match");
         Send(nx::MakeSceneRamp(scene, details.level, details.time));
     }
     SynchronizeNextScene();
@@ -378,7 +380,7 @@ void LightSceneMember::StartSynchronizeViewSceneTimer()
 
 void LightSceneMember::StartSynchronizeWatchdogTimer()
 {
-    LIGHTING_LOG(TRACE, SOURCE, "Starting Sync Watchdog");
+    LIGHTING_LOG(TRACE, LIGHT_SCENE_SOURCE, "Starting Sync Watchdog");
     m_watchdogTimer = AddTimer(static_cast<unsigned long>(m_stepDelay) * WATCHDOG_STEPS, 1);
 }
 
@@ -431,7 +433,8 @@ void LightSceneMember::OnViewSceneTimer()
 
 void LightSceneMember::OnWatchdogTimer()
 {
-    LIGHTING_LOG(DEBUG, SOURCE, "We bailed on synchronization because it took too long");
+    LIGHTING_LOG(DEBUG, LIGHT_SCENE_SOURCE,
+                 "We bailed on synchronization because it took too long");
     AbortSynchronization();
     NotifySynchronizationDone();
 }

@@ -19,7 +19,7 @@
 
 namespace
 {
-const char* const SOURCE = "lighting_common/LoadGroupManager";
+const char* const LOAD_GROUP_SOURCE = "lighting_common/LoadGroupManager";
 
 // The virtual buttons of "BUTTON_ACTION" and what is done to them.
 constexpr int BUTTON_UP = 0;
@@ -342,7 +342,7 @@ void LoadGroupManager::OnRspAddGroup(const NxMIBPacket&, const NxMIBPacket* requ
         return;
     int group = 0;
     if (request->GetHexParams(group))
-        LIGHTING_LOG(DEBUG, SOURCE, "joined group ", group);
+        LIGHTING_LOG(DEBUG, LOAD_GROUP_SOURCE, "joined group ", group);
 }
 
 void LoadGroupManager::OnRspLeaveGroup(const NxMIBPacket&, const NxMIBPacket* request)
@@ -351,10 +351,10 @@ void LoadGroupManager::OnRspLeaveGroup(const NxMIBPacket&, const NxMIBPacket* re
         return;
     int group = 0;
     if (request->GetHexParams(group))
-        LIGHTING_LOG(DEBUG, SOURCE, "left group ", group);
+        LIGHTING_LOG(DEBUG, LOAD_GROUP_SOURCE, "left group ", group);
 }
 
 void LoadGroupManager::OnRspClearGroups(const NxMIBPacket&, const NxMIBPacket*)
 {
-    LIGHTING_LOG(DEBUG, SOURCE, "all groups wiped off device");
+    LIGHTING_LOG(DEBUG, LOAD_GROUP_SOURCE, "all groups wiped off device");
 }

@@ -12,7 +12,7 @@
 namespace
 {
 // Where a warning says it comes from: the header that the asking function stands in.
-constexpr const char* SOURCE = "nxshared/NxMIBPacket";
+constexpr const char* MIB_PACKET_SOURCE = "nxshared/NxMIBPacket";
 
 // More digits than this do not fit into 32 bits.
 constexpr std::size_t MOST_DIGITS = 8;
@@ -79,7 +79,8 @@ bool ParseLoosely(const std::string& text, std::uint32_t& value)
 
 void Warn(const std::string& text, int line, const char* signature)
 {
-    diagnostics::logger.forcedLog(log4cplus::WARN_LOG_LEVEL, text, SOURCE, line, signature);
+    diagnostics::logger.forcedLog(log4cplus::WARN_LOG_LEVEL, text, MIB_PACKET_SOURCE, line,
+                                  signature);
 }
 
 // The warning, then the calls that led to it, each as a warning of its own.

@@ -14,7 +14,7 @@
 
 namespace
 {
-const char* const SOURCE = "lighting_common/NxBaseEnergyDevice";
+const char* const ENERGY_DEVICE_SOURCE = "lighting_common/NxBaseEnergyDevice";
 
 // The device's variables (wire values, do not change).
 constexpr unsigned VAR_MINUTES_ON = 10000;
@@ -87,7 +87,7 @@ void NxBaseEnergyDevice::RegisterEnergyVar(unsigned id, const std::string& name,
     const bool added = m_vars != nullptr &&
                        m_vars->AddVariable(m_deviceId, id, name, nx::IVariableManager::TYPE_NUMBER,
                                            fmt::format_int(value).str(), 0, 1, 0) == 0;
-    LIGHTING_ASSERT(added, SOURCE, REGISTRATION_ASSERT_LINE);
+    LIGHTING_ASSERT(added, ENERGY_DEVICE_SOURCE, REGISTRATION_ASSERT_LINE);
 }
 
 void NxBaseEnergyDevice::updateEnergyVar(unsigned id, int value)

@@ -21,7 +21,7 @@
 
 namespace
 {
-constexpr const char* SOURCE = "lighting_common/NxBasePuckDriver";
+constexpr const char* PUCK_DRIVER_SOURCE = "lighting_common/NxBasePuckDriver";
 
 // The line that a report about a wrong child of the persisted contacts carries.
 constexpr int LINE_WRONG_CONTACT_CHILD = 63;
@@ -158,7 +158,7 @@ void NxBasePuckDriver::RestoreContacts(const boost::shared_ptr<nx::XmlNode>& sta
         const boost::shared_ptr<nx::XmlNode> child = all->GetChildAt(static_cast<std::size_t>(k));
         if (!child)
             return;
-        LIGHTING_ASSERT(child->GetName() == names::puck::CONTACT_STATUS, SOURCE,
+        LIGHTING_ASSERT(child->GetName() == names::puck::CONTACT_STATUS, PUCK_DRIVER_SOURCE,
                         LINE_WRONG_CONTACT_CHILD);
         // deliberate: a child of another name still makes a contact
         buttons.push_back(new ContactButton(k, static_cast<unsigned>(k) + 1, *this, child));
@@ -218,7 +218,7 @@ void NxBasePuckDriver::OnTrapBtnAction(const NxMIBPacket& trap)
     PuckButton* button = FindTrapButton(number);
     if (!button)
     {
-        LIGHTING_LOG(WARN, SOURCE, "Got in a button trap that doesn't map to a button ",
+        LIGHTING_LOG(WARN, PUCK_DRIVER_SOURCE, "Got in a button trap that doesn't map to a button ",
                      static_cast<long long>(number) - FIRST_CONTACT_NUMBER);
         return;
     }
@@ -299,9 +299,9 @@ void NxBasePuckDriver::OnCmdRemoteAction(const ICmdMessage& message, ICmdReturn*
 void NxBasePuckDriver::OnCmdContactStatus(const ICmdMessage& message, ICmdReturn*)
 {
     const std::string& text = message.GetParamString(names::puck::CONTACT_NUMBER);
-    LIGHTING_ASSERT(!text.empty(), SOURCE, __LINE__);
+    LIGHTING_ASSERT(!text.empty(), PUCK_DRIVER_SOURCE, __LINE__);
     const unsigned index = ToIndex(text);
-    LIGHTING_ASSERT(index < NUM_CONTACTS, SOURCE, __LINE__);
+    LIGHTING_ASSERT(index < NUM_CONTACTS, PUCK_DRIVER_SOURCE, __LINE__);
     ContactButton* button = FindContact(index);
     if (!button)
         return;
@@ -324,7 +324,7 @@ void NxBasePuckDriver::TurnLed(const ICmdMessage& message, int state)
     if (!message.HasParam(names::puck::CONTACT_NUMBER))
         return;
     const unsigned index = message.GetParamUInt(names::puck::CONTACT_NUMBER);
-    LIGHTING_ASSERT(index < NUM_CONTACTS, SOURCE, __LINE__);
+    LIGHTING_ASSERT(index < NUM_CONTACTS, PUCK_DRIVER_SOURCE, __LINE__);
     if (ContactButton* button = FindContact(index))
         button->SetCurState(state, true);
 }
@@ -335,7 +335,7 @@ bool NxBasePuckDriver::OnCondButtonState(const ICondMessage& message, unsigned*)
     if (text.empty())
         return false;
     const unsigned index = ToIndex(text);
-    LIGHTING_ASSERT(index < NUM_CONTACTS, SOURCE, __LINE__);
+    LIGHTING_ASSERT(index < NUM_CONTACTS, PUCK_DRIVER_SOURCE, __LINE__);
     const ContactButton* button = FindContact(index);
     if (!button)
         return false;
@@ -355,7 +355,7 @@ int NxBasePuckDriver::BoundCall(ID::Binding binding, BindingType type, const std
     const boost::shared_ptr<ICmdMessage> command = CreateCommandMessageFromXml(message.GetXml());
     if (command && DispatchCommand(*command, ret, binding))
         return 0;
-    LIGHTING_LOG(WARN, SOURCE, "last command wasn't handled");
+    LIGHTING_LOG(WARN, PUCK_DRIVER_SOURCE, "last command wasn't handled");
     return -1;
 }
 

@@ -7,7 +7,7 @@
 
 namespace
 {
-constexpr const char* SOURCE = "lighting_common/SceneManager";
+constexpr const char* SCENE_MANAGER_SOURCE = "lighting_common/SceneManager";
 
 // The persisted form.
 const char* const NODE_MAP = "SceneMap";
@@ -23,14 +23,14 @@ SceneManager::~SceneManager() = default;
 
 void SceneManager::addScene(unsigned id, int level, int time)
 {
-    LIGHTING_ASSERT(!inScene(id), SOURCE, __LINE__);
+    LIGHTING_ASSERT(!inScene(id), SCENE_MANAGER_SOURCE, __LINE__);
     m_scenes.emplace(id, SceneDetail{level, time});
 }
 
 void SceneManager::modifyScene(unsigned id, int level, int time)
 {
     const auto found = m_scenes.find(id);
-    LIGHTING_ASSERT(found != m_scenes.end(), SOURCE, __LINE__);
+    LIGHTING_ASSERT(found != m_scenes.end(), SCENE_MANAGER_SOURCE, __LINE__);
     if (found != m_scenes.end())
         found->second = SceneDetail{level, time};
 }
@@ -53,7 +53,7 @@ bool SceneManager::inScene(unsigned id) const
 SceneDetail SceneManager::getDetail(unsigned id) const
 {
     const auto found = m_scenes.find(id);
-    LIGHTING_ASSERT(found != m_scenes.end(), SOURCE, __LINE__);
+    LIGHTING_ASSERT(found != m_scenes.end(), SCENE_MANAGER_SOURCE, __LINE__);
     return found != m_scenes.end() ? found->second : SceneDetail();
 }
 

@@ -16,7 +16,7 @@
 
 namespace
 {
-const char* const SOURCE = "drivers/energy_switch/EnergySwitchDriver";
+const char* const ENERGY_SWITCH_SOURCE = "drivers/energy_switch/EnergySwitchDriver";
 
 // Beside the energy in the state.
 const std::string METER_READING = "METER_READING";
@@ -60,8 +60,9 @@ void EnergySwitchDriver::RestoreReading(const nx::XmlNode& state)
     const auto read = std::from_chars(text.data(), end, reading);
     if (read.ec != std::errc() || read.ptr != end)
     {
-        DRIVER_WARN(SOURCE, GetDriverName() << ": the state has no meter reading but \"" << text
-                                            << "\"; the next report begins anew");
+        DRIVER_WARN(ENERGY_SWITCH_SOURCE, GetDriverName()
+                                              << ": the state has no meter reading but \"" << text
+                                              << "\"; the next report begins anew");
         return;
     }
     m_lastReading = reading;
@@ -111,17 +112,18 @@ void EnergySwitchDriver::TakeMeterReading(std::uint32_t wattHours)
     if (!std::exchange(m_hasReading, true))
         return;
     if (wattHours < last)
-        DRIVER_WARN(SOURCE, GetDriverName()
-                                << ": the meter shows " << wattHours << " Wh after " << last
-                                << " Wh; it was reset or replaced, and counts from 0");
+        DRIVER_WARN(ENERGY_SWITCH_SOURCE,
+                    GetDriverName() << ": the meter shows " << wattHours << " Wh after " << last
+                                    << " Wh; it was reset or replaced, and counts from 0");
     // A meter that shows less than before has begun at 0 again, by a power failure most often.
     const std::uint32_t used = wattHours >= last ? wattHours - last : wattHours;
     if (restored && used > MOST_UNSEEN_WH)
     {
-        DRIVER_WARN(SOURCE, GetDriverName()
-                                << ": the meter shows " << wattHours << " Wh after " << last
-                                << " Wh, more than can have been used meanwhile; it was replaced, "
-                                   "and counts from there");
+        DRIVER_WARN(ENERGY_SWITCH_SOURCE,
+                    GetDriverName()
+                        << ": the meter shows " << wattHours << " Wh after " << last
+                        << " Wh, more than can have been used meanwhile; it was replaced, "
+                           "and counts from there");
         return;
     }
     constexpr std::uint32_t LARGEST = std::numeric_limits<int>::max();

@@ -18,7 +18,7 @@
 
 namespace
 {
-constexpr const char* SOURCE = "drivers/gen3_keypad/Gen3KeypadDriver";
+constexpr const char* KEYPAD_SOURCE = "drivers/gen3_keypad/Gen3KeypadDriver";
 
 // The kinds of state, in the order in which a keypad gets them all.
 constexpr int STATES[] = {keypad_bus::BUTTON_BEHAVIORS, keypad_bus::LED_SETUP,
@@ -89,9 +89,9 @@ void Gen3KeypadDriver::ReadSettings(const nx::XmlNode& config)
     if (seconds >= limit.least && seconds <= limit.most)
         m_useTimeLimit = static_cast<int>(seconds);
     else
-        DRIVER_WARN(SOURCE, GetDriverName()
-                                << ": " << limit.name << " is not " << limit.least << " to "
-                                << limit.most << " seconds; it stays " << m_useTimeLimit);
+        DRIVER_WARN(KEYPAD_SOURCE, GetDriverName()
+                                       << ": " << limit.name << " is not " << limit.least << " to "
+                                       << limit.most << " seconds; it stays " << m_useTimeLimit);
 }
 
 boost::shared_ptr<nx::XmlNode> Gen3KeypadDriver::GetPersistState(unsigned long)
@@ -110,8 +110,9 @@ void Gen3KeypadDriver::OnTimerExpired(ID::Timer timer, time_t)
 {
     if (m_outbox.RemoveUse(timer))
     {
-        DRIVER_WARN(SOURCE, GetDriverName() << ": a use of a button was dropped, since it waited "
-                                            << m_useTimeLimit << " seconds");
+        DRIVER_WARN(KEYPAD_SOURCE, GetDriverName()
+                                       << ": a use of a button was dropped, since it waited "
+                                       << m_useTimeLimit << " seconds");
         return;
     }
     if (m_handedOver && m_handedOver->limit == timer)
@@ -296,10 +297,10 @@ void Gen3KeypadDriver::StartAgain()
 void Gen3KeypadDriver::GiveUpUse(const KeypadOutbox::Entry& entry)
 {
     KillTimer(entry.limit);
-    DRIVER_WARN(SOURCE, GetDriverName()
-                            << ": a use of button "
-                            << static_cast<int>(static_cast<signed char>(entry.use[BUTTON_OF_USE]))
-                            << " was given up, since the keypad was not there");
+    DRIVER_WARN(KEYPAD_SOURCE, GetDriverName() << ": a use of button "
+                                               << static_cast<int>(static_cast<signed char>(
+                                                      entry.use[BUTTON_OF_USE]))
+                                               << " was given up, since the keypad was not there");
 }
 
 void Gen3KeypadDriver::OnButtonUsed(int id, int use)
@@ -394,8 +395,9 @@ void Gen3KeypadDriver::SendMessage(const boost::shared_ptr<ICmdMessage>& message
 // keypad that answers nothing is given up after three of them, whatever they were.
 void Gen3KeypadDriver::DropLateUse()
 {
-    DRIVER_WARN(SOURCE, GetDriverName() << ": a use of a button is not sent again, since its "
-                                        << m_useTimeLimit << " seconds are over");
+    DRIVER_WARN(KEYPAD_SOURCE, GetDriverName()
+                                   << ": a use of a button is not sent again, since its "
+                                   << m_useTimeLimit << " seconds are over");
     m_handedOver.reset();
     m_numberInTransit = 0;
     m_bus.sendNext();

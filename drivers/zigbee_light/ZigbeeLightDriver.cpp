@@ -15,7 +15,7 @@
 
 namespace
 {
-const char* const SOURCE = "drivers/zigbee_light/ZigbeeLightDriver";
+const char* const ZIGBEE_LIGHT_SOURCE = "drivers/zigbee_light/ZigbeeLightDriver";
 
 // What a light can hold of a scene.
 constexpr int MAX_LEVEL = 100;
@@ -106,9 +106,10 @@ void ZigbeeLightDriver::OnCmdKeepScene(const ICmdMessage& message)
     else
         m_scenes.addScene(scene, kept.level, kept.time);
     if (scene > MAX_SCENE_ID)
-        DRIVER_WARN(SOURCE, "scene " << scene << " has an id above " << MAX_SCENE_ID
-                                     << ", which a light can never report: every synchronisation "
-                                        "stores it, deletes it and stands still");
+        DRIVER_WARN(ZIGBEE_LIGHT_SOURCE,
+                    "scene " << scene << " has an id above " << MAX_SCENE_ID
+                             << ", which a light can never report: every synchronisation "
+                                "stores it, deletes it and stands still");
     RequestPersist();
 }
 
@@ -119,11 +120,11 @@ SceneDetail ZigbeeLightDriver::InRange(unsigned scene, const SceneDetail& asked)
     kept.level = std::clamp(asked.level, 0, MAX_LEVEL);
     kept.time = std::clamp(asked.time, 0, MAX_TIME_MS);
     if (kept.level != asked.level)
-        DRIVER_WARN(SOURCE, "scene " << scene << " asks for level " << asked.level << " %, kept as "
-                                     << kept.level << " %");
+        DRIVER_WARN(ZIGBEE_LIGHT_SOURCE, "scene " << scene << " asks for level " << asked.level
+                                                  << " %, kept as " << kept.level << " %");
     if (kept.time != asked.time)
-        DRIVER_WARN(SOURCE, "scene " << scene << " asks for a time of " << asked.time
-                                     << " ms, kept as " << kept.time << " ms");
+        DRIVER_WARN(ZIGBEE_LIGHT_SOURCE, "scene " << scene << " asks for a time of " << asked.time
+                                                  << " ms, kept as " << kept.time << " ms");
     return kept;
 }
 

@@ -161,10 +161,11 @@ bool Agrees(const Json& expected, const Json& actual)
 }
 
 // Replays one transcript. Returns where it differs, in words; empty when it agrees.
-class Replay
+class TranscriptReplay
 {
 public:
-    Replay(const Transcript& transcript, const SessionOptions& options, const HouseFile& house)
+    TranscriptReplay(const Transcript& transcript, const SessionOptions& options,
+                     const HouseFile& house)
         : m_transcript(transcript), m_protocol(house, options,
                                                [this](const char* kind, const std::string& text)
                                                {
@@ -239,7 +240,8 @@ int RunCheck(const std::vector<std::string>& transcripts, const SessionOptions& 
             if (!LoadHouse(transcript.house, house, err))
                 throw TranscriptError("its house cannot be run");
             SaveWatch saves(transcript.options);
-            const std::string difference = Replay(transcript, saves.Options(), house).Run();
+            const std::string difference =
+                TranscriptReplay(transcript, saves.Options(), house).Run();
             unusable = unusable || saves.Failed();
             ++(difference.empty() ? passed : failed);
             if (difference.empty())

@@ -27,7 +27,7 @@ constexpr std::array<Crash, 5> CRASHES = {{
 
 constexpr std::size_t STACK_SIZE = 65536;
 alignas(16) char g_stack[STACK_SIZE];
-std::array<struct sigaction, CRASHES.size()> g_before;
+std::array<struct sigaction, CRASHES.size()> g_uncaught;
 CrashReport::Flush g_flush = nullptr;
 
 // A text of at most so many characters, put together without the heap.
@@ -76,7 +76,7 @@ void OnCrash(int signal)
 {
     // First, so that a crash in here ends the program too.
     for (std::size_t i = 0; i < CRASHES.size(); ++i)
-        ::sigaction(CRASHES[i].signal, &g_before[i], nullptr);
+        ::sigaction(CRASHES[i].signal, &g_uncaught[i], nullptr);
     if (g_flush)
         g_flush();
     Text text;
@@ -107,6 +107,6 @@ void CrashReport::Install(Flush flush)
     action.sa_flags = SA_ONSTACK;
     sigemptyset(&action.sa_mask);
     for (std::size_t i = 0; i < CRASHES.size(); ++i)
-        ::sigaction(CRASHES[i].signal, &action, &g_before[i]);
+        ::sigaction(CRASHES[i].signal, &action, &g_uncaught[i]);
 }
 } // namespace lighting_host

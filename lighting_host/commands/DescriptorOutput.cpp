@@ -16,7 +16,7 @@ namespace lighting_host
 namespace
 {
 // On purpose not that of DescriptorInput: how much is written at once is a matter of its own.
-constexpr std::size_t BUFFER_SIZE = 65536;
+constexpr std::size_t WRITE_SIZE = 65536;
 // A pipe that says it can be written to takes this much without waiting.
 constexpr std::size_t PIECE_SIZE = PIPE_BUF;
 // How long a reader has after the program was asked to end.
@@ -25,9 +25,9 @@ constexpr int FOR_EVER = -1;
 } // namespace
 
 DescriptorOutput::DescriptorOutput(int descriptor)
-    : m_descriptor(descriptor), m_buffer(std::make_unique<char[]>(BUFFER_SIZE))
+    : m_descriptor(descriptor), m_buffer(std::make_unique<char[]>(WRITE_SIZE))
 {
-    setp(m_buffer.get(), m_buffer.get() + BUFFER_SIZE);
+    setp(m_buffer.get(), m_buffer.get() + WRITE_SIZE);
 }
 
 DescriptorOutput::~DescriptorOutput()
@@ -68,7 +68,7 @@ bool DescriptorOutput::WriteAll()
 {
     const char* from = pbase();
     const char* const end = pptr();
-    setp(m_buffer.get(), m_buffer.get() + BUFFER_SIZE);
+    setp(m_buffer.get(), m_buffer.get() + WRITE_SIZE);
     while (m_failure.empty() && from != end)
     {
         if (!WaitUntilWritable())

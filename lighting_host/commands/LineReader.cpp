@@ -9,7 +9,7 @@ namespace lighting_host
 namespace
 {
 // On purpose not that of DescriptorInput: lines are read from any stream.
-constexpr std::streamsize BUFFER_SIZE = 65536;
+constexpr std::streamsize READ_SIZE = 65536;
 
 // False when the text would become too long; it is then empty, and its memory is free again.
 bool Append(std::string& text, const char* from, const char* to, std::size_t longest)
@@ -32,7 +32,7 @@ bool Append(std::string& text, const char* from, const char* to, std::size_t lon
 
 LineReader::LineReader(std::streambuf& in, std::function<bool()> beforeWaiting, std::size_t longest)
     : m_in(in), m_beforeWaiting(std::move(beforeWaiting)), m_longest(longest),
-      m_buffer(std::make_unique<char[]>(BUFFER_SIZE))
+      m_buffer(std::make_unique<char[]>(READ_SIZE))
 {
 }
 
@@ -69,7 +69,7 @@ bool LineReader::Refill()
     if (Traits::eq_int_type(m_in.sgetc(), Traits::eof()))
         return false;
     const std::streamsize size =
-        m_in.sgetn(m_buffer.get(), std::clamp<std::streamsize>(m_in.in_avail(), 1, BUFFER_SIZE));
+        m_in.sgetn(m_buffer.get(), std::clamp<std::streamsize>(m_in.in_avail(), 1, READ_SIZE));
     m_next = m_buffer.get();
     m_end = m_next + size;
     return size > 0;

@@ -19,16 +19,6 @@ constexpr const char* DRAW = "draw";
 constexpr const char* START = "start";
 constexpr const char* ZONE = "zone";
 constexpr const char* STATES = "states";
-
-std::string NameOf(embedded_host::Draw draw)
-{
-    for (const auto& name : DrawNames())
-    {
-        if (name.second == draw)
-            return name.first;
-    }
-    return std::string();
-}
 } // namespace
 
 const std::vector<std::pair<std::string, embedded_host::Draw>>& DrawNames()
@@ -39,6 +29,16 @@ const std::vector<std::pair<std::string, embedded_host::Draw>>& DrawNames()
         {"high", embedded_host::Draw::High},
     };
     return names;
+}
+
+std::string NameOf(embedded_host::Draw draw)
+{
+    for (const auto& name : DrawNames())
+    {
+        if (name.second == draw)
+            return name.first;
+    }
+    return std::string();
 }
 
 void AppendRecordedOptions(std::string& object, const SessionOptions& options)

@@ -19,6 +19,7 @@ struct SessionOptions;
 
 // The names of the draws, in the order in which they are told to a person.
 const std::vector<std::pair<std::string, embedded_host::Draw>>& DrawNames();
+std::string NameOf(embedded_host::Draw draw);
 
 // Appends them to an object that has fields already and is not closed yet.
 void AppendRecordedOptions(std::string& object, const SessionOptions& options);

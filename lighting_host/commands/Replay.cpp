@@ -23,7 +23,7 @@ namespace lighting_host
 namespace
 {
 // How much house time is run between two looks for a signal.
-constexpr std::int64_t STRIDE_MS = 600000;
+constexpr std::int64_t STEP_MS = 600000;
 
 std::string Count(std::uint64_t count, const char* one, const char* many)
 {
@@ -62,7 +62,7 @@ public:
         const std::int64_t end = m_options.until.timeMs >= 0
                                      ? std::min(m_options.until.timeMs, m_record.endMs)
                                      : m_record.endMs;
-        for (std::int64_t to = 0; to < end && !IsStopped(); to += STRIDE_MS)
+        for (std::int64_t to = 0; to < end && !IsStopped(); to += STEP_MS)
             m_replay->RunTo(to);
         if (!IsStopped() && end == m_record.endMs)
             m_replay->RunToEnd();

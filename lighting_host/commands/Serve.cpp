@@ -9,6 +9,7 @@
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
 #include "lighting_host/switchboard/Relive.h"
+#include "lighting_host/text/MonotonicClock.h"
 #include "lighting_host/text/Version.h"
 #include "lighting_host/web/HousePicture.h"
 #include "lighting_host/web/LiveServer.h"
@@ -42,13 +43,6 @@ constexpr std::chrono::milliseconds CHANGES_INTERVAL{50};
 constexpr std::chrono::milliseconds FAREWELL{500};
 constexpr std::chrono::milliseconds LEAVING_INTERVAL{5};
 constexpr std::int64_t LONGEST_SLEEP_NS = 250000000;
-
-std::int64_t MonotonicNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 // Lets a house live on an event loop: wakes it when something is due, and its pages now and then.
 class ServeLoop
@@ -179,16 +173,6 @@ struct CutAtEnd
 std::string AddressText(const std::string& address)
 {
     return address.find(':') == std::string::npos ? address : "[" + address + "]";
-}
-
-std::string NameOf(embedded_host::Draw draw)
-{
-    for (const auto& [name, value] : DrawNames())
-    {
-        if (value == draw)
-            return name;
-    }
-    return std::string();
 }
 
 // What the drivers begin with, as it was saved, takes the place of what the house file says: a

@@ -14,7 +14,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::chrono::milliseconds SHOW_INTERVAL(100);
+constexpr std::chrono::milliseconds SHRINK_INTERVAL(100);
 
 std::string Words(const RecordShrinker::Progress& progress)
 {
@@ -43,7 +43,7 @@ int Shrink(const std::string& path, const ShrinkCommandOptions& options, std::os
     how.onProgress = [&](const RecordShrinker::Progress& progress)
     {
         const auto now = std::chrono::steady_clock::now();
-        if (options.terminal && now - shown > SHOW_INTERVAL)
+        if (options.terminal && now - shown > SHRINK_INTERVAL)
         {
             shown = now;
             err << "\r\x1b[K" << Words(progress) << std::flush;

@@ -14,7 +14,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::chrono::milliseconds SHOW_INTERVAL(100);
+constexpr std::chrono::milliseconds WHY_INTERVAL(100);
 // What happened at the step is told up to so many lines.
 constexpr std::size_t MOST_LINES = 12;
 constexpr unsigned BAR = 40;
@@ -110,7 +110,7 @@ int Why(const std::string& path, const WhyCommandOptions& options, std::ostream&
     how.onProgress = [&](std::size_t runs)
     {
         const auto now = std::chrono::steady_clock::now();
-        if (options.terminal && now - shown > SHOW_INTERVAL)
+        if (options.terminal && now - shown > WHY_INTERVAL)
         {
             shown = now;
             err << fmt::format("\r\x1b[K{} runs", runs) << std::flush;

@@ -77,12 +77,6 @@ NxMIBPacket ReadPacket(Fields& fields, NxMIB::Type type, const std::string& mib)
         packet.AddParam(ToText(param, "params"));
     return packet;
 }
-
-void RequireTrue(Fields& fields, const char* name)
-{
-    if (!fields.Boolean(name))
-        throw InputError(fmt::format("\"{}\" can only be true", name));
-}
 } // namespace
 
 // The inputs that hold for every driver: each reads its fields, refuses what it does not know, and
@@ -197,7 +191,7 @@ struct InputLines::Inputs
 
     static void Persist(InputLines& lines, nx::DriverHost& driver, Fields& fields)
     {
-        RequireTrue(fields, "persist");
+        fields.RequireTrue("persist");
         fields.Finish();
         const std::string state = driver.Persist();
         AppendHead(lines.m_line, driver.GetHouse().GetClock().NowMs(), driver.Config().name);
@@ -209,7 +203,7 @@ struct InputLines::Inputs
 
     static void Restart(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
-        RequireTrue(fields, "restart");
+        fields.RequireTrue("restart");
         fields.Finish();
         driver.Restart();
     }

@@ -64,15 +64,9 @@ Test ReadLog(Fields& when)
     };
 }
 
-void RequireTrue(Fields& when, const char* name)
-{
-    if (!when.Boolean(name))
-        throw InputError(fmt::format("\"{}\" can only be true", name));
-}
-
 Test ReadAssert(Fields& when)
 {
-    RequireTrue(when, "assert");
+    when.RequireTrue("assert");
     return [](const Output& output, const std::string&)
     {
         return std::holds_alternative<AssertRecord>(output.effect);
@@ -81,7 +75,7 @@ Test ReadAssert(Fields& when)
 
 Test ReadFault(Fields& when)
 {
-    RequireTrue(when, "fault");
+    when.RequireTrue("fault");
     return [](const Output& output, const std::string&)
     {
         return std::holds_alternative<DriverFault>(output.effect);
@@ -154,7 +148,7 @@ struct Kind
     const char* name;
     Test (*read)(Fields&);
 };
-constexpr Kind KINDS[] = {
+constexpr Kind KINDS_OF_TESTS[] = {
     {"event", &ReadEvent}, {"log", &ReadLog},       {"assert", &ReadAssert},
     {"fault", &ReadFault}, {"packet", &ReadPacket}, {"variable", &ReadVariable},
     {"text", &ReadText},
@@ -164,7 +158,7 @@ constexpr Kind KINDS[] = {
 BreakCondition BreakCondition::Read(Fields& when)
 {
     BreakCondition condition;
-    for (const Kind& kind : KINDS)
+    for (const Kind& kind : KINDS_OF_TESTS)
     {
         if (!when.Has(kind.name))
             continue;

@@ -17,13 +17,6 @@ namespace
 {
 constexpr long long LATEST = std::numeric_limits<long long>::max();
 
-std::string Quoted(const std::string& text)
-{
-    std::string out;
-    AppendJsonText(out, text);
-    return out;
-}
-
 // Tells a reader that the house's text is the one that was run.
 std::string HouseDigest(const std::string& text)
 {
@@ -180,14 +173,15 @@ std::string HeadLine(const RecordHead& head)
         "{{\"flight_record\":{},\"program\":{},\"path\":{},\"house\":{},\"house_digest\":\"{}\","
         "\"clock\":\"{}\",\"seed\":{},\"draw\":{},\"start\":{},\"zone\":{},\"log_level\":{},"
         "\"people\":{},\"faults\":{},\"persist_ms\":{},\"states\":{{",
-        RecordHead::VERSION, Quoted(head.program), Quoted(head.housePath), Quoted(head.houseText),
-        HouseDigest(head.houseText), head.clock == RecordClock::Lines ? "lines" : "paced",
-        head.seed, Quoted(head.draw), Quoted(head.start), Quoted(head.zone), head.logLevel,
-        head.people, Quoted(head.faults), head.persistMs);
+        RecordHead::VERSION, JsonText(head.program), JsonText(head.housePath),
+        JsonText(head.houseText), HouseDigest(head.houseText),
+        head.clock == RecordClock::Lines ? "lines" : "paced", head.seed, JsonText(head.draw),
+        JsonText(head.start), JsonText(head.zone), head.logLevel, head.people,
+        JsonText(head.faults), head.persistMs);
     const char* comma = "";
     for (const auto& [driver, state] : head.states)
     {
-        line += fmt::format("{}{}:{}", comma, Quoted(driver), Quoted(state));
+        line += fmt::format("{}{}:{}", comma, JsonText(driver), JsonText(state));
         comma = ",";
     }
     return line + "}}";
@@ -195,11 +189,12 @@ std::string HeadLine(const RecordHead& head)
 
 std::string InputLine(const RecordInput& input)
 {
-    std::string line = fmt::format("{{\"t_ms\":{},\"from\":{},", input.timeMs, Quoted(input.from));
+    std::string line =
+        fmt::format("{{\"t_ms\":{},\"from\":{},", input.timeMs, JsonText(input.from));
     if (IsJson(input.line))
         line += "\"in\":" + input.line.substr(0, input.line.find_last_not_of(" \t\r\n") + 1);
     else
-        line += "\"text\":" + Quoted(input.line);
+        line += "\"text\":" + JsonText(input.line);
     return line + "}";
 }
 
@@ -224,6 +219,6 @@ std::string EndLine(const RecordDigest& digest, const std::string& why)
 {
     return fmt::format(
         "{{\"t_ms\":{},\"end\":{},\"outputs\":{},\"digest\":\"{}\",\"sums\":\"{}\"}}",
-        digest.timeMs, Quoted(why), digest.outputs, digest.digest, digest.sums);
+        digest.timeMs, JsonText(why), digest.outputs, digest.digest, digest.sums);
 }
 } // namespace lighting_host

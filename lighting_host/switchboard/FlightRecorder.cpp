@@ -12,7 +12,7 @@ namespace lighting_host
 namespace
 {
 constexpr std::size_t MOST_WAITING = 64 * 1024;
-constexpr std::chrono::milliseconds LONGEST_WAIT{500};
+constexpr std::chrono::milliseconds LONGEST_UNWRITTEN{500};
 } // namespace
 
 FlightRecorder::FlightRecorder(const std::string& path, const RecordHead& head)
@@ -72,7 +72,7 @@ void FlightRecorder::Close(const RecordDigest& digest, const std::string& why)
 
 void FlightRecorder::Flush(bool now)
 {
-    if (m_waiting.empty() || (!now && Clock::now() - m_since < LONGEST_WAIT))
+    if (m_waiting.empty() || (!now && Clock::now() - m_since < LONGEST_UNWRITTEN))
         return;
     std::size_t written = 0;
     while (written < m_waiting.size())

@@ -14,9 +14,9 @@ namespace
 {
 // Everything stays as it was written, blanks, line ends and remarks included; as a fragment, so
 // that this holds outside the root element too.
-constexpr unsigned PARSE = pugi::parse_pi | pugi::parse_comments | pugi::parse_cdata |
-                           pugi::parse_escapes | pugi::parse_doctype | pugi::parse_declaration |
-                           pugi::parse_ws_pcdata | pugi::parse_fragment;
+constexpr unsigned PARSE_ALL = pugi::parse_pi | pugi::parse_comments | pugi::parse_cdata |
+                               pugi::parse_escapes | pugi::parse_doctype | pugi::parse_declaration |
+                               pugi::parse_ws_pcdata | pugi::parse_fragment;
 
 bool Is(const pugi::xml_node& node, const char* name)
 {
@@ -61,7 +61,7 @@ struct HouseText::Document
 HouseText::HouseText(const std::string& text) : m_document(std::make_unique<Document>())
 {
     const auto result =
-        m_document->xml.load_buffer(text.data(), text.size(), PARSE, pugi::encoding_utf8);
+        m_document->xml.load_buffer(text.data(), text.size(), PARSE_ALL, pugi::encoding_utf8);
     m_document->house = m_document->xml.child("house");
     if (!result || !m_document->house)
         throw RecordError("the record's house is no house file");

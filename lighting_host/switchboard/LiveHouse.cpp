@@ -5,6 +5,7 @@
 #include "lighting_host/switchboard/HouseActions.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
+#include "lighting_host/text/MonotonicClock.h"
 
 #include <algorithm>
 #include <chrono>
@@ -20,17 +21,10 @@ constexpr std::int64_t NS_PER_MS = std::chrono::nanoseconds(std::chrono::millise
 // How long one call of Work may take before everybody else has a turn.
 constexpr std::int64_t SLICE_NS = 20 * NS_PER_MS;
 // How much house time is worked off between two looks at the clock.
-constexpr std::int64_t STRIDE_MS = 60000;
+constexpr std::int64_t MOST_AT_ONCE_MS = 60000;
 constexpr std::int64_t FIRST_PROGRESS_NS = 200 * NS_PER_MS;
 constexpr std::int64_t PROGRESS_NS = 250 * NS_PER_MS;
 constexpr std::int64_t LONGEST_STEP_MS = 86400000;
-
-std::int64_t MonotonicNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 } // namespace
 
 // A rewind under way: the house run anew, and how far that has come.
@@ -223,7 +217,7 @@ std::int64_t LiveHouse::Work(std::int64_t nowNs)
     const std::int64_t wanted = WantedMs(nowNs);
     while (!m_paused && m_life.run->NowMs() < wanted)
     {
-        AdvanceTo(std::min(wanted, m_life.run->NowMs() + STRIDE_MS));
+        AdvanceTo(std::min(wanted, m_life.run->NowMs() + MOST_AT_ONCE_MS));
         if (MonotonicNs() > endNs)
             return nowNs;
     }
@@ -502,7 +496,7 @@ void LiveHouse::WorkOnRewind()
     {
         const bool hasInput = rewind.next < inputs;
         const std::int64_t next = hasInput ? m_inputs[rewind.next].record.timeMs : rewind.toMs;
-        const std::int64_t to = std::min(next, run.NowMs() + STRIDE_MS);
+        const std::int64_t to = std::min(next, run.NowMs() + MOST_AT_ONCE_MS);
         if (rewind.toSeq != 0 && !rewind.toNow)
             run.AdvanceTo(to, rewind.isThere);
         else

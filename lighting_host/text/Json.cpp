@@ -144,6 +144,12 @@ bool Fields::Boolean(const char* name)
     return ToBoolean(Get(name), name);
 }
 
+void Fields::RequireTrue(const char* name)
+{
+    if (!Boolean(name))
+        throw InputError(fmt::format("\"{}\" can only be true", name));
+}
+
 std::string Fields::Text(const char* name)
 {
     return ToText(Get(name), name);

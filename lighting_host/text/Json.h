@@ -49,6 +49,8 @@ public:
     const Json& Get(const char* name);
     long long Integer(const char* name, long long min, long long max);
     bool Boolean(const char* name);
+    // A field that is there only to say something: throws InputError unless it is true.
+    void RequireTrue(const char* name);
     std::string Text(const char* name);
 
     // The same for a field that may be absent.

@@ -321,6 +321,13 @@ void AppendJsonText(std::string& out, const std::string& text)
     out += '"';
 }
 
+std::string JsonText(const std::string& text)
+{
+    std::string out;
+    AppendJsonText(out, text);
+    return out;
+}
+
 const char* KindOf(const Effect& effect)
 {
     return KINDS[effect.index()];

@@ -13,6 +13,7 @@ namespace lighting_host
 // A JSON string: text that is valid UTF-8 keeps its characters; in text that is not wholly UTF-8
 // every byte from 0x80 up becomes the code point of that number; control characters are escaped.
 void AppendJsonText(std::string& out, const std::string& text);
+std::string JsonText(const std::string& text);
 
 // The kind of an effect: the field that names its object ("mib", "event").
 const char* KindOf(const embedded_host::Effect& effect);

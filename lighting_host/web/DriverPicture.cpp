@@ -27,20 +27,13 @@ constexpr std::size_t MOST_STEPS = 2000;
 // What was heard may change the device so much later: messages take their time.
 constexpr std::int64_t LOOK_MS = 1000;
 // On purpose not that of a device, which counts in units of its own.
-constexpr unsigned PERCENT = 100;
-
-std::string Quoted(const std::string& text)
-{
-    std::string out;
-    AppendJsonText(out, text);
-    return out;
-}
+constexpr unsigned FULL_LEVEL_PERCENT = 100;
 
 // How bright the lamp is, in percent.
 unsigned LevelOf(const device_wire::AttachedDevice& device)
 {
     const simulated::LampLevel lamp = device.PresentLevel();
-    return (lamp.level * PERCENT + lamp.full / 2) / lamp.full;
+    return (lamp.level * FULL_LEVEL_PERCENT + lamp.full / 2) / lamp.full;
 }
 
 std::string RampOf(const device_wire::AttachedDevice& device)
@@ -54,7 +47,8 @@ std::string FactsText(const DriverAdapter* adapter)
     std::string text;
     if (adapter)
         for (const auto& [label, value] : adapter->Summary())
-            text += fmt::format("{}[{},{}]", text.empty() ? "" : ",", Quoted(label), Quoted(value));
+            text +=
+                fmt::format("{}[{},{}]", text.empty() ? "" : ",", JsonText(label), JsonText(value));
     return "[" + text + "]";
 }
 } // namespace
@@ -193,7 +187,7 @@ std::string DriverPicture::Variables() const
     std::string text = "[";
     for (const auto& [id, variable] : m_variables)
         text += fmt::format("{}{{\"id\":{},\"name\":{},\"value\":{}}}", text.size() > 1 ? "," : "",
-                            id, Quoted(variable.name), Quoted(variable.value));
+                            id, JsonText(variable.name), JsonText(variable.value));
     return text + "]";
 }
 
@@ -270,13 +264,13 @@ Members DriverPicture::Describe(bool whole)
 {
     const DriverConfig& config = m_driver.Config();
     Members members;
-    members.emplace_back("name", Quoted(config.name));
-    members.emplace_back("type", Quoted(config.type));
+    members.emplace_back("name", JsonText(config.name));
+    members.emplace_back("type", JsonText(config.type));
     if (const DriverType* const type = FindDriverType(config.type))
-        members.emplace_back("type_words", Quoted(type->words));
+        members.emplace_back("type_words", JsonText(type->words));
     members.emplace_back("id", std::to_string(config.id));
     const std::string& room = m_run.GetSession().RoomOf(m_driver);
-    members.emplace_back("room", room.empty() ? "null" : Quoted(room));
+    members.emplace_back("room", room.empty() ? "null" : JsonText(room));
     members.emplace_back("simulated", m_device ? "true" : "false");
     members.emplace_back("online", Online());
     members.emplace_back("warnings", std::to_string(m_warnings));

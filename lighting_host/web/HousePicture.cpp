@@ -26,13 +26,6 @@ constexpr std::int64_t ACTIVITY_BUCKET_MS = 600000;
 // Ten years of them.
 constexpr std::size_t MOST_BUCKETS = 525600;
 
-std::string Quoted(const std::string& text)
-{
-    std::string out;
-    AppendJsonText(out, text);
-    return out;
-}
-
 std::size_t LoadCount(const std::vector<HouseFileLoad>& loads)
 {
     std::set<std::string> names;
@@ -156,8 +149,8 @@ void HousePicture::NoteBreak(std::int64_t, const std::string& driver, const std:
 std::string HousePicture::MarkText(const Mark& mark)
 {
     return fmt::format("{{\"t_ms\":{},\"kind\":\"{}\",\"driver\":{},\"words\":{}}}", mark.timeMs,
-                       mark.kind, mark.driver.empty() ? "null" : Quoted(mark.driver),
-                       Quoted(mark.words));
+                       mark.kind, mark.driver.empty() ? "null" : JsonText(mark.driver),
+                       JsonText(mark.words));
 }
 
 std::string HousePicture::Marks() const
@@ -174,7 +167,7 @@ std::string HousePicture::People() const
     for (const Act& act : m_people)
         text +=
             fmt::format("{}{{\"t_ms\":{},\"driver\":{},\"words\":{}}}", text.size() > 1 ? "," : "",
-                        act.timeMs, Quoted(act.driver), Quoted(act.words));
+                        act.timeMs, JsonText(act.driver), JsonText(act.words));
     return text + "]";
 }
 
@@ -196,7 +189,7 @@ Members HousePicture::DescribeHouse()
             simulation ? simulation->GetController().SceneCounts()[i] : Controller::Count();
         scenes += fmt::format(
             "{}{{\"id\":{},\"name\":{},\"loads\":{},\"times\":{},\"last_ms\":{}}}",
-            i > 0 ? "," : "", file.scenes[i].id, Quoted(file.scenes[i].name),
+            i > 0 ? "," : "", file.scenes[i].id, JsonText(file.scenes[i].name),
             LoadCount(file.scenes[i].loads), count.times, OrNull(count.lastMs, count.times > 0));
     }
     members.emplace_back("scenes", scenes + "]");
@@ -207,10 +200,10 @@ Members HousePicture::DescribeHouse()
             simulation ? simulation->GetController().GroupCounts()[i] : Controller::Count();
         std::string names;
         for (const std::string& member : file.groups[i].members)
-            names += (names.empty() ? "" : ",") + Quoted(member);
+            names += (names.empty() ? "" : ",") + JsonText(member);
         groups += fmt::format("{}{{\"id\":{},\"name\":{},\"members\":[{}],\"times\":{},"
                               "\"last_ms\":{}}}",
-                              i > 0 ? "," : "", file.groups[i].id, Quoted(file.groups[i].name),
+                              i > 0 ? "," : "", file.groups[i].id, JsonText(file.groups[i].name),
                               names, count.times, OrNull(count.lastMs, count.times > 0));
     }
     members.emplace_back("groups", groups + "]");
@@ -246,7 +239,7 @@ std::vector<std::string> HousePicture::TakeChanges()
         const Members changed = driver->TakeChanges();
         if (!changed.empty())
             changes.push_back(fmt::format("\"page\":\"driver\",\"driver\":{},\"value\":{}",
-                                          Quoted(driver->Name()), Object(changed)));
+                                          JsonText(driver->Name()), Object(changed)));
     }
     const Members changed = Changed(DescribeHouse(), m_toldHouse);
     if (!changed.empty())
@@ -276,7 +269,7 @@ std::string HousePicture::DifferencesFrom(const std::string& drivers)
         }
         if (!differing.empty())
             text += fmt::format("{}{}:{}", text.size() > 1 ? "," : "",
-                                Quoted(m_drivers[place]->Name()), Object(differing));
+                                JsonText(m_drivers[place]->Name()), Object(differing));
     }
     return text + "}";
 }

@@ -1,6 +1,7 @@
 #include "lighting_host/web/LiveServer.h"
 
 #include "lighting_host/text/JsonWriter.h"
+#include "lighting_host/text/MonotonicClock.h"
 #include "lighting_host/web/HostCheck.h"
 #include "lighting_host/web/LiveVisitor.h"
 #include "lighting_host/web/Metrics.h"
@@ -18,20 +19,6 @@ namespace
 constexpr std::size_t MOST_NAME = 32;
 constexpr std::int64_t DAY_MS = embedded_host::SECONDS_PER_DAY * 1000;
 constexpr std::chrono::seconds CLOCK_INTERVAL{1};
-
-std::int64_t MonotonicNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-
-std::string Quoted(const std::string& text)
-{
-    std::string out;
-    AppendJsonText(out, text);
-    return out;
-}
 
 // Another text at every start of the program.
 std::string RunName()
@@ -312,7 +299,7 @@ void LiveServer::OnBreak(const Breaks::Met& met)
 {
     View().NoteBreak(met.timeMs, met.driver, met.words);
     SendPage(fmt::format("\"page\":\"break\",\"id\":{},\"met_seq\":{},\"words\":{}", met.id,
-                         met.seq, Quoted(met.words)),
+                         met.seq, JsonText(met.words)),
              true);
     OnBreaksChanged();
 }
@@ -350,7 +337,7 @@ std::string LiveServer::HelloMembers() const
 {
     const OutputRing& ring = m_house->Ring();
     return fmt::format("\"program\":{},\"run\":\"{}\",\"branch\":{},\"seq\":{},\"first_seq\":{}",
-                       Quoted(m_options.program), m_run, m_house->Branch(), ring.Last(),
+                       JsonText(m_options.program), m_run, m_house->Branch(), ring.Last(),
                        ring.First());
 }
 
@@ -402,7 +389,7 @@ std::string LiveServer::Snapshot()
         "{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","
         "\"start\":\"{}\",\"shifts\":{},\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
         "{}}}",
-        HelloMembers(), m_rev, Quoted(m_options.name), m_options.seed, m_options.faultLevel,
+        HelloMembers(), m_rev, JsonText(m_options.name), m_options.seed, m_options.faultLevel,
         embedded_host::FormatLocalTime(m_options.startLocalSeconds),
         m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), ClockValue(), m_visitors.size(),
         PastValue(), BreaksValue(), view.empty() ? "" : ",", view);

@@ -2,6 +2,7 @@
 
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
+#include "lighting_host/text/MonotonicClock.h"
 
 #include <algorithm>
 #include <chrono>
@@ -15,13 +16,6 @@ namespace
 constexpr unsigned TRY_AGAIN_LATER = 1013;
 constexpr std::size_t MOST_OWN_LINES = 4096;
 constexpr std::size_t MOST_OWN_BYTES = 8 * 1024 * 1024;
-
-std::int64_t MonotonicNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 std::string Done(unsigned long number)
 {

@@ -201,7 +201,7 @@ TEST_F(KeypadOnBusTest, PersonAtTheKeypad_ReachesTheButton)
 
 namespace
 {
-constexpr unsigned KEYPADS = 16;
+constexpr unsigned KEYPADS_ON_LINE = 16;
 
 class DeadKeypads : public KeypadOnBusTest, public testing::WithParamInterface<unsigned>
 {
@@ -214,7 +214,7 @@ class DeadKeypads : public KeypadOnBusTest, public testing::WithParamInterface<u
 TEST_P(DeadKeypads, LeaveTheOthersWithinTheBoundOfTheLine)
 {
     const unsigned dead = GetParam();
-    for (unsigned i = 0; i < KEYPADS; ++i)
+    for (unsigned i = 0; i < KEYPADS_ON_LINE; ++i)
     {
         if (i < dead)
             ledger.Watch(house.AddFaulty("deaf"));
@@ -225,16 +225,16 @@ TEST_P(DeadKeypads, LeaveTheOthersWithinTheBoundOfTheLine)
     house.Advance(MINUTE);
     // The longest frame that is sent here: one LED's set-up, every octet of it escaped.
     const std::uint64_t frame = house.Line().DurationMs(2 + 2 * (7 + 2 + 10 + 2));
-    const std::uint64_t bound = 2 * KEYPADS * frame;
+    const std::uint64_t bound = 2 * KEYPADS_ON_LINE * frame;
     const std::uint64_t from = house.NowMs();
     for (int round = 0; round < 40; ++round)
     {
-        for (unsigned id = 1; id <= KEYPADS; ++id)
+        for (unsigned id = 1; id <= KEYPADS_ON_LINE; ++id)
             house.Show(id, round % 2 == 0 ? "ff0000" : "0000ff");
         house.Advance(7 * SECOND);
     }
     std::uint64_t slowest = 0;
-    for (unsigned id = dead + 1; id <= KEYPADS; ++id)
+    for (unsigned id = dead + 1; id <= KEYPADS_ON_LINE; ++id)
     {
         const MessageLedger::Account& account = ledger.Of(id);
         for (const auto& queued : account.queuedAt)

@@ -22,7 +22,7 @@ constexpr std::int64_t UNTIL_ANNOUNCED_MS = BusKeypad::ANNOUNCE_EVERY_MS + SECON
 
 // How much a bus may ever hold: one message in transit, four kinds of state, and what was used in
 // the last ten seconds.
-constexpr std::size_t MOST_WAITING = 1 + 4 + 2;
+constexpr std::size_t MOST_USES_WAITING = 1 + 4 + 2;
 
 struct Kind
 {
@@ -72,7 +72,7 @@ TEST_P(KeypadInFrequentUse, EightHours_HoldTheBoundOfWhatWaits)
         longest = std::max(longest, house.Waiting(1));
         house.Advance(10 * SECOND_MS);
     }
-    EXPECT_LE(longest, MOST_WAITING);
+    EXPECT_LE(longest, MOST_USES_WAITING);
     EXPECT_GE(longest, 2u);
     EXPECT_THAT(house.asserted, IsEmpty());
 }

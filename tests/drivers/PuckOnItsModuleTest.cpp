@@ -19,7 +19,7 @@ using test_kit::OneDriverHouse;
 
 namespace
 {
-const Lines NOTHING;
+const Lines NO_ENTRIES;
 constexpr int CONTACT_0 = 7;
 constexpr int CONTACT_1 = 8;
 constexpr int BUTTON_0 = 1;
@@ -109,7 +109,7 @@ TEST_F(PuckOnItsModule, LongHold_StaysPressedUntilItEnds)
     pair.module.Hold(CONTACT_1, 60000);
     EXPECT_EQ(pair.EventsWithin(59999), Lines({"event 6011"}));
     EXPECT_EQ(pair.EventsWithin(1), Lines({"event 6010"}));
-    EXPECT_EQ(pair.EventsWithin(60000), NOTHING);
+    EXPECT_EQ(pair.EventsWithin(60000), NO_ENTRIES);
 }
 
 TEST_F(PuckOnItsModule, LostEndOfAHold_IsMadeUpAfterTheHoldTime)

@@ -17,7 +17,7 @@ namespace
 using Asked = std::vector<std::string>;
 
 // Four scenes in three groups, which the light holds as they are wanted.
-const std::vector<std::pair<int, int>> SCENES = {{1, 0}, {2, 0}, {2, 1}, {3, 0}};
+const std::vector<std::pair<int, int>> SCENES_OF_GROUPS = {{1, 0}, {2, 0}, {2, 1}, {3, 0}};
 const Asked EVERYTHING = {
     "get_scene_membership 3 @1", "view_scene 3 @1", "get_scene_membership 2 @1",
     "view_scene 65538 @1",       "view_scene 2 @1", "get_scene_membership 1 @1",
@@ -31,7 +31,7 @@ public:
     {
         auto& light = rig.Attach({1, 16, 16, answerMs});
         light.Tables().groups = {1, 2, 3};
-        for (const auto& [group, number] : SCENES)
+        for (const auto& [group, number] : SCENES_OF_GROUPS)
         {
             simulated::LightScene scene;
             scene.group = static_cast<std::uint16_t>(group);

@@ -366,10 +366,12 @@ TEST_F(DriverHostTest, Packets_LeaveWhetherOrNotTheDeviceIsOnline)
 }
 
 // A driver whose device does not speak MIB.
-class PlainDriver : public NxBaseDriver
+class DriverOfNothing : public NxBaseDriver
 {
 public:
-    explicit PlainDriver(IInstanceManager& instances) : NxBaseDriver(instances, NX_DRIVER_LIGHT) {}
+    explicit DriverOfNothing(IInstanceManager& instances) : NxBaseDriver(instances, NX_DRIVER_LIGHT)
+    {
+    }
     void OnDeviceOnlineChanged(bool online) override
     {
         Host().ReportCall(online ? "up" : "down", {});
@@ -382,7 +384,7 @@ TEST_F(DriverHostTest, OnlineStatusOfAPlainDriver_ComesByItsOwnOperation)
     config.name = "plain";
     config.create = [](IInstanceManager& instances)
     {
-        return new PlainDriver(instances);
+        return new DriverOfNothing(instances);
     };
     nx::DriverHost& plain = *house.Add(std::move(config));
     plain.Start(nullptr);

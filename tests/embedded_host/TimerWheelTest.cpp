@@ -17,9 +17,9 @@ namespace
 using embedded_host::TimerWheel;
 using Strings = std::vector<std::string>;
 
-constexpr std::int64_t NS_PER_MS = 1000000;
+constexpr std::int64_t NS_IN_MS = 1000000;
 
-class Nobody : public ITimerManagerCallback
+class NoCallback : public ITimerManagerCallback
 {
     void OnTimerExpired(ID::Timer, time_t) override {}
 };
@@ -37,12 +37,12 @@ protected:
     unsigned Start(std::uint64_t delayMs, std::uint32_t count = 1,
                    ITimerManagerCallback* callback = nullptr)
     {
-        return wheel.Add(driver, nowMs * NS_PER_MS, delayMs, count, callback);
+        return wheel.Add(driver, nowMs * NS_IN_MS, delayMs, count, callback);
     }
 
     unsigned StartDevice(std::uint64_t delayMs)
     {
-        return wheel.Add(devices, nowMs * NS_PER_MS, delayMs, 1, nullptr);
+        return wheel.Add(devices, nowMs * NS_IN_MS, delayMs, 1, nullptr);
     }
 
     bool Kill(unsigned id) { return wheel.Kill(driver, id); }
@@ -268,7 +268,7 @@ TEST_F(TimerWheelTest, AdvanceToThePast_ChangesNothing)
 TEST_F(TimerWheelTest, StartedBeforeTheTimeReached_IsDueAfterTheTimeReached)
 {
     Advance(100);
-    wheel.Add(driver, 20 * NS_PER_MS, 10, 1, nullptr);
+    wheel.Add(driver, 20 * NS_IN_MS, 10, 1, nullptr);
     EXPECT_EQ((Strings{"1@110"}), Advance(10));
 }
 
@@ -283,7 +283,7 @@ TEST_F(TimerWheelTest, StartedWithinAMillisecond_IsNeverDueEarly)
 
 TEST_F(TimerWheelTest, Due_CarriesWhatItWasStartedWith)
 {
-    Nobody callback;
+    NoCallback callback;
     Advance(7);
     const unsigned id = wheel.Add(driver, 7000123, 10, 1, &callback);
     Advance(20);
@@ -308,9 +308,9 @@ TEST_F(TimerWheelTest, CountOfThree_KeepsTheTimeAtWhichItWasStarted)
     Advance(5);
     Start(10, 2);
     Advance(10);
-    EXPECT_EQ(5 * NS_PER_MS, lastDue.startedNs);
+    EXPECT_EQ(5 * NS_IN_MS, lastDue.startedNs);
     Advance(10);
-    EXPECT_EQ(5 * NS_PER_MS, lastDue.startedNs);
+    EXPECT_EQ(5 * NS_IN_MS, lastDue.startedNs);
 }
 
 TEST_F(TimerWheelTest, Forever_FiresUntilKilled)
@@ -454,8 +454,8 @@ TEST_F(TimerWheelTest, RearmOfAnotherInACallback_MovesIt)
 
 TEST_F(TimerWheelTest, KillAllOfACallback_LeavesTheOwnersOthers)
 {
-    Nobody one;
-    Nobody other;
+    NoCallback one;
+    NoCallback other;
     Start(10, 1, &one);
     Start(10, 1, &other);
     Start(20, TimerWheel::FOREVER, &one);
@@ -465,7 +465,7 @@ TEST_F(TimerWheelTest, KillAllOfACallback_LeavesTheOwnersOthers)
 
 TEST_F(TimerWheelTest, KillAllOfAnOwner_LeavesOtherOwners)
 {
-    Nobody one;
+    NoCallback one;
     Start(10, 1, &one);
     Start(70000);
     StartDevice(10);
@@ -487,7 +487,7 @@ TEST_F(TimerWheelTest, KillAllWithoutTimers_DoesNothing)
 
 TEST_F(TimerWheelTest, KillAllInACallback_EndsItsOwnRepetitionToo)
 {
-    Nobody one;
+    NoCallback one;
     const unsigned id = Start(10, TimerWheel::FOREVER, &one);
     Start(10, 1, &one);
     Start(20, 1, &one);
@@ -649,7 +649,7 @@ TEST_F(TimerWheelTest, WakingWhenTold_ReachesAFarTimerInFewSteps)
 
 // --- Memory -------------------------------------------------------------------------------------
 
-class CountingSink : public TimerWheel::Sink
+class CountingTimerSink : public TimerWheel::Sink
 {
 public:
     void OnTimerDue(const TimerWheel::Due& due) override { fired += due.id != 0 ? 1 : 0; }
@@ -662,7 +662,7 @@ TEST(TimerWheelMemory, OnceWarm_StartingKillingAndFiringAllocateNothing)
     int context = 0;
     TimerWheel wheel;
     TimerWheel::Owner driver(TimerWheel::DRIVER, &context);
-    CountingSink sink;
+    CountingTimerSink sink;
     for (unsigned i = 0; i < TIMERS; ++i)
         wheel.Add(driver, 0, 1000000, 1, nullptr);
     wheel.KillAll(driver, nullptr);

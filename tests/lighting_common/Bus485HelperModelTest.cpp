@@ -27,14 +27,14 @@ enum Kind : int
     KINDS,
 };
 
-struct Step
+struct BusStep
 {
     int kind;
     int opcode;
     bool payload;
 };
 
-void showValue(const Step& step, std::ostream& os)
+void showValue(const BusStep& step, std::ostream& os)
 {
     os << step.kind << "/" << step.opcode << (step.payload ? "+" : "");
 }
@@ -93,7 +93,7 @@ struct Model
         device = false;
         ++timesOffline;
     }
-    void Apply(const Step& step)
+    void Apply(const BusStep& step)
     {
         switch (step.kind)
         {
@@ -150,7 +150,7 @@ struct Real
     }
     ~Real() { record.Forget(); }
 
-    void Apply(const Step& step)
+    void Apply(const BusStep& step)
     {
         const std::uint8_t byte = 0xAA;
         const std::uint8_t* payload = step.payload ? &byte : nullptr;
@@ -187,14 +187,14 @@ struct Real
     }
 };
 
-rc::Gen<Step> AnyStep()
+rc::Gen<BusStep> AnyBusStep()
 {
     // Queueing and going online come often enough that queues fill.
     const auto kind = rc::gen::weightedOneOf<int>({{6, rc::gen::just<int>(QUEUE)},
                                                    {3, rc::gen::just<int>(ONLINE)},
                                                    {3, rc::gen::just<int>(EXPIRY)},
                                                    {6, rc::gen::inRange<int>(0, KINDS)}});
-    return rc::gen::construct<Step>(
+    return rc::gen::construct<BusStep>(
         kind, rc::gen::element(1, 0x1110, 0x1240, 0x1280, 0x12C0, 0x13C0, 0x14C0, 0x1480),
         rc::gen::arbitrary<bool>());
 }
@@ -202,10 +202,10 @@ rc::Gen<Step> AnyStep()
 
 RC_GTEST_PROP(Bus485HelperModel, AnySequence_DoesWhatTheModelDoes, ())
 {
-    const auto steps = *rc::gen::scale(3.0, rc::gen::container<std::vector<Step>>(AnyStep()));
+    const auto steps = *rc::gen::scale(3.0, rc::gen::container<std::vector<BusStep>>(AnyBusStep()));
     Model model;
     Real real;
-    for (const Step& step : steps)
+    for (const BusStep& step : steps)
     {
         model.Apply(step);
         real.Apply(step);

@@ -8,13 +8,12 @@
 #include <climits>
 
 using button_test::Lines;
+using button_test::NO_LINES;
 using button_test::RecordingButtonOwner;
 using button_test::StateNode;
 
 namespace
 {
-const Lines NOTHING;
-
 class ContactButtonTest : public testing::Test
 {
 protected:
@@ -105,7 +104,7 @@ TEST_F(ContactButtonTest, PersistedState_RestoresBothAndIsSentWithTheLedState)
                            StateNode("CONTACT_STATUS", {{"AUX_LEDS", "4"}, {"AUX_BEHAVIOR", "5"}}));
     EXPECT_EQ(restored.GetLEDBehavior(), 4);
     EXPECT_EQ(restored.GetBehavior(), 5);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     restored.SendSettingsToHW();
     EXPECT_EQ(owner.Take(),
               Lines({"set nx.dmx.btn 7 1 5", "set nx.dmx.led 0 1 4", "set nx.dmx.led 0 0 0",
@@ -132,7 +131,7 @@ TEST_F(ContactButtonTest, PersistedBehavior_IsAuxBehaviorNotBehavior)
 TEST_F(ContactButtonTest, SetBehavior_SendsTheDeviceNumberAndOnlyChangesUnlessForced)
 {
     contact.SetBehavior(2, false);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     contact.SetBehavior(2, true);
     EXPECT_EQ(owner.Take(), Lines({"set nx.dmx.btn 7 1 2"}));
     second.SetBehavior(4, false);
@@ -143,7 +142,7 @@ TEST_F(ContactButtonTest, SetBehavior_SendsTheDeviceNumberAndOnlyChangesUnlessFo
 TEST_F(ContactButtonTest, SetCurState_SendsThePlainIdAndAColor)
 {
     second.SetCurState(0, false);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     second.SetCurState(0, true);
     EXPECT_EQ(owner.Take(), Lines({"set nx.dmx.led 1 5 '000000'"}));
     second.SetCurState(1, false);
@@ -174,7 +173,7 @@ TEST_F(ContactButtonTest, SetLEDBehaviorOfTheSecondContact_NamesItsIdAndDeviceNu
 TEST_F(ContactButtonTest, SetLEDBehaviorToTheInitialValue_SendsOnlyWhenForced)
 {
     contact.SetLEDBehavior(2, false);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     contact.SetLEDBehavior(2, true);
     EXPECT_EQ(owner.Take(), LED_ROWS[2].requests);
 }
@@ -188,7 +187,7 @@ TEST_F(ContactButtonTest, SetLEDBehaviorOutsideTheTable_IsKeptAndNotSent)
         contact.UpdateState();
         EXPECT_EQ(contact.GetCurState(), 0);
     }
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
 }
 
 TEST_F(ContactButtonTest, LedBehaviorZero_ShowsTheContactInverse)
@@ -313,7 +312,7 @@ TEST_F(ContactButtonTest, RemotePushAndReleaseInBehaviorsFourAndFive_DoNothingAt
         With(behavior, 0);
         contact.RemotePush();
         contact.RemoteRelease();
-        EXPECT_EQ(owner.Take(), NOTHING) << behavior;
+        EXPECT_EQ(owner.Take(), NO_LINES) << behavior;
         EXPECT_EQ(contact.GetCurState(), 0) << behavior;
     }
 }

@@ -26,7 +26,7 @@ using testing::IsEmpty;
 
 namespace
 {
-const char* const SOURCE = "lighting_common/EnergyInfoCollector";
+const char* const COLLECTOR_SOURCE = "lighting_common/EnergyInfoCollector";
 const std::string REFUSED = "told to increase energy by a non-positive value ";
 constexpr int INT_MAXIMUM = std::numeric_limits<int>::max();
 constexpr int INT_MINIMUM = std::numeric_limits<int>::min();
@@ -224,7 +224,7 @@ TEST_F(EnergyInfoCollectorTest, RefusedRegistration_AssertsAndGoesOn)
     for (std::size_t i = 0; i < lines.size(); i += 2)
     {
         EXPECT_THAT(lines[i], testing::StartsWith("device 7 adds "));
-        EXPECT_EQ(lines[i + 1], Asserted(SOURCE, 202));
+        EXPECT_EQ(lines[i + 1], Asserted(COLLECTOR_SOURCE, 202));
     }
 }
 
@@ -234,7 +234,7 @@ TEST_F(EnergyInfoCollectorTest, NoVariableManager_AssertsAtRegistrationOnly)
     m_record.Take();
     collector.RegisterEnergyVar(1, "X", 2);
     collector.updateEnergyVar(1, 3);
-    EXPECT_THAT(Happened(), ElementsAre(Asserted(SOURCE, 202)));
+    EXPECT_THAT(Happened(), ElementsAre(Asserted(COLLECTOR_SOURCE, 202)));
 }
 
 TEST_F(EnergyInfoCollectorTest, RegisterAndUpdate_WriteDecimalText)
@@ -518,8 +518,9 @@ TEST_F(EnergyInfoCollectorTest, AutoUpdateOfNegativePower_IsRefusedEachMinute)
     m_collector->SetAutoUpdateEnergy(true);
     m_collector->newCurrentPower(-100);
     m_record.Take();
-    EXPECT_THAT(MinutePasses(), ElementsAre(Set(4567, 1), Set(4569, 1),
-                                            Logged("ERROR", SOURCE, REFUSED + "-1.66667")));
+    EXPECT_THAT(MinutePasses(),
+                ElementsAre(Set(4567, 1), Set(4569, 1),
+                            Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "-1.66667")));
 }
 
 TEST_F(EnergyInfoCollectorTest, AutoUpdateAcrossMidnight_CountsForTheNewDay)
@@ -562,8 +563,9 @@ TEST_F(EnergyInfoCollectorTest, IncreaseByNegativeWattHours_IsRefused)
     Start();
     m_collector->increaseEnergyUsed(-1);
     m_collector->increaseEnergyUsed(INT_MINIMUM);
-    EXPECT_THAT(Happened(), ElementsAre(Logged("ERROR", SOURCE, REFUSED + "-1"),
-                                        Logged("ERROR", SOURCE, REFUSED + "-2147483648")));
+    EXPECT_THAT(Happened(),
+                ElementsAre(Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "-1"),
+                            Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "-2147483648")));
     EXPECT_EQ(State(), StateXml(0, 0, 0, 0, 0, 0, 0));
 }
 
@@ -683,9 +685,9 @@ TEST_F(EnergyInfoCollectorTest, NegativeFraction_IsRefusedWithSixDigits)
     m_collector->increaseEnergyUsed(-0.5F);
     m_collector->increaseEnergyUsed(-1234567.0F);
     m_collector->increaseEnergyUsed(-0.00001F);
-    EXPECT_THAT(Happened(), ElementsAre(Logged("ERROR", SOURCE, REFUSED + "-0.5"),
-                                        Logged("ERROR", SOURCE, REFUSED + "-1.23457e+06"),
-                                        Logged("ERROR", SOURCE, REFUSED + "-1e-05")));
+    EXPECT_THAT(Happened(), ElementsAre(Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "-0.5"),
+                                        Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "-1.23457e+06"),
+                                        Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "-1e-05")));
     EXPECT_EQ(State(), StateXml(0, 0, 0, 0, 0, 0, 0));
 }
 
@@ -696,10 +698,11 @@ TEST_F(EnergyInfoCollectorTest, WhatNoMeterReads_IsRefused)
     m_collector->increaseEnergyUsed(std::numeric_limits<float>::infinity());
     m_collector->increaseEnergyUsed(-std::numeric_limits<float>::infinity());
     m_collector->increaseEnergyUsed(2147483648.0F);
-    EXPECT_THAT(Happened(), ElementsAre(Logged("ERROR", SOURCE, REFUSED + "nan"),
-                                        Logged("ERROR", SOURCE, REFUSED + "inf"),
-                                        Logged("ERROR", SOURCE, REFUSED + "-inf"),
-                                        Logged("ERROR", SOURCE, REFUSED + "2.14748e+09")));
+    EXPECT_THAT(Happened(),
+                ElementsAre(Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "nan"),
+                            Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "inf"),
+                            Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "-inf"),
+                            Logged("ERROR", COLLECTOR_SOURCE, REFUSED + "2.14748e+09")));
     EXPECT_EQ(State(), StateXml(0, 0, 0, 0, 0, 0, 0));
 }
 

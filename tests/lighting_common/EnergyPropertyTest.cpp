@@ -17,7 +17,7 @@
 namespace
 {
 // What a meter or a clock does to a collector next.
-struct Step
+struct EnergyStep
 {
     enum Kind
     {
@@ -36,22 +36,24 @@ struct Step
     int secondsPassed;
 };
 
-std::ostream& operator<<(std::ostream& stream, const Step& step)
+std::ostream& operator<<(std::ostream& stream, const EnergyStep& step)
 {
     return stream << "{kind " << step.kind << ", on " << step.on << ", ready " << step.ready
                   << ", fault " << step.fault << ", " << step.wattHours << " Wh, "
                   << step.thousandths << " mWh, " << step.secondsPassed << " s}";
 }
 
-rc::Gen<Step> AnyStep()
+rc::Gen<EnergyStep> AnyEnergyStep()
 {
-    return rc::gen::build<Step>(
-        rc::gen::set(&Step::kind, rc::gen::element(Step::Minute, Step::ForeignTimer, Step::Whole,
-                                                   Step::Fraction)),
-        rc::gen::set(&Step::on), rc::gen::set(&Step::ready), rc::gen::set(&Step::fault),
-        rc::gen::set(&Step::wattHours, rc::gen::inRange(1, 5000)),
-        rc::gen::set(&Step::thousandths, rc::gen::inRange(1, 5000000)),
-        rc::gen::set(&Step::secondsPassed, rc::gen::inRange(-100000, 100000)));
+    return rc::gen::build<EnergyStep>(
+        rc::gen::set(&EnergyStep::kind,
+                     rc::gen::element(EnergyStep::Minute, EnergyStep::ForeignTimer,
+                                      EnergyStep::Whole, EnergyStep::Fraction)),
+        rc::gen::set(&EnergyStep::on), rc::gen::set(&EnergyStep::ready),
+        rc::gen::set(&EnergyStep::fault),
+        rc::gen::set(&EnergyStep::wattHours, rc::gen::inRange(1, 5000)),
+        rc::gen::set(&EnergyStep::thousandths, rc::gen::inRange(1, 5000000)),
+        rc::gen::set(&EnergyStep::secondsPassed, rc::gen::inRange(-100000, 100000)));
 }
 
 class Owner : public IEnergyOwner
@@ -81,7 +83,7 @@ public:
     Fixture() { m_collector.setOwner(&owner); }
     ~Fixture() { m_record.Take(); }
 
-    void Apply(const Step& step)
+    void Apply(const EnergyStep& step)
     {
         m_host.PassSeconds(step.secondsPassed);
         owner.on = step.on;
@@ -89,18 +91,18 @@ public:
         m_collector.SetFault(step.fault ? 1 : 0);
         switch (step.kind)
         {
-        case Step::Minute:
+        case EnergyStep::Minute:
             m_collector.OnTimerExpired(m_timers.Last(), 0);
             counted += step.ready ? 1 : 0;
             break;
-        case Step::ForeignTimer:
+        case EnergyStep::ForeignTimer:
             m_collector.OnTimerExpired(0, 0);
             break;
-        case Step::Whole:
+        case EnergyStep::Whole:
             m_collector.increaseEnergyUsed(step.wattHours);
             exact += Exact(static_cast<float>(step.wattHours));
             break;
-        case Step::Fraction:
+        case EnergyStep::Fraction:
             const float reading = static_cast<float>(step.thousandths) / 1000.0F;
             m_collector.increaseEnergyUsed(reading);
             exact += Exact(reading);
@@ -146,9 +148,9 @@ TEST(EnergyProperty, AnySequence_MinutesOnAndOffAreThoseCounted)
     EXPECT_TRUE(rc::check(
         []
         {
-            const auto steps = *rc::gen::container<std::vector<Step>>(AnyStep());
+            const auto steps = *rc::gen::container<std::vector<EnergyStep>>(AnyEnergyStep());
             Fixture fixture;
-            for (const Step& step : steps)
+            for (const EnergyStep& step : steps)
                 fixture.Apply(step);
             const EnergyInfoCollector& collector = fixture.Collector();
             RC_ASSERT(collector.GetMinutesOn() + collector.GetMinutesOff() == fixture.counted);
@@ -163,9 +165,9 @@ TEST(EnergyProperty, AnySequence_EnergyIsTheExactSumWithinTheRoundings)
     EXPECT_TRUE(rc::check(
         [&]
         {
-            const auto steps = *rc::gen::container<std::vector<Step>>(AnyStep());
+            const auto steps = *rc::gen::container<std::vector<EnergyStep>>(AnyEnergyStep());
             Fixture fixture;
-            for (const Step& step : steps)
+            for (const EnergyStep& step : steps)
                 fixture.Apply(step);
             const double deviation = fixture.DeviationInHundredths();
             RC_ASSERT(deviation <= fixture.roundings * ROUNDING_IN_HUNDREDTHS);
@@ -182,10 +184,10 @@ TEST(EnergyProperty, AnySequence_FractionsStayBelowAWattHourAndTotalsNeverFall)
     EXPECT_TRUE(rc::check(
         []
         {
-            const auto steps = *rc::gen::container<std::vector<Step>>(AnyStep());
+            const auto steps = *rc::gen::container<std::vector<EnergyStep>>(AnyEnergyStep());
             Fixture fixture;
             const EnergyInfoCollector& collector = fixture.Collector();
-            for (const Step& step : steps)
+            for (const EnergyStep& step : steps)
             {
                 const int used = collector.GetEnergyUsed();
                 const int on = collector.GetMinutesOn();
@@ -223,7 +225,7 @@ TEST(EnergyProperty, AnyTicks_EachStateHasAMinuteForSixOfItsTicks)
     EXPECT_TRUE(rc::check(
         []
         {
-            const auto steps = *rc::gen::container<std::vector<Step>>(AnyStep());
+            const auto steps = *rc::gen::container<std::vector<EnergyStep>>(AnyEnergyStep());
             energy_test::Record record;
             energy_test::TestHost host(record, embedded_host::Draw::Random);
             energy_test::RecordingVariables vars(record);
@@ -231,7 +233,7 @@ TEST(EnergyProperty, AnyTicks_EachStateHasAMinuteForSixOfItsTicks)
             OlderDevice device(&vars, timers);
             int onTicks = 0;
             int offTicks = 0;
-            for (const Step& step : steps)
+            for (const EnergyStep& step : steps)
             {
                 host.PassSeconds(step.secondsPassed);
                 device.on = step.on;

@@ -84,7 +84,7 @@ protected:
 
     Record record;
     RecordingHost services{record};
-    RecordingTimers timers{record};
+    RecordingZigbeeTimers timers{record};
     NotingDispatcher dispatcher;
     SceneDetailsLightMap wanted;
     std::function<void()> onSend;

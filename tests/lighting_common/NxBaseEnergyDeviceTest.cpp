@@ -22,8 +22,8 @@ using testing::IsEmpty;
 
 namespace
 {
-constexpr int INT_MAXIMUM = std::numeric_limits<int>::max();
-constexpr int INT_MINIMUM = std::numeric_limits<int>::min();
+constexpr int HIGHEST = std::numeric_limits<int>::max();
+constexpr int LOWEST = std::numeric_limits<int>::min();
 
 class RecordingDevice : public NxBaseEnergyDevice
 {
@@ -106,7 +106,7 @@ std::string StateXml(int on, int onToday, int off, int used, int today)
            child("MINUTES_OFF", off) + child("ENERGY_USED", used) +
            child("ENERGY_USED_TODAY", today) + "</ENERGY_DATA>";
 }
-std::string InState(const std::string& data)
+std::string InDeviceState(const std::string& data)
 {
     return "<State>" + data + "</State>";
 }
@@ -138,7 +138,8 @@ TEST_F(NxBaseEnergyDeviceTest, Destruction_StopsTheTick)
 
 TEST_F(NxBaseEnergyDeviceTest, InitializeWithState_RestoresAndRegistersInOrder)
 {
-    m_device->Initialize(9, nx::CreateXmlDocument(InState(StateXml(1, 2, 3, 4, 5)))->GetRoot());
+    m_device->Initialize(9,
+                         nx::CreateXmlDocument(InDeviceState(StateXml(1, 2, 3, 4, 5)))->GetRoot());
     EXPECT_THAT(Happened(),
                 ElementsAre(Added(9, 10000, "MINUTES_ON", 1), Added(9, 10001, "MINUTES_OFF", 3),
                             Added(9, 10002, "MINUTES_ON_TODAY", 2),
@@ -270,11 +271,10 @@ TEST_F(NxBaseEnergyDeviceTest, ForeignTimer_DoesNothingAtAll)
 
 TEST_F(NxBaseEnergyDeviceTest, MinutesAtTheLargestNumber_Stay)
 {
-    Start(InState(StateXml(INT_MAXIMUM, INT_MAXIMUM, INT_MAXIMUM, 0, 0)));
-    EXPECT_THAT(TicksOn(6),
-                ElementsAre(Set(10000, INT_MAXIMUM), Ui("MINUTES_ON", INT_MAXIMUM),
-                            Set(10002, INT_MAXIMUM), Ui("MINUTES_ON_TODAY", INT_MAXIMUM)));
-    EXPECT_THAT(TicksOff(6), ElementsAre(Set(10001, INT_MAXIMUM), Ui("MINUTES_OFF", INT_MAXIMUM)));
+    Start(InDeviceState(StateXml(HIGHEST, HIGHEST, HIGHEST, 0, 0)));
+    EXPECT_THAT(TicksOn(6), ElementsAre(Set(10000, HIGHEST), Ui("MINUTES_ON", HIGHEST),
+                                        Set(10002, HIGHEST), Ui("MINUTES_ON_TODAY", HIGHEST)));
+    EXPECT_THAT(TicksOff(6), ElementsAre(Set(10001, HIGHEST), Ui("MINUTES_OFF", HIGHEST)));
 }
 
 // --- The change of day
@@ -282,7 +282,7 @@ TEST_F(NxBaseEnergyDeviceTest, MinutesAtTheLargestNumber_Stay)
 
 TEST_F(NxBaseEnergyDeviceTest, FirstTickOfTheDay_ZeroesTodayBeforeCounting)
 {
-    Start(InState(StateXml(10, 9, 8, 7, 6)));
+    Start(InDeviceState(StateXml(10, 9, 8, 7, 6)));
     EXPECT_THAT(TicksOn(5), IsEmpty());
     m_host.PassSeconds(energy_test::DAY_S);
     EXPECT_THAT(TicksOn(1),
@@ -304,7 +304,7 @@ TEST_F(NxBaseEnergyDeviceTest, OffTicksOverMidnight_Stay)
 
 TEST_F(NxBaseEnergyDeviceTest, MidnightWhileNotReady_IsCaughtUpWhenReady)
 {
-    Start(InState(StateXml(10, 9, 8, 7, 6)));
+    Start(InDeviceState(StateXml(10, 9, 8, 7, 6)));
     m_device->ready = false;
     m_host.PassSeconds(energy_test::DAY_S);
     EXPECT_THAT(TicksOff(1), IsEmpty());
@@ -326,7 +326,7 @@ TEST_F(NxBaseEnergyDeviceTest, Increase_PublishesBothTotals)
 
 TEST_F(NxBaseEnergyDeviceTest, IncreaseByMinusThree_LowersBothTotals)
 {
-    Start(InState(StateXml(0, 0, 0, 10, 2)));
+    Start(InDeviceState(StateXml(0, 0, 0, 10, 2)));
     m_device->increaseEnergyUsed(-3);
     EXPECT_THAT(Happened(), ElementsAre(Set(10004, 7), Set(10005, -1), Ui("ENERGY_USED", 7),
                                         Ui("ENERGY_USED_TODAY", -1)));
@@ -334,7 +334,7 @@ TEST_F(NxBaseEnergyDeviceTest, IncreaseByMinusThree_LowersBothTotals)
 
 TEST_F(NxBaseEnergyDeviceTest, IncreaseByZero_PublishesTheSameTotals)
 {
-    Start(InState(StateXml(0, 0, 0, 10, 2)));
+    Start(InDeviceState(StateXml(0, 0, 0, 10, 2)));
     m_device->increaseEnergyUsed(0);
     EXPECT_THAT(Happened(), ElementsAre(Set(10004, 10), Set(10005, 2), Ui("ENERGY_USED", 10),
                                         Ui("ENERGY_USED_TODAY", 2)));
@@ -342,10 +342,10 @@ TEST_F(NxBaseEnergyDeviceTest, IncreaseByZero_PublishesTheSameTotals)
 
 TEST_F(NxBaseEnergyDeviceTest, TotalsAtTheEndsOfTheirRange_Stay)
 {
-    Start(InState(StateXml(0, 0, 0, INT_MAXIMUM, INT_MINIMUM)));
+    Start(InDeviceState(StateXml(0, 0, 0, HIGHEST, LOWEST)));
     m_device->increaseEnergyUsed(1);
     m_device->increaseEnergyUsed(-2);
-    EXPECT_EQ(State(), StateXml(0, 0, 0, INT_MAXIMUM - 2, INT_MINIMUM));
+    EXPECT_EQ(State(), StateXml(0, 0, 0, HIGHEST - 2, LOWEST));
     EXPECT_EQ(Happened().size(), 8U);
 }
 
@@ -372,7 +372,7 @@ TEST_F(NxBaseEnergyDeviceTest, PowerWhileOn_MakesNoEnergy)
 
 TEST_F(NxBaseEnergyDeviceTest, AllValuesToUi_TellsSixInOrder)
 {
-    Start(InState(StateXml(1, 2, 3, 4, 5)));
+    Start(InDeviceState(StateXml(1, 2, 3, 4, 5)));
     m_device->newPowerReading(8);
     m_record.Take();
     m_device->allEnergyValuesToUI();
@@ -383,7 +383,7 @@ TEST_F(NxBaseEnergyDeviceTest, AllValuesToUi_TellsSixInOrder)
 
 TEST_F(NxBaseEnergyDeviceTest, Reset_LeavesPowerAndWaitingTicks)
 {
-    Start(InState(StateXml(1, 2, 3, 4, 5)));
+    Start(InDeviceState(StateXml(1, 2, 3, 4, 5)));
     m_device->newPowerReading(8);
     TicksOn(5);
     m_device->resetEnergyUsed();
@@ -397,6 +397,6 @@ TEST_F(NxBaseEnergyDeviceTest, Reset_LeavesPowerAndWaitingTicks)
 
 TEST_F(NxBaseEnergyDeviceTest, StateForUi_IsThePersistedState)
 {
-    Start(InState(StateXml(1, 2, 3, 4, 5)));
+    Start(InDeviceState(StateXml(1, 2, 3, 4, 5)));
     EXPECT_EQ(m_device->GetPersistStateForUI()->ToText(), StateXml(1, 2, 3, 4, 5));
 }

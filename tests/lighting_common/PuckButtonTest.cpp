@@ -7,14 +7,13 @@
 #include <climits>
 
 using button_test::Lines;
+using button_test::NO_LINES;
 using button_test::RecordingButtonOwner;
 using button_test::StateNode;
 
 namespace
 {
 constexpr unsigned BINDING = 7;
-const Lines NOTHING;
-
 // The least that makes a PuckButton whole.
 class PlainButton : public PuckButton
 {
@@ -143,7 +142,7 @@ TEST_F(PuckButtonTest, SecondPushWithoutHoldFeedback_IsSilent)
 {
     Pressed();
     button->DoPush();
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
 }
 
 TEST_F(PuckButtonTest, SecondPushWithHoldFeedback_RestartsTimerOnly)
@@ -397,5 +396,5 @@ TEST_F(PuckButtonTest, Destruction_KillsARunningTimerAndNothingElse)
     {
         const PlainButton idle(owner, nullptr);
     }
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
 }

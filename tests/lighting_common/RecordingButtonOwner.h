@@ -13,6 +13,7 @@
 namespace button_test
 {
 using Lines = std::vector<std::string>;
+inline const Lines NO_LINES;
 
 // An owner that writes down what its buttons ask for, one line each. What was written down and
 // never taken fails the test, and so does a hold timer that nobody kills.

@@ -3,13 +3,12 @@
 #include "tests/lighting_common/RecordingButtonOwner.h"
 
 using button_test::Lines;
+using button_test::NO_LINES;
 using button_test::RecordingButtonOwner;
 using button_test::StateNode;
 
 namespace
 {
-const Lines NOTHING;
-
 class SnapOnButtonTest : public testing::Test
 {
 protected:
@@ -77,7 +76,7 @@ TEST_F(SnapOnButtonTest, PersistedState_RestoresEverythingWithoutSending)
     EXPECT_EQ(restored.GetBehavior(), 4);
     EXPECT_EQ(restored.GetCurState(), 1);
     EXPECT_FALSE(restored.IsControlBound());
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
 }
 
 TEST_F(SnapOnButtonTest, PersistedStateWithoutChildren_ReadsAsEmptyFalseAndZero)
@@ -117,7 +116,7 @@ TEST_F(SnapOnButtonTest, PersistAndRestore_LosesCurrentColorAndState)
 TEST_F(SnapOnButtonTest, SetBehavior_SendsChangesAndWhatIsForced)
 {
     button.SetBehavior(2, false);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     button.SetBehavior(2, true);
     button.SetBehavior(5, false);
     EXPECT_EQ(owner.Take(), Lines({"set nx.dmx.btn 2 1 2", "set nx.dmx.btn 2 1 5"}));
@@ -134,19 +133,19 @@ TEST_F(SnapOnButtonTest, SetCurStateWithoutSend_IsKeptAndNeverSent)
 {
     button.SetCurState(1, false);
     button.SetCurState(1, true);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     EXPECT_EQ(button.GetCurState(), 1);
 }
 
 TEST_F(SnapOnButtonTest, SetLocalLEDManaged_SendsChangesOnly)
 {
     button.SetLocalLEDManaged(true, true);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     button.SetLocalLEDManaged(false, true);
     button.SetLocalLEDManaged(false, true);
     EXPECT_EQ(owner.Take(), Lines({"set nx.dmx.btn 2 2 0"}));
     button.SetLocalLEDManaged(true, false);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     EXPECT_TRUE(button.IsLocalLEDManaged());
 }
 
@@ -160,7 +159,7 @@ TEST_F(SnapOnButtonTest, SetColors_SendChangesOnTheirChannels)
     button.SetOnColor("111111", true);
     button.SetOffColor("222222", true);
     button.SetCurColor("333333", true);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
 }
 
 TEST_F(SnapOnButtonTest, SetColorsWithoutSend_AreKept)
@@ -168,7 +167,7 @@ TEST_F(SnapOnButtonTest, SetColorsWithoutSend_AreKept)
     button.SetOnColor("111111", false);
     button.SetOffColor("222222", false);
     button.SetCurColor("333333", false);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     EXPECT_EQ(button.GetOnColor(), "111111");
     EXPECT_EQ(button.GetOffColor(), "222222");
     EXPECT_EQ(button.GetCurColor(), "333333");
@@ -189,7 +188,7 @@ TEST_F(SnapOnButtonTest, FollowOnAnUnboundButton_AsksOnlyAtTheNextChangeAfterBin
     button.SetControlBoundFlag(true);
     button.SetFollowBoundColor(true);
     button.SetFollowBoundColor(false);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     button.SetFollowBoundColor(true);
     EXPECT_EQ(owner.Take(), Lines({"call 302 REQUEST_BUTTON_COLORS"}));
 }
@@ -198,14 +197,14 @@ TEST_F(SnapOnButtonTest, RequestBoundColors_NeedsBothFollowingAndABinding)
 {
     button.SetControlBoundFlag(true);
     button.RequestBoundColors();
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
     button.SetFollowBoundColor(true);
     button.RequestBoundColors();
     EXPECT_EQ(owner.Take(),
               Lines({"call 302 REQUEST_BUTTON_COLORS", "call 302 REQUEST_BUTTON_COLORS"}));
     button.SetControlBoundFlag(false);
     button.RequestBoundColors();
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
 }
 
 TEST_F(SnapOnButtonTest, SendSettingsToHW_SendsSixChannelsInOrder)
@@ -259,7 +258,7 @@ TEST_F(SnapOnButtonTest, LightLevel_CountsOnlyWhileTheLedIsManagedLocally)
     button.SetLocalLEDManaged(false, false);
     button.LightLevel(100);
     EXPECT_EQ(button.GetCurState(), 0);
-    EXPECT_EQ(owner.Take(), NOTHING);
+    EXPECT_EQ(owner.Take(), NO_LINES);
 }
 
 TEST_F(SnapOnButtonTest, LightLevelInBehaviorThree_LeavesTheStateAlone)

@@ -59,10 +59,10 @@ private:
 };
 
 // The timers of a synchronisation: each runs once and is started by interval and count.
-class RecordingTimers : public test_support::HandTimers
+class RecordingZigbeeTimers : public test_support::HandTimers
 {
 public:
-    explicit RecordingTimers(Record& record) : m_record(record) {}
+    explicit RecordingZigbeeTimers(Record& record) : m_record(record) {}
 
     using HandTimers::Expire;
 

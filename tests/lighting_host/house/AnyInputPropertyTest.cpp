@@ -12,7 +12,7 @@ namespace lighting_host
 {
 namespace
 {
-const char HOUSE[] = R"(<house><driver name="p" type="puck" id="101">
+const char ANY_HOUSE[] = R"(<house><driver name="p" type="puck" id="101">
 <capability name="load_present">true</capability><config><NUM_BUTTONS>2</NUM_BUTTONS></config>
 </driver></house>)";
 
@@ -132,7 +132,7 @@ rc::Gen<std::string> GoodInput()
 class AnyInputPropertyTest : public testing::Test
 {
 protected:
-    AnyInputPropertyTest() { folder.Write("house.xml", HOUSE); }
+    AnyInputPropertyTest() { folder.Write("house.xml", ANY_HOUSE); }
     HouseFolder folder;
 };
 

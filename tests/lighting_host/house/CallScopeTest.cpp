@@ -16,7 +16,7 @@ using embedded_host::CallScope;
 using testing::Contains;
 using testing::Each;
 
-const char HOUSE[] = R"(<house><driver name="p" type="puck" id="1">
+const char SCOPED_HOUSE[] = R"(<house><driver name="p" type="puck" id="1">
 <config><NUM_BUTTONS>1</NUM_BUTTONS></config></driver>
 <driver name="z" type="zigbee_light" id="2"/></house>)";
 
@@ -24,7 +24,7 @@ class CallScopeTest : public testing::Test
 {
 protected:
     CallScopeTest()
-        : m_file(ParseHouseFile(HOUSE, "")),
+        : m_file(ParseHouseFile(SCOPED_HOUSE, "")),
           m_protocol(m_file, {}, [this](const char*, const std::string&) { Note(); })
     {
         m_protocol.Start();

@@ -19,7 +19,7 @@ using testing::Contains;
 
 namespace
 {
-constexpr const char* HOUSE = R"(<house>
+constexpr const char* LAMP_HOUSE = R"(<house>
   <driver name="hall" type="puck" id="101">
     <config><NUM_BUTTONS>2</NUM_BUTTONS></config><device simulated="true"/></driver>
   <driver name="sofa" type="zigbee_light" id="102"><device simulated="true" watts="9"/></driver>
@@ -34,7 +34,7 @@ constexpr std::size_t OAK = 2;
 class HouseActionsTest : public testing::Test, public HouseListener
 {
 protected:
-    HouseActionsTest() : m_file(ParseHouseFile(HOUSE, "."))
+    HouseActionsTest() : m_file(ParseHouseFile(LAMP_HOUSE, "."))
     {
         HouseRun::Sinks sinks;
         sinks.onLine = [this](const OutputRing::Line& line)

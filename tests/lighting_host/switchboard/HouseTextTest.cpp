@@ -14,7 +14,7 @@ using testing::Not;
 
 namespace
 {
-constexpr const char* HOUSE = R"(<!-- A remark. -->
+constexpr const char* WRITTEN_HOUSE = R"(<!-- A remark. -->
 <house>
   <driver name="wall" type="puck" id="1">
     <state> <A>1 &amp; 2</A></state>
@@ -37,8 +37,8 @@ constexpr const char* HOUSE = R"(<!-- A remark. -->
 
 TEST(HouseTextTest, NothingTakenAway_TextIsTheSame)
 {
-    const HouseText house(HOUSE);
-    EXPECT_EQ(house.Text(), HOUSE);
+    const HouseText house(WRITTEN_HOUSE);
+    EXPECT_EQ(house.Text(), WRITTEN_HOUSE);
     EXPECT_THAT(house.Drivers(), ElementsAre("wall", "sofa", "lamp"));
     EXPECT_THAT(house.Parts(),
                 ElementsAre("wall: act", "wall: act", ": load_group", "Dinner: scene"));
@@ -46,7 +46,7 @@ TEST(HouseTextTest, NothingTakenAway_TextIsTheSame)
 
 TEST(HouseTextTest, DriverTakenAway_NothingNamesItAndTheRestIsAHouse)
 {
-    HouseText house(HOUSE);
+    HouseText house(WRITTEN_HOUSE);
     house.RemoveDriver("sofa");
     EXPECT_THAT(house.Text(), Not(HasSubstr("sofa")));
     const HouseFile file = ParseHouseFile(house.Text(), ".");
@@ -58,7 +58,7 @@ TEST(HouseTextTest, DriverTakenAway_NothingNamesItAndTheRestIsAHouse)
 
 TEST(HouseTextTest, UsesOfAButtonThatIsGone_AreGoneToo)
 {
-    HouseText house(HOUSE);
+    HouseText house(WRITTEN_HOUSE);
     house.RemoveDriver("wall");
     const HouseFile file = ParseHouseFile(house.Text(), ".");
     EXPECT_THAT(file.errors, IsEmpty());
@@ -67,7 +67,7 @@ TEST(HouseTextTest, UsesOfAButtonThatIsGone_AreGoneToo)
 
 TEST(HouseTextTest, PartsTakenAway_OthersKeepTheirPlaces)
 {
-    HouseText house(HOUSE);
+    HouseText house(WRITTEN_HOUSE);
     house.RemovePart(0);
     house.RemovePart(3);
     EXPECT_THAT(house.Text(), Not(HasSubstr("at=\"2s\"")));
@@ -78,7 +78,7 @@ TEST(HouseTextTest, PartsTakenAway_OthersKeepTheirPlaces)
 
 TEST(HouseTextTest, LibraryOfATypeOrName_IsSetAtEachOfThem)
 {
-    HouseText house(HOUSE);
+    HouseText house(WRITTEN_HOUSE);
     EXPECT_TRUE(house.SetLibrary("wired_dimmer", "/new.so"));
     EXPECT_TRUE(house.SetLibrary("lamp", "/newer.so"));
     EXPECT_FALSE(house.SetLibrary("nobody", "/new.so"));

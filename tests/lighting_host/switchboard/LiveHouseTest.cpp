@@ -17,7 +17,7 @@ using testing::IsEmpty;
 namespace
 {
 constexpr std::int64_t NS_PER_MS = 1000000;
-constexpr const char* HOUSE = R"(<house>
+constexpr const char* LIVE_HOUSE = R"(<house>
   <driver name="hall" type="puck" id="101">
     <device simulated="true">
       <act at="2s" do="click" contact="0"/>
@@ -43,7 +43,10 @@ private:
 class LiveHouseTest : public testing::Test, public LiveListener
 {
 protected:
-    LiveHouseTest() : m_file(ParseHouseFile(HOUSE, ".")) { m_options.run.session.logLevel = 0; }
+    LiveHouseTest() : m_file(ParseHouseFile(LIVE_HOUSE, "."))
+    {
+        m_options.run.session.logLevel = 0;
+    }
 
     void Begin()
     {
@@ -262,7 +265,7 @@ TEST_F(LiveHouseTest, RecordedRun_ReplaysTheSame)
 {
     const HouseFolder folder;
     RecordHead head;
-    head.houseText = HOUSE;
+    head.houseText = LIVE_HOUSE;
     head.housePath = folder.Path("h.xml");
     head.start = "1970-01-01T00:00:00";
     head.people = true;
@@ -292,7 +295,7 @@ TEST_F(LiveHouseTest, RecordOfAnInputThatIsMissing_DiffersAtItsFirstOutput)
 {
     const HouseFolder folder;
     RecordHead head;
-    head.houseText = HOUSE;
+    head.houseText = LIVE_HOUSE;
     head.housePath = folder.Path("h.xml");
     head.start = "1970-01-01T00:00:00";
     head.people = true;

@@ -20,7 +20,7 @@ constexpr const char* ONE_KEYPAD = R"(<house>
     </device>
   </driver>
 </house>)";
-constexpr const char* PRESS = R"({"driver":"hall","condition":"ON"})";
+constexpr const char* PRESS_AGAIN = R"({"driver":"hall","condition":"ON"})";
 
 // Runs a record again and gives its outputs.
 struct Again
@@ -97,11 +97,11 @@ FlightRecord RecordOfPresses(bool keepsOutputs)
 {
     RecordedHouse house(ONE_KEYPAD, 3, FaultLevel::None, keepsOutputs);
     house.Pass(61000);
-    house.Say(PRESS);
+    house.Say(PRESS_AGAIN);
     house.Pass(100000);
-    house.Say(PRESS);
+    house.Say(PRESS_AGAIN);
     house.Pass(24000);
-    house.Say(PRESS);
+    house.Say(PRESS_AGAIN);
     house.Pass(6000);
     return house.End();
 }

@@ -17,7 +17,7 @@ using namespace lighting_host;
 
 namespace
 {
-class NoSink : public embedded_host::OutputSink
+class DeafSink : public embedded_host::OutputSink
 {
 public:
     void Write(const embedded_host::Output&) override {}
@@ -68,7 +68,7 @@ protected:
     }
 
 private:
-    NoSink m_sink;
+    DeafSink m_sink;
     Session m_session{
         ParseHouseFile("<house><driver name=\"puck\" type=\"puck\" id=\"1\">"
                        "<config><NUM_BUTTONS>1</NUM_BUTTONS></config></driver>"
