@@ -46,7 +46,7 @@ unsigned DeviceElement::Number(const char* name, unsigned min, unsigned max, uns
     return static_cast<unsigned>(value);
 }
 
-std::uint64_t DeviceElement::Time(const char* name, std::uint64_t absent)
+std::chrono::milliseconds DeviceElement::Time(const char* name, std::chrono::milliseconds absent)
 {
     m_seen.insert(name);
     if (!Has(name))
@@ -54,7 +54,7 @@ std::uint64_t DeviceElement::Time(const char* name, std::uint64_t absent)
     std::int64_t milliseconds = 0;
     if (!ParseDuration(m_node.GetAttribute(name), milliseconds))
         Fail(fmt::format("\"{}\" is no time like 500ms or 2s", name));
-    return static_cast<std::uint64_t>(milliseconds);
+    return std::chrono::milliseconds(milliseconds);
 }
 
 std::string DeviceElement::Word(const char* name, const std::string& absent)
@@ -69,10 +69,10 @@ unsigned DeviceElement::RequireNumber(const char* name, unsigned min, unsigned m
     return Number(name, min, max, 0);
 }
 
-std::uint64_t DeviceElement::RequireTime(const char* name)
+std::chrono::milliseconds DeviceElement::RequireTime(const char* name)
 {
     Require(name);
-    return Time(name, 0);
+    return Time(name, {});
 }
 
 void DeviceElement::Require(const char* name) const

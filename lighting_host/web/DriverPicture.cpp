@@ -46,7 +46,8 @@ unsigned LevelOf(const device_wire::AttachedDevice& device)
 std::string RampOf(const device_wire::AttachedDevice& device)
 {
     const auto ramp = device.HasPower() ? device.Device()->PresentRamp() : std::nullopt;
-    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs) : "null";
+    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->ends.count())
+                : "null";
 }
 // What a run's last table says of a driver.
 std::string FactsText(const DriverAdapter* adapter)
