@@ -42,7 +42,11 @@ void ReadChild(const nx::XmlNode& device, const nx::XmlNode& child, const ChildT
             DeviceElement(child).Fail("unknown element <" + child.GetChildAt(0)->GetName() + ">");
         return read(child);
     }
-    DeviceElement(device).Fail("unknown element <" + child.GetName() + ">");
+    std::vector<std::string> taken;
+    for (const auto& row : table.rows)
+        taken.push_back(fmt::format("<{}>", row.first));
+    DeviceElement(device).Fail(
+        fmt::format("unknown element <{}>; it takes {}", child.GetName(), fmt::join(taken, ", ")));
 }
 } // namespace
 

@@ -24,6 +24,7 @@ std::string DeviceElement::Kind()
 
 bool DeviceElement::Has(const char* name) const
 {
+    m_seen.insert(name);
     for (const auto& attribute : Tree(m_node).Attributes())
     {
         if (attribute.first == name)
@@ -34,7 +35,6 @@ bool DeviceElement::Has(const char* name) const
 
 unsigned DeviceElement::Number(const char* name, unsigned min, unsigned max, unsigned absent)
 {
-    m_seen.insert(name);
     if (!Has(name))
         return absent;
     const std::string& text = m_node.GetAttribute(name);
@@ -48,7 +48,6 @@ unsigned DeviceElement::Number(const char* name, unsigned min, unsigned max, uns
 
 std::chrono::milliseconds DeviceElement::Time(const char* name, std::chrono::milliseconds absent)
 {
-    m_seen.insert(name);
     if (!Has(name))
         return absent;
     std::int64_t milliseconds = 0;
@@ -59,7 +58,6 @@ std::chrono::milliseconds DeviceElement::Time(const char* name, std::chrono::mil
 
 std::string DeviceElement::Word(const char* name, const std::string& absent)
 {
-    m_seen.insert(name);
     return Has(name) ? m_node.GetAttribute(name) : absent;
 }
 
@@ -86,7 +84,8 @@ void DeviceElement::Finish() const
     for (const auto& attribute : Tree(m_node).Attributes())
     {
         if (m_seen.count(attribute.first) == 0)
-            Fail(fmt::format("unknown attribute \"{}\"", attribute.first));
+            Fail(fmt::format("unknown attribute \"{}\"; it takes {}", attribute.first,
+                             fmt::join(m_seen, ", ")));
     }
 }
 

@@ -46,7 +46,7 @@ public:
     unsigned RequireNumber(const char* name, unsigned min, unsigned max);
     std::chrono::milliseconds RequireTime(const char* name);
 
-    // Refuses attributes that nobody asked for.
+    // Refuses attributes that nobody asked for, and says which ones somebody did.
     void Finish() const;
 
     [[noreturn]] void Fail(const std::string& what) const;
@@ -55,6 +55,7 @@ private:
     void Require(const char* name) const;
 
     const nx::XmlNode& m_node;
-    std::set<std::string> m_seen;
+    // What was asked for: what the element can have.
+    mutable std::set<std::string> m_seen;
 };
 } // namespace lighting_host
