@@ -2,6 +2,7 @@
 
 #include "lighting_host/switchboard/LiveHouse.h"
 #include "lighting_host/web/HouseView.h"
+#include "lighting_host/web/SharedLines.h"
 #include "lighting_host/web/WallShifts.h"
 #include "lighting_host/web/WebServer.h"
 
@@ -38,6 +39,8 @@ public:
         std::string zone;
         // A folder to serve the page from instead of the one built in; empty for that.
         std::string pageFolder;
+        // Gets a line, without its end, for whoever runs the house; empty for nobody.
+        std::function<void(const std::string&)> tell;
     };
 
     // What is behind the visitors is set by Attach before anything is served. `wake` is called when
@@ -90,6 +93,7 @@ private:
     WebResponse Asset(const std::string& path) const;
     WebResponse MetricsText();
     void Released(Visitor& visitor);
+    void NoteDropped(const std::string& name, const std::string& why);
 
     const Options m_options;
     const WallShifts m_shifts;
@@ -97,6 +101,7 @@ private:
     LiveHouse* m_house = nullptr;
     const WebServer* m_server = nullptr;
     std::set<Visitor*> m_visitors;
+    SharedLines m_shared;
     std::unique_ptr<Metrics> m_metrics;
     std::string m_run;
     std::uint64_t m_rev = 0;
