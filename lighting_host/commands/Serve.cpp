@@ -285,7 +285,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.paused = options.paused;
     house.recorder = recorder;
     house.recordOutputs = recorder && options.recordOutputs;
-    house.makeListener = [](HouseRun& run)
+    house.makeView = [](HouseRun& run)
     {
         return std::make_unique<HousePicture>(run);
     };

@@ -99,7 +99,7 @@ void LiveServer::Attach(LiveHouse& house)
 
 HouseView& LiveServer::View()
 {
-    return dynamic_cast<HouseView&>(*m_house->Listener());
+    return *m_house->View();
 }
 
 // --- HTTP ---
@@ -222,7 +222,7 @@ WebResponse LiveServer::MetricsText()
     moment.branch = m_house->Branch();
     WebResponse response;
     response.contentType = "text/plain; version=0.0.4; charset=utf-8";
-    response.body = m_metrics->Text(moment, View().DriverMetrics());
+    response.body = m_metrics->Text(moment, View().Figures());
     return response;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "lighting_host/switchboard/HouseView.h"
 #include "lighting_host/switchboard/LiveHouse.h"
-#include "lighting_host/web/HouseView.h"
 #include "lighting_host/web/SharedLines.h"
 #include "lighting_host/web/WallShifts.h"
 #include "lighting_host/web/WebServer.h"
@@ -50,8 +50,7 @@ public:
     LiveServer(const LiveServer&) = delete;
     LiveServer& operator=(const LiveServer&) = delete;
 
-    // Both must outlive this; the listener that the house makes for each run must be a HouseView
-    // too.
+    // Both must outlive this; the house must make a view for each run.
     void Attach(LiveHouse& house);
     void Attach(const WebServer& server) { m_server = &server; }
 
