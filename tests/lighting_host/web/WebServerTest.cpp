@@ -70,6 +70,7 @@ protected:
     WebServerTest()
     {
         m_options.port = 0;
+        m_options.gatherMs = 0;
         m_options.mostHeaderBytes = 1024;
         m_options.mostBodyBytes = 1024;
     }
