@@ -390,7 +390,7 @@ void PuckModule::LetAPersonPlay(std::chrono::milliseconds shortest,
 
 void PuckModule::PersonPlays()
 {
-    constexpr std::chrono::milliseconds LONG_HOLD = std::chrono::seconds(3);
+    static constexpr std::chrono::milliseconds LONG_HOLD = std::chrono::seconds(3);
     After(RandomTime(m_shortestPause, m_longestPause),
           [this]
           {

@@ -17,10 +17,10 @@ using testing::IsEmpty;
 
 namespace
 {
-constexpr std::chrono::milliseconds SECOND = 1s;
-constexpr std::chrono::milliseconds HOUR = 1h;
+constexpr std::chrono::milliseconds ONE_SECOND = 1s;
+constexpr std::chrono::milliseconds ONE_HOUR = 1h;
 // From the driver's start to the keypad's next word of its own.
-constexpr std::chrono::milliseconds UNTIL_ANNOUNCED = BusKeypad::ANNOUNCE_INTERVAL + SECOND;
+constexpr std::chrono::milliseconds UNTIL_ANNOUNCED = BusKeypad::ANNOUNCE_INTERVAL + ONE_SECOND;
 
 // How much a bus may ever hold: one message in transit, four kinds of state, and what was used in
 // the last ten seconds.
@@ -48,12 +48,12 @@ protected:
     {
         house.Add();
         house.Start();
-        house.Advance(15 * SECOND);
+        house.Advance(15 * ONE_SECOND);
     }
     void Use()
     {
         house.RemoteClick(1);
-        house.Advance(SECOND);
+        house.Advance(ONE_SECOND);
     }
 
     BusHouse house{3};
@@ -67,12 +67,12 @@ TEST_P(KeypadInFrequentUse, EightHours_HoldTheBoundOfWhatWaits)
     GetParam().add(house);
     house.Start();
     std::size_t longest = 0;
-    for (std::chrono::milliseconds passed{}; passed < 8 * HOUR; passed += 10 * SECOND)
+    for (std::chrono::milliseconds passed{}; passed < 8 * ONE_HOUR; passed += 10 * ONE_SECOND)
     {
         house.RemoteClick(1);
-        house.Show(1, colors[passed / (10 * SECOND) % 3]);
+        house.Show(1, colors[passed / (10 * ONE_SECOND) % 3]);
         longest = std::max(longest, house.Waiting(1));
-        house.Advance(10 * SECOND);
+        house.Advance(10 * ONE_SECOND);
     }
     EXPECT_LE(longest, MOST_USES_WAITING);
     EXPECT_GE(longest, 2u);
@@ -112,7 +112,7 @@ TEST_F(KeypadUses, ButtonUsedAfterARestart_ShowsThatTheKeypadIsThere)
     house.RestartDriver(1);
     ASSERT_FALSE(house.Driver(1).Bus().isDeviceOnline());
     house.Keypad(1).Click(1);
-    house.Advance(SECOND);
+    house.Advance(ONE_SECOND);
     EXPECT_TRUE(house.Driver(1).Bus().isDeviceOnline());
     Use();
     EXPECT_EQ(house.Keypad(1).ActionCount(), 1u);
