@@ -107,10 +107,10 @@ LiveHouse::Life LiveHouse::MakeLife(bool again)
     };
     Life life;
     life.run = std::make_unique<HouseRun>(m_file, options, std::move(sinks));
-    if (m_options.makeListener)
+    if (m_options.makeView)
     {
-        life.listener = m_options.makeListener(*life.run);
-        life.run->AddListener(*life.listener);
+        life.view = m_options.makeView(*life.run);
+        life.run->AddListener(*life.view);
     }
     life.run->AddListener(m_breaks);
     return life;
