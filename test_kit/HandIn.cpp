@@ -1,6 +1,8 @@
 #include "test_kit/AnyInput.h"
 #include "test_kit/OneDriverHouse.h"
 
+#include <chrono>
+
 namespace test_kit
 {
 void HandIn(const Input& input, OneDriverHouse& house)
@@ -26,7 +28,7 @@ void HandIn(const Input& input, OneDriverHouse& house)
     case Input::Kind::Online:
         return house.Online(input.flag);
     case Input::Kind::Time:
-        return house.Advance(input.number);
+        return house.Advance(std::chrono::milliseconds(input.number));
     }
 }
 } // namespace test_kit
