@@ -88,6 +88,10 @@ class Packages(unittest.TestCase):
         self.assertIn("liblightingcommon 1 liblightingcommon1",
                       run("dpkg-deb", "-I", self.packages["liblightingcommon1"], "shlibs"))
 
+    def test_library_is_no_larger_than_its_mark(self):
+        size = os.path.getsize(os.path.join(self.libraries, "liblightingcommon.so.1"))
+        self.assertLessEqual(size, 600000)
+
     def test_nothing_in_them_names_the_folder_that_they_were_built_in(self):
         found = subprocess.run(["grep", "-rlaF", ROOT + "/", self.root], capture_output=True,
                                text=True, check=False).stdout.split()
