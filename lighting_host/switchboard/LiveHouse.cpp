@@ -186,7 +186,7 @@ std::int64_t LiveHouse::LagMs(std::int64_t nowNs) const
 
 void LiveHouse::AdvanceTo(std::int64_t ms)
 {
-    m_life.run->AdvanceTo(std::min(ms, embedded_host::Clock::LATEST_MS), m_breaks.IsMet());
+    m_life.run->AdvanceTo(std::min(ms, embedded_host::Clock::LATEST.count()), m_breaks.IsMet());
     PauseAtBreak();
 }
 
@@ -443,7 +443,8 @@ bool LiveHouse::Dispatch(const std::string& visitor, const std::string& line, un
     if (fields.Has("advance_ms"))
     {
         const std::int64_t now = m_life.run->NowMs();
-        const long long ms = fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST_MS - now);
+        const long long ms =
+            fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST.count() - now);
         fields.Finish();
         RequirePresent("advance_ms");
         AdvanceTo(now + ms);

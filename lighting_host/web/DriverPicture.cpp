@@ -48,7 +48,7 @@ bool IsSame(const std::optional<simulated::LampRamp>& one,
 {
     if (!one || !other)
         return !one && !other;
-    return one->to == other->to && one->endsMs == other->endsMs;
+    return one->to == other->to && one->ends == other->ends;
 }
 
 bool IsSame(const DeviceSwitches::Switched& one, const DeviceSwitches::Switched& other)
@@ -64,7 +64,8 @@ bool IsSame(const DeviceSwitches::Switched& one, const DeviceSwitches::Switched&
 
 std::string RampText(const std::optional<simulated::LampRamp>& ramp)
 {
-    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs) : "null";
+    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->ends.count())
+                : "null";
 }
 // What a run's last table says of a driver.
 std::string FactsText(const DriverAdapter* adapter)
