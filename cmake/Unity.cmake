@@ -9,7 +9,7 @@ endif()
 
 # Sources in one run. More save little and keep one core waiting for the other at the end.
 set(batch 12)
-set(targets lightingcommon embedded_host simulated_devices drivers testkit lighting_host_parts)
+set(targets lightingcommon embedded_host simulated_devices drivers lighting_host_parts)
 if(LIGHTING_BUILD_TESTS)
   foreach(folder lighting_common embedded_host simulated_devices drivers lighting_host)
     list(APPEND targets ${folder}_tests)
