@@ -46,5 +46,5 @@ function(lighting_headers target folder)
     $<BUILD_INTERFACE:${tree}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/lightingcommon>)
   target_compile_options(${target} ${scope}
-    $<BUILD_INTERFACE:-ffile-prefix-map=${tree}/=${PROJECT_SOURCE_DIR}/>)
+    $<BUILD_INTERFACE:-ffile-prefix-map=${tree}/=${LIGHTING_SOURCE_NAME}>)
 endfunction()

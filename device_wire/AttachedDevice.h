@@ -58,7 +58,7 @@ public:
 
     // Told what a person did at the device.
     PersonReport onPerson;
-    // The same in words of whoever planned it; without it they go to onPerson.
+    // The same in the words of the house file. When empty, those words go to onPerson.
     PersonReport onAct;
     // Told of a message from the bus that reached the driver, before the driver gets it.
     BusReport onBus;
@@ -71,9 +71,9 @@ public:
     // valid until another one is set or this is destroyed.
     void SetLink(Link* link) { m_link = link; }
 
-    // Something that reaches the device over the link from somebody else than its driver, as the
-    // controller's own word to all loads does. `arrive` is kept until it arrives, and called twice
-    // when the link says so.
+    // Carries something to the device that is not from its driver, for instance a broadcast of the
+    // controller. The link decides about it as about messages: `arrive` is called when it arrives,
+    // twice when the link repeats it, never when it is lost.
     void FromElsewhere(const std::function<void(simulated::SimulatedDevice&)>& arrive);
 
     // DeviceEnvironment.
@@ -89,7 +89,7 @@ public:
     void OnZclSent(std::uint16_t cluster, std::uint8_t endpoint, const std::uint8_t* frame,
                    std::size_t length) override;
 
-    // A payload that is no base64 text never reaches the device, which is told as a DriverFault.
+    // A payload that is not base64 is a DriverFault and does not reach the device.
     void OnGatewaySent(const ICmdMessage& command) override;
 
 private:

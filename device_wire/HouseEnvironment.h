@@ -13,9 +13,9 @@ class House;
 
 namespace device_wire
 {
-// A house as simulated devices see it: its clock and its chance, in device timers of the house.
-// What is sent into it reaches nobody, and nobody is told of a person: for what stands between
-// several devices, as a line does. AttachedDevice is the one with a driver at the other end.
+// A house as simulated devices see it: its clock, its random numbers, and callbacks as device
+// timers. Has no driver at the other end, so messages and reports of persons go nowhere; that suits
+// what several devices share, such as a bus line. AttachedDevice adds the driver.
 //
 // Lives on the house's thread.
 class HouseEnvironment : public simulated::DeviceEnvironment, private ITimerManagerCallback
@@ -24,7 +24,7 @@ public:
     // `house` must outlive this.
     explicit HouseEnvironment(embedded_host::House& house);
 
-    // Forgets every callback that Schedule still has to make.
+    // Drops the callbacks that are still scheduled.
     ~HouseEnvironment() override;
     HouseEnvironment(const HouseEnvironment&) = delete;
     HouseEnvironment& operator=(const HouseEnvironment&) = delete;

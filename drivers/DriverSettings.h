@@ -56,9 +56,8 @@ struct Schema
 {
     std::vector<Setting> settings;
     std::vector<StateElement> state;
-    // Where the buttons come from that a person or the controller can use, for a type that has any:
-    // so many as a setting says, from 0 on; or those that the state describes, one in each element
-    // of this name, by the number in it.
+    // For a type with buttons, where their numbers come from. Either a setting counts them, from 0
+    // on; or each element of this name in the state holds the number of one.
     const Setting* buttonCount = nullptr;
     const char* buttonElement = nullptr;
     const char* buttonNumber = nullptr;

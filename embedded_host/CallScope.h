@@ -2,9 +2,9 @@
 
 namespace embedded_host
 {
-// Which driver does what on this thread at present, for whoever reports a crash: the driver's name,
-// the operation, as in "a timer", and what that is about, for instance a command's name. The texts
-// must outlive the scope. Nests, as calls into drivers do.
+// Notes for a crash report which driver runs on this thread: the driver's name, the operation ("a
+// timer") and its subject, for instance a command's name. The texts must outlive the scope. Scopes
+// nest, as calls into drivers do.
 class CallScope
 {
 public:

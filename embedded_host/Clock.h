@@ -7,14 +7,14 @@ namespace embedded_host
 {
 class TimeZone;
 
-// The time of a house: milliseconds since it started, and the local time of its wall.
+// The time of a house: milliseconds since it started, and the local time of its wall clock.
 //
 // Two forms: VirtualClock, moved by the house as it works through its timers, and RealClock, moved
 // by the world. Both start at 0 ms and never go back.
 class Clock
 {
 public:
-    // Where time ends, so that it can be counted in nanoseconds: 285 years after the start.
+    // The largest time, 285 years after the start: more would not fit into nanoseconds.
     static constexpr std::int64_t LATEST_MS = 9000000000000;
 
     virtual ~Clock() = default;
@@ -32,7 +32,8 @@ public:
     // has passed is ignored. A real clock ignores it altogether.
     virtual void MoveTo(std::int64_t ms) = 0;
 
-    // Moves the wall, and only the wall, by so many seconds: somebody set the controller's clock.
+    // Steps the wall clock by so many seconds, as when somebody sets the controller's clock. NowMs
+    // goes on undisturbed.
     virtual void StepWall(std::int64_t seconds) = 0;
 };
 
@@ -40,8 +41,8 @@ public:
 class VirtualClock : public Clock
 {
 public:
-    // `startLocalSeconds` is the local time at 0 ms. In a zone, the wall follows the zone's
-    // daylight saving; without one, it shows what passes.
+    // `startLocalSeconds` is the local time at 0 ms. In a zone, the wall clock follows the zone's
+    // daylight saving; without one, it only counts on.
     explicit VirtualClock(std::int64_t startLocalSeconds,
                           std::shared_ptr<const TimeZone> zone = nullptr);
 
@@ -58,15 +59,15 @@ private:
     std::int64_t m_nowMs = 0;
 };
 
-// The machine's own monotonic clock and wall.
+// The machine's own monotonic clock and wall clock.
 class RealClock : public Clock
 {
 public:
     // Where the time comes from: nanoseconds since some moment, never going back.
     using Source = std::int64_t (*)();
 
-    // Starts now. Without a zone, the wall is in the machine's own. `source` is the machine's
-    // monotonic clock unless somebody knows better.
+    // Starts now. Without a zone, the wall clock is in the machine's own. `source` defaults to the
+    // machine's monotonic clock; tests give another.
     explicit RealClock(std::shared_ptr<const TimeZone> zone = nullptr, Source source = nullptr);
 
     std::int64_t NowMs() const override { return NowNs() / 1000000; }

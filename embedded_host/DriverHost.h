@@ -72,8 +72,9 @@ namespace nx
 // makes, may make anew, and destroys.
 //
 // Every operation under "What comes in" runs the driver inside a HostScope and never throws: what a
-// handler throws becomes a DriverFault. Without a driver (before Start, while it is being made or
-// destroyed, after Stop) they do nothing: no handler may run on what is not there yet or any more.
+// handler throws becomes a DriverFault. They do nothing before Start, while the driver is being
+// made or destroyed, and after Stop: no handler runs before the driver is constructed or after its
+// destruction begins.
 class DriverHost : public IInstanceManager,
                    public embedded_host::HostServices,
                    private ITimerManager
@@ -137,7 +138,7 @@ public:
     void Trap(const NxMIBPacket& trap);
 
     // A reply from the device, paired with the oldest unanswered request of its id, or with none.
-    // Requests are remembered from the moment on at which a response handler of their id is there.
+    // Requests are remembered once a response handler of their id is registered.
     void Reply(const NxMIBPacket& reply);
 
     // A reply that answers this request; null for none.
@@ -173,7 +174,8 @@ public:
 
     void Emit(embedded_host::Effect effect) const;
 
-    // A library object called an operation of its owner; for what a driver reports of itself.
+    // Reports that a library object called an operation of its owner. For drivers that show such
+    // calls.
     void ReportCall(const char* operation,
                     const std::vector<embedded_host::CallArgument>& arguments) const;
 

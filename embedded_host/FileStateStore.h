@@ -13,15 +13,15 @@ namespace embedded_host
 // The drivers' states in one SQLite file: write-ahead log, every save one transaction that is on
 // the disk when Save returns.
 //
-// A file is taken only when it is this program's own, whole, writable and of a schema version that
-// this program knows; otherwise opening throws and leaves every byte of it, and of its log, as it
-// was. Every state carries a digest and the file one over all of them, so that damage which SQLite
-// itself would not notice is an error too. SQLite takes a damaged log for one that ends there: so
-// every save has a number, and the last one is also kept in a file beside (see SaveCounter). At
-// most MAX_SAVES_IN_LOG saves are ever in the log alone.
+// Opens a file only when it is this program's own, undamaged, writable and of a known schema
+// version. Otherwise opening throws and leaves every byte of the file and its log as it was. Every
+// state carries a digest, and the file one over all of them, which finds damage that SQLite does
+// not notice. SQLite reads a damaged log as one that ends early; so every save has a number, and a
+// second file keeps the last one (see SaveCounter). At most MAX_SAVES_IN_LOG saves are in the log
+// alone.
 //
-// While it is open, the file is locked against every other process; closed properly, it is alone in
-// its folder again.
+// While it is open, the file is locked against every other process. Close removes the files beside
+// it.
 class FileStateStore : public StateStore
 {
 public:

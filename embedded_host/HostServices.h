@@ -42,7 +42,7 @@ public:
     EffectChain(const EffectChain&) = delete;
     EffectChain& operator=(const EffectChain&) = delete;
 
-    // Tells the present chain of this thread from every other one; 0 before the first.
+    // A number that identifies the present chain of this thread; 0 before the first.
     static std::uint64_t Number() { return s_number; }
 
 private:
@@ -50,8 +50,8 @@ private:
     static thread_local unsigned s_depth;
 };
 
-// Says whose turn it is on this thread, for as long as it lives. Nests: a forward that is delivered
-// inside another driver's call has a scope of its own. The outermost one begins a chain.
+// While it lives, this thread acts on behalf of that driver. Scopes nest: a command forwarded
+// inside another driver's call has a scope of its own. The outermost scope begins a chain.
 class HostScope
 {
 public:

@@ -58,7 +58,7 @@ public:
     // inside a driver, a device or the sink.
     void Advance(std::int64_t ms);
 
-    // The number of milliseconds since the start before which nothing is due, -1 for nothing ever.
+    // A time, in milliseconds since the start, before which nothing is due; -1 when no timer runs.
     std::int64_t NextWakeMs() const;
 
     // A timer of a simulated device: fires once, after the drivers' timers of the same millisecond.
@@ -75,11 +75,12 @@ public:
     // own vocabulary: RAMP_TO_LEVEL and SET_LEVEL with their parameters, BUTTON_ACTION as the start
     // or stop of a ramp. Other commands, and groups that nobody knows, reach nobody.
     //
-    // In one chain (see EffectChain) a group gets each command name once; a later forward of it
-    // delivers nothing. So every chain ends, delivers at most the sum of the groups' members for
-    // each name, and every load that it reaches acts. Called outside every chain, it is one.
-    // Deliveries nest as far as MAX_NESTED_FORWARDS, so that no house overflows the stack; what
-    // would lie deeper is delivered when the outermost of them returns, in the same chain.
+    // In one chain (see EffectChain) a group gets each command name once; a later forward of that
+    // name to that group delivers nothing. So every chain ends, delivers each name at most once to
+    // each membership, and every load that it reaches acts. A call outside every chain is a chain
+    // of its own. Deliveries nest as far as MAX_NESTED_FORWARDS, so that no house overflows the
+    // stack; what would lie deeper is delivered when the outermost of them returns, in the same
+    // chain.
     void ForwardToGroup(unsigned group, const ICmdMessage& command);
     static constexpr std::size_t MAX_NESTED_FORWARDS = 200;
 

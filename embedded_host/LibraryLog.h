@@ -2,8 +2,8 @@
 
 namespace embedded_host
 {
-// Sends the records of the library's logger from `level` (log4cplus's number) on to whoever's turn
-// it is (HostScope), and nowhere else. May be called again to change the level; the last call
+// Sends records of the library's logger at `level` (log4cplus's number) and above to the driver of
+// the present HostScope, and nowhere else. May be called again to change the level; the last call
 // counts.
 void ConnectLibraryLog(int level);
 

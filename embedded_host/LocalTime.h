@@ -26,14 +26,13 @@ std::int64_t ParseLocalTime(const std::string& text);
 // Writes a local time in that form.
 std::string FormatLocalTime(std::int64_t localSeconds);
 
-// The clock on the wall in one zone of the world: between the seconds that pass everywhere (UTC,
-// since 1970-01-01T00:00:00Z, without leap seconds) and the seconds that the wall shows (since
-// 1970-01-01T00:00:00 local time). The wall jumps forwards and back when daylight saving begins and
-// ends. Knows the changes of the years 1970 to 2199; before and after, the first and the last
-// offset stand.
+// One time zone: converts between UTC seconds (since 1970-01-01T00:00:00Z, without leap seconds)
+// and local seconds (since 1970-01-01T00:00:00 local time). Local time jumps when daylight saving
+// begins and ends. Knows the changes of the years 1970 to 2199; before and after, the first and the
+// last offset hold.
 //
-// To be made before other threads run: while it is made, the process itself is in that zone. After
-// that it is a plain value that any thread may read.
+// Construct it before other threads run: its constructor switches the time zone of the whole
+// process for a moment. After that it is a plain value that any thread may read.
 class TimeZone
 {
 public:
@@ -44,11 +43,11 @@ public:
     TimeZone(TimeZone&&) noexcept;
     TimeZone& operator=(TimeZone&&) noexcept;
 
-    // What the wall shows at that moment.
+    // The local time at that moment.
     std::int64_t ToLocal(std::int64_t utcSeconds) const;
 
-    // The moment at which the wall shows that; the first of two when the wall is set back. In the
-    // gap when the wall is set forwards, the moment of the jump.
+    // The moment of that local time. Of an hour that comes twice in autumn, the first; in the hour
+    // that spring leaves out, the moment of the jump.
     std::int64_t ToUtc(std::int64_t localSeconds) const;
 
     const std::string& Name() const { return m_name; }

@@ -138,8 +138,8 @@ struct AssertRecord
     int line;
 };
 
-// A handler of the driver threw, the driver failed to start or to stop, or it sent what nobody can
-// read.
+// A handler of the driver threw, the driver failed to start or to stop, or it sent something
+// unreadable.
 struct DriverFault
 {
     const std::string& what;

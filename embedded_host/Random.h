@@ -20,9 +20,8 @@ class Random
 public:
     Random(std::uint64_t seed, Draw draw);
 
-    // A uniformly distributed integer from `min` to `max`, both included, or always the one or the
-    // other end, as the house was told, also where the ends are the wrong way round; a random draw
-    // then gives `min`.
+    // Draw::Random returns a uniformly distributed integer from `min` to `max`, both included, or
+    // `min` when min > max. Draw::Low returns `min`, Draw::High returns `max`.
     int Between(int min, int max);
 
 private:

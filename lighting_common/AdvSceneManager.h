@@ -54,9 +54,10 @@ public:
     // Sends nothing and stops no timer: a running one is the driver's to kill.
     ~AdvSceneManager() override;
 
-    // The timer of StartSyncTimer is due, so the device's report is complete: with every scene
-    // pushed, removes what the controller never pushed; then sends every element that the device is
-    // not known to hold, in key order. The driver calls it; neither argument is looked at.
+    // The driver calls this when the timer of StartSyncTimer is due: the device's report is
+    // complete. When every scene has been pushed, removes what the controller never pushed. Then
+    // sends every element that the device is not known to hold, in key order. Ignores both
+    // arguments.
     void OnTimerExpired(ID::Timer timer, time_t time) override;
 
     // Whom to call; not owned. Must be set before any command, reply, trap or Online.

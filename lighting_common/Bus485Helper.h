@@ -65,10 +65,10 @@ public:
     void setMinRetryTime(int milliseconds) { m_minRetryMs = milliseconds; }
     void setMaxRetryTime(int milliseconds) { m_maxRetryMs = milliseconds; }
 
-    // Queues a message and sends it when nothing is in transit. `payload` may be null, `length` 0
-    // or less: then it goes without. While gateway or device are offline the message is dropped. A
-    // state message (five opcodes) replaces one of the same opcode that waits at the very back,
-    // once it has been written: a message that cannot be written takes the place of none.
+    // Queues a message and sends it when nothing is in transit. With a null `payload` or a `length`
+    // of 0 or less the message has no payload. While gateway or device are offline the message is
+    // dropped. A state message (five opcodes) replaces one of the same opcode at the very back of
+    // the queue, unless that is the front. A message that cannot be written replaces nothing.
     void queueMessage(int opcode, const std::uint8_t* payload, int length);
 
     // Called when the device has answered the front: drops it and sends the next one. The retry

@@ -26,9 +26,9 @@ public:
     // Whether the numbers are all 0 and the extension is empty.
     bool Empty() const;
 
-    // Reads "major.minor.build.extension". A number that is missing reads as 0, with one
-    // peculiarity: without a further dot the reading starts again at the beginning, so that "7" is
-    // 7.7.7 and "1.2" is 1.2.1 with the extension "2".
+    // Reads "major.minor.build.extension". A missing number reads as 0, with one exception: when
+    // there is no further dot, reading starts again at the beginning of the text, so "7" is 7.7.7
+    // and "1.2" is 1.2.1 with the extension "2".
     void FromString(std::string text);
 
     // Reads a firmware-version reply: octets major, minor and build; or 255 and then the version as

@@ -20,8 +20,8 @@ class XmlNode;
 } // namespace nx
 
 // Keeps the energy statistics of one load: minutes on and off, minutes on today, present power and
-// energy used, in total and today. Counts once a minute from a timer of its own, publishes every
-// value as a variable of the device, tells its owner what the user interface should show, and is
+// energy used, in total and today. Counts once a minute from a timer of its own. Publishes every
+// value as a variable of the device and tells its owner the values for the user interface. Is
 // persisted as one XML element.
 //
 // Not a meter: power and energy come from the driver that owns it. Lives on the driver's thread.
@@ -41,8 +41,8 @@ public:
     static const std::string ENERGY_NODE_DATA;
 
     // Zeroes everything, draws the second of the minute at which it will count, and starts the
-    // first timer, of one minute. `timers` must outlive the collector, and so must `vars`; a null
-    // `vars` makes every registration fail and every update go nowhere.
+    // first timer, of one minute. `timers` and `vars` must outlive the collector. With a null
+    // `vars` every registration fails and updates do nothing.
     EnergyInfoCollector(nx::IVariableManager* vars, ITimerManager& timers);
     EnergyInfoCollector(const EnergyInfoCollector&) = delete;
     EnergyInfoCollector& operator=(const EnergyInfoCollector&) = delete;

@@ -20,8 +20,8 @@ namespace nx
 class ZclMessage;
 }
 
-// The ids of `a` that are not in `b`, ascending. Neither needs to be sorted. An id that stands in
-// `a` more often than in `b` is kept as often as it is too many.
+// The ids of `a` that are not in `b`, ascending; neither needs to be sorted. A multiset difference:
+// duplicates in `a` beyond those in `b` are kept.
 LIGHTING_COMMON_API SceneVec GetExtraScenes(const SceneVec& a, const SceneVec& b);
 
 // Logs what a synchronisation asks for: the stall delay, then every wanted scene.
@@ -36,8 +36,8 @@ LIGHTING_COMMON_API void LogSyncData(const NxTypes::SynchronizeData& data);
 //
 // A synchronisation sends one request at a time, each a stall delay after the answer before it;
 // repairs go out at once. Answers are not checked against what was asked: one that comes out of
-// turn is taken for what it says. A watchdog of 16 stall delays ends what the light leaves
-// unanswered; a stall delay of 0 means no pauses and no watchdog.
+// turn is taken for what it says. A watchdog of 16 stall delays ends a synchronisation that the
+// light leaves unanswered. A stall delay of 0 means no pauses and no watchdog.
 //
 // Lives on the driver's thread. Owned by the driver, whose dispatcher it registers itself with.
 class LIGHTING_COMMON_API LightSceneMember : public ITimerManagerCallback,
@@ -72,8 +72,8 @@ public:
     // synchronisation: tells the owner that it is done, and goes on all the same.
     void OnZclGroupMembership(const nx::GroupIdVec& groups) override;
 
-    // The number of scenes in the light: kept, used for nothing; goes on to the groups' scenes,
-    // also when no synchronisation runs.
+    // The number of scenes in the light. Keeps it without using it, and goes on to the groups'
+    // scenes, also when no synchronisation runs.
     void OnZclSceneCount(int count) override;
 
     // The light refused to store a scene: tells the owner and does nothing else.

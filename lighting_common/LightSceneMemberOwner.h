@@ -20,11 +20,11 @@ public:
     // to the member's IZclListener operations, later or inside this call, or never.
     virtual void SendZclMessage(NxZclPacket& packet, unsigned char endpoint) = 0;
 
-    // The synchronisation has ended: after success, when it was given up and when something that
-    // could not be is found alike. Not called when the driver itself aborts. May come several times
-    // for one synchronisation, and also when none runs: answers out of turn cause it. A new one may
-    // start here, unless none was running: behind a call that groups out of turn have caused, the
-    // member goes on to ask for the scene count.
+    // The synchronisation has ended: it succeeded, was given up, or met an inconsistency. Not
+    // called when the driver itself aborts. May come several times for one synchronisation, and
+    // also when none runs: answers out of turn cause it. A new one may start here, unless none was
+    // running: behind a call that groups out of turn have caused, the member goes on to ask for the
+    // scene count.
     virtual void SynchronizationDone() = 0;
 
     // The light refused to store a scene; `status` is the ZCL status, never 0. Nothing is sent

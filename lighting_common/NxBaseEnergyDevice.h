@@ -19,9 +19,9 @@ class XmlNode;
 } // namespace nx
 
 // The older form of the energy statistics, for drivers that derive from it; new drivers own an
-// EnergyInfoCollector. The same six values, counted in ticks of ten seconds: a minute is six ticks
-// in one state, and the ticks of a state that is left part-way wait until the load is back in it.
-// Knows whole watt-hours only and makes no energy from power.
+// EnergyInfoCollector. The same six values, counted in ticks of ten seconds. A minute is six ticks
+// in one state. When the load leaves a state part-way, its ticks wait until the load is back in
+// that state. Knows whole watt-hours only and makes no energy from power.
 //
 // Lives on the driver's thread. Life: construct, Initialize; the ticks run from construction until
 // destruction. The order of the virtual operations is part of the binary interface.

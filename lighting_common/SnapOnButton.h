@@ -7,10 +7,10 @@
 
 // A button of a snap-on keypad on a puck module.
 //
-// Adds to a button a name for users, an LED with an on color, an off color and a current color,
-// who manages that LED (the module itself or the controller), and whether the colors are taken
-// from the device bound to the button. Colors are six hexadecimal digits: red, green, blue; they
-// are kept and sent as given. Created by concrete drivers. Thread and owner as for PuckButton.
+// Adds to a button a name for users and an LED with an on color, an off color and a current color.
+// Two switches say whether the module manages the LED by itself, and whether the colors come from
+// the device bound to the button. Colors are six hexadecimal digits: red, green, blue; they are
+// kept and sent as given. Created by concrete drivers. Thread and owner as for PuckButton.
 class LIGHTING_COMMON_API SnapOnButton : public PuckButton
 {
 public:

@@ -19,9 +19,9 @@ enum class BusDirection : std::uint8_t
 };
 
 // A frame as octets on the bus: 0x7E, then direction, device, opcode, payload and a checksum, then
-// 0x7E. Numbers are big-endian. Between the flags 0x7D stands before an octet that was 0x7E or
-// 0x7D, with its bit 5 turned over; so a flag is never anything else than the end of a frame, and a
-// reader that was lost is right again at the next one. The checksum is CRC-16/X.25.
+// 0x7E. Numbers are big-endian. Between the flags, 0x7E and 0x7D are escaped: 0x7D, then the octet
+// with bit 5 inverted. So a flag always ends a frame, and a reader that lost its place finds it at
+// the next flag. The checksum is CRC-16/X.25.
 Octets EncodeBusFrame(BusDirection direction, const wire::BusFrame& frame);
 
 // Takes octets as they come, in pieces of any size, and tells of each whole frame whose checksum is

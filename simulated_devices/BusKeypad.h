@@ -16,9 +16,9 @@ class BusKeypadFault;
 //
 // Decodes what it gets with code of its own. Keeps its LEDs, backlight and button behaviours only
 // as long as it has power. Answers every message for it, a repeated one again. Announces itself
-// when it gets power, and from time to time; what it was told and has lost it says each time until
-// it is told its button behaviours again, because an announce can get lost too. Misbehaviour is
-// added with AddFault, so that any keypad can have any mix of faults, and they can end.
+// when it gets power, and from time to time. After it has lost its settings, every announce says so
+// until it receives its button behaviours again, because an announce can get lost too. AddFault
+// makes it misbehave; faults combine, and they can end.
 class BusKeypad : public SimulatedDevice, public BusStation
 {
 public:
@@ -50,7 +50,7 @@ public:
     BusKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address);
     ~BusKeypad() override;
 
-    // Adds a fault, which from now on has its say.
+    // Adds a fault, which is asked from now on.
     using SimulatedDevice::AddFault;
     void AddFault(std::unique_ptr<BusKeypadFault> fault);
     FaultList* GetFaults() override { return &m_faults; }
@@ -58,7 +58,7 @@ public:
     // How long an answer takes.
     void SetAnswerDelay(std::uint64_t ms) { m_answerDelayMs = ms; }
 
-    // The keypad gets power: everything that it was told is gone, and it says so.
+    // The keypad gets power: its settings are gone, and its announce says so.
     void OnPowerOn() override;
 
     // A person uses a button; the world is told. Without power the keypad does not notice. Hold

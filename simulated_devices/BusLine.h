@@ -34,8 +34,8 @@ public:
     virtual void Transmit(const BusStation& from, Octets octets) = 0;
 };
 
-// A half-duplex line in simulated time: one transmission after the other, in the order in which
-// they were asked for, each as long as its octets take; every station hears each of them when it
+// A half-duplex line in simulated time. Transmissions follow each other in the order in which they
+// were asked for, and each takes the time of its octets. Every station hears each of them when it
 // ends. Nobody waits for an answer: a station that never answers takes no time from the others.
 class SimulatedLine : public BusLine
 {

@@ -10,9 +10,9 @@
 
 // How devices misbehave. A fault is a class, a row in its device's table of faults, and a test.
 //
-// Each device has a class of its own for its faults (PuckModuleFault and its like), derived from
-// WireFault: its operations have their say at one place of the device each, and do nothing unless
-// overridden. Faults combine: the one that was added first is asked first. A fault belongs to the
+// Each device has a base class for its faults (PuckModuleFault and its like), derived from
+// WireFault. The device calls each operation at one place; an operation that is not overridden does
+// nothing. Faults combine: the one that was added first is asked first. A fault belongs to the
 // device that it was added to, and must not call it unless it is handed the device.
 //
 // Faults that any device can have are templates over the device's class of faults: see the end.

@@ -40,10 +40,10 @@ private:
 
 // A plug that meters the load in it.
 //
-// Written from the wire: it reports with the trap "nx.dmx.pwr" whether the load is on (2
-// hexadecimal digits), its fault (2), its power in watts (8) and what its meter shows in whole
-// watt-hours (8): when it gets power, whenever the load's power changes, and once a minute. The
-// meter counts exactly, and begins at 0 when the plug has lost its power. Listens to nothing.
+// Written from the wire. Reports with the trap "nx.dmx.pwr" whether the load is on (2 hexadecimal
+// digits), its fault (2), its power in watts (8) and its meter in whole watt-hours (8). Reports
+// when it gets power, whenever the load's power changes, and once a minute. The meter counts
+// exactly, and begins at 0 when the plug has lost its power. Listens to nothing.
 class MeteringPlug : public SimulatedDevice
 {
 public:

@@ -71,7 +71,7 @@ public:
                std::uint32_t holdIntervalMs = 500);
     ~PuckModule() override;
 
-    // Adds a fault, which from now on has its say.
+    // Adds a fault, which is asked from now on.
     using SimulatedDevice::AddFault;
     void AddFault(std::unique_ptr<PuckModuleFault> fault);
     FaultList* GetFaults() override { return &m_faults; }

@@ -42,12 +42,12 @@ struct DimmerTables
 
 // A wired dimmer: a load that stores its load groups and the elements of its advanced scenes.
 //
-// Written from the wire: it keeps both tables from the requests that reach it, answers them,
-// reports its elements one by one when asked, plays scenes and tells when one has run to its end.
-// An answer takes ANSWER_MS, and the reported elements follow each other every REPORT_MS. Requests
-// that make no sense are not answered and change nothing. The tables survive a power failure, what
-// was under way does not. Misbehaviour is added with AddFault, so that any dimmer can have any mix
-// of faults, and they can end.
+// Written from the wire. Keeps both tables from the requests that reach it, answers them, reports
+// its elements one by one when asked, plays scenes, and tells when one has ended. An answer takes
+// ANSWER_MS, and the reported elements follow each other every REPORT_MS. Requests that make no
+// sense are not answered and change nothing. The tables survive a power failure, what was under way
+// does not. Misbehaviour is added with AddFault, so that any dimmer can have any mix of faults, and
+// they can end.
 class WiredDimmer : public SimulatedDevice
 {
 public:
@@ -62,9 +62,9 @@ public:
     void AddFault(std::unique_ptr<WiredDimmerFault> fault);
     FaultList* GetFaults() override { return &m_faults; }
 
-    // From the next time on that the dimmer gets power, lets a person at a keypad on the same bus
-    // start one of the stored scenes now and then, the pauses being `minMs` to `maxMs`; nobody does
-    // while the longest is 0, as it is at first.
+    // Lets a person at a keypad on the same bus start one of the stored scenes now and then, with
+    // pauses of `minMs` to `maxMs`, from the next time that the dimmer gets power. A `maxMs` of 0,
+    // the default, means nobody.
     void LetAPersonPlay(int minMs, int maxMs);
 
     void OnMib(const wire::MibMessage& message) override;

@@ -22,13 +22,13 @@
 // The driver of a third-generation keypad on an RS-485 bus: its buttons, made by the controller's
 // commands, in front; a transmit queue behind; the keypad's firmware version beside.
 //
-// Owns its buttons and the queue. Lives on the driver's thread. What a button writes to LEDs and
-// backlights is kept as the keypad's wanted state and leaves as bus messages that hold all of it;
-// what could not leave while the keypad was offline follows when it is back.
+// Owns its buttons and the queue. Lives on the driver's thread. The driver keeps what the buttons
+// write to LEDs and backlights as the keypad's wanted state. Each bus message holds all of one kind
+// of state. State that could not leave while the keypad was offline follows when it is back.
 //
-// The transmit queue gets one message of the driver at a time; the others wait in an outbox, where
-// each kind of state stands at most once and a use of a button only until its time limit. So what
-// waits for a keypad that answers late or seldom does not grow.
+// The driver hands one message at a time to the transmit queue. The others wait in an outbox, which
+// holds each kind of state at most once, and a use of a button until its time limit. So the outbox
+// stays small when a keypad answers late or seldom.
 class Gen3KeypadDriver : public NxBaseDriver,
                          public IBusListener,
                          public IGen3ButtonOwner,
@@ -38,8 +38,9 @@ public:
     // How long a button may be held without a sign of life, in milliseconds.
     static constexpr unsigned HOLD_TIME_MS = 1000;
 
-    // How long a use of a button may wait for the keypad, in seconds: what the configuration says
-    // as "USE_TIME_LIMIT", from 1 to the most; any other value is the default, with a record.
+    // How long a use of a button may wait for the keypad, in seconds: "USE_TIME_LIMIT" of the
+    // configuration, from 1 to MAX_USE_TIME_LIMIT. Any other value logs a warning and counts as the
+    // default.
     static constexpr int DEFAULT_USE_TIME_LIMIT = gen3_keypad::USE_TIME_LIMIT.usual;
     static constexpr int MAX_USE_TIME_LIMIT = gen3_keypad::USE_TIME_LIMIT.most;
 
@@ -89,10 +90,10 @@ public:
     bool OnAnnounce(const std::uint8_t* payload, std::size_t length);
 
     // A message arrived from the bus: an answer, an announce, a used button, the gateway's status.
-    // Anything else, and what is too short, is ignored. But whatever the keypad says, also what is
-    // ignored, shows that it is online. When it was offline before, or announces that it has
-    // restarted, the uses that waited are given up, and it gets the states that it has not
-    // confirmed (after a restart: all of them).
+    // Anything else, and what is too short, is ignored. Every message of the keypad, also an
+    // ignored one, shows that it is online. When it was offline before, or announces a restart, the
+    // driver gives up the waiting uses and sends the states that the keypad has not confirmed
+    // (after a restart: all of them).
     void OnBusMessage(int opcode, const std::uint8_t* payload, std::size_t length) override;
     IBusListener* GetBusListener() override { return this; }
 

@@ -29,7 +29,7 @@ enum FromKeypad : int
     FIRMWARE = 0x9020,
     // Somebody uses a button.
     BUTTON_USED = 0x9030,
-    // The gateway is online (1) or about to go (0).
+    // The gateway is online (1) or about to go offline (0).
     GATEWAY_STATUS = 0x9100,
 };
 

@@ -11,7 +11,7 @@
 // queue's text and never leaves with the command, so that the driver knows which of its messages is
 // sent.
 //
-// Everything that the queue asks of a command is handed to the command itself.
+// Passes every operation of ICmdMessage on to the command.
 class KeypadMessage : public ICmdMessage
 {
 public:

@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <deque>
 
-// What waits until the transmit queue is free, in the order in which it was asked for: each kind of
-// state at most once, and uses of buttons.
+// The messages that wait for the transmit queue, oldest first: each kind of state at most once, and
+// uses of buttons.
 //
 // A state is only a kind here: its content is written when its turn comes, so that it is always the
 // newest. Starts and stops no timers; it keeps their ids for the driver.

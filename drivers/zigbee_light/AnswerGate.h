@@ -8,18 +8,19 @@
 // Stands between a light's answers and the LightSceneMember that walks its tables, and drops the
 // answer to a question of an earlier walk.
 //
-// A walk takes every answer for what it says. After one that was cut short, the answer to its last
-// question may still be under way; taken by the next walk it would drive that walk a second time,
-// past groups and scenes that nobody asked for. So this follows each walk, knows what it waits for,
-// and drops an answer that a walk before waited for and the present one does not: one for each walk
-// that was cut short. Everything else comes through. Owned by the driver; lives on its thread.
+// LightSceneMember does not check which question an answer belongs to. When a walk is cut short,
+// the answer to its last question may still be under way. The next walk would take it as its own,
+// step on a second time, and skip groups and scenes. So this follows each walk and knows what it
+// waits for. It drops an answer that an earlier walk waited for and the present one does not: one
+// answer for each walk that was cut short. Everything else passes. Owned by the driver; lives on
+// its thread.
 class AnswerGate : public IZclListener
 {
 public:
-    // `listener` gets what comes through; it must outlive this.
+    // `listener` gets what passes; it must outlive this.
     explicit AnswerGate(IZclListener& listener) : m_listener(listener) {}
 
-    // A walk begins. `wanted` are its scenes and must stand still until the next one begins.
+    // A walk begins. `wanted` are its scenes; they must not change until the next one begins.
     void Begin(const SceneDetailsLightMap& wanted);
 
     void OnZclSceneMembership(unsigned short group, const SceneVec& scenes) override;
@@ -27,7 +28,7 @@ public:
     void OnZclGroupMembership(const nx::GroupIdVec& groups) override;
     void OnZclSceneCount(int count) override;
 
-    // No part of a walk; always comes through.
+    // No part of a walk; always passes.
     void OnAddSceneFailure(unsigned scene, unsigned char status) override;
 
 private:

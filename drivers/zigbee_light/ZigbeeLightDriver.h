@@ -14,11 +14,11 @@
 
 // The driver of one ZigBee light: the scenes that the light is a member of, and its energy.
 //
-// The library's LightSceneMember takes the scene commands and keeps the light's groups and scenes
-// in order; this driver remembers which scenes the light should hold, over restarts too, and has
-// the light compared with them when the controller asks for it and each time the light comes back.
-// What the load is (on, its power, its fault) it is told. Lives on the driver's thread; the owner
-// operations are virtual so that a driver derived from this one can do more in them.
+// The library's LightSceneMember takes the scene commands and synchronises the light's groups and
+// scenes. This driver keeps the scenes that the light should hold, over restarts too. It starts a
+// synchronisation when the controller asks for one and each time the light comes online. What the
+// load is (on, its power, its fault) it is told. Lives on the driver's thread; the owner operations
+// are virtual so that a driver derived from this one can do more in them.
 class ZigbeeLightDriver : public NxBaseDriver, public LightSceneMemberOwner, public IEnergyOwner
 {
 public:
@@ -85,7 +85,8 @@ private:
 
     SceneManager m_scenes;
     EnergyInfoCollector m_energy;
-    // What the running synchronisation wants; stands still while it runs, as the member reads it.
+    // What the running synchronisation wants. Does not change while it runs, because the member
+    // reads it.
     SceneDetailsLightMap m_wanted;
     // Made once the endpoint is known. Goes before the map that it reads.
     std::unique_ptr<LightSceneMember> m_member;

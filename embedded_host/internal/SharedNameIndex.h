@@ -146,7 +146,7 @@ private:
     std::size_t m_size = 0;
     // The shapes that continue this one and are in use. Not part of what the shape is.
     mutable std::vector<const SharedNameIndex*> m_longer;
-    // Built when a name is first looked up: most shapes are only steps to longer ones.
+    // Built at the first look-up, because most shapes are only steps to longer ones.
     mutable std::vector<Slot> m_index;
     mutable std::vector<const std::string*> m_names;
     mutable std::vector<std::uint16_t> m_next;

@@ -11,14 +11,13 @@ class ITimerManagerCallback;
 
 namespace embedded_host
 {
-// Every timer of a house, the drivers' and the simulated devices': a hierarchical wheel of three
-// levels of 1024 slots, the lowest of one millisecond, with a list for what is further away. So
-// most timers of a quiet house meet few others on their way down.
+// Every timer of a house, the drivers' and the simulated devices'. A hierarchical wheel of three
+// levels of 1024 slots, the lowest of one millisecond, and a list of the timers beyond.
 //
 // Not a clock: the house says what time it is. Lives on the house's thread. Invariants: timers fire
-// in order of due time, at one time the drivers' before the devices', and then in order of id; a
-// timer may be started, killed and re-armed inside any callback. Ids of either kind count up from
-// 1; only after 2^31 of a kind do they begin again, passing over those of timers that run.
+// in order of due time; of those due together, the drivers' come before the devices', then the
+// lower id first. A timer may be started, killed and re-armed inside any callback. Ids of either
+// kind count up from 1. After 2^31 of a kind they begin again and skip those of running timers.
 // Starting, killing and firing allocate nothing once the wheel has held as many timers before.
 class TimerWheel
 {
@@ -87,8 +86,9 @@ public:
     // runs.
     std::int64_t NextWakeMs() const;
 
-    // Moves the time to `ms`, not back, and tells `sink` of every timer that is due on the way, the
-    // new time included; timers that this starts and that are due by then are among them.
+    // Moves the time forwards to `ms` and tells `sink` of every timer due by then, `ms` included.
+    // Timers that a callback starts and that are due by then are told too. A time before the
+    // present one moves nothing.
     void Advance(std::int64_t ms, Sink& sink);
 
     std::size_t Count() const { return m_count; }

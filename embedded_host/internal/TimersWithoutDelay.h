@@ -4,8 +4,9 @@
 
 namespace embedded_host
 {
-// Notices timers of 0 ms that start each other for ever, which would stop the house: a driver may
-// start so many of them at one moment, and more are too many until it is made anew.
+// Notices a driver whose timers of 0 ms start each other for ever, which would stop the house.
+// Counts those started at one moment. Above the limit the driver counts as faulty until it is made
+// anew.
 class TimersWithoutDelay
 {
 public:

@@ -11,10 +11,10 @@ class ICmdReturn;
 
 // A driver's table of command handlers, by command name.
 //
-// One for each driver, owned by the host. A handler stays until it is removed by name or the driver
-// has been destroyed; the host drops the whole table after the driver's destructor has run, and
-// calls nothing once destruction has begun. So an object that is owned by its driver may register
-// itself without ever removing itself. Names are compared byte for byte.
+// One for each driver, owned by the host. A handler stays until it is removed by name. The host
+// calls no handler once the driver's destruction has begun, and drops the whole table after it. So
+// an object that its driver owns may register itself and need not remove itself. Names are compared
+// byte for byte.
 class NX_HOST_API CmdDispatcher
 {
 public:

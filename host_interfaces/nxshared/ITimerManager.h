@@ -9,9 +9,9 @@
 // The host's timers, as one driver sees them.
 //
 // Not a clock: NxTime tells the time. All calls and all expiries happen on the driver's thread.
-// Invariants: ids count up from 1 and are not reused within a run; timers that are due at the same
-// time fire in the order in which they were started; a timer of 0 ms never fires inside the call
-// that started it.
+// Invariants: ids count up from 1 and are not reused within a run. Timers that are due together
+// fire in the order in which they were started. A timer of 0 ms never fires inside the call that
+// started it.
 class NX_HOST_API ITimerManager
 {
 public:

@@ -66,9 +66,10 @@ inline bool ParseEightDigits(const char* text, std::uint32_t& value)
 // Every other text; a part of ParseHex.
 NX_HOST_API bool ParseOther(const std::string& text, std::size_t longest, std::uint32_t& value);
 
-// Reads a text of at most `longest` characters as stream extraction with std::hex does: blanks
-// before, 0x, either case, anything after the digits ignored; "." and "-" anywhere, an empty text
-// and a text without digits fail. Failure leaves `value` untouched. Allocates nothing on success.
+// Reads a text of at most `longest` characters as stream extraction with std::hex does: leading
+// blanks, 0x and either case are taken, and anything after the digits is ignored. Fails for an
+// empty text, one without digits, and one with "." or "-" anywhere. Failure leaves `value`
+// untouched. Allocates nothing on success.
 inline bool ParseHex(const std::string& text, std::size_t longest, std::uint32_t& value)
 {
     constexpr std::size_t EIGHT = 8;

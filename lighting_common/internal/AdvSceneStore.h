@@ -13,9 +13,9 @@ namespace scenes
 // The ordered map from key to element inside AdvSceneManager.
 //
 // The key of an element is its id, so keys are 16 bits wide; any other key is simply not there. The
-// order is that of the keys: the first steps of all scenes, then all second steps, and so on. Kept
-// as one small sorted vector for each scene, because the checksum reads scene by scene and the
-// commands step through one scene; a tree look-up for each step would cost more than the checksum.
+// order is that of the keys: the first steps of all scenes, then all second steps, and so on. One
+// small sorted vector for each scene, because the checksum and the commands read one scene at a
+// time. A tree look-up for each step would cost more than the checksum.
 //
 // Pointers that it gives out hold only until the store is next changed. A walk that calls out in
 // between goes by keys: First(), then Next(key), which need no element to be still there.

@@ -13,9 +13,9 @@
 
 namespace lighting_host
 {
-// The program's commands. Each returns the exit status: 0 for success, 1 for a house, a line or a
-// transcript that is not right, 2 for something that cannot be done at all, such as a last save of
-// the states, or 128 + n when signal n ended it before its time (see StopSignals).
+// The program's commands. Each returns the exit status: 0 for success; 1 for a wrong house, line or
+// transcript; 2 for a failure of reading, writing or saving; 128 + n when signal n ended it early
+// (see StopSignals).
 //
 // An `out` that goes bad ends a command; its states are still saved.
 constexpr int STATUS_CANNOT = 2;

@@ -20,8 +20,8 @@ struct RecorderError : std::runtime_error
 // the house does. Log records and the drivers' end are left out, and so are inputs that are no
 // JSON, which a transcript cannot hold.
 //
-// A file that is there already is only overwritten when it is a recording, or empty: never the
-// house, the state file, what the program reads and writes, or anything else, under whatever name.
+// Overwrites an existing file only when it is a recording or empty. So the house, the state file
+// and the program's own input and output are safe, under whatever name.
 class Recorder
 {
 public:

@@ -1,4 +1,5 @@
 #include "embedded_host/LocalTime.h"
+#include "lighting_host/commands/CommandTexts.h"
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/commands/CrashReport.h"
 #include "lighting_host/commands/DescriptorInput.h"
@@ -8,6 +9,7 @@
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/commands/Terminal.h"
 #include "lighting_host/text/Duration.h"
+#include "lighting_host/text/Version.h"
 
 #include <charconv>
 #include <fcntl.h>
@@ -43,7 +45,6 @@ const Choices<ColorChoice> COLORS = {
     {"always", ColorChoice::Always},
     {"never", ColorChoice::Never},
 };
-const std::string VERSION = "lighting-host " LIGHTING_VERSION " (host protocol 1)";
 constexpr const char* HELP = "help";
 
 // A file that is opened must not become standard input or output because that was closed; what is
@@ -147,6 +148,8 @@ public:
 
 private:
     void AddRun();
+    void AddTexts();
+    int PrintManual(std::ostream& out, std::ostream& err) const;
     int RunChecked(std::ostream& out, std::ostream& err);
     std::vector<std::string> Commands() const;
     std::string WhatIsWrong(const CLI::ParseError& error) const;
@@ -157,12 +160,17 @@ private:
     CLI::App* m_run;
     CLI::App* m_check;
     CLI::App* m_validate;
+    CLI::App* m_manual;
+    CLI::App* m_completion;
     std::string m_house;
     SessionOptions m_session;
     RunOptions m_runOptions;
     ColorChoice m_color = ColorChoice::Auto;
     std::string m_record;
     std::vector<std::string> m_transcripts;
+    std::string m_topic;
+    std::string m_manualFolder;
+    std::string m_shell = CompletionShells().front();
     bool m_virtual = false;
 };
 
@@ -170,7 +178,7 @@ CommandLine::CommandLine()
 {
     m_app.require_subcommand(1);
     m_app.set_help_all_flag("--help-all", "Print the help of every command");
-    m_app.set_version_flag("--version", VERSION);
+    m_app.set_version_flag("--version", VersionLine());
     m_session.logLevel = log4cplus::TRACE_LOG_LEVEL;
 
     m_stdio = m_app.add_subcommand(
@@ -189,6 +197,8 @@ CommandLine::CommandLine()
 
     m_validate = m_app.add_subcommand("validate", "Say what is wrong with a house file");
     m_validate->add_option("HOUSE", m_house, "The house file")->required();
+
+    AddTexts();
 
     for (CLI::App* command : {m_run, m_check, m_validate})
         AddChoice(*command, "--color", m_color, COLORS,
@@ -213,6 +223,36 @@ void CommandLine::AddRun()
     AddChoice(*m_run, "--faults", m_runOptions.faults, FAULTS,
               "Random faults on every link, and power failures");
     AddSessionOptions(*m_run, m_runOptions.session);
+}
+
+void CommandLine::AddTexts()
+{
+    m_manual = m_app.add_subcommand("manual", "Print a manual page, for \"man -l -\"");
+    m_manual->add_option("COMMAND", m_topic, "The command that it is about; the program without");
+    AddText(*m_manual, "--all", m_manualFolder, "FOLDER", "Write every page into this folder");
+
+    m_completion =
+        m_app.add_subcommand("completion", "Print the script that completes commands in a shell");
+    m_completion->add_option("SHELL", m_shell, "bash, zsh or fish; bash without")
+        ->check(CLI::IsMember(CompletionShells()));
+}
+
+int CommandLine::PrintManual(std::ostream& out, std::ostream& err) const
+{
+    if (!m_manualFolder.empty())
+    {
+        WriteManualPages(m_app, m_manualFolder);
+        return 0;
+    }
+    const std::vector<std::string> commands = Commands();
+    if (!m_topic.empty() && std::find(commands.begin(), commands.end(), m_topic) == commands.end())
+    {
+        err << "lighting-host: there is no command \"" << m_topic << "\""
+            << DidYouMeanClause(m_topic, commands) << '\n';
+        return STATUS_CANNOT;
+    }
+    out << ManualPage(m_app, m_topic.empty() ? nullptr : m_app.get_subcommand(m_topic));
+    return 0;
 }
 
 std::vector<std::string> CommandLine::Commands() const
@@ -284,6 +324,13 @@ int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
     }
     if (*m_validate)
         return RunValidate(m_house, out, style);
+    if (*m_manual)
+        return PrintManual(out, err);
+    if (*m_completion)
+    {
+        out << CompletionScript(m_app, m_shell);
+        return 0;
+    }
     const StopSignals signals;
     if (*m_stdio)
     {

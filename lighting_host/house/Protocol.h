@@ -51,6 +51,6 @@ private:
 // Whether an input line, without its line end, is to be skipped: it is empty or begins with "#".
 bool IsSkipped(const std::string& line);
 
-// Whether a line is JSON that the protocol looks at; what is not, is refused whatever it says.
+// Whether a line is JSON that the protocol can read. Anything else is refused.
 bool IsJson(const std::string& line);
 } // namespace lighting_host

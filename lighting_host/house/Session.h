@@ -83,10 +83,10 @@ public:
     // still reach the sink.
     void Stop();
 
-    // Ends every driver and starts it anew, as when the controller's machine has been off, while
-    // the devices go on: each from its state in the state file, if there is one, else as the house
-    // file says. `save`: the states are saved before; else what was counted since the last save is
-    // lost, as by a crash. Throws StateStoreError.
+    // Restarts every driver, as when the controller's machine was off, while the devices go on.
+    // Each driver starts from its state in the state file, else as the house file says. With `save`
+    // the states are saved first; without it everything since the last save is lost, as in a crash.
+    // Throws StateStoreError.
     void RestartDrivers(bool save);
 
     // Keeps the states; null without a state file.

@@ -25,9 +25,9 @@ class XmlNode;
 
 namespace lighting_host
 {
-// Keeps the states of a house's drivers in a store: gives them back at the start, and saves all of
-// them together again and again while the house runs, and at its end. A driver that asks for it is
-// saved soon, it alone.
+// Keeps the states of a house's drivers in a store. Gives them back at the start, saves all of them
+// together at an interval, and saves them at the end. A driver that asks for it is saved soon,
+// without the others.
 //
 // Saves are made between two calls into drivers, on the house's clock. One that fails is told, and
 // what was saved before stays; the next one tries again. A driver that gives no state, because it

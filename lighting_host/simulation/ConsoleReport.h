@@ -60,9 +60,9 @@ public:
     void OnControllerAct(const nx::DriverHost& driver, const std::string& what) override;
     void OnPowerFailure(const nx::DriverHost& driver) override;
 
-    // When normal is told, each kind of record of a driver is printed once: records that differ in
-    // their numbers alone are of one kind, and frames of stacks are none. Those that came again, by
-    // driver, with the words of the first one.
+    // At the level Normal each kind of record of a driver is printed once. Records that differ only
+    // in their numbers are of one kind; frames of stacks are left out. Here are the kinds that came
+    // again, by driver, with the words of the first record.
     std::vector<RepeatedRecord> Repeated() const;
 
 private:

@@ -22,9 +22,9 @@ enum class FaultLevel
     Heavy,
 };
 
-// Random faults of a whole house: on every link messages get lost, late or come twice, every device
-// loses its power now and then, and what devices do wrong by nature they do. The same seed gives
-// the same faults.
+// Random faults of a whole house: every link loses, delays and repeats messages, every device loses
+// power now and then, and every device gets faults of its own kinds. The same seed gives the same
+// faults.
 //
 // Has random numbers of its own, one sequence a link and one for the rest, so that faults which end
 // leave the house's own draws as they were. Lives on the house's thread.

@@ -23,9 +23,9 @@ class Session;
 // The lamps of a house's simulated lights: what each draws at its level, metered. Only for `run`,
 // where nobody else tells a light's driver what its load is.
 //
-// Looks at every lamp each SAMPLE_MS, and tells the driver whether its load is on and what it draws
-// when that has changed; once a minute it hands over the energy, in whole hundredths of a
-// watt-hour. Lives on the house's thread.
+// Samples every lamp each SAMPLE_MS and tells the driver when its load went on or off or draws
+// another power. Once a minute it hands over the energy, in whole hundredths of a watt-hour. Lives
+// on the house's thread.
 class LampMeters : private ITimerManagerCallback
 {
 public:

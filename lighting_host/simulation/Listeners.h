@@ -6,8 +6,8 @@
 
 namespace lighting_host
 {
-// One sink that tells several: every listener hears everything, side by side, in the order in which
-// they were added. Must outlive the house.
+// One sink with several listeners: each hears everything, in the order in which they were added.
+// Must outlive the house.
 class Listeners : public embedded_host::OutputSink, public HouseListener
 {
 public:

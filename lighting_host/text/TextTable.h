@@ -12,8 +12,8 @@ namespace lighting_host
 // A table for a person: rows of cells under heads. Texts are UTF-8, of which each character is
 // taken to be one column wide.
 //
-// A table that is too wide is written more closely first; what then does not fit goes below, with
-// the first column again; and what is too long for a line goes on in the next.
+// A table that is too wide is first written with narrower gaps. Columns that still do not fit go
+// below, with the first column repeated. A cell that is too long for a line continues in the next.
 class TextTable
 {
 public:

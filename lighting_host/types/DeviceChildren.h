@@ -21,8 +21,8 @@ namespace lighting_host
 {
 class DeviceElement;
 
-// What may stand inside a <device> of a house file, read by tables. Whatever cannot be understood
-// is a DeviceError, which names what would have been.
+// What may stand inside a <device> of a house file, read by tables. Anything else is a DeviceError,
+// which names what is allowed.
 
 // Reads the elements inside a <device>, in their order, each with the reader of its name.
 struct ChildTable
@@ -54,7 +54,7 @@ struct Pauses
     int maxMs;
 };
 
-// "pause_min" and "pause_max". `byDefault` is what they are when they are absent; a longer shortest
-// pause is also the longest then. Neither may be below that of `least`.
+// "pause_min" and "pause_max". `byDefault` holds for an absent one; when "pause_min" alone is given
+// and is longer than that, it is also the longest pause. Neither may be below that of `least`.
 Pauses ReadPauses(DeviceElement& person, Pauses byDefault, Pauses least);
 } // namespace lighting_host

@@ -35,8 +35,8 @@ public:
     // driver's type. Takes note of the attributes that every kind of device has.
     std::string Kind();
 
-    // A whole number from `min` to `max`, a time as on the command line ("500ms", "2s") in
-    // milliseconds, a word. An absent one is what is given last.
+    // A whole number from `min` to `max`; a time as on the command line ("500ms", "2s"), in
+    // milliseconds; a word. Each returns `absent` when there is no such attribute.
     unsigned Number(const char* name, unsigned min, unsigned max, unsigned absent);
     std::uint64_t Time(const char* name, std::uint64_t absent);
     std::string Word(const char* name, const std::string& absent);

@@ -64,6 +64,16 @@ TEST_P(DriverSettingsTest, Readme_HasARowForEachSetting)
     EXPECT_EQ(readme.find(head) != std::string::npos, !GetParam().schema().settings.empty());
 }
 
+TEST_P(DriverSettingsTest, ReadmesStateSection_NamesEachElement)
+{
+    const std::string readme = Readme();
+    const std::size_t begin = readme.find("\n## State\n");
+    ASSERT_NE(begin, std::string::npos);
+    const std::string section = readme.substr(begin, readme.find("\n## ", begin + 1) - begin);
+    for (const drivers::StateElement& row : GetParam().schema().state)
+        EXPECT_THAT(section, testing::HasSubstr(fmt::format("`{}`", row.name)));
+}
+
 TEST_P(DriverSettingsTest, UsualValue_IsWithinTheRange)
 {
     for (const Setting& row : GetParam().schema().settings)

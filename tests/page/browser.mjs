@@ -3,6 +3,7 @@
 import { readFileSync } from 'node:fs';
 import { createRequire } from 'node:module';
 import assert from 'node:assert/strict';
+import { after, afterEach, before, beforeEach } from 'node:test';
 import { chromium } from 'playwright-core';
 
 const AXE = readFileSync(createRequire(import.meta.url).resolve('axe-core/axe.min.js'), 'utf8');
@@ -10,10 +11,10 @@ export const TIMEOUT_MS = 8000;
 const POLL_MS = 20;
 
 let browser = null;
-export const startBrowser = async () => {
+const startBrowser = async () => {
   browser = await chromium.launch({ executablePath: process.env.CHROMIUM || '/usr/bin/chromium', args: ['--no-sandbox'] });
 };
-export const stopBrowser = () => browser.close();
+const stopBrowser = () => browser.close();
 
 export class Visitor {
   // Opens the page at that address; `expected` are texts of console errors that a test causes itself.
@@ -79,3 +80,29 @@ export async function until(check, what = check.toString()) {
 
 export const attribute = (locator, name, value) => until(async () => await locator.getAttribute(name) === value, `${name} is ${value}`);
 export const says = (locator, text) => until(async () => (await locator.innerText()).replace(/\s+/g, ' ').includes(text), `says "${text}"`);
+
+// What each file of tests begins with: a browser for all of its tests, and for each a server anew,
+// which is given back to its `end` when the windows are closed. `use.server` may be replaced.
+export function withHouse(begin, end = server => server.close()) {
+  const use = { server: null, visitors: [] };
+  before(startBrowser);
+  after(stopBrowser);
+  beforeEach(async () => { use.server = await begin(); });
+  afterEach(async () => {
+    const all = use.visitors;
+    use.visitors = [];
+    for (const v of all) await v.close();
+    await end(use.server);
+  });
+  // Opens a window at that part of the page; the server's house is as the test left it.
+  use.open = async (hash = '', options = {}) => {
+    const v = await Visitor.open(`${use.server.url}/${hash}`, options);
+    use.visitors.push(v);
+    return v;
+  };
+  // The lines handed in that have these members.
+  use.heard = match => use.server.inputs.filter(i => Object.entries(match).every(([k, v]) => i[k] === v));
+  return use;
+}
+
+export const statusIs = (v, text) => v.page.getByRole('status', { name: 'connection' }).getByText(text, { exact: true }).waitFor();

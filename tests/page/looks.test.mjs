@@ -1,32 +1,16 @@
 // Every page in both themes and several widths, against the rules of accessibility.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, beforeEach, test } from 'node:test';
+import { test } from 'node:test';
 
-import { Visitor, attribute, startBrowser, stopBrowser } from './browser.mjs';
+import { attribute, withHouse } from './browser.mjs';
 import { HouseServer } from './server.mjs';
 import { deafKeypad, dimmerSync, lightRepair, tapeChain } from './states.mjs';
 import { villa } from './villa.mjs';
 
-let server;
-let visitors = [];
-before(startBrowser);
-after(stopBrowser);
-beforeEach(async () => { server = await new HouseServer(villa()).listen(); });
-afterEach(async () => {
-  const all = visitors;
-  visitors = [];
-  for (const v of all) await v.close();
-  await server.close();
-});
-
-async function open(hash = '', options = {}) {
-  const v = await Visitor.open(`${server.url}/${hash}`, options);
-  visitors.push(v);
-  return v;
-}
+const use = withHouse(() => new HouseServer(villa()).listen());
 
 test('DarkTheme_ChosenAndKept', async () => {
-  const v = await open('', { colorScheme: 'light' });
+  const v = await use.open('', { colorScheme: 'light' });
   await v.button('dark theme').click();
   await attribute(v.button('dark theme'), 'aria-pressed', 'true');
   await v.page.reload();
@@ -37,9 +21,9 @@ const PAGES = ['#house', '#driver?driver=dining_keypad', '#driver?driver=worktop
 const LOOKS = [['light', 1440], ['dark', 1440], ['light', 1100], ['light', 390], ['dark', 390]];
 for (const [colorScheme, width] of LOOKS) {
   test(`EveryPage_${colorScheme}_${width}_AccessibleToAll`, async () => {
-    server.house = dimmerSync(lightRepair(deafKeypad(server.house)));
-    const chosen = tapeChain(server);
-    const v = await open('', { colorScheme, viewport: { width, height: 900 } });
+    use.server.house = dimmerSync(lightRepair(deafKeypad(use.server.house)));
+    const chosen = tapeChain(use.server);
+    const v = await use.open('', { colorScheme, viewport: { width, height: 900 } });
     for (const hash of PAGES) {
       await v.go(hash === '#tape' ? `#tape?seq=${chosen}` : hash);
       if (hash === '#past') { await v.slider('time').focus(); await v.page.keyboard.press('PageDown'); }

@@ -70,7 +70,7 @@ export class HouseServer {
 
   welcome(ws, request) {
     const watching = new URL(request.url, this.url).searchParams.has('watch');
-    const visitor = { ws, watching, line: 0, hear: null };
+    const visitor = { ws, watching, line: 0, hear: null, waits: [] };
     this.visitors.add(visitor);
     const { program, run, branch, first_seq } = this.house;
     this.tell(visitor, { hello: 1, program, run, branch, seq: this.seq(), first_seq, watching });
@@ -82,7 +82,16 @@ export class HouseServer {
     this.change({ visitors: this.visitors.size });
   }
 
-  tell(visitor, line) { visitor.ws.send(JSON.stringify(line)); }
+  // What is told at once goes in one message, a line each.
+  tell(visitor, line) {
+    visitor.waits.push(JSON.stringify(line));
+    if (visitor.waits.length > 1) return;
+    setImmediate(() => {
+      const text = visitor.waits.join('\n');
+      visitor.waits = [];
+      if (this.visitors.has(visitor)) visitor.ws.send(text);
+    });
+  }
 
   page(line) { for (const v of this.visitors) if (v.hear?.page) this.tell(v, { t_ms: this.house.clock.t_ms, ...line }); }
 

@@ -1,35 +1,17 @@
 // What the page does with other windows, when something is refused, lost, missing or large.
 import assert from 'node:assert/strict';
-import { after, afterEach, before, beforeEach, test } from 'node:test';
+import { test } from 'node:test';
 
-import { Visitor, attribute, says, startBrowser, stopBrowser, until } from './browser.mjs';
+import { attribute, says, statusIs, until, withHouse } from './browser.mjs';
 import { HouseServer } from './server.mjs';
 import { empty, large, sparse, villa } from './villa.mjs';
 
 const LOST = ['ERR_CONNECTION_REFUSED', 'WebSocket connection', 'ERR_CONNECTION_RESET', 'ERR_SOCKET_NOT_CONNECTED', 'ERR_EMPTY_RESPONSE', '401'];
-let server;
-let visitors = [];
-before(startBrowser);
-after(stopBrowser);
-beforeEach(async () => { server = await new HouseServer(villa()).listen(); });
-afterEach(async () => {
-  const all = visitors;
-  visitors = [];
-  for (const v of all) await v.close();
-  await server.close();
-});
-
-async function open(hash = '', options = {}) {
-  const v = await Visitor.open(`${server.url}/${hash}`, options);
-  visitors.push(v);
-  return v;
-}
-const heard = match => server.inputs.filter(i => Object.entries(match).every(([k, v]) => i[k] === v));
-const statusIs = (v, text) => v.page.getByRole('status', { name: 'connection' }).getByText(text, { exact: true }).waitFor();
+const use = withHouse(() => new HouseServer(villa()).listen());
 
 test('TwoWindows_Agree', async () => {
-  const one = await open();
-  const two = await open('#driver?driver=hall_keypad');
+  const one = await use.open();
+  const two = await use.open('#driver?driver=hall_keypad');
   await one.button('Welcome', 'hall_keypad').hover();
   await one.page.mouse.down();
   await attribute(two.button('Welcome', 'hall_keypad'), 'aria-pressed', 'true');
@@ -39,16 +21,16 @@ test('TwoWindows_Agree', async () => {
 });
 
 test('Reload_SamePageAndTruth', async () => {
-  const v = await open('#driver?driver=sofa');
+  const v = await use.open('#driver?driver=sofa');
   await v.slider('level of sofa').fill('12');
-  await until(() => server.driver('sofa').level === 12);
+  await until(() => use.server.driver('sofa').level === 12);
   await v.page.reload();
   await attribute(v.slider('level of sofa'), 'aria-valuetext', '12 %');
 });
 
 test('InputIsRefused_AlertWithTheWordsAndTheTrueValue', async () => {
-  server.refuse.level = 'a load in the past cannot be moved';
-  const v = await open();
+  use.server.refuse.level = 'a load in the past cannot be moved';
+  const v = await use.open();
   await v.slider('level of sofa').fill('99');
   await says(v.page.getByRole('alert'), 'Refused: a load in the past cannot be moved');
   await says(v.page.getByRole('alert'), '"level":99');
@@ -58,17 +40,17 @@ test('InputIsRefused_AlertWithTheWordsAndTheTrueValue', async () => {
 });
 
 test('ConnectionIsLostAndComesBack_SameHouse', async () => {
-  const v = await open('#tape', { expected: LOST });
+  const v = await use.open('#tape', { expected: LOST });
   await v.page.getByRole('searchbox', { name: 'text' }).fill('event 5');
-  const { port, house, lines } = server;
-  await server.close();
+  const { port, house, lines } = use.server;
+  await use.server.close();
   await statusIs(v, 'no connection');
   await v.page.getByText(/^No connection since \d\d:\d\d:\d\d\. Tries again in/).waitFor();
   assert.equal(await v.button('play').isDisabled(), true);
-  server = new HouseServer(house);
-  server.lines = lines;
-  for (let i = 0; i < 14; i += 1) server.line({ driver: 'fridge', event: 5, of: null });
-  await server.listen(port);
+  use.server = new HouseServer(house);
+  use.server.lines = lines;
+  for (let i = 0; i < 14; i += 1) use.server.line({ driver: 'fridge', event: 5, of: null });
+  await use.server.listen(port);
   await v.button('try now').click();
   await says(v.page.getByRole('status'), 'back, 14 outputs later');
   await until(async () => await v.page.locator('button.row').count() === 14);
@@ -76,17 +58,17 @@ test('ConnectionIsLostAndComesBack_SameHouse', async () => {
 });
 
 test('ProgramStartsAnew_SaysSoByItself', async () => {
-  const v = await open('', { expected: LOST });
-  const { port } = server;
-  await server.close();
-  server = await new HouseServer({ ...villa(), run: 'b2' }).listen(port);
+  const v = await use.open('', { expected: LOST });
+  const { port } = use.server;
+  await use.server.close();
+  use.server = await new HouseServer({ ...villa(), run: 'b2' }).listen(port);
   await says(v.page.getByRole('status'), 'started anew at');
   await statusIs(v, 'paused');
 });
 
 test('DroppedAsTooSlow_SaysWhyAndWatchesAgain', async () => {
-  const v = await open();
-  for (const x of server.visitors) x.ws.close(1013, 'the queue of 1000 lines is full');
+  const v = await use.open();
+  for (const x of use.server.visitors) x.ws.close(1013, 'the queue of 1000 lines is full');
   await says(v.page.getByRole('alert'), 'the queue of 1000 lines is full');
   await statusIs(v, 'no connection');
   await v.button('watch again').click();
@@ -94,34 +76,34 @@ test('DroppedAsTooSlow_SaysWhyAndWatchesAgain', async () => {
 });
 
 test('WatchingOnly_ControlsAreDisabled', async () => {
-  const v = await open('?watch');
+  const v = await use.open('?watch');
   await says(v.page.getByRole('status'), 'watching only');
   for (const control of [v.button('play'), v.button('Bright', 'kitchen_keypad'), v.slider('level of sofa'), v.button('scene Film'), v.switch('power of house')]) assert.equal(await control.isDisabled(), true);
   await v.page.keyboard.press('Space');
-  assert.deepEqual(server.inputs, []);
+  assert.deepEqual(use.server.inputs, []);
 });
 
 test('TokenIsMissing_PageThatAsksForIt', async () => {
-  server.token = 'x';
-  const v = await open('', { wait: false, expected: LOST });
+  use.server.token = 'x';
+  const v = await use.open('', { wait: false, expected: LOST });
   await v.main('token').waitFor();
   await says(v.main('token'), 'lighting-host serve --token-file FILE');
   assert.equal(await v.page.getByText('That was not the token.').isVisible(), false);
-  await v.page.goto(`${server.url}/token#wrong`);
+  await v.page.goto(`${use.server.url}/token#wrong`);
   assert.equal(await v.page.getByText('That was not the token.').isVisible(), true);
 });
 
 test('HouseWithoutDrivers_SaysSoAndTimeWorks', async () => {
-  server.house = empty();
-  const v = await open();
+  use.server.house = empty();
+  const v = await use.open();
   await says(v.main('house'), 'This house has no drivers');
   await v.button('step').click();
-  await until(() => heard({ house: 'step' }).length === 1);
+  await until(() => use.heard({ house: 'step' }).length === 1);
 });
 
 test('LittleIsKnownOfTheDrivers_EveryPageIsDrawnAllTheSame', async () => {
-  server.house = sparse();
-  const v = await open();
+  use.server.house = sparse();
+  const v = await use.open();
   await says(v.region('dining_keypad'), '2 wait');
   await v.button('button 1', 'dining_keypad').waitFor();
   for (const [hash, name] of [['#driver?driver=dining_keypad', 'dining_keypad'], ['#driver?driver=worktop', 'worktop'], ['#driver?driver=living_wall', 'living_wall'], ['#driver?driver=fridge', 'fridge'], ['#driver?driver=front_door', 'front_door'], ['#energy', 'energy'], ['#tape', 'tape page']]) {
@@ -132,8 +114,8 @@ test('LittleIsKnownOfTheDrivers_EveryPageIsDrawnAllTheSame', async () => {
 });
 
 test('ThreeHundredDrivers_RoomsFoldAndOnlyWhatIsSeenIsDrawn', async () => {
-  server.house = large(300, 5);
-  const v = await open();
+  use.server.house = large(300, 5);
+  const v = await use.open();
   await v.page.getByRole('button', { name: 'Room 0', expanded: false }).click();
   await v.region('light_0').waitFor();
   assert.equal(await v.page.locator('.driver').count(), 60);
@@ -145,10 +127,19 @@ test('ThreeHundredDrivers_RoomsFoldAndOnlyWhatIsSeenIsDrawn', async () => {
 });
 
 test('LongTape_OnlyWhatIsSeenIsDrawn', async () => {
-  for (let i = 0; i < 3000; i += 1) server.lines.push({ seq: i + 1, t_ms: i, driver: 'fridge', event: i, of: null });
-  const v = await open('#tape');
+  for (let i = 0; i < 3000; i += 1) use.server.lines.push({ seq: i + 1, t_ms: i, driver: 'fridge', event: i, of: null });
+  const v = await use.open('#tape');
   await until(async () => await v.page.getByRole('table').first().getAttribute('aria-rowcount') === '2001');
   assert.ok(await v.page.locator('button.row').count() < 80);
   await v.page.getByRole('log', { name: 'tape' }).evaluate(e => { e.scrollTop = 20000; });
   await until(async () => Number(await v.page.locator('tr[aria-rowindex]').nth(2).getAttribute('aria-rowindex')) > 500);
+});
+
+test('SeveralLinesInOneMessage_EachIsTaken', async () => {
+  const v = await use.open('#driver?driver=sofa');
+  const { server } = use;
+  const [visitor] = server.visitors;
+  const change = level => JSON.stringify({ page: 'driver', rev: server.rev(), driver: 'sofa', value: { level } });
+  visitor.ws.send([change(7), 'no JSON', '', 'null', change(8)].join('\n'));
+  await attribute(v.slider('level of sofa'), 'aria-valuetext', '8 %');
 });

@@ -11,6 +11,7 @@ const attributes = text => Object.fromEntries([...text.matchAll(/([\w_]+)="([^"]
 const elements = (xml, name) => [...xml.matchAll(new RegExp(`<${name}\\b([^>]*?)(?:/>|>([\\s\\S]*?)</${name}>)`, 'g'))].map(m => ({ ...attributes(m[1]), inside: m[2] || '' }));
 const child = (xml, name) => xml.match(new RegExp(`<${name}>([^<]*)</${name}>`))?.[1];
 
+const TYPE_WORDS = { puck: 'puck module', gen3_keypad: 'keypad on the bus', zigbee_light: 'ZigBee light', wired_dimmer: 'wired dimmer', energy_switch: 'metering plug' };
 const LEVELS = { hall_ceiling: 80, coat_rack: 100, porch: 90, kitchen_ceiling: 30, worktop: 40, dining_ceiling: 41, dining_wall: 29, table_lamp: 70,
   living_ceiling: 20, living_wall: 40, sofa: 50, reading_lamp: 100, stairs_light: 70, landing: 70, cleo_ceiling: 25 };
 const PLUGS = { fridge: 85, tv: 110, aquarium: 12, washer: 1 };
@@ -53,7 +54,7 @@ function mapOf(name, scenes) {
 }
 
 function driverOf(e, i, scenes, groups) {
-  const d = { name: e.name, type: e.type, id: Number(e.id), room: e.room || null, simulated: true, facts: [], online: { on: true, since_ms: 0 }, variables: [], warnings: 0 };
+  const d = { name: e.name, type: e.type, type_words: TYPE_WORDS[e.type], id: Number(e.id), room: e.room || null, simulated: true, facts: [], online: { on: true, since_ms: 0 }, variables: [], warnings: 0 };
   const watts = Number(attributes(e.inside.match(/<device([^>]*)>/)?.[1] || '').watts || 0);
   const level = LEVELS[e.name] || 0;
   const map = mapOf(e.name, scenes);

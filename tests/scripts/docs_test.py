@@ -16,7 +16,7 @@ import unittest
 ROOT = os.path.abspath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
 BLOCK = re.compile(r"<!-- (from|conversation|prints): ([^\n]+?) -->\n```\w*\n(.*?)```\n", re.DOTALL)
 LINK = re.compile(r"\]\(([^)#\s]+)(?:#[^)]*)?\)")
-ANCHOR = re.compile(r"\]\(#([^)]+)\)")
+ANCHOR = re.compile(r"\]\(([^)#\s]*\.md)?#([^)]+)\)")
 
 
 def documents():
@@ -91,12 +91,36 @@ class Links(unittest.TestCase):
 
     def test_each_anchor_is_a_heading(self):
         for document in documents():
-            text = text_of(document)
-            headings = {re.sub(r"[^\w\- ]", "", heading).strip().lower().replace(" ", "-")
-                        for heading in re.findall(r"^#+ (.+)$", text, re.MULTILINE)}
-            for anchor in ANCHOR.findall(text):
-                with self.subTest(document=os.path.relpath(document, ROOT), anchor=anchor):
+            for target, anchor in ANCHOR.findall(text_of(document)):
+                if re.match(r"[a-z]+:", target):
+                    continue
+                path = os.path.join(os.path.dirname(document), target) if target else document
+                headings = {re.sub(r"[^\w\- ]", "", heading).strip().lower().replace(" ", "-")
+                            for heading in re.findall(r"^#+ (.+)$", text_of(path), re.MULTILINE)}
+                with self.subTest(document=os.path.relpath(document, ROOT), target=target,
+                                  anchor=anchor):
                     self.assertIn(anchor, headings)
+
+
+class Scripts(unittest.TestCase):
+    def test_each_has_a_row_in_the_readme(self):
+        listed = re.findall(r"^\| `scripts/(\w+)", text_of(os.path.join(ROOT, "README.md")),
+                            re.MULTILINE)
+        there = [name for name in os.listdir(os.path.join(ROOT, "scripts"))
+                 if os.access(os.path.join(ROOT, "scripts", name), os.X_OK) and "." not in name
+                 and os.path.isfile(os.path.join(ROOT, "scripts", name))]
+        self.assertEqual(sorted(there), sorted(listed))
+
+
+def documented_options(command):
+    """The options that the protocol's table gives to a command."""
+    found = set()
+    for row in re.findall(r"^\| `--.*$", text_of(os.path.join(ROOT, "docs/protocol.md")),
+                          re.MULTILINE):
+        _, names, of, *_ = re.split(r"(?<!\\)\|", row)
+        if f"`{command}`" in of:
+            found.update(re.findall(r"(--[\w-]+)", names))
+    return found
 
 
 class Answers(unittest.TestCase):
@@ -130,10 +154,19 @@ class Answers(unittest.TestCase):
             with self.subTest(document=document, house=house, stderr=done.stderr):
                 self.assertEqual(expected, said[:end])
 
+    def test_each_option_of_a_command_is_in_the_protocols_table_and_no_other(self):
+        for command in ("stdio", "run", "check", "validate"):
+            help_text = subprocess.run(
+                [os.path.join(BUILD, "bin/lighting-host"), "help", command],
+                capture_output=True, text=True, check=True).stdout
+            offered = set(re.findall(r"^ +(?:-\w,)?(--[\w-]+)", help_text, re.MULTILINE))
+            with self.subTest(command=command):
+                self.assertEqual(offered - {"--help", "--help-all"}, documented_options(command))
+
 
 if __name__ == "__main__":
     if len(sys.argv) > 1 and not sys.argv[1].startswith("-"):
         BUILD = os.path.abspath(sys.argv.pop(1))
         unittest.main(defaultTest="Answers")
     else:
-        unittest.main(defaultTest=["Snippets", "Links"])
+        unittest.main(defaultTest=["Snippets", "Links", "Scripts"])

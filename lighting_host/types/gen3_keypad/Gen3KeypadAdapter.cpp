@@ -5,6 +5,8 @@
 #include "lighting_host/types/gen3_keypad/Gen3KeypadOffers.h"
 #include "nxshared/XmlNode.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -122,6 +124,13 @@ constexpr ColorAction COLOR_ACTIONS[] = {
     {"on_color", &Gen3Button::SetOnColor},
     {"off_color", &Gen3Button::SetOffColor},
 };
+
+// Whether what an action on a button changes is part of the driver's state.
+bool IsKept(const std::string& action)
+{
+    return action == "behavior" || action == "led_behavior" || action == "on_color" ||
+           action == "off_color" || action == "reset";
+}
 
 // The keypad driver as the protocol sees it: every call of a button or the queue to its owner is
 // reported before the driver does what it does. Without a simulated keypad nothing but the inputs
@@ -308,8 +317,15 @@ private:
         Fields button(fields.Get("button"), "\"button\"");
         Gen3Button& target = RequireButton(button);
         Action action = PrepareButton(target, button);
+        const bool isKept = IsKept(button.Text("action"));
         button.Finish();
-        return action;
+        if (!isKept)
+            return action;
+        return [this, action = std::move(action)]
+        {
+            action();
+            RequestPersist();
+        };
     }
 
     Action PrepareBusInput(Fields& fields)

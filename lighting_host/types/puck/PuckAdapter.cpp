@@ -5,6 +5,7 @@
 #include "lighting_host/types/puck/Puck.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -51,6 +52,12 @@ std::string DescribeButtonEvent(const std::string& button, unsigned event)
     default:
         return fmt::format("{} clicked {} times", button, event - 1);
     }
+}
+
+// Whether what an action on a snap-on button changes is part of the driver's state.
+bool IsKept(const std::string& action)
+{
+    return action != "cur_state" && action != "cur_color" && action != "send_settings";
 }
 
 // The puck driver as the protocol sees it.
@@ -203,8 +210,15 @@ private:
         Fields button(fields.Get("button"), "\"button\"");
         SnapOnButton& target = RequireSnapOn(button);
         Action action = PrepareButton(target, button);
+        const bool isKept = IsKept(button.Text("action"));
         button.Finish();
-        return action;
+        if (!isKept)
+            return action;
+        return [this, action = std::move(action)]
+        {
+            action();
+            SettingsChanged();
+        };
     }
 
     Json QueryContact(Fields& fields) const

@@ -71,7 +71,14 @@ export function dimmerRows(d) {
     wants.find(e => e.id === id), holds ? holds.find(e => e.id === id) || null : undefined, id));
 }
 
-export const rowsOf = d => (d.type === 'zigbee_light' ? lightRows(d) : d.type === 'wired_dimmer' ? dimmerRows(d) : []);
+// What a driver has says what it is: `wants` are the elements of a synchronisation, a scene map alone
+// is kept by repairs.
+export const isSynchronised = d => Boolean(d.wants);
+export const isRepaired = d => !d.wants && Boolean(d.scene_map);
+
+export const rowsOf = d => (isSynchronised(d) ? dimmerRows(d) : isRepaired(d) ? lightRows(d) : []);
+// What brings the device's side to the driver's.
+export const syncName = d => (isSynchronised(d) ? 'synchronisation' : 'repair');
 
 // "2 of 4 differ", "all 4 same".
 export function differText(rows) {
@@ -122,7 +129,7 @@ export function attention(d) {
   }
   const wrong = missingText(rowsOf(d));
   if (syncRuns(d)) {
-    const name = d.type === 'zigbee_light' ? 'repair' : 'synchronisation';
+    const name = syncName(d);
     found.push({ kind: 'now', words: [name, ...wrong].join('; '), short: name === 'repair' ? repairShort(d) : 'sync', name });
   } else if (wrong.length) found.push({ kind: 'bad', words: wrong.join(', '), short: 'differs' });
   return found;

@@ -104,13 +104,20 @@ function take(message) {
   else if ('seq' in message) addLine(message);
 }
 
+// A message of the socket: one or more lines, a JSON object each. A line that is none is passed over.
 function receive(text) {
-  let message;
-  try {
-    message = JSON.parse(text);
-  } catch {
-    return;
-  }
+  batch(() => {
+    for (const line of text.split('\n')) {
+      let message = null;
+      try {
+        message = JSON.parse(line);
+      } catch { /* see above */ }
+      if (message !== null && typeof message === 'object') hear(message);
+    }
+  });
+}
+
+function hear(message) {
   if ('hello' in message) welcome(message);
   else if ('done' in message || ('error' in message && 'line' in message)) answered(message);
   else if ('gone' in message) askTape(message, 0);

@@ -32,15 +32,6 @@ export function ledText(button) {
   return `LED ${button.blink_ms && state === 'on' ? 'blinking' : state}, colour ${color}`;
 }
 
-const TYPES = {
-  puck: 'puck module',
-  gen3_keypad: 'keypad on the bus',
-  zigbee_light: 'ZigBee light',
-  wired_dimmer: 'wired dimmer',
-  energy_switch: 'metering plug',
-};
-export const typeText = type => TYPES[type] || type;
-
 export const capital = text => text.charAt(0).toUpperCase() + text.slice(1);
 
 // "living_wall" as a room's name.

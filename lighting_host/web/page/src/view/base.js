@@ -36,7 +36,7 @@ export const Lamp = ({ level }) => html`<i class="lamp" style=${{ '--v': String(
 // The sign of a driver in lists.
 export function Sign({ d }) {
   if (d.level !== undefined) return html`<${Lamp} level=${d.level}/>`;
-  if (d.type === 'energy_switch') return html`<i class=${`outlet ${d.watts > 1 ? 'on' : ''}`}></i>`;
+  if (d.watts !== undefined) return html`<i class=${`outlet ${d.watts > 1 ? 'on' : ''}`}></i>`;
   return html`<i class="plate-sign"></i>`;
 }
 

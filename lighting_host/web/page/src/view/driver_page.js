@@ -1,8 +1,8 @@
 // One driver: what it is, what a person can do at its device, and both sides of its link.
 import { useComputed, useSignal } from '@preact/signals';
 
-import { attention } from '../compare.js';
-import { kwhText, ledText, roomText, typeText, wattsText } from '../figures.js';
+import { attention, isRepaired, isSynchronised } from '../compare.js';
+import { kwhText, ledText, roomText, wattsText } from '../figures.js';
 import { driverHref, route } from '../route.js';
 import { driver, rooms } from '../state.js';
 import { lastOf, version } from '../tape.js';
@@ -51,7 +51,7 @@ function onlineChip({ online }) {
 }
 
 function headFacts(d) {
-  const facts = [['type', typeText(d.type)], ['id', String(d.id)], ...(d.facts || [])];
+  const facts = [['type', d.type_words || d.type], ['id', String(d.id)], ...(d.facts || [])];
   if (d.queue) facts.push(['gateway', html`<${Chip} kind=${d.queue.gateway_online ? 'plain' : 'bad'}>
     ${d.queue.gateway_online ? 'online' : 'offline'}<//>`]);
   facts.push(['link', onlineChip(d)]);
@@ -131,11 +131,11 @@ function Variables({ d }) {
 }
 
 function Cards({ d }) {
-  if (d.type === 'zigbee_light' && d.scene_map) {
+  if (isRepaired(d)) {
     return html`<div class="load-grid"><${LightTables} d=${d}/><${Faults} d=${d}/><${Energy} d=${d}/><${Variables} d=${d}/>
       <${LastOutputs} d=${d}/><${Walk} d=${d}/></div>`;
   }
-  if (d.type === 'wired_dimmer' && d.wants) {
+  if (isSynchronised(d)) {
     return html`<div class="load-grid"><${DimmerTables} d=${d}/><${Faults} d=${d}/><${Energy} d=${d}/><${Variables} d=${d}/>
       <${LastOutputs} d=${d}/><${Walk} d=${d}/></div>`;
   }

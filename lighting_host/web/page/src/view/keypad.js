@@ -20,12 +20,13 @@ export function Led({ button }) {
   return html`<i class=${`led ${blinks ? 'blinks' : ''}`} data-color=${button.led} style=${style}></i>`;
 }
 
-// How a button of a driver is pressed: at its simulated device, else as if its device had said so.
+// How a button of a driver is pressed: at its simulated device; without one a button on the bus as if
+// its device had said so.
 const STILL_HELD_MS = 500;
 function useFinger(d, button) {
   const timer = useSignal(0);
   const say = action => send({ driver: d.name, button: { id: button.id, action } });
-  if (d.simulated || d.type !== 'gen3_keypad') {
+  if (d.simulated || !d.queue) {
     return [() => act(d.name, { do: 'press', button: button.id }), () => act(d.name, { do: 'release', button: button.id })];
   }
   return [

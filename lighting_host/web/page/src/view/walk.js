@@ -1,6 +1,6 @@
 // A repair or a synchronisation as a walk: what was asked, answered, mended, and what comes next.
-import { lightGroups, lightRows, repairCounts } from '../compare.js';
-import { hex } from '../figures.js';
+import { isRepaired, lightGroups, lightRows, repairCounts, syncName } from '../compare.js';
+import { capital, hex } from '../figures.js';
 import { inText, minute, moment, sinceText, timeMsText } from '../time.js';
 import { mibWords } from '../words.js';
 import { decode, spaced, zclWords } from '../zcl.js';
@@ -47,7 +47,7 @@ function Next({ sync }) {
 
 // What a light's walk has still to do, as far as both tables tell.
 function toCome(d) {
-  if (d.type !== 'zigbee_light' || d.sync.ended_ms !== null) return [];
+  if (!isRepaired(d) || d.sync.ended_ms !== null) return [];
   const groups = lightGroups(d).missing.map(g => `join group ${g}`);
   const words = { missing: 'store scene', differs: 'store scene', extra: 'forget scene' };
   return [...groups, ...lightRows(d).filter(r => words[r.state]).map(r => `${words[r.state]} ${r.id}`)];
@@ -81,10 +81,9 @@ function Reports({ sync }) {
       <span>reports; ${lost ? `${lost} lost` : 'none lost'}</span></div>`;
 }
 
-const NAMES = { zigbee_light: ['repair', 'Repair'], wired_dimmer: ['synchronisation', 'Synchronisation'] };
-
 export function Walk({ d }) {
-  const [name, title] = NAMES[d.type] || NAMES.wired_dimmer;
+  const name = syncName(d);
+  const title = capital(name);
   const { sync } = d;
   if (!sync) return html`<section class="card walk" aria-label=${`${name} of ${d.name}`}><h2>${title}</h2><p class="quiet">None so far.</p>
     </section>`;
