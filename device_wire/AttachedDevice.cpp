@@ -29,16 +29,35 @@ void AttachedDevice::SetDevice(std::unique_ptr<simulated::SimulatedDevice> devic
         m_driver.Attach(this);
 }
 
-Link::Delivery AttachedDevice::NextDelivery()
+Link::Delivery AttachedDevice::NextDelivery(Link::Way way)
 {
-    return m_link ? m_link->ForNextMessage() : Link::Delivery();
+    Link::Delivery delivery = m_link ? m_link->ForNextMessage(way) : Link::Delivery();
+    delivery.lost = delivery.lost || !m_power;
+    return delivery;
+}
+
+void AttachedDevice::SetPower(bool on)
+{
+    m_power = on;
+    if (!on)
+    {
+        m_driver.Online(false);
+        return;
+    }
+    m_device->OnPowerOn();
+    Rejoin();
+}
+
+simulated::LampLevel AttachedDevice::PresentLevel() const
+{
+    return m_power && m_device ? m_device->PresentLevel() : simulated::LampLevel();
 }
 
 // A message that nothing holds up arrives at once.
 template <class Message>
 void AttachedDevice::ToDriver(const Message& message)
 {
-    const Link::Delivery delivery = NextDelivery();
+    const Link::Delivery delivery = NextDelivery(Link::Way::ToDriver);
     if (delivery.lost)
         return;
     if (delivery.inOrder || delivery.twice || delivery.delayMs > 0)
@@ -49,7 +68,7 @@ void AttachedDevice::ToDriver(const Message& message)
 
 void AttachedDevice::ToDevice(std::function<void()> arrive)
 {
-    const Link::Delivery delivery = NextDelivery();
+    const Link::Delivery delivery = NextDelivery(Link::Way::ToDevice);
     if (!delivery.lost)
         Carry(delivery, m_lastAtDeviceMs, std::move(arrive));
 }
@@ -100,6 +119,8 @@ void AttachedDevice::Deliver(const wire::MibMessage& message)
 // The device is not told: nobody answers a frame that makes no sense.
 void AttachedDevice::Deliver(const wire::ZclFrame& frame)
 {
+    if (onZcl)
+        onZcl(m_driver, frame);
     const char* const why =
         m_driver.ZclFrame(frame.cluster, frame.bytes.data(), frame.bytes.size());
     if (why && onRefused)

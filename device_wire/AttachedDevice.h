@@ -31,6 +31,7 @@ public:
     using BusReport = std::function<void(const nx::DriverHost&, const wire::BusFrame&)>;
     using RefusedReport = std::function<void(const nx::DriverHost&, const char*)>;
     using MibReport = std::function<void(const nx::DriverHost&, const wire::MibMessage&)>;
+    using ZclReport = std::function<void(const nx::DriverHost&, const wire::ZclFrame&)>;
 
     // `driver` must outlive this.
     explicit AttachedDevice(nx::DriverHost& driver);
@@ -62,14 +63,25 @@ public:
     PersonReport onAct;
     // Told of a message from the bus that reached the driver, before the driver gets it.
     BusReport onBus;
-    // The same for a MIB message.
+    // The same for a MIB message, and for a ZCL frame.
     MibReport onMib;
+    ZclReport onZcl;
     // Told in words why the host could not read a ZCL frame of the device, which reached nobody.
     RefusedReport onRefused;
 
     // The link between the two; null, which is the default, for one that is perfect. Must stay
     // valid until another one is set or this is destroyed.
     void SetLink(Link* link) { m_link = link; }
+    Link* GetLink() const { return m_link; }
+
+    // Gives the device power, or takes it: without, nothing reaches it or leaves it, and the
+    // driver is told that it is offline. When it gets power it starts anew, also when it had
+    // power, and joins the network again. It has power at first.
+    void SetPower(bool on);
+    bool HasPower() const { return m_power; }
+
+    // How bright the device's lamp is at this moment; dark without power.
+    simulated::LampLevel PresentLevel() const;
 
     // Carries something to the device that is not from its driver, for instance a broadcast of the
     // controller. The link decides about it as about messages: `arrive` is called when it arrives,
@@ -101,10 +113,11 @@ private:
     void ToDevice(std::function<void()> arrive);
     void Carry(const Link::Delivery& delivery, std::uint64_t& lastArrivalMs,
                std::function<void()> arrive);
-    Link::Delivery NextDelivery();
+    Link::Delivery NextDelivery(Link::Way way);
 
     nx::DriverHost& m_driver;
     Link* m_link = nullptr;
+    bool m_power = true;
     // When the last message that keeps its turn arrives, in either direction.
     std::uint64_t m_lastAtDriverMs = 0;
     std::uint64_t m_lastAtDeviceMs = 0;

@@ -21,10 +21,17 @@ public:
         std::uint64_t secondMs = 0;
     };
 
+    // Which way a message travels.
+    enum class Way
+    {
+        ToDriver,
+        ToDevice,
+    };
+
     virtual ~Link() = default;
 
     // Called once for each message, when it is sent, in the order of sending. Must not send
     // anything itself and must not throw.
-    virtual Delivery ForNextMessage() = 0;
+    virtual Delivery ForNextMessage(Way way) = 0;
 };
 } // namespace device_wire

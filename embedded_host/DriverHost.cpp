@@ -194,6 +194,8 @@ void DriverHost::Online(bool online)
 {
     if (!m_driver)
         return;
+    if (!m_told || m_told->online != online)
+        m_told = Told{online, m_house.GetClock().NowMs()};
     Enter(
         [&]
         {

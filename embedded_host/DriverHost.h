@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -147,6 +148,15 @@ public:
     // The device's online status; a binding made or broken; a call on a binding, whose result
     // leaves as a BoundCallResult.
     void Online(bool online);
+
+    // What Online has told last, and since when it is so; nothing before it told anything.
+    struct Told
+    {
+        bool online = false;
+        std::int64_t sinceMs = 0;
+    };
+    const std::optional<Told>& LastTold() const { return m_told; }
+
     void BindingMade(unsigned binding, const std::string& cls, bool bound);
     void BoundCall(unsigned binding, const IBindMessage& message);
 
@@ -245,5 +255,6 @@ private:
     // What every packet needs comes last, beside the handlers of packets.
     embedded_host::House& m_house;
     std::unique_ptr<NxBaseDriver> m_driver;
+    std::optional<Told> m_told;
 };
 } // namespace nx

@@ -2,7 +2,7 @@
 // error in words, and the house still answers afterwards.
 
 #include "fuzz/Fuzzing.h"
-#include "lighting_host/house/Protocol.h"
+#include "lighting_host/switchboard/Protocol.h"
 
 #include <algorithm>
 

@@ -70,6 +70,7 @@ void BusKeypad::OnPowerOn()
     m_backlights.clear();
     m_behaviors.clear();
     m_lastAction = 0;
+    m_touched.clear();
     SendAnnounce(true);
     AnnounceLater();
     for (const auto& fault : m_faults)
@@ -202,6 +203,42 @@ void BusKeypad::KeepHeld(int button, std::uint64_t ms)
           {
               TellUse(button, STILL_HELD);
               KeepHeld(button, ms - HOLD_REPORT_MS);
+          });
+}
+
+bool BusKeypad::HasPlace(Place place, int number) const
+{
+    return place == Place::Button && number >= 0 && number <= LAST_BUTTON;
+}
+
+void BusKeypad::OnTouch(Place, int number, Touch touch)
+{
+    const bool held = m_touched.count(number) != 0;
+    if (touch == Touch::Click)
+        return Click(number);
+    // Pressing what is pressed and releasing what is not do nothing.
+    if (held == (touch == Touch::Press))
+        return;
+    if (touch == Touch::Release)
+    {
+        m_touched.erase(number);
+        return Release(number);
+    }
+    m_touched[number] = ++m_touches;
+    Press(number);
+    StayHeld(number, m_touches);
+}
+
+void BusKeypad::StayHeld(int button, unsigned turn)
+{
+    After(HOLD_REPORT_MS,
+          [this, button, turn]
+          {
+              const auto touched = m_touched.find(button);
+              if (touched == m_touched.end() || touched->second != turn)
+                  return;
+              TellUse(button, STILL_HELD);
+              StayHeld(button, turn);
           });
 }
 

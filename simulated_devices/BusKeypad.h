@@ -69,6 +69,12 @@ public:
     void Click(int button);
     void Hold(int button, std::uint64_t ms);
 
+    // Every number from 0 to LAST_BUTTON is a button.
+    static constexpr int LAST_BUTTON = 127;
+    bool HasPlace(Place place, int number) const override;
+    // What is pressed is reported as held twice a second until it is released.
+    void OnTouch(Place place, int number, Touch touch) override;
+
     void OnLine(const Octets& octets) override;
 
     // Puts octets on the line, whatever they are.
@@ -97,6 +103,7 @@ private:
     void Apply(std::uint16_t opcode, const Octets& payload);
     void TellUse(int button, std::uint8_t use);
     void KeepHeld(int button, std::uint64_t ms);
+    void StayHeld(int button, unsigned turn);
     void AnnounceLater();
 
     BusLine& m_line;
@@ -110,6 +117,9 @@ private:
     std::map<std::uint8_t, Colour> m_currentColours;
     std::map<std::uint8_t, Backlight> m_backlights;
     std::map<std::int8_t, std::int32_t> m_behaviors;
+    // Of each button that OnTouch has pressed: which of its presses this is.
+    std::map<int, unsigned> m_touched;
+    unsigned m_touches = 0;
     unsigned m_actions = 0;
     std::uint16_t m_lastAction = 0;
     Faults<BusKeypadFault> m_faults;

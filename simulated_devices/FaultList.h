@@ -64,6 +64,9 @@ public:
     // Ends every fault.
     virtual void Clear() = 0;
 
+    // Ends the one of that kind that Add has added last; false when there is none.
+    virtual bool RemoveLast(const std::string& kind) = 0;
+
 private:
     // Adds one of Kinds(), each of whose attributes has a value within its range.
     virtual void Make(const FaultKind& kind, const FaultValues& values) = 0;

@@ -2,9 +2,12 @@
 
 #include "simulated_devices/FaultList.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <functional>
+#include <iterator>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -115,7 +118,23 @@ public:
         if (onAdded)
             onAdded(m_faults.back());
     }
-    void Clear() override { m_faults.clear(); }
+    void Clear() override
+    {
+        m_faults.clear();
+        m_byName.clear();
+    }
+    bool RemoveLast(const std::string& kind) override
+    {
+        for (auto named = m_byName.rbegin(); named != m_byName.rend(); ++named)
+        {
+            if (kind != named->first->name)
+                continue;
+            m_faults.erase(std::find(m_faults.begin(), m_faults.end(), named->second));
+            m_byName.erase(std::next(named).base());
+            return true;
+        }
+        return false;
+    }
 
     std::vector<const FaultKind*> Kinds() const override
     {
@@ -157,12 +176,19 @@ private:
     void Make(const FaultKind& kind, const FaultValues& values) override
     {
         for (const FaultRow<Fault>& row : m_table)
-            if (&row.kind == &kind)
-                return Add(row.make(values));
+        {
+            if (&row.kind != &kind)
+                continue;
+            Add(row.make(values));
+            m_byName.emplace_back(&kind, m_faults.back());
+            return;
+        }
     }
 
     const FaultTable<Fault>& m_table;
     std::vector<Shared> m_faults;
+    // Those that were added by the name of their kind.
+    std::vector<std::pair<const FaultKind*, Shared>> m_byName;
 };
 
 // Counts, and says of every nth that it is one; 1 is each one, 0 none.

@@ -23,6 +23,16 @@ public:
     // Lets a person use one of these buttons now and then, the pauses being `minMs` to `maxMs`.
     void LetAPersonPlay(int firstButton, int lastButton, int minMs, int maxMs);
 
+    // The keypad's.
+    bool HasPlace(Place place, int number) const override
+    {
+        return m_keypad.HasPlace(place, number);
+    }
+    void OnTouch(Place place, int number, Touch touch) override
+    {
+        m_keypad.OnTouch(place, number, touch);
+    }
+
     // The keypad's: gateway and line are sound.
     FaultList* GetFaults() override { return m_keypad.GetFaults(); }
 

@@ -264,7 +264,7 @@ void PuckModule::MoveLoad(int target)
 
 void PuckModule::Push(int number)
 {
-    Place* place = Find(number);
+    Pushed* place = Find(number);
     if (!place || place->pushed)
         return;
     place->pushed = true;
@@ -285,7 +285,7 @@ void PuckModule::Push(int number)
 
 void PuckModule::Release(int number)
 {
-    Place* place = Find(number);
+    Pushed* place = Find(number);
     if (!place || !place->pushed)
         return;
     place->pushed = false;
@@ -298,6 +298,27 @@ void PuckModule::Release(int number)
         Trap("nx.dmx.he", {static_cast<std::uint32_t>(number)});
     else
         CountClick(number);
+}
+
+bool PuckModule::HasPlace(Place place, int number) const
+{
+    const auto places =
+        static_cast<int>(place == Place::Contact ? PuckSettings::CONTACTS : std::size_t{m_buttons});
+    return number >= 0 && number < places;
+}
+
+void PuckModule::OnTouch(Place place, int number, Touch touch)
+{
+    const int ours = number + (place == Place::Contact ? FIRST_CONTACT : FIRST_BUTTON);
+    switch (touch)
+    {
+    case Touch::Press:
+        return Push(ours);
+    case Touch::Release:
+        return Release(ours);
+    default:
+        return Click(ours);
+    }
 }
 
 void PuckModule::Click(int number, unsigned clicks)
@@ -327,7 +348,7 @@ void PuckModule::Hold(int number, std::uint64_t ms)
 
 void PuckModule::ReportHold(int number, unsigned turn)
 {
-    Place& place = *Find(number);
+    Pushed& place = *Find(number);
     if (place.pushTurn != turn)
         return;
     const char* mib = place.held ? "nx.dmx.hc" : "nx.dmx.hb";
@@ -338,7 +359,7 @@ void PuckModule::ReportHold(int number, unsigned turn)
 
 void PuckModule::CountClick(int number)
 {
-    Place& place = *Find(number);
+    Pushed& place = *Find(number);
     ++place.clicks;
     const unsigned turn = ++place.clickTurn;
     After(CLICKS_TOGETHER_MS, [this, number, turn] { ReportClicks(number, turn); });
@@ -347,7 +368,7 @@ void PuckModule::CountClick(int number)
 
 void PuckModule::ReportClicks(int number, unsigned turn)
 {
-    Place& place = *Find(number);
+    Pushed& place = *Find(number);
     if (place.clickTurn != turn)
         return;
     const unsigned clicks = place.clicks;
@@ -394,8 +415,8 @@ void PuckModule::PersonPlays()
 void PuckModule::OnPowerOn()
 {
     CancelPending();
-    for (Place& place : m_places)
-        place = Place();
+    for (Pushed& place : m_places)
+        place = Pushed();
     for (const auto& fault : m_faults)
         fault->OnPowerOn(m_settings);
     if (m_personIsThere)
@@ -430,7 +451,7 @@ std::string PuckModule::ButtonLed(std::size_t index) const
     return button.colors[button.state == 1 ? 0 : 1];
 }
 
-PuckModule::Place* PuckModule::Find(int number)
+PuckModule::Pushed* PuckModule::Find(int number)
 {
     const bool button =
         number >= FIRST_BUTTON && number < FIRST_BUTTON + static_cast<int>(m_buttons);

@@ -85,6 +85,10 @@ public:
     // Push, and release after that time.
     void Hold(int number, std::uint64_t ms);
 
+    // Buttons and contacts count from 0.
+    bool HasPlace(Place place, int number) const override;
+    void OnTouch(Place place, int number, Touch touch) override;
+
     // Lets a person push, click, double-click or hold something now and then, the pauses being
     // `minMs` to `maxMs`, 1 at least. A second time only the pauses change. Power failures do not
     // keep the person away.
@@ -107,7 +111,7 @@ public:
 private:
     using Params = std::vector<std::string>;
 
-    struct Place
+    struct Pushed
     {
         bool pushed = false;
         // Whether a hold was reported since the push.
@@ -126,7 +130,7 @@ private:
     bool KeepOfContact(PuckSettings::Contact& contact, int channel, const std::string& value);
     bool KeepOfButton(PuckSettings::Button& button, int channel, const std::string& value);
 
-    Place* Find(int number);
+    Pushed* Find(int number);
     int BehaviorOf(int number) const;
     void ReportHold(int number, unsigned turn);
     void CountClick(int number);
@@ -145,7 +149,7 @@ private:
     bool m_loadOn = false;
     unsigned m_notUnderstood = 0;
     // By device number.
-    std::array<Place, 9> m_places;
+    std::array<Pushed, 9> m_places;
     std::uint32_t m_personMinMs = 0;
     std::uint32_t m_personMaxMs = 0;
     bool m_personIsThere = false;

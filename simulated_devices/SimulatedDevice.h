@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -60,6 +61,13 @@ struct LampLevel
     unsigned full = 1;
 };
 
+// Where a lamp is going to, of LampLevel::full, and when it is there.
+struct LampRamp
+{
+    unsigned to = 0;
+    std::uint64_t endsMs = 0;
+};
+
 // The base of every simulated device: what reaches it from the wire and from the controller.
 //
 // Holds no state of a device. Each device overrides what it listens to and what it can do; the rest
@@ -107,6 +115,42 @@ public:
     // The lamp stays as bright as it is.
     virtual void GroupStopRamp(std::uint16_t group) { (void)group; }
 
+    // What the controller tells this load alone: the lamp goes to `level` percent in `ms`
+    // milliseconds. A device without a lamp ignores it, which is the default.
+    virtual void RampToLevel(int level, std::uint64_t ms)
+    {
+        (void)level;
+        (void)ms;
+    }
+
+    // What a person can do at a button or contact of the device, by its number there.
+    enum class Touch
+    {
+        // From now on it is held, and the device reports so, until it is released.
+        Press,
+        Release,
+        Click,
+    };
+    enum class Place
+    {
+        Button,
+        Contact,
+    };
+    // Whether the device has it. Default: nothing can be touched.
+    virtual bool HasPlace(Place place, int number) const
+    {
+        (void)place;
+        (void)number;
+        return false;
+    }
+    // A person touches a place that the device has.
+    virtual void OnTouch(Place place, int number, Touch touch)
+    {
+        (void)place;
+        (void)number;
+        (void)touch;
+    }
+
     // The faults that the device has and can have; null for a device that has none and can have
     // none, which is the default. Valid as long as the device.
     virtual FaultList* GetFaults() { return nullptr; }
@@ -129,6 +173,9 @@ public:
 
     // How bright the device's lamp is at this moment. Default: dark, as of a device without one.
     virtual LampLevel PresentLevel() const { return {}; }
+
+    // The ramp that is under way; nothing while the lamp stays as it is.
+    virtual std::optional<LampRamp> PresentRamp() const { return std::nullopt; }
 
 protected:
     // The world. Valid as long as the device.

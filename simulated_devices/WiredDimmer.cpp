@@ -260,6 +260,11 @@ void WiredDimmer::GroupRampToLevel(std::uint16_t group, int level, std::uint64_t
 {
     if (m_tables.groups.count(group) == 0)
         return;
+    RampToLevel(level, ms);
+}
+
+void WiredDimmer::RampToLevel(int level, std::uint64_t ms)
+{
     StopPlaying();
     RampTo(level, ms);
 }
@@ -337,6 +342,14 @@ void WiredDimmer::StopPlaying()
     ++m_run;
     m_playing = false;
     RampTo(Level(), 0);
+}
+
+std::optional<LampRamp> WiredDimmer::PresentRamp() const
+{
+    const std::uint64_t endsMs = m_rampStart + m_rampMs;
+    if (endsMs <= World().NowMs() || m_rampTo == m_rampFrom)
+        return std::nullopt;
+    return LampRamp{static_cast<unsigned>(m_rampTo), endsMs};
 }
 
 int WiredDimmer::Level() const

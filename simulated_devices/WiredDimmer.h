@@ -78,6 +78,8 @@ public:
     void GroupStartRamp(std::uint16_t group, bool up) override;
     void GroupStopRamp(std::uint16_t group) override;
 
+    void RampToLevel(int level, std::uint64_t ms) override;
+
     // Starts a scene, 0 to 4095, as a keypad on the same bus does; one that is not stored is
     // ignored. At the end, which a scene that flashes does not have, the trap tells.
     void RecallScene(std::uint16_t scene) override;
@@ -87,6 +89,7 @@ public:
     static constexpr int FULL_LEVEL = 100;
     int Level() const;
     LampLevel PresentLevel() const override;
+    std::optional<LampRamp> PresentRamp() const override;
 
     bool IsPlaying() const { return m_playing; }
     // The tables as they are; a test may write to them.

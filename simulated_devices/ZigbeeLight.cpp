@@ -144,6 +144,14 @@ void ZigbeeLight::RecallScene(std::uint16_t scene)
     OnZcl({SCENES, endpoint, {FRAME_COMMAND, 0, RECALL_SCENE, Low(scene), High(scene), 0}});
 }
 
+void ZigbeeLight::RampToLevel(int level, std::uint64_t)
+{
+    constexpr int PERCENT = 100;
+    m_tables.on = level > 0;
+    if (m_tables.on)
+        m_tables.level = static_cast<std::uint8_t>(level * FULL_LEVEL / PERCENT);
+}
+
 LampLevel ZigbeeLight::PresentLevel() const
 {
     return {m_tables.on ? m_tables.level : 0u, FULL_LEVEL};

@@ -80,6 +80,8 @@ public:
     LightTables& Tables() { return m_tables; }
     const LightTables& Tables() const { return m_tables; }
 
+    const Settings& GetSettings() const { return m_settings; }
+
     // Called for each frame that reaches the light. Frames for other endpoints, and what is no
     // request at all, are ignored.
     void OnZcl(const wire::ZclFrame& frame) override;
@@ -87,6 +89,8 @@ public:
 
     // Scene number 0 of the group of that id, as a broadcast over the air recalls it.
     void RecallScene(std::uint16_t scene) override;
+    // At once: these lights know no ramps.
+    void RampToLevel(int level, std::uint64_t ms) override;
     LampLevel PresentLevel() const override;
 
 private:

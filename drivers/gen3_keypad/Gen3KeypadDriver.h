@@ -77,6 +77,7 @@ public:
 
     // How many messages wait until the transmit queue takes them.
     std::size_t WaitingCount() const { return m_outbox.Size(); }
+    const KeypadOutbox& Outbox() const { return m_outbox; }
 
     // The transmit queue; who knows what is online tells it there.
     Bus485Helper& Bus() { return m_bus; }

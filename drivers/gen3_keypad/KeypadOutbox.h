@@ -33,6 +33,9 @@ public:
     bool Empty() const { return m_entries.empty(); }
     std::size_t Size() const { return m_entries.size(); }
 
+    // The oldest first.
+    const std::deque<Entry>& Entries() const { return m_entries; }
+
     // Whether a state of that kind waits.
     bool HasState(int opcode) const;
 

@@ -2,7 +2,7 @@
 #include "lighting_host/commands/LineReader.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
-#include "lighting_host/house/Protocol.h"
+#include "lighting_host/switchboard/Protocol.h"
 #include "lighting_host/text/Json.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 #include "lighting_host/commands/Recorder.h"
 
 #include "lighting_host/commands/RecordedOptions.h"
-#include "lighting_host/house/Protocol.h"
 #include "lighting_host/house/Session.h"
+#include "lighting_host/switchboard/Protocol.h"
 #include "lighting_host/text/JsonWriter.h"
 
 #include <array>

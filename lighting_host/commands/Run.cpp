@@ -2,9 +2,8 @@
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/simulation/ConsoleReport.h"
-#include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/simulation/RunTables.h"
-#include "lighting_host/simulation/Simulation.h"
+#include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/text/Duration.h"
 
 #include <algorithm>
@@ -195,16 +194,18 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     TellDoubts(housePath, err);
     Progress progress(out, err, options.terminal);
     SaveWatch saves(options.session);
-    Listeners listeners;
-    Session session(file, saves.Options(), listeners);
-    Simulation simulation(file, session, listeners, options.faults, options.session.seed);
-    ConsoleReport report(out, options.verbosity, options.style, session, listeners,
+    HouseRun::Options runOptions;
+    runOptions.session = saves.Options();
+    runOptions.faults = options.faults;
+    runOptions.numbered = false;
+    HouseRun run(file, runOptions, {});
+    Session& session = run.GetSession();
+    ConsoleReport report(out, options.verbosity, options.style, session, run.GetListeners(),
                          [&progress] { progress.Clear(); });
     // In real time each line is seen when it happens, also in a file or a pipe.
     if (options.session.realTime)
         out << std::unitbuf;
-    session.Start();
-    simulation.Start();
+    run.Start();
     if (options.session.realTime)
         RealTimeRun(session.House(), options.forMs, progress, out).Run();
     else
@@ -212,9 +213,9 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
                    progress, out);
     progress.Clear();
     out << std::nounitbuf;
-    WriteTables(out, file, session, simulation, report, options);
+    WriteTables(out, file, session, *run.GetSimulation(), report, options);
     saves.Restart();
-    session.Stop();
+    run.Stop();
     out.flush();
     return out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
 }

@@ -3,7 +3,7 @@
 #include "lighting_host/commands/Recorder.h"
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/StopSignals.h"
-#include "lighting_host/house/Protocol.h"
+#include "lighting_host/switchboard/Protocol.h"
 
 #include <chrono>
 #include <istream>

@@ -6,6 +6,7 @@
 #include "lighting_host/commands/DescriptorOutput.h"
 #include "lighting_host/commands/Options.h"
 #include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/commands/Serve.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/commands/Terminal.h"
 #include "lighting_host/text/Duration.h"
@@ -88,7 +89,7 @@ void AddSeed(CLI::App& command, std::uint64_t& seed)
                     RefuseValue("--seed", "\"" + text + "\" is no whole number from 0 to " +
                                               std::to_string(UINT64_MAX));
             },
-            "Makes every random draw repeat; 1 by default, but any for run")
+            "Makes every random draw repeat; 1 by default, but any for run and serve")
         ->type_name("N");
 }
 
@@ -148,6 +149,7 @@ public:
 
 private:
     void AddRun();
+    void AddServe();
     void AddTexts();
     int PrintManual(std::ostream& out, std::ostream& err) const;
     int RunChecked(std::ostream& out, std::ostream& err);
@@ -158,6 +160,7 @@ private:
                    "lighting-host"};
     CLI::App* m_stdio;
     CLI::App* m_run;
+    CLI::App* m_serve;
     CLI::App* m_check;
     CLI::App* m_validate;
     CLI::App* m_manual;
@@ -165,6 +168,7 @@ private:
     std::string m_house;
     SessionOptions m_session;
     RunOptions m_runOptions;
+    ServeOptions m_serveOptions;
     ColorChoice m_color = ColorChoice::Auto;
     std::string m_record;
     std::vector<std::string> m_transcripts;
@@ -190,6 +194,7 @@ CommandLine::CommandLine()
     AddSessionOptions(*m_stdio, m_session);
 
     AddRun();
+    AddServe();
 
     m_check = m_app.add_subcommand("check", "Replay transcripts and compare");
     m_check->add_option("TRANSCRIPT", m_transcripts, "The transcripts")->required();
@@ -200,7 +205,7 @@ CommandLine::CommandLine()
 
     AddTexts();
 
-    for (CLI::App* command : {m_run, m_check, m_validate})
+    for (CLI::App* command : {m_run, m_serve, m_check, m_validate})
         AddChoice(*command, "--color", m_color, COLORS,
                   "Colors on a terminal without NO_COLOR in its environment, always or never");
     // Only so that it is listed: it is read before all others.
@@ -223,6 +228,61 @@ void CommandLine::AddRun()
     AddChoice(*m_run, "--faults", m_runOptions.faults, FAULTS,
               "Random faults on every link, and power failures");
     AddSessionOptions(*m_run, m_runOptions.session);
+}
+
+void CommandLine::AddServe()
+{
+    ServeOptions& options = m_serveOptions;
+    m_serve = m_app.add_subcommand("serve", "Let a house live and be seen and used on a web page");
+    options.session.logLevel = log4cplus::WARN_LOG_LEVEL;
+    options.session.seed = std::random_device()();
+    m_serve->add_option("HOUSE", m_house, "The house file")->required();
+    m_serve
+        ->add_option_function<std::string>(
+            "--listen",
+            [&options](const std::string& text)
+            {
+                if (!ParseListen(text, options.web))
+                    RefuseValue("--listen", "\"" + text +
+                                                "\" is no address and port like 127.0.0.1:8080, "
+                                                "[::1]:8080 or 8080");
+            },
+            "Where the page is served; 127.0.0.1:8080 by default, and port 0 takes a free one")
+        ->type_name("ADDRESS:PORT");
+    m_serve
+        ->add_option_function<std::string>(
+            "--speed",
+            [&options](const std::string& text)
+            {
+                if (!ParseSpeed(text, options))
+                    RefuseValue("--speed", "\"" + text +
+                                               "\" is neither pause nor a number above 0 and up to "
+                                               "10000");
+            },
+            "House seconds a second, or pause to begin with; 1 by default")
+        ->type_name("N");
+    AddDuration(*m_serve, "--for", options.forMs,
+                "How long the house lives on its own clock, as in 90s, 1h30m or 30d");
+    AddChoice(*m_serve, "--tell", options.verbosity, VERBOSITIES,
+              "What is told as it happens: nothing (quiet), what people and the controller do, or "
+              "every event (verbose)");
+    AddChoice(*m_serve, "--faults", options.faults, FAULTS,
+              "Random faults on every link, and power failures");
+    m_serve->add_flag("--bare", options.bare,
+                      "No controller of the house's own: whoever hands in lines is the "
+                      "controller, as in stdio");
+    AddText(*m_serve, "--record", options.record, "FILE",
+            "Write a flight record to this file, which must not be there yet");
+    AddText(*m_serve, "--token-file", options.tokenFile, "FILE",
+            "A file that only you can read; its first line has to be shown by every visitor. "
+            "Needed on any address but loopback");
+    m_serve
+        ->add_option("--host", options.web.hosts,
+                     "A name of this machine by which the page may be opened, beside localhost "
+                     "and addresses; may come again")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    AddSessionOptions(*m_serve, options.session);
 }
 
 void CommandLine::AddTexts()
@@ -274,7 +334,7 @@ void CommandLine::Parse(std::vector<std::string> arguments)
     const std::vector<std::string> commands = Commands();
     const std::string word = arguments.empty() ? std::string() : arguments.front();
     if (arguments.empty())
-        throw CLI::RequiredError("there is no command; say stdio, run, check or validate",
+        throw CLI::RequiredError("there is no command; say stdio, run, serve, check or validate",
                                  CLI::ExitCodes::RequiredError);
     if (!word.empty() && word[0] != '-' &&
         std::find(commands.begin(), commands.end(), word) == commands.end())
@@ -338,6 +398,11 @@ int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
         std::istream in(&standardInput);
         return RunStdio(m_house, m_session, m_record, in, out, err);
     }
+    if (*m_serve)
+    {
+        m_serveOptions.style = style;
+        return RunServe(m_house, m_serveOptions, out, err);
+    }
     m_runOptions.session.realTime = !m_virtual;
     m_runOptions.terminal = isatty(STDERR_FILENO) != 0;
     m_runOptions.style = style;
@@ -353,6 +418,7 @@ int CommandLine::Run(std::ostream& out, std::ostream& err)
     };
     m_session.complain = complain;
     m_runOptions.session.complain = complain;
+    m_serveOptions.session.complain = complain;
     try
     {
         return RunChecked(out, err);

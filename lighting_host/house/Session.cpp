@@ -30,8 +30,9 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
     m_house->ObserveTimers(options.timers);
     if (!options.statePath.empty())
         m_keeper = std::make_unique<StateKeeper>(
-            std::make_unique<embedded_host::FileStateStore>(options.statePath), *m_house,
-            options.persistIntervalMs, options.complain);
+            options.makeStore ? options.makeStore()
+                              : std::make_unique<embedded_host::FileStateStore>(options.statePath),
+            *m_house, options.persistIntervalMs, options.complain);
     // All that can go wrong with what was kept does so before anything runs.
     std::vector<boost::shared_ptr<nx::XmlNode>> states;
     for (const HouseFileDriver& driver : file.drivers)

@@ -18,6 +18,10 @@ namespace device_wire
 {
 class AttachedDevice;
 }
+namespace embedded_host
+{
+class StateStore;
+}
 
 namespace lighting_host
 {
@@ -50,6 +54,8 @@ struct SessionOptions
     std::string statePath;
     std::int64_t persistIntervalMs = 60000;
     std::function<void(const std::string&)> complain;
+    // Makes the store of a session that keeps states; empty for the file of `statePath`.
+    std::function<std::unique_ptr<embedded_host::StateStore>()> makeStore;
     // log4cplus's number of the level from which the library's records are reported.
     int logLevel = 0;
     // Told of every timer of the house; null for nobody. Must outlive the session.

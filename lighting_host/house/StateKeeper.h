@@ -59,6 +59,9 @@ public:
     // Saves every driver at once. Not inside a driver.
     void Save();
 
+    // From now on states are saved in that store; what was kept before stays where it is.
+    void SetStore(std::unique_ptr<embedded_host::StateStore> store) { m_store = std::move(store); }
+
     // Called after each save that succeeded, with the drivers that it was about; empty for nobody.
     // Must not ask for a save.
     std::function<void(const std::vector<nx::DriverHost*>&)> onSaved;

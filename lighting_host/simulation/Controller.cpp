@@ -154,9 +154,8 @@ void Controller::React(const Reaction& reaction)
     // The end of a ramp belongs to its beginning.
     if (scene || reaction.act->what != HouseFileGroupAct::StopRamp)
     {
-        Count& count = scene ? m_sceneCounts[reaction.scene] : m_groupCounts[reaction.group];
-        ++count.times;
-        count.lastMs = m_session.House().GetClock().NowMs();
+        CountOne(scene ? m_sceneCounts[reaction.scene] : m_groupCounts[reaction.group],
+                 m_session.House().GetClock().NowMs());
         m_listeners.OnControllerAct(
             *m_session.House().Find(reaction.use.driver),
             scene ? fmt::format("recalls \"{}\" ({} loads)", scene->name, LoadCount(*scene))
@@ -166,6 +165,45 @@ void Controller::React(const Reaction& reaction)
         Recall(*scene);
     else
         MoveGroup(m_file.groups[reaction.group], *reaction.act);
+}
+
+void Controller::CountOne(Count& count, std::int64_t nowMs)
+{
+    ++count.times;
+    count.lastMs = nowMs;
+}
+
+bool Controller::RecallScene(unsigned id)
+{
+    for (std::size_t i = 0; i < m_file.scenes.size(); ++i)
+    {
+        if (m_file.scenes[i].id != id)
+            continue;
+        CountOne(m_sceneCounts[i], m_session.House().GetClock().NowMs());
+        Recall(m_file.scenes[i]);
+        return true;
+    }
+    return false;
+}
+
+bool Controller::ActOnGroup(unsigned id, const HouseFileGroupAct& act)
+{
+    for (std::size_t i = 0; i < m_file.groups.size(); ++i)
+    {
+        if (m_file.groups[i].id != id)
+            continue;
+        if (act.what != HouseFileGroupAct::StopRamp)
+            CountOne(m_groupCounts[i], m_session.House().GetClock().NowMs());
+        MoveGroup(m_file.groups[i], act);
+        return true;
+    }
+    return false;
+}
+
+void Controller::SetLevel(const std::string& driver, int level, std::uint64_t ms)
+{
+    ToDevice(driver,
+             [level, ms](simulated::SimulatedDevice& device) { device.RampToLevel(level, ms); });
 }
 
 // The loads follow by themselves, each as it has stored the scene; the drivers are told.
@@ -211,7 +249,7 @@ void Controller::MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct&
     for (const std::string& member : group.members)
         ToDevice(
             member,
-            [id = static_cast<std::uint16_t>(group.id), &act](simulated::SimulatedDevice& device)
+            [id = static_cast<std::uint16_t>(group.id), act](simulated::SimulatedDevice& device)
             {
                 if (act.what == HouseFileGroupAct::StopRamp)
                     device.GroupStopRamp(id);

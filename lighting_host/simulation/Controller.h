@@ -56,6 +56,13 @@ public:
     // HouseListener. Notices uses of buttons; what follows is done in a timer.
     void OnOutput(const embedded_host::Output& output) override;
 
+    // Somebody else than a button asks for it: the scene or load group of that id in the house
+    // file, or the lamp of one load alone. False when the house has no such scene or group. The
+    // act's `use` is not looked at.
+    bool RecallScene(unsigned id);
+    bool ActOnGroup(unsigned id, const HouseFileGroupAct& act);
+    void SetLevel(const std::string& driver, int level, std::uint64_t ms);
+
     // Whether the controller is just telling a driver something.
     bool IsSpeaking() const { return m_speaking; }
 
@@ -87,6 +94,7 @@ private:
     void SendSettings(nx::DriverHost& driver);
     void ResyncNext();
     void React(const Reaction& reaction);
+    static void CountOne(Count& count, std::int64_t nowMs);
     void Recall(const HouseFileScene& scene);
     void MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct& act);
 

@@ -61,7 +61,7 @@ public:
     {
     }
 
-    Delivery ForNextMessage() override
+    Delivery ForNextMessage(Way) override
     {
         Delivery delivery;
         delivery.inOrder = m_inOrder;
@@ -191,8 +191,9 @@ void HouseFaults::FailPower(std::size_t device)
     ++m_links[device]->GetCounts().powerFailures;
     device_wire::AttachedDevice& attached = *m_session.Devices()[device];
     m_listeners.OnPowerFailure(attached.Driver());
-    attached.Device()->OnPowerOn();
-    attached.Rejoin();
+    // One that somebody has switched off stays without power.
+    if (attached.HasPower())
+        attached.SetPower(true);
 }
 
 std::string NameOf(FaultLevel level)

@@ -8,6 +8,7 @@ namespace wire
 {
 struct BusFrame;
 struct MibMessage;
+struct ZclFrame;
 } // namespace wire
 
 namespace lighting_host
@@ -44,5 +45,6 @@ public:
     // gets it.
     virtual void OnBus(const nx::DriverHost&, const wire::BusFrame&) {}
     virtual void OnMib(const nx::DriverHost&, const wire::MibMessage&) {}
+    virtual void OnZcl(const nx::DriverHost&, const wire::ZclFrame&) {}
 };
 } // namespace lighting_host

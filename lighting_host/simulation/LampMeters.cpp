@@ -71,7 +71,7 @@ void LampMeters::OnTimerExpired(ID::Timer, time_t)
 
 void LampMeters::Sample(Meter& meter) const
 {
-    const simulated::LampLevel lamp = meter.device->Device()->PresentLevel();
+    const simulated::LampLevel lamp = meter.device->PresentLevel();
     const unsigned watts = meter.wattsAtMost * lamp.level / lamp.full;
     const bool on = lamp.level > 0;
     if (watts == meter.watts && on == meter.on)

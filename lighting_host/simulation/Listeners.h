@@ -6,6 +6,8 @@
 
 namespace lighting_host
 {
+class Session;
+
 // One sink with several listeners: each hears everything, in the order in which they were added.
 // Must outlive the house.
 class Listeners : public embedded_host::OutputSink, public HouseListener
@@ -15,6 +17,9 @@ public:
     // something is being told.
     void Add(HouseListener& listener);
     void Remove(HouseListener& listener);
+
+    // What the devices of a session tell is told here from now on; this must outlive the session.
+    void HearDevices(const Session& session);
 
     // OutputSink. Tells OnOutput.
     void Write(const embedded_host::Output& output) override;
@@ -27,6 +32,7 @@ public:
     void OnPowerFailure(const nx::DriverHost& driver) override;
     void OnBus(const nx::DriverHost& driver, const wire::BusFrame& frame) override;
     void OnMib(const nx::DriverHost& driver, const wire::MibMessage& message) override;
+    void OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& frame) override;
 
 private:
     std::vector<HouseListener*> m_listeners;

@@ -9,29 +9,11 @@ Simulation::Simulation(const HouseFile& file, Session& session, Listeners& liste
                        FaultLevel faults, std::uint64_t seed)
     : m_session(session), m_listeners(listeners), m_controller(file, session, listeners),
       m_statistics(m_controller, session), m_lampMeters(file, session),
-      m_faults(session, listeners, faults, seed)
+      m_faults(session, listeners, faults, seed), m_switches(session, listeners, seed)
 {
     listeners.Add(m_statistics);
     listeners.Add(m_controller);
-    for (const auto& device : session.Devices())
-    {
-        device->onPerson = [&listeners](const nx::DriverHost& driver, const std::string& what)
-        {
-            listeners.OnPerson(driver, what);
-        };
-        device->onAct = [&listeners](const nx::DriverHost& driver, const std::string& words)
-        {
-            listeners.OnAct(driver, words);
-        };
-        device->onBus = [&listeners](const nx::DriverHost& driver, const wire::BusFrame& frame)
-        {
-            listeners.OnBus(driver, frame);
-        };
-        device->onMib = [&listeners](const nx::DriverHost& driver, const wire::MibMessage& message)
-        {
-            listeners.OnMib(driver, message);
-        };
-    }
+    listeners.HearDevices(session);
 }
 
 Simulation::~Simulation()
@@ -45,6 +27,7 @@ void Simulation::Start()
     m_controller.Start();
     m_lampMeters.Start();
     m_faults.Start();
+    m_switches.Start();
 }
 
 void Simulation::OnDriverStarted(nx::DriverHost& driver)

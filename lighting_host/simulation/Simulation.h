@@ -1,6 +1,7 @@
 #pragma once
 
 #include "lighting_host/simulation/Controller.h"
+#include "lighting_host/simulation/DeviceSwitches.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/LampMeters.h"
 #include "lighting_host/simulation/RunStatistics.h"
@@ -31,10 +32,13 @@ public:
     // device is online.
     void OnDriverStarted(nx::DriverHost& driver);
 
+    Controller& GetController() { return m_controller; }
     const Controller& GetController() const { return m_controller; }
     const LampMeters& GetLampMeters() const { return m_lampMeters; }
     HouseFaults& Faults() { return m_faults; }
     const HouseFaults& Faults() const { return m_faults; }
+    DeviceSwitches& Switches() { return m_switches; }
+    const DeviceSwitches& Switches() const { return m_switches; }
     const RunStatistics& Statistics() const { return m_statistics; }
 
 private:
@@ -44,5 +48,6 @@ private:
     RunStatistics m_statistics;
     LampMeters m_lampMeters;
     HouseFaults m_faults;
+    DeviceSwitches m_switches;
 };
 } // namespace lighting_host

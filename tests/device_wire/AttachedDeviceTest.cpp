@@ -42,7 +42,7 @@ public:
 class SteadyLink : public Link
 {
 public:
-    Delivery ForNextMessage() override { return delivery; }
+    Delivery ForNextMessage(Way) override { return delivery; }
     Delivery delivery;
 };
 

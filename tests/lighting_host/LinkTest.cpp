@@ -22,7 +22,7 @@ using testing::IsEmpty;
 class ScriptedLink : public device_wire::Link
 {
 public:
-    Delivery ForNextMessage() override
+    Delivery ForNextMessage(Way) override
     {
         Delivery delivery;
         if (!deliveries.empty())

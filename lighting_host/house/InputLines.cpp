@@ -1,4 +1,4 @@
-#include "lighting_host/house/Protocol.h"
+#include "lighting_host/house/InputLines.h"
 
 #include "embedded_host/Messages.h"
 #include "lighting_host/text/Json.h"
@@ -85,9 +85,9 @@ void RequireTrue(Fields& fields, const char* name)
 
 // The inputs that hold for every driver: each reads its fields, refuses what it does not know, and
 // then acts.
-struct Protocol::Inputs
+struct InputLines::Inputs
 {
-    using Handler = void (*)(Protocol&, nx::DriverHost&, Fields&);
+    using Handler = void (*)(InputLines&, nx::DriverHost&, Fields&);
 
     struct Entry
     {
@@ -96,17 +96,17 @@ struct Protocol::Inputs
     };
     static const Entry TABLE[11];
 
-    static void Command(Protocol& protocol, nx::DriverHost& driver, Fields& fields)
+    static void Command(InputLines& lines, nx::DriverHost& driver, Fields& fields)
     {
         CmdMessage message(fields.Text("command"));
         ReadParams(fields, message);
         fields.Finish();
         const std::string refused = driver.Command(message, CmdDispatcher::CONTROLLER);
         if (!refused.empty())
-            protocol.WriteError(refused);
+            lines.WriteError(refused);
     }
 
-    static void Condition(Protocol&, nx::DriverHost& driver, Fields& fields)
+    static void Condition(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
         CondMessage message(fields.Text("condition"));
         ReadParams(fields, message);
@@ -114,14 +114,14 @@ struct Protocol::Inputs
         driver.Condition(message);
     }
 
-    static void Trap(Protocol&, nx::DriverHost& driver, Fields& fields)
+    static void Trap(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
         const NxMIBPacket trap = ReadPacket(fields, NxMIB::Trap, fields.Text("trap"));
         fields.Finish();
         driver.Trap(trap);
     }
 
-    static void Reply(Protocol&, nx::DriverHost& driver, Fields& fields)
+    static void Reply(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
         const NxMIBPacket reply = ReadPacket(fields, NxMIB::Reply, fields.Text("reply"));
         if (!fields.Has("request"))
@@ -145,14 +145,14 @@ struct Protocol::Inputs
         driver.ReplyTo(reply, &packet);
     }
 
-    static void Online(Protocol&, nx::DriverHost& driver, Fields& fields)
+    static void Online(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
         const bool online = fields.Boolean("online");
         fields.Finish();
         driver.Online(online);
     }
 
-    static void Binding(Protocol&, nx::DriverHost& driver, Fields& fields)
+    static void Binding(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
         const auto binding = static_cast<unsigned>(fields.Integer("binding", 0, UINT32_MAX));
         const std::string cls = fields.Text("class");
@@ -161,7 +161,7 @@ struct Protocol::Inputs
         driver.BindingMade(binding, cls, bound);
     }
 
-    static void BoundCall(Protocol&, nx::DriverHost& driver, Fields& fields)
+    static void BoundCall(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
         Fields call(fields.Get("bound_call"), "\"bound_call\"");
         const auto binding = static_cast<unsigned>(call.Integer("binding", 0, UINT32_MAX));
@@ -173,13 +173,13 @@ struct Protocol::Inputs
     }
 
     // Every fact is looked at before the first one is set.
-    static void Set(Protocol& protocol, nx::DriverHost& driver, Fields& fields)
+    static void Set(InputLines& lines, nx::DriverHost& driver, Fields& fields)
     {
         const Json& facts = fields.Get("set");
         if (!facts.is_object())
             throw InputError("\"set\" is no JSON object");
         fields.Finish();
-        DriverAdapter* adapter = protocol.m_session.AdapterOf(driver);
+        DriverAdapter* adapter = lines.m_session.AdapterOf(driver);
         std::vector<DriverAdapter::Action> actions;
         for (const auto& fact : facts.items())
         {
@@ -193,48 +193,48 @@ struct Protocol::Inputs
             driver.Enter(action);
     }
 
-    static void Persist(Protocol& protocol, nx::DriverHost& driver, Fields& fields)
+    static void Persist(InputLines& lines, nx::DriverHost& driver, Fields& fields)
     {
         RequireTrue(fields, "persist");
         fields.Finish();
         const std::string state = driver.Persist();
-        AppendHead(protocol.m_line, driver.GetHouse().GetClock().NowMs(), driver.Config().name);
-        protocol.m_line += "\"state\":";
-        AppendJsonText(protocol.m_line, state);
-        protocol.m_line += '}';
-        protocol.Flush("state");
+        AppendHead(lines.m_line, driver.GetHouse().GetClock().NowMs(), driver.Config().name);
+        lines.m_line += "\"state\":";
+        AppendJsonText(lines.m_line, state);
+        lines.m_line += '}';
+        lines.Flush("state");
     }
 
-    static void Restart(Protocol&, nx::DriverHost& driver, Fields& fields)
+    static void Restart(InputLines&, nx::DriverHost& driver, Fields& fields)
     {
         RequireTrue(fields, "restart");
         fields.Finish();
         driver.Restart();
     }
 
-    static void Query(Protocol& protocol, nx::DriverHost& driver, Fields& fields)
+    static void Query(InputLines& lines, nx::DriverHost& driver, Fields& fields)
     {
         const std::string word = fields.Text("query");
-        DriverAdapter* adapter = protocol.m_session.AdapterOf(driver);
+        DriverAdapter* adapter = lines.m_session.AdapterOf(driver);
         Json value;
         if (!adapter || !adapter->Query(word, fields, value))
             throw InputError(fmt::format("a driver of type \"{}\" has no query \"{}\"",
                                          driver.Config().type, word));
         fields.Finish();
-        AppendHead(protocol.m_line, driver.GetHouse().GetClock().NowMs(), driver.Config().name);
-        protocol.m_line += "\"answer\":";
-        AppendJsonText(protocol.m_line, word);
-        protocol.m_line += ",\"value\":";
-        AppendJson(protocol.m_line, value);
-        protocol.m_line += '}';
-        protocol.Flush("answer");
+        AppendHead(lines.m_line, driver.GetHouse().GetClock().NowMs(), driver.Config().name);
+        lines.m_line += "\"answer\":";
+        AppendJsonText(lines.m_line, word);
+        lines.m_line += ",\"value\":";
+        AppendJson(lines.m_line, value);
+        lines.m_line += '}';
+        lines.Flush("answer");
     }
 
     // An input of the driver's own type.
-    static void OfType(Protocol& protocol, nx::DriverHost& driver, const std::string& word,
+    static void OfType(InputLines& lines, nx::DriverHost& driver, const std::string& word,
                        Fields& fields)
     {
-        DriverAdapter* adapter = protocol.m_session.AdapterOf(driver);
+        DriverAdapter* adapter = lines.m_session.AdapterOf(driver);
         const auto action = adapter ? adapter->PrepareInput(word, fields) : nullptr;
         if (!action)
             throw InputError(fmt::format("a driver of type \"{}\" has no input \"{}\"",
@@ -243,33 +243,33 @@ struct Protocol::Inputs
         driver.Enter(action);
     }
 
-    static void HouseList(Protocol& protocol, Fields& fields)
+    static void HouseList(InputLines& lines, Fields& fields)
     {
         if (fields.Text("house") != "list")
             throw InputError("\"house\" can only be \"list\"");
         fields.Finish();
-        House& house = protocol.m_session.House();
+        House& house = lines.m_session.House();
         Json list = Json::array();
         for (const auto& driver : house.Drivers())
             list.push_back({{"name", driver->Config().name},
                             {"type", driver->Config().type},
                             {"id", driver->Config().id}});
-        protocol.m_line += fmt::format("{{\"t_ms\":{},\"house\":", house.GetClock().NowMs());
-        AppendJson(protocol.m_line, list);
-        protocol.m_line += '}';
-        protocol.Flush("house");
+        lines.m_line += fmt::format("{{\"t_ms\":{},\"house\":", house.GetClock().NowMs());
+        AppendJson(lines.m_line, list);
+        lines.m_line += '}';
+        lines.Flush("house");
     }
 
-    static void AdvanceMs(Protocol& protocol, Fields& fields)
+    static void AdvanceMs(InputLines& lines, Fields& fields)
     {
-        House& house = protocol.m_session.House();
+        House& house = lines.m_session.House();
         const auto ms = fields.Integer("advance_ms", 0, LAST_MS - house.GetClock().NowMs());
         fields.Finish();
         house.Advance(ms);
     }
 };
 
-const Protocol::Inputs::Entry Protocol::Inputs::TABLE[11] = {
+const InputLines::Inputs::Entry InputLines::Inputs::TABLE[11] = {
     {"command", &Inputs::Command}, {"condition", &Inputs::Condition},
     {"trap", &Inputs::Trap},       {"reply", &Inputs::Reply},
     {"online", &Inputs::Online},   {"bound_call", &Inputs::BoundCall},
@@ -278,27 +278,16 @@ const Protocol::Inputs::Entry Protocol::Inputs::TABLE[11] = {
     {"query", &Inputs::Query},
 };
 
-Protocol::Protocol(const HouseFile& file, const SessionOptions& options, Writer writer)
-    : m_writer(std::move(writer)), m_session(file, options, *this)
+InputLines::InputLines(Session& session, Writer writer)
+    : m_session(session), m_writer(std::move(writer))
 {
 }
 
-Protocol::~Protocol() = default;
-
-void Protocol::Start()
-{
-    m_session.Start();
-}
-
-void Protocol::Stop()
-{
-    m_session.Stop();
-}
-
-bool Protocol::Handle(const std::string& line, unsigned long number)
+bool InputLines::Handle(const std::string& line, unsigned long number)
 {
     m_number = number;
     m_refused = false;
+    m_driver = nullptr;
     try
     {
         Dispatch(line);
@@ -314,7 +303,7 @@ bool Protocol::Handle(const std::string& line, unsigned long number)
     return !m_refused;
 }
 
-void Protocol::Dispatch(const std::string& line)
+void InputLines::Dispatch(const std::string& line)
 {
     const Json input = ParseJson(line);
     Fields fields(input, "the input");
@@ -328,6 +317,7 @@ void Protocol::Dispatch(const std::string& line)
         throw InputError(fmt::format("there is no driver named \"{}\"", name));
     if (!driver->Driver())
         throw InputError(fmt::format("the driver \"{}\" does not run", name));
+    m_driver = driver;
     for (const Inputs::Entry& entry : Inputs::TABLE)
     {
         if (fields.Has(entry.word))
@@ -341,18 +331,12 @@ void Protocol::Dispatch(const std::string& line)
     throw InputError("the input says nothing but a driver's name");
 }
 
-void Protocol::Write(const Output& output)
+void InputLines::WriteFault(const nx::DriverHost& driver, const std::string& what)
 {
-    if (const auto* fault = std::get_if<DriverFault>(&output.effect))
-    {
-        WriteError(fmt::format("\"{}\": {}", output.driver.Config().name, fault->what));
-        return;
-    }
-    AppendOutput(m_line, output);
-    Flush(KindOf(output.effect));
+    WriteError(fmt::format("\"{}\": {}", driver.Config().name, what));
 }
 
-void Protocol::WriteError(const std::string& what)
+void InputLines::WriteError(const std::string& what)
 {
     m_refused = true;
     m_line = "{\"error\":";
@@ -361,9 +345,9 @@ void Protocol::WriteError(const std::string& what)
     Flush("error");
 }
 
-void Protocol::Flush(const char* kind)
+void InputLines::Flush(const char* kind)
 {
-    m_writer(kind, m_line);
+    m_writer(kind, m_line, m_driver);
     m_line.clear();
 }
 

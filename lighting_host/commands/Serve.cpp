@@ -1,0 +1,377 @@
+#include "lighting_host/commands/Serve.h"
+
+#include "embedded_host/FileStateStore.h"
+#include "embedded_host/LocalTime.h"
+#include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/RecordedOptions.h"
+#include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/StopSignals.h"
+#include "lighting_host/switchboard/LiveHouse.h"
+#include "lighting_host/text/Version.h"
+#include "lighting_host/web/HousePicture.h"
+#include "lighting_host/web/LiveServer.h"
+#include "lighting_host/web/WebServer.h"
+#include "nxshared/XmlDocument.h"
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <sstream>
+#include <sys/stat.h>
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <fmt/format.h>
+
+namespace lighting_host
+{
+namespace
+{
+constexpr std::chrono::milliseconds CHANGES_INTERVAL{50};
+// The time that visitors have to hear that the program ends.
+constexpr std::chrono::milliseconds FAREWELL{500};
+constexpr std::int64_t LONGEST_SLEEP_NS = 250000000;
+
+std::int64_t MonotonicNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// Lets a house live on an event loop: wakes it when something is due, and its pages now and then.
+class ServeLoop
+{
+public:
+    ServeLoop(boost::asio::io_context& context, LiveHouse& house, LiveServer& server,
+              std::int64_t forMs, const std::ostream& out)
+        : m_context(context), m_house(house), m_server(server), m_forMs(forMs), m_out(out),
+          m_timer(context), m_changes(context), m_end(context), m_signals(context)
+    {
+    }
+
+    ~ServeLoop()
+    {
+        // The descriptor is not this loop's to close.
+        if (m_signals.is_open())
+            m_signals.release();
+    }
+    ServeLoop(const ServeLoop&) = delete;
+    ServeLoop& operator=(const ServeLoop&) = delete;
+
+    // Runs until a signal or the end of its time; says why it ended.
+    std::string Run(WebServer& web)
+    {
+        if (StopSignals::Descriptor() >= 0)
+        {
+            m_signals.assign(StopSignals::Descriptor());
+            m_signals.async_wait(boost::asio::posix::stream_descriptor::wait_read,
+                                 [this](const boost::system::error_code& error)
+                                 {
+                                     if (!error)
+                                         End(strsignal(StopSignals::Received()));
+                                 });
+        }
+        m_web = &web;
+        Work();
+        SendChanges();
+        m_context.run();
+        return m_why;
+    }
+
+    // Something was handed in: the house may want to be worked on earlier than it said.
+    void Wake() { Work(); }
+
+private:
+    void Work()
+    {
+        if (!m_why.empty())
+            return;
+        const std::int64_t now = MonotonicNs();
+        const std::int64_t next = m_house.Work(now);
+        if (!m_out.good())
+            return End("nobody hears what is told any more");
+        if (m_forMs > 0 && !m_house.GetPast() && m_house.Run().NowMs() >= m_forMs)
+            return End("its time was up");
+        // A paused house waits for a visitor; what is recorded is not kept waiting longer.
+        const std::int64_t latest = now + LONGEST_SLEEP_NS;
+        const std::int64_t wake = next < 0 ? latest : std::min(next, latest);
+        m_timer.expires_at(std::chrono::steady_clock::time_point(std::chrono::nanoseconds(wake)));
+        m_timer.async_wait(
+            [this](const boost::system::error_code& error)
+            {
+                if (!error)
+                    Work();
+            });
+    }
+
+    void SendChanges()
+    {
+        m_changes.expires_after(CHANGES_INTERVAL);
+        m_changes.async_wait(
+            [this](const boost::system::error_code& error)
+            {
+                if (error || !m_why.empty())
+                    return;
+                if (m_server.HasPages())
+                    m_server.SendChanges(MonotonicNs());
+                SendChanges();
+            });
+    }
+
+    // Visitors are told first, and have a moment to hear it.
+    void End(const std::string& why)
+    {
+        if (!m_why.empty())
+            return;
+        m_why = why;
+        m_timer.cancel();
+        m_changes.cancel();
+        m_web->Close("the program ends: " + why);
+        m_end.expires_after(FAREWELL);
+        m_end.async_wait([this](const boost::system::error_code&) { m_context.stop(); });
+    }
+
+    boost::asio::io_context& m_context;
+    LiveHouse& m_house;
+    LiveServer& m_server;
+    const std::int64_t m_forMs;
+    const std::ostream& m_out;
+    boost::asio::steady_timer m_timer;
+    boost::asio::steady_timer m_changes;
+    boost::asio::steady_timer m_end;
+    boost::asio::posix::stream_descriptor m_signals;
+    WebServer* m_web = nullptr;
+    std::string m_why;
+};
+
+struct CutAtEnd
+{
+    std::unique_ptr<WebServer>& web;
+    ~CutAtEnd() { web.reset(); }
+};
+
+// As it stands in a URL.
+std::string AddressText(const std::string& address)
+{
+    return address.find(':') == std::string::npos ? address : "[" + address + "]";
+}
+
+std::string NameOf(embedded_host::Draw draw)
+{
+    for (const auto& [name, value] : DrawNames())
+    {
+        if (value == draw)
+            return name;
+    }
+    return std::string();
+}
+
+// What the drivers begin with, as it was saved, takes the place of what the house file says: a
+// house that goes back to its start begins with that again. Returns the texts by driver.
+std::map<std::string, std::string> TakeStates(HouseFile& file, const std::string& path)
+{
+    std::map<std::string, std::string> states;
+    if (path.empty())
+        return states;
+    embedded_host::FileStateStore store(path);
+    for (HouseFileDriver& driver : file.drivers)
+    {
+        const auto text = store.Load(driver.name, driver.type);
+        const auto document = text ? nx::CreateXmlDocument(*text) : nullptr;
+        if (!document)
+            continue;
+        driver.state = document->GetRoot();
+        states[driver.name] = *text;
+    }
+    store.Close();
+    return states;
+}
+
+// The token in a file that nobody else can read; throws std::runtime_error otherwise.
+std::string ReadToken(const std::string& path)
+{
+    struct stat about = {};
+    if (stat(path.c_str(), &about) != 0)
+        throw std::runtime_error(fmt::format("{}: {}", path, std::strerror(errno)));
+    if ((about.st_mode & (S_IRWXG | S_IRWXO)) != 0)
+        throw std::runtime_error(fmt::format("{}: others can read the token; chmod 600 it", path));
+    std::ifstream file(path);
+    std::string token;
+    std::getline(file, token);
+    while (!token.empty() && std::isspace(static_cast<unsigned char>(token.back())) != 0)
+        token.pop_back();
+    const bool isPlain =
+        std::all_of(token.begin(), token.end(),
+                    [](unsigned char c) { return std::isalnum(c) != 0 || std::strchr("-._~", c); });
+    if (token.size() < 16 || !isPlain)
+        throw std::runtime_error(fmt::format(
+            "{}: the first line is no token: 16 or more letters, digits or -._~", path));
+    return token;
+}
+
+RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
+{
+    std::ifstream file(housePath, std::ios::binary);
+    std::stringstream text;
+    text << file.rdbuf();
+    RecordHead head;
+    head.program = ProgramVersion();
+    head.housePath = housePath;
+    head.houseText = text.str();
+    head.clock = RecordClock::Paced;
+    head.seed = options.session.seed;
+    head.draw = NameOf(options.session.draw);
+    head.start = embedded_host::FormatLocalTime(options.session.startLocalSeconds);
+    head.zone = options.session.zone;
+    head.logLevel = options.session.logLevel;
+    head.people = !options.bare;
+    head.faults = NameOf(options.faults);
+    if (!options.session.statePath.empty())
+        head.persistMs = options.session.persistIntervalMs;
+    return head;
+}
+
+// The house on its loop, once everything is known to be right.
+int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
+               std::ostream& out, std::ostream& err)
+{
+    SaveWatch saves(options.session);
+    boost::asio::io_context context(1);
+    std::function<void()> wake;
+    LiveServer::Options serverOptions;
+    serverOptions.name = std::filesystem::path(housePath).stem().string();
+    serverOptions.program = ProgramVersion();
+    serverOptions.token = options.web.token;
+    serverOptions.faultLevel = NameOf(options.faults);
+    serverOptions.seed = options.session.seed;
+    serverOptions.startLocalSeconds = options.session.startLocalSeconds;
+    serverOptions.zone = options.session.zone;
+    serverOptions.pageFolder = options.pageFolder;
+    LiveServer server(serverOptions, [&wake] { wake(); });
+    // First of all that can fail, so that nothing is left behind when it does.
+    auto web = std::make_unique<WebServer>(context, options.web, server);
+    server.Attach(*web);
+
+    std::unique_ptr<FlightRecorder> recorder;
+    RecordHead head = MakeHead(housePath, options);
+    head.states = TakeStates(file, options.session.statePath);
+    if (!options.record.empty())
+        recorder = std::make_unique<FlightRecorder>(options.record, head);
+
+    LiveHouse::Options houseOptions;
+    houseOptions.run.session = saves.Options();
+    houseOptions.run.faults = options.faults;
+    houseOptions.run.people = !options.bare;
+    houseOptions.speed = options.speed;
+    houseOptions.paused = options.paused;
+    houseOptions.recorder = recorder.get();
+    houseOptions.makeListener = [](HouseRun& run)
+    {
+        return std::make_unique<HousePicture>(run);
+    };
+    std::unique_ptr<ConsoleReport> report;
+    houseOptions.onPresent = [&report, &out, &options](HouseRun* run)
+    {
+        report.reset();
+        if (run)
+            report = std::make_unique<ConsoleReport>(out, options.verbosity, options.style,
+                                                     run->GetSession(), run->GetListeners(), [] {});
+    };
+    LiveHouse house(file, houseOptions, &server);
+    server.Attach(house);
+
+    ServeLoop loop(context, house, server, options.forMs, out);
+    // Visitors leave before the house goes, whatever ends it.
+    const CutAtEnd cut{web};
+    wake = [&loop]
+    {
+        loop.Wake();
+    };
+    house.Start(MonotonicNs());
+    err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
+                       serverOptions.name, AddressText(options.web.address), web->Port(),
+                       options.session.seed)
+        << std::flush;
+    const std::string why = loop.Run(*web);
+    web.reset();
+    saves.Restart();
+    house.Stop(why);
+    err << fmt::format("lighting-host: ended: {}\n", why) << std::flush;
+    out.flush();
+    if (recorder && !recorder->Failure().empty())
+    {
+        err << fmt::format("lighting-host: {}: could not be written to its end: {}\n",
+                           options.record, recorder->Failure());
+        return STATUS_CANNOT;
+    }
+    if (!out.good() || saves.Failed())
+        return STATUS_CANNOT;
+    // One without an end is complete when a signal ends it.
+    const int signal = StopSignals::Received();
+    return signal == 0 || options.forMs == 0 ? 0 : StatusOfSignal(signal);
+}
+} // namespace
+
+bool ParseListen(const std::string& text, WebServerOptions& options)
+{
+    const std::size_t colon = text.rfind(':');
+    const std::string port = colon == std::string::npos ? text : text.substr(colon + 1);
+    std::string address = colon == std::string::npos ? options.address : text.substr(0, colon);
+    if (address.size() > 2 && address.front() == '[' && address.back() == ']')
+        address = address.substr(1, address.size() - 2);
+    if (address.empty() || port.empty() || port.size() > 5 ||
+        port.find_first_not_of("0123456789") != std::string::npos || std::stoul(port) > UINT16_MAX)
+        return false;
+    options.address = address;
+    options.port = static_cast<std::uint16_t>(std::stoul(port));
+    return true;
+}
+
+bool ParseSpeed(const std::string& text, ServeOptions& options)
+{
+    if (text == "pause")
+    {
+        options.paused = true;
+        return true;
+    }
+    double speed = 0;
+    const char* const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, speed);
+    if (read.ec != std::errc() || read.ptr != end || !(speed > 0) || speed > LiveHouse::MOST_SPEED)
+        return false;
+    options.speed = speed;
+    return true;
+}
+
+int RunServe(const std::string& housePath, ServeOptions options, std::ostream& out,
+             std::ostream& err)
+{
+    HouseFile file;
+    if (!LoadHouse(housePath, file, err))
+        return 1;
+    TellDoubts(housePath, err);
+    // Each line is seen when it happens, also in a file or a pipe.
+    out << std::unitbuf;
+    try
+    {
+        if (!options.tokenFile.empty())
+            options.web.token = ReadToken(options.tokenFile);
+        options.web.openPaths = {"/token", "/token.js", "/style.css", "/icon.svg"};
+        return ServeHouse(housePath, file, options, out, err);
+    }
+    catch (const std::exception& error)
+    {
+        err << fmt::format("lighting-host: {}\n", error.what());
+        return STATUS_CANNOT;
+    }
+}
+} // namespace lighting_host

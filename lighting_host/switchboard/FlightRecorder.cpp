@@ -1,0 +1,92 @@
+#include "lighting_host/switchboard/FlightRecorder.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <fmt/format.h>
+
+namespace lighting_host
+{
+namespace
+{
+constexpr std::size_t MOST_WAITING = 64 * 1024;
+constexpr std::chrono::milliseconds LONGEST_WAIT{500};
+} // namespace
+
+FlightRecorder::FlightRecorder(const std::string& path, const RecordHead& head)
+    : m_file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)),
+      m_since(Clock::now())
+{
+    if (m_file < 0 && errno == EEXIST)
+        throw RecordError(fmt::format("{}: is there already; a record is never overwritten", path));
+    if (m_file < 0)
+        throw RecordError(fmt::format("{}: cannot be written: {}", path, std::strerror(errno)));
+    Add(HeadLine(head));
+    Flush(true);
+}
+
+FlightRecorder::~FlightRecorder()
+{
+    Flush(true);
+    close(m_file);
+}
+
+void FlightRecorder::Add(const std::string& line)
+{
+    if (!m_failure.empty())
+        return;
+    if (m_waiting.empty())
+        m_since = Clock::now();
+    m_waiting += line;
+    m_waiting += '\n';
+    Flush(m_waiting.size() >= MOST_WAITING);
+}
+
+void FlightRecorder::OnInput(const RecordInput& input)
+{
+    Add(InputLine(input));
+}
+
+void FlightRecorder::OnOutput(std::int64_t timeMs, const std::string& text)
+{
+    Add(OutputLine(timeMs, text));
+}
+
+void FlightRecorder::OnDigest(const RecordDigest& digest)
+{
+    Add(DigestLine(digest));
+}
+
+void FlightRecorder::OnDropped(const RecordDrop& drop)
+{
+    Add(DroppedLine(drop));
+}
+
+void FlightRecorder::Close(const RecordDigest& digest, const std::string& why)
+{
+    Add(EndLine(digest, why));
+    Flush(true);
+}
+
+void FlightRecorder::Flush(bool now)
+{
+    if (m_waiting.empty() || (!now && Clock::now() - m_since < LONGEST_WAIT))
+        return;
+    std::size_t written = 0;
+    while (written < m_waiting.size())
+    {
+        const ssize_t got = write(m_file, m_waiting.data() + written, m_waiting.size() - written);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+        {
+            m_failure = std::strerror(errno);
+            break;
+        }
+        written += static_cast<std::size_t>(got);
+    }
+    m_waiting.clear();
+}
+} // namespace lighting_host

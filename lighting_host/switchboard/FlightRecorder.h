@@ -1,0 +1,49 @@
+#pragma once
+
+#include "lighting_host/switchboard/FlightRecord.h"
+
+#include <chrono>
+#include <string>
+
+namespace lighting_host
+{
+// Writes a flight record while a house runs.
+//
+// Lines are gathered and written at least once a second as long as something is recorded or Flush
+// is called, so that a kill loses no more than that. A full device ends the record, not the house.
+class FlightRecorder
+{
+public:
+    // Makes the file, which must not be there yet, and writes the first line. Throws RecordError.
+    FlightRecorder(const std::string& path, const RecordHead& head);
+
+    // Writes what is left.
+    ~FlightRecorder();
+    FlightRecorder(const FlightRecorder&) = delete;
+    FlightRecorder& operator=(const FlightRecorder&) = delete;
+
+    void OnInput(const RecordInput& input);
+    void OnOutput(std::int64_t timeMs, const std::string& text);
+    void OnDigest(const RecordDigest& digest);
+    void OnDropped(const RecordDrop& drop);
+
+    // The last line; nothing may follow.
+    void Close(const RecordDigest& digest, const std::string& why);
+
+    // Writes what has waited for a second; `now`: everything.
+    void Flush(bool now);
+
+    // What went wrong with writing, in words; empty while all is well. Nothing is written after it.
+    const std::string& Failure() const { return m_failure; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void Add(const std::string& line);
+
+    int m_file = -1;
+    std::string m_waiting;
+    Clock::time_point m_since;
+    std::string m_failure;
+};
+} // namespace lighting_host

@@ -1,0 +1,40 @@
+#include "lighting_host/switchboard/OutputDigest.h"
+
+#include <new>
+#include <xxhash.h>
+
+#include <fmt/format.h>
+
+namespace lighting_host
+{
+struct OutputDigest::State
+{
+    XXH3_state_t* xxh = XXH3_createState();
+    ~State() { XXH3_freeState(xxh); }
+};
+
+OutputDigest::OutputDigest() : m_state(std::make_unique<State>())
+{
+    if (!m_state->xxh)
+        throw std::bad_alloc();
+    XXH3_128bits_reset(m_state->xxh);
+}
+
+OutputDigest::~OutputDigest() = default;
+
+void OutputDigest::Add(const std::string& text)
+{
+    // The line end keeps two outputs apart from one that is both.
+    XXH3_128bits_update(m_state->xxh, text.data(), text.size());
+    XXH3_128bits_update(m_state->xxh, "\n", 1);
+    ++m_count;
+    const auto sum = static_cast<std::uint32_t>(XXH3_64bits(text.data(), text.size()));
+    fmt::format_to(std::back_inserter(m_sums), "{:08x}", sum);
+}
+
+std::string OutputDigest::Hex() const
+{
+    const XXH128_hash_t hash = XXH3_128bits_digest(m_state->xxh);
+    return fmt::format("{:016x}{:016x}", hash.high64, hash.low64);
+}
+} // namespace lighting_host

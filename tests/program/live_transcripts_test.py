@@ -1,0 +1,90 @@
+#!/usr/bin/env python3
+"""Every transcript, handed in over a WebSocket: a live house answers what `check` expects of one.
+
+    live_transcripts_test.py PROGRAM [TRANSCRIPT...]
+"""
+import glob
+import json
+import os
+import sys
+import unittest
+
+from live_house import LiveHouse
+
+FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "transcripts")
+# What a live house says beside what it is told to do.
+OWN = {"hello", "cause"}
+KINDS = ["mib", "zcl", "gateway", "event", "variable", "binding", "bound_call", "bound_call_result",
+         "condition", "ui", "call", "unhandled", "log", "assert", "error", "state", "answer",
+         "house"]
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        head, *lines = [json.loads(line) for line in file
+                        if line.strip() and not line.startswith("#")]
+    steps = []
+    for line in lines:
+        if "in" in line:
+            steps.append((line["in"], []))
+        else:
+            steps[-1][1].append(line["out"])
+    return head, steps
+
+
+def kind_of(line):
+    if "error" in line:
+        return "error"
+    return next((kind for kind in KINDS if kind in line), None)
+
+
+def agrees(expected, actual):
+    if isinstance(expected, dict) and isinstance(actual, dict):
+        return all(name in actual and agrees(value, actual[name])
+                   for name, value in expected.items())
+    if isinstance(expected, list) and isinstance(actual, list):
+        return len(expected) == len(actual) and all(map(agrees, expected, actual))
+    return expected == actual and isinstance(expected, bool) == isinstance(actual, bool)
+
+
+class Transcripts(unittest.TestCase):
+    def replay(self, path):
+        head, steps = read(path)
+        options = []
+        for name, value in {"seed": 1, **head}.items():
+            if name in ("seed", "draw", "start", "zone"):
+                options += ["--" + name, str(value)]
+        house = LiveHouse(PROGRAM, os.path.join(os.path.dirname(path), head["house"]), "--bare",
+                          "--speed", "pause", "--log-level", "trace", *options)
+        try:
+            self.compare(house.visit(), head, steps)
+        finally:
+            house.end()
+
+    def compare(self, visitor, head, steps):
+        show = head.get("show", [kind for kind in KINDS if kind != "log"])
+        heard = visitor.ask({"since": 0})
+        for number, (line, outs) in enumerate(steps, 1):
+            heard += visitor.ask(json.dumps(line))
+            seen = [one for one in heard if not OWN & one.keys() and kind_of(one) in show]
+            heard = []
+            # What the drivers' end causes may stand at the end; here nobody hears it.
+            if number == len(steps):
+                outs = outs[:len(seen)]
+            self.assertEqual(len(outs), len(seen), f"{line}: {outs} but {seen}")
+            for expected, actual in zip(outs, seen):
+                expected = {**expected, **({"line": actual["line"]} if "line" in expected else {})}
+                self.assertTrue(agrees(expected, actual), f"{line}: {expected} but {actual}")
+
+    def test_every_transcript_passes_over_a_websocket(self):
+        paths = PATHS or sorted(glob.glob(os.path.join(FOLDER, "*", "*.jsonl")))
+        self.assertTrue(paths)
+        for path in paths:
+            with self.subTest(os.path.relpath(path, FOLDER)):
+                self.replay(path)
+
+
+if __name__ == "__main__":
+    PROGRAM = os.path.abspath(sys.argv.pop(1))
+    PATHS = [os.path.abspath(path) for path in sys.argv[1:]]
+    unittest.main(argv=sys.argv[:1])
