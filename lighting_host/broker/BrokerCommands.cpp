@@ -16,7 +16,7 @@ namespace
 {
 constexpr int FULL_LEVEL = 100;
 constexpr int FULL_CHANNEL = 255;
-constexpr double MOST_TRANSITION_S = 86400;
+constexpr double MOST_TRANSITION_S = 3600;
 constexpr double MS_A_SECOND = 1000;
 const std::string ON = "ON";
 const std::string OFF = "OFF";
@@ -46,7 +46,7 @@ std::int64_t ReadTransition(Fields& fields)
     const Json& value = fields.Get("transition");
     const double seconds = value.is_number() ? value.get<double>() : -1;
     if (!(seconds >= 0 && seconds <= MOST_TRANSITION_S))
-        throw InputError("\"transition\" is not a number of seconds from 0 to 86400");
+        throw InputError("\"transition\" is not a number of seconds from 0 to 3600");
     return std::llround(seconds * MS_A_SECOND);
 }
 

@@ -3,6 +3,8 @@
 #include "lighting_host/broker/BrokerAddress.h"
 #include "lighting_host/broker/BrokerNames.h"
 
+#include <string>
+
 namespace lighting_host
 {
 // How a house is put on a broker, as the command line says.
@@ -15,5 +17,7 @@ struct BrokerOptions
     bool discovery = true;
     // Whether the host protocol itself is there.
     bool protocol = false;
+    // A file with the user and the password; empty for none.
+    std::string userFile;
 };
 } // namespace lighting_host

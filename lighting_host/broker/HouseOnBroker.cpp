@@ -20,14 +20,14 @@ const std::string OFFLINE = "offline";
 const std::string OFF = "OFF";
 constexpr std::int64_t NS_A_MS = 1000000;
 constexpr std::int64_t SECOND_NS = 1000 * NS_A_MS;
+// How often the house is looked at.
+constexpr std::int64_t LOOK_INTERVAL_NS = 90 * NS_A_MS;
 // A light that moves without a command of ours is told this often.
 constexpr std::int64_t LIGHT_INTERVAL_NS = SECOND_NS;
 // A lamp that has not come to where a command sent it, so long after it should have, is told as it
 // is.
 constexpr std::int64_t FADE_GRACE_MS = 2000;
 constexpr std::int64_t LEAST_BIRTH_DELAY_MS = 100;
-constexpr unsigned MOST_COMPLAINTS_A_MINUTE = 20;
-constexpr std::int64_t MINUTE_NS = 60 * SECOND_NS;
 constexpr std::int64_t HUNDREDTHS = 100;
 
 std::string Quoted(const std::string& text)
@@ -57,7 +57,7 @@ bool IsSameShape(const HouseModel& one, const HouseModel& other)
 HouseOnBroker::HouseOnBroker(Options options, BrokeredHouse& house, Broker& broker,
                              BrokerMemory& memory, Complaint complaint)
     : m_options(std::move(options)), m_house(house), m_broker(broker), m_memory(memory),
-      m_complaint(std::move(complaint)), m_random(std::random_device{}())
+      m_complaints(std::move(complaint)), m_random(std::random_device{}())
 {
 }
 
@@ -69,7 +69,7 @@ HouseOnBroker::~HouseOnBroker()
 void HouseOnBroker::Start()
 {
     m_started = true;
-    LookAtHouse();
+    LookAtHouse(HouseModel());
     std::vector<nx::DriverHost*> drivers;
     for (const auto& driver : m_house.GetSession().House().Drivers())
         drivers.push_back(driver.get());
@@ -91,10 +91,12 @@ void HouseOnBroker::Stop()
 void HouseOnBroker::Work(std::int64_t nowNs)
 {
     m_nowNs = nowNs;
-    if (!m_started || !m_house.IsNow())
+    if (!m_started || !m_house.IsNow() || nowNs - m_lookedNs < LOOK_INTERVAL_NS)
         return;
-    const HouseModel before = m_model;
-    LookAtHouse();
+    m_lookedNs = nowNs;
+    const HouseModel before = std::move(m_model);
+    m_model = HouseModel();
+    LookAtHouse(before);
     if (!m_announced || m_broker.GetState() != Broker::State::Connected)
         return;
     const bool isBirth = m_birthNs != 0 && nowNs >= m_birthNs;
@@ -246,7 +248,8 @@ void HouseOnBroker::TellDevice(const DeviceModel& device)
             std::any_of(device.entities.begin(), device.entities.end(),
                         [](const Entity& entity)
                         { return entity.kind == EntityKind::Link && entity.figure.value == OFF; });
-        const bool isThere = driver->Driver() && !isUnlinked;
+        const auto& told = driver->LastTold();
+        const bool isThere = driver->Driver() && !isUnlinked && (!told || told->online);
         PublishRetained(m_options.topics.Availability(device.id), isThere ? ONLINE : OFFLINE);
     }
     for (const Entity& entity : device.entities)
@@ -354,10 +357,20 @@ std::optional<std::string> HouseOnBroker::ValueOf(const DeviceModel& device, con
 
 // --- The house ---
 
-void HouseOnBroker::LookAtHouse()
+// A device whose driver has gone shows what it showed `before`: it is unavailable, not taken away.
+void HouseOnBroker::LookAtHouse(const HouseModel& before)
 {
     m_model = MakeHouseModel(m_house.Plan(), m_house.GetSession(), m_options.houseName,
                              m_options.keepsEnergy);
+    for (DeviceModel& device : m_model.devices)
+    {
+        const nx::DriverHost* const driver =
+            device.driver.empty() ? nullptr : m_house.GetSession().House().Find(device.driver);
+        const DeviceModel* const old =
+            driver && !driver->Driver() ? before.Find(device.id) : nullptr;
+        if (old)
+            device.entities = old->entities;
+    }
 }
 
 // Totals are kept before they are told. What cannot be kept is not told.
@@ -427,7 +440,8 @@ void HouseOnBroker::OnBrokerConnected()
     if (!m_house.IsNow())
         return;
     m_birthNs = 0;
-    LookAtHouse();
+    const HouseModel before = std::move(m_model);
+    LookAtHouse(before);
     Announce(false);
 }
 
@@ -553,19 +567,9 @@ void HouseOnBroker::Answer(const BrokerMessage& message, const std::string& answ
 
 // --- Odds and ends ---
 
-// A flood of messages is no flood of complaints.
 void HouseOnBroker::Complain(const std::string& what)
 {
-    if (m_nowNs - m_complaintsNs >= MINUTE_NS)
-    {
-        if (m_complaints > MOST_COMPLAINTS_A_MINUTE)
-            m_complaint(
-                fmt::format("{} more were not told", m_complaints - MOST_COMPLAINTS_A_MINUTE));
-        m_complaints = 0;
-        m_complaintsNs = m_nowNs;
-    }
-    if (++m_complaints <= MOST_COMPLAINTS_A_MINUTE)
-        m_complaint(what);
+    m_complaints.Tell(what, m_nowNs);
 }
 
 void HouseOnBroker::SaveMemory()

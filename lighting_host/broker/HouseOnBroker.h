@@ -7,6 +7,7 @@
 #include "lighting_host/broker/ButtonEvents.h"
 #include "lighting_host/broker/Discovery.h"
 #include "lighting_host/broker/HouseModel.h"
+#include "lighting_host/broker/SparseComplaints.h"
 #include "lighting_host/simulation/HouseListener.h"
 #include "lighting_host/simulation/RunStatistics.h"
 
@@ -66,7 +67,7 @@ public:
     };
 
     // Told in words what went wrong with a message or the connection.
-    using Complaint = std::function<void(const std::string&)>;
+    using Complaint = SparseComplaints::Sink;
 
     struct Counts
     {
@@ -136,7 +137,7 @@ private:
                     const std::vector<ButtonEvent>& events);
     std::optional<std::string> ValueOf(const DeviceModel& device, const Entity& entity,
                                        nx::DriverHost* driver);
-    void LookAtHouse();
+    void LookAtHouse(const HouseModel& before);
     void LookAtEnergy(const std::vector<nx::DriverHost*>& drivers);
     void OnCommand(const BrokerMessage& message);
     std::string Obey(const DeviceModel& device, const Entity& entity, const std::string& payload);
@@ -153,7 +154,7 @@ private:
     BrokeredHouse& m_house;
     Broker& m_broker;
     BrokerMemory& m_memory;
-    Complaint m_complaint;
+    SparseComplaints m_complaints;
     HouseModel m_model;
     bool m_started = false;
     // Whether this connection has been told everything yet.
@@ -167,11 +168,9 @@ private:
     std::map<std::string, std::string> m_energy;
     std::mt19937 m_random;
     std::int64_t m_nowNs = 0;
+    std::int64_t m_lookedNs = 0;
     // When everything is told anew; 0 for not.
     std::int64_t m_birthNs = 0;
-    // How many complaints there were since m_complaintsNs.
-    unsigned m_complaints = 0;
-    std::int64_t m_complaintsNs = 0;
     Counts m_counts;
 };
 } // namespace lighting_host

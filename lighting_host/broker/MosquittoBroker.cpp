@@ -286,14 +286,16 @@ private:
         }
         const bool isVersion = m_refusal == REFUSED_VERSION_BEFORE_5 ||
                                m_refusal == MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION;
-        // Some brokers that do not know MQTT 5 just close the connection.
-        if (isVersion || (!m_answered && m_refusal == 0))
-            OtherVersion();
         if (m_refusal != 0)
             m_why = m_version == MQTT_PROTOCOL_V5 ? mosquitto_reason_string(m_refusal)
                                                   : mosquitto_connack_string(m_refusal);
         else if (result != MOSQ_ERR_SUCCESS && result != MOSQ_ERR_CONN_LOST)
             m_why = Words(result);
+        // Some brokers that do not know MQTT 5 just close the connection.
+        if (isVersion || (!m_answered && m_refusal == 0))
+            OtherVersion();
+        else if (m_answered && m_address.version == BrokerAddress::Version::Best)
+            m_version = MQTT_PROTOCOL_V5; // it may be another broker next time
     }
 
     void OtherVersion()

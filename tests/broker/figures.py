@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Measures a house on a broker: messages a second, and how long a press takes to its message.
 
     figures.py PROGRAM [PRESSES]

@@ -7,6 +7,7 @@ import socket
 import subprocess
 import tempfile
 import threading
+import urllib.request
 
 import paho.mqtt.client as mqtt
 from paho.mqtt.packettypes import PacketTypes
@@ -15,7 +16,7 @@ from paho.mqtt.properties import Properties
 MOSQUITTO = "/usr/sbin/mosquitto"
 ROOT = os.path.abspath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
 EXAMPLE = os.path.join(ROOT, "examples/house/house.xml")
-LONGEST_WAIT_S = 60
+LONGEST_WAIT_S = 40
 # Told whenever something came from another process; guards what came.
 CHANGED = threading.Condition()
 
@@ -67,7 +68,7 @@ class Mosquitto:
         self.folder = tempfile.TemporaryDirectory()
         self.config = os.path.join(self.folder.name, "mosquitto.conf")
         with open(self.config, "w", encoding="utf-8") as config:
-            config.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\nlog_type notice\n"
+            config.write(f"listener {self.port} 127.0.0.1\nallow_anonymous true\nlog_type information\n"
                          "log_dest stderr\n")
             if os.getuid() == 0:
                 config.write("user root\n")
@@ -114,6 +115,11 @@ class House:
     def page(self):
         line = until(lambda: self.lines.with_text("http://"), "the page")
         return re.search(r"http://\S+/", line).group(0)
+
+    def post(self, line):
+        request = urllib.request.Request(self.page() + "api/input", json.dumps(line).encode())
+        with urllib.request.urlopen(request, timeout=LONGEST_WAIT_S) as answer:
+            return answer.read().decode()
 
     def kilobytes(self):
         with open(f"/proc/{self.process.pid}/status", encoding="utf-8") as status:
