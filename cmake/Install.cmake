@@ -3,7 +3,8 @@
 #   runtime      the library
 #   development  its headers and the host's interfaces, for find_package(lightingcommon) and pkg-config
 #   program      lighting-host and the embedded host's library
-#   testkit      the embedded host's headers, for the tests of a driver
+#   testkit      what the tests of a driver use: the test kit, the simulated devices, and the headers
+#                of the embedded host
 #   doc          the documents and the examples
 include(CMakePackageConfigHelpers)
 
@@ -15,7 +16,8 @@ set(package ${CMAKE_INSTALL_LIBDIR}/cmake/lightingcommon)
 install(DIRECTORY host_interfaces/nxshared host_interfaces/NxLibDriverBases lighting_common
   DESTINATION ${headers} COMPONENT development
   FILES_MATCHING PATTERN *.h PATTERN internal EXCLUDE)
-install(DIRECTORY embedded_host DESTINATION ${headers} COMPONENT testkit
+install(DIRECTORY embedded_host test_kit device_wire simulated_devices wire
+  DESTINATION ${headers} COMPONENT testkit
   FILES_MATCHING PATTERN *.h PATTERN internal EXCLUDE)
 
 # Wherever it is installed, the program finds its libraries beside it.
@@ -31,6 +33,9 @@ install(TARGETS lightingcommon host_interfaces EXPORT lightingcommon
 install(TARGETS embedded_host EXPORT lightingcommonTestkit
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     COMPONENT program NAMELINK_COMPONENT testkit)
+# Static: they are linked into tests alone, and promise nothing about their symbols.
+install(TARGETS testkit device_wire simulated_devices wire EXPORT lightingcommonTestkit
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT testkit)
 install(TARGETS lighting-host EXPORT lightingcommonProgram
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT program)
 foreach(pair "development;lightingcommon" "testkit;lightingcommonTestkit"

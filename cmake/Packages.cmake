@@ -71,10 +71,12 @@ devices: runs a house in real or virtual time, speaks a protocol of JSON lines,
 replays transcripts and checks house files."
   "${library} ${same}")
 component(testkit liblightingcommon-testkit-dev libdevel
-  "embedded host for tests of lighting drivers (headers)"
-"The headers of the embedded host, to drive a driver of one's own in a test, on
-a clock that the test moves."
-  "liblightingcommon-dev ${same}" "lighting-host ${same}")
+  "test kit for drivers of lighting products"
+"What a driver of one's own is tested with: the headers of the embedded host, on
+a clock that the test moves, sentences about what a driver did, the list of what
+every driver must do, and simulated devices with their faults."
+  "liblightingcommon-dev ${same}" "lighting-host ${same}" "libgmock-dev" "libgtest-dev"
+  "zlib1g-dev")
 component(doc liblightingcommon-doc doc
   "building blocks for drivers of lighting products (documents)"
 "The documents of the library, of the host and of the program, and examples of

@@ -37,6 +37,7 @@ public:
     FaultList* GetFaults() override { return m_keypad.GetFaults(); }
 
     BusKeypad& Keypad() { return m_keypad; }
+    const BusKeypad& Keypad() const { return m_keypad; }
 
 private:
     SimulatedLine m_line;

@@ -76,6 +76,8 @@ public:
     void AddFault(std::unique_ptr<ZigbeeLightFault> fault);
     FaultList* GetFaults() override { return &m_faults; }
 
+    const Settings& GetSettings() const { return m_settings; }
+
     // The light as it is; a test may write to it.
     LightTables& Tables() { return m_tables; }
     const LightTables& Tables() const { return m_tables; }

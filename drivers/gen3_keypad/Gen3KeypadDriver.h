@@ -75,7 +75,7 @@ public:
     // A bound load reported its level: every button is told, in order of id.
     void ReportLightLevel(int level);
 
-    // How many messages wait until the transmit queue takes them.
+    // How many messages wait until the transmit queue takes them, and which.
     std::size_t WaitingCount() const { return m_outbox.Size(); }
     const KeypadOutbox& Outbox() const { return m_outbox; }
 

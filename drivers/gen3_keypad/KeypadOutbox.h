@@ -33,7 +33,7 @@ public:
     bool Empty() const { return m_entries.empty(); }
     std::size_t Size() const { return m_entries.size(); }
 
-    // The oldest first.
+    // The entries, oldest first. Valid until the next change.
     const std::deque<Entry>& Entries() const { return m_entries; }
 
     // Whether a state of that kind waits.

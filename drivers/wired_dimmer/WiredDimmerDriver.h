@@ -56,6 +56,9 @@ public:
     // start.
     int GetLevel() const { return m_level; }
 
+    // How long a synchronisation waits for the next report of the device, in milliseconds.
+    unsigned SyncTimerMs() const { return m_syncTimerMs; }
+
     LoadGroupManager& Groups() { return m_groups; }
     const LoadGroupManager& Groups() const { return m_groups; }
     AdvSceneManager& AdvScenes() { return m_advScenes; }

@@ -55,6 +55,9 @@ public:
     void SetLoadOn(bool on) { m_loadOn = on; }
     void SetEnergyReady(bool ready) { m_energyReady = ready; }
 
+    // The stall delay of the last synchronisation, in seconds; 0 when there has been none.
+    unsigned LastStallDelay() const { return m_lastStallDelay; }
+
     // The scenes that the light should hold.
     const SceneManager& Scenes() const { return m_scenes; }
     EnergyInfoCollector& Energy() { return m_energy; }

@@ -254,6 +254,54 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
     return head;
 }
 
+LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options)
+{
+    LiveServer::Options server;
+    server.name = std::filesystem::path(housePath).stem().string();
+    server.program = ProgramVersion();
+    server.token = options.web.token;
+    server.faultLevel = NameOf(options.faults);
+    server.seed = options.session.seed;
+    server.startLocalSeconds = options.session.startLocalSeconds;
+    server.zone = options.session.zone;
+    server.pageFolder = options.pageFolder;
+    return server;
+}
+
+LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOptions& session,
+                                  FlightRecorder* recorder)
+{
+    LiveHouse::Options house;
+    house.run.session = session;
+    house.run.faults = options.faults;
+    house.run.people = !options.bare;
+    house.speed = options.speed;
+    house.paused = options.paused;
+    house.recorder = recorder;
+    house.makeListener = [](HouseRun& run)
+    {
+        return std::make_unique<HousePicture>(run);
+    };
+    return house;
+}
+
+// The record's file; null when none is asked for. `file` gets the states that drivers begin with.
+std::unique_ptr<FlightRecorder> BeginRecord(const std::string& housePath, HouseFile& file,
+                                            const ServeOptions& options)
+{
+    RecordHead head = MakeHead(housePath, options);
+    head.states = TakeStates(file, options.session.statePath);
+    return options.record.empty() ? nullptr
+                                  : std::make_unique<FlightRecorder>(options.record, head);
+}
+
+// One without an end is complete when a signal ends it.
+int StatusOfEnd(const ServeOptions& options)
+{
+    const int signal = StopSignals::Received();
+    return signal == 0 || options.forMs == 0 ? 0 : StatusOfSignal(signal);
+}
+
 // Where the page is for somebody on another machine, as far as that is known.
 std::string PageUrl(const WebServerOptions& options, std::uint16_t port)
 {
@@ -293,40 +341,16 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     SaveWatch saves(options.session);
     boost::asio::io_context context(1);
     std::function<void()> wake;
-    LiveServer::Options serverOptions;
-    serverOptions.name = std::filesystem::path(housePath).stem().string();
-    serverOptions.program = ProgramVersion();
-    serverOptions.token = options.web.token;
-    serverOptions.faultLevel = NameOf(options.faults);
-    serverOptions.seed = options.session.seed;
-    serverOptions.startLocalSeconds = options.session.startLocalSeconds;
-    serverOptions.zone = options.session.zone;
-    serverOptions.pageFolder = options.pageFolder;
-    LiveServer server(serverOptions, [&wake] { wake(); });
+    LiveServer server(ServerOptionsOf(housePath, options), [&wake] { wake(); });
     // First of all that can fail, so that nothing is left behind when it does.
     auto web = std::make_unique<WebServer>(context, options.web, server);
     server.Attach(*web);
-
-    std::unique_ptr<FlightRecorder> recorder;
-    RecordHead head = MakeHead(housePath, options);
-    head.states = TakeStates(file, options.session.statePath);
-    if (!options.record.empty())
-        recorder = std::make_unique<FlightRecorder>(options.record, head);
-
-    LiveHouse::Options houseOptions;
-    houseOptions.run.session = saves.Options();
-    houseOptions.run.faults = options.faults;
-    houseOptions.run.people = !options.bare;
-    houseOptions.speed = options.speed;
-    houseOptions.paused = options.paused;
-    houseOptions.recorder = recorder.get();
-    houseOptions.makeListener = [](HouseRun& run)
-    {
-        return std::make_unique<HousePicture>(run);
-    };
-    std::unique_ptr<ConsoleReport> report;
+    const auto recorder = BeginRecord(housePath, file, options);
+    const std::string name = std::filesystem::path(housePath).stem().string();
     std::unique_ptr<LiveHouseOnBroker> onBroker = MakeOnBroker(
-        options, file, serverOptions.name, web->Port(), context, [&wake] { wake(); }, err);
+        options, file, name, web->Port(), context, [&wake] { wake(); }, err);
+    std::unique_ptr<ConsoleReport> report;
+    LiveHouse::Options houseOptions = HouseOptionsOf(options, saves.Options(), recorder.get());
     houseOptions.onPresent = [&report, &out, &options, &onBroker](HouseRun* run)
     {
         if (onBroker)
@@ -338,7 +362,6 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     };
     LiveHouse house(file, houseOptions, &server);
     server.Attach(house);
-
     ServeLoop loop(context, house, server, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
     const CutAtEnd cut{web, onBroker};
@@ -348,8 +371,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     };
     house.Start(MonotonicNs());
     err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
-                       serverOptions.name, AddressText(options.web.address), web->Port(),
-                       options.session.seed)
+                       name, AddressText(options.web.address), web->Port(), options.session.seed)
         << std::flush;
     if (onBroker)
         onBroker->Start(house);
@@ -362,17 +384,11 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     house.Stop(why);
     err << fmt::format("lighting-host: ended: {}\n", why) << std::flush;
     out.flush();
-    if (recorder && !recorder->Failure().empty())
-    {
+    const bool recorded = !recorder || recorder->Failure().empty();
+    if (!recorded)
         err << fmt::format("lighting-host: {}: could not be written to its end: {}\n",
                            options.record, recorder->Failure());
-        return STATUS_CANNOT;
-    }
-    if (!out.good() || saves.Failed())
-        return STATUS_CANNOT;
-    // One without an end is complete when a signal ends it.
-    const int signal = StopSignals::Received();
-    return signal == 0 || options.forMs == 0 ? 0 : StatusOfSignal(signal);
+    return recorded && out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
 }
 } // namespace
 

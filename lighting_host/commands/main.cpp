@@ -4,6 +4,7 @@
 #include "lighting_host/commands/CrashReport.h"
 #include "lighting_host/commands/DescriptorInput.h"
 #include "lighting_host/commands/DescriptorOutput.h"
+#include "lighting_host/commands/NewDriverCommand.h"
 #include "lighting_host/commands/Options.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/Serve.h"
@@ -16,6 +17,7 @@
 #include <charconv>
 #include <fcntl.h>
 #include <istream>
+#include <memory>
 #include <ostream>
 #include <random>
 #include <unistd.h>
@@ -164,6 +166,7 @@ private:
     CLI::App* m_serve;
     CLI::App* m_check;
     CLI::App* m_validate;
+    std::unique_ptr<NewDriverCommand> m_newDriver;
     CLI::App* m_manual;
     CLI::App* m_completion;
     std::string m_house;
@@ -203,6 +206,8 @@ CommandLine::CommandLine()
 
     m_validate = m_app.add_subcommand("validate", "Say what is wrong with a house file");
     m_validate->add_option("HOUSE", m_house, "The house file")->required();
+
+    m_newDriver = std::make_unique<NewDriverCommand>(m_app);
 
     AddTexts();
 
@@ -386,6 +391,8 @@ int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
     }
     if (*m_validate)
         return RunValidate(m_house, out, style);
+    if (*m_newDriver)
+        return m_newDriver->Run(out);
     if (*m_manual)
         return PrintManual(out, err);
     if (*m_completion)

@@ -16,8 +16,11 @@ namespace lighting_host
 {
 class Fields;
 
-// Who hands lines into a live house. Answers come to it alone; what the house puts out it reads
-// from the ring. Must leave before it goes.
+// Who hands lines into a live house, by LiveHouse::HandIn on the house's thread. Answers come to it
+// alone. What the house puts out it reads from LiveHouse::Ring at its own pace, from the number
+// after the last one that it has taken: a LiveListener tells it that there is more, and that the
+// numbers are others (OnMoment). The ring is its queue, and bounded: one that is so slow that the
+// next number is not kept any more has missed lines, and drops itself or begins anew.
 class HouseVisitor
 {
 public:

@@ -25,6 +25,7 @@ struct HouseFileUse;
 struct HousePlan;
 struct LoadFacts;
 class TrafficWatch;
+class TypePicture;
 
 // A kind of simulated device, as <device kind="..."> names it.
 struct DeviceKind
@@ -54,6 +55,9 @@ struct DriverType
 {
     const char* name;
 
+    // What a person calls it: "ZigBee light".
+    const char* words;
+
     // Makes a driver of this type with its adapter (see DriverAdapter). `facts` outlives the
     // driver.
     NxBaseDriver* (*make)(IInstanceManager& instances, LoadFacts& facts);
@@ -71,6 +75,10 @@ struct DriverType
     // and scenes that it does not keep by itself, in order. Null for a type that is told nothing.
     std::vector<embedded_host::CmdMessage> (*provision)(const HousePlan& plan,
                                                         const std::string& driver);
+
+    // Makes the picture of one driver of this type for a page. Null when its page shows only what
+    // holds for every driver.
+    std::unique_ptr<TypePicture> (*picture)(const HouseFileDriver& driver);
 
     // Whether a driver can be a load in a scene; and the command by which it is told that the scene
     // of its SCENE_ID is recalled, null when only its device is.

@@ -4,12 +4,11 @@
 #include "lighting_host/simulation/DeviceSwitches.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/web/Metrics.h"
-#include "lighting_host/web/QueuePicture.h"
-#include "lighting_host/web/SyncPicture.h"
 
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,6 +31,7 @@ struct ZclFrame;
 namespace lighting_host
 {
 class DriverAdapter;
+class TypePicture;
 class HouseRun;
 
 // The members of a JSON object by name, each value as JSON text, in the order in which they are
@@ -55,6 +55,9 @@ class DriverPicture
 public:
     // Both must outlive this. The driver is asked only while it runs.
     DriverPicture(HouseRun& run, nx::DriverHost& driver);
+    ~DriverPicture();
+    DriverPicture(const DriverPicture&) = delete;
+    DriverPicture& operator=(const DriverPicture&) = delete;
 
     const std::string& Name() const;
 
@@ -84,25 +87,12 @@ private:
         std::string value;
     };
 
-    // What was done at a button or contact, by the device's number.
-    struct Touched
-    {
-        bool pressed = false;
-        unsigned uses = 0;
-    };
-
     void OnVariable(const embedded_host::VariableChanged& variable, std::int64_t nowMs);
     void AddDevice(Members& members);
     void AddEnergy(DriverAdapter& adapter, Members& members);
-    void AddPuck(DriverAdapter& adapter, Members& members);
-    void AddKeypad(DriverAdapter& adapter, Members& members);
-    Json KeypadButton(int id, const Json& button) const;
-    void AddQueue(DriverAdapter& adapter, Members& members);
-    void AddTables(DriverAdapter& adapter, Members& members);
-    void AddWants(DriverAdapter& adapter, Members& members);
-    static Json Elements(DriverAdapter& adapter);
+    void AddOfType(Members& members) const;
+    Json QueueOf() const;
     DriverAdapter* Adapter() const;
-    const Touched& TouchedAt(int number) const;
     std::string Variables() const;
     std::string Power() const;
     std::string Online() const;
@@ -112,9 +102,10 @@ private:
     // Null without a simulated device; then the index means nothing.
     device_wire::AttachedDevice* m_device = nullptr;
     std::size_t m_deviceIndex = 0;
-    QueuePicture m_queue;
-    SyncPicture m_sync;
-    std::map<int, Touched> m_touched;
+    // Null for a type without one.
+    std::unique_ptr<TypePicture> m_type;
+    // Whether the device is of the kind that the driver's type expects.
+    bool m_isOwnKind = false;
     std::map<unsigned, Variable> m_variables;
     std::uint64_t m_warnings = 0;
     std::uint64_t m_powerFailures = 0;

@@ -1,13 +1,12 @@
 #include "lighting_host/web/LiveServer.h"
 
-#include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 #include "lighting_host/web/HostCheck.h"
+#include "lighting_host/web/LiveVisitor.h"
 #include "lighting_host/web/Metrics.h"
 #include "lighting_host/web/PageAssets.h"
 
 #include <algorithm>
-#include <deque>
 #include <random>
 
 #include <fmt/format.h>
@@ -16,9 +15,6 @@ namespace lighting_host
 {
 namespace
 {
-constexpr unsigned TRY_AGAIN_LATER = 1013;
-constexpr std::size_t MOST_OWN_LINES = 4096;
-constexpr std::size_t MOST_OWN_BYTES = 8 * 1024 * 1024;
 constexpr std::size_t MOST_NAME = 32;
 constexpr std::int64_t DAY_MS = embedded_host::SECONDS_PER_DAY * 1000;
 constexpr std::chrono::seconds CLOCK_INTERVAL{1};
@@ -58,244 +54,6 @@ const char* Bool(bool value)
 }
 } // namespace
 
-// One WebSocket: what it hears, how far it has read, and the lines that are for it alone.
-class LiveServer::Visitor : public WebVisitor, public HouseVisitor
-{
-public:
-    Visitor(LiveServer& server, WebSocketPeer& peer, std::string name, bool watching)
-        : m_server(server), m_peer(peer), m_name(std::move(name)), m_watching(watching),
-          m_cursor(server.m_house->Ring().Last())
-    {
-        m_server.m_visitors.insert(this);
-        Add(fmt::format("{{\"hello\":1,{},\"watching\":{}}}", m_server.HelloMembers(),
-                        Bool(watching)));
-    }
-
-    ~Visitor() override
-    {
-        m_server.m_visitors.erase(this);
-        m_server.Released(*this);
-    }
-
-    const std::string& Name() const override { return m_name; }
-    bool HearsPage() const { return m_page; }
-
-    // Whether it holds a button of a device.
-    bool HasPressed() const { return !m_pressed.empty(); }
-    const std::set<std::string>& Pressed() const { return m_pressed; }
-
-    void OnAnswer(const std::string& text) override { Add(text); }
-
-    void OnMessage(const std::string& text) override
-    {
-        const unsigned long number = ++m_number;
-        try
-        {
-            if (OwnLine(text))
-                return Add(fmt::format("{{\"done\":{}}}", number));
-            if (m_watching)
-                throw InputError("this visitor watches only");
-        }
-        catch (const InputError& error)
-        {
-            Add(fmt::format("{{\"error\":{},\"line\":{}}}", Quoted(error.Message()), number));
-            return Add(fmt::format("{{\"done\":{}}}", number));
-        }
-        m_server.m_house->HandIn(*this, text, number, MonotonicNs());
-        NotePressed(text);
-        m_server.m_wake();
-    }
-
-    bool Collect(std::string& out, std::size_t mostBytes) override
-    {
-        m_server.m_allAwake = false;
-        const OutputRing& ring = m_server.m_house->Ring();
-        while (out.size() < mostBytes)
-        {
-            if (!m_own.empty() && m_own.front().after <= m_cursor)
-            {
-                m_ownBytes -= m_own.front().text.size();
-                Append(out, m_own.front().text);
-                m_own.pop_front();
-                continue;
-            }
-            if (m_cursor >= ring.Last())
-                break;
-            if (m_cursor + 1 < ring.First())
-            {
-                Drop(fmt::format("too slow: {} lines behind", ring.Last() - m_cursor));
-                return false;
-            }
-            const OutputRing::Line& line = ring.At(++m_cursor);
-            if (Hears(line))
-                Append(out, line.text);
-        }
-        return !out.empty();
-    }
-
-    void Wake() { m_peer.Wake(); }
-
-    // A line for this visitor alone, after all that came so far.
-    void Add(const std::string& text)
-    {
-        m_own.push_back({m_server.m_house->Ring().Last(), text});
-        m_ownBytes += text.size();
-        if (m_own.size() > MOST_OWN_LINES || m_ownBytes > MOST_OWN_BYTES)
-            Drop(fmt::format("too slow: {} lines wait", m_own.size()));
-        m_peer.Wake();
-    }
-
-    // The lines are another moment's: what came before is not sent any more.
-    void MoveTo(std::uint64_t seq, const std::string& line)
-    {
-        m_cursor = seq;
-        for (Own& own : m_own)
-            own.after = std::min(own.after, seq);
-        if (!m_page)
-            Add(line);
-    }
-
-private:
-    struct Own
-    {
-        std::uint64_t after = 0;
-        std::string text;
-    };
-
-    static void Append(std::string& out, const std::string& line)
-    {
-        if (!out.empty())
-            out += '\n';
-        out += line;
-    }
-
-    void Drop(const std::string& why)
-    {
-        if (!m_dropped)
-            ++m_server.m_droppedVisitors;
-        m_dropped = true;
-        m_peer.Close(TRY_AGAIN_LATER, why);
-    }
-
-    bool Hears(const OutputRing::Line& line) const
-    {
-        if (line.kind == std::string("cause"))
-            return m_page && IsOf(line);
-        return (m_kinds.empty() || m_kinds.count(line.kind) != 0) && IsOf(line);
-    }
-
-    bool IsOf(const OutputRing::Line& line) const
-    {
-        return m_drivers.empty() || line.driver == OutputRing::NO_DRIVER ||
-               m_drivers.count(line.driver) != 0;
-    }
-
-    // `hear` and `since` are this visitor's own business.
-    bool OwnLine(const std::string& text)
-    {
-        if (text.find("\"hear\"") == std::string::npos &&
-            text.find("\"since\"") == std::string::npos)
-            return false;
-        const Json line = ParseJson(text);
-        Fields fields(line, "the input");
-        if (fields.Has("hear"))
-        {
-            Fields hear(fields.Get("hear"), "\"hear\"");
-            fields.Finish();
-            ReadHear(hear);
-            return true;
-        }
-        if (!fields.Has("since"))
-            return false;
-        const auto since = static_cast<std::uint64_t>(fields.Integer("since", 0, INT64_MAX));
-        const long long branch = fields.IntegerOr("branch", 0, UINT32_MAX, -1);
-        fields.Finish();
-        Resume(since, branch);
-        return true;
-    }
-
-    void ReadHear(Fields& hear)
-    {
-        std::set<std::string> kinds;
-        std::set<std::size_t> drivers;
-        if (hear.Has("kinds"))
-            for (const Json& kind : hear.Get("kinds"))
-                kinds.insert(ToText(kind, "kinds"));
-        if (hear.Has("drivers"))
-        {
-            HouseRun& run = m_server.m_house->Run();
-            for (const Json& driver : hear.Get("drivers"))
-            {
-                const std::string& name = ToText(driver, "drivers");
-                const nx::DriverHost* const found = run.GetSession().House().Find(name);
-                if (!found)
-                    throw InputError(fmt::format("there is no driver named \"{}\"", name));
-                drivers.insert(run.PlaceOf(found));
-            }
-        }
-        m_page = hear.BooleanOr("page", false);
-        hear.Finish();
-        m_kinds = std::move(kinds);
-        m_drivers = std::move(drivers);
-    }
-
-    void Resume(std::uint64_t since, long long branch)
-    {
-        const LiveHouse& house = *m_server.m_house;
-        const OutputRing& ring = house.Ring();
-        const bool other = branch >= 0 && branch != house.Branch();
-        if (!other && since + 1 >= ring.First() && since <= ring.Last())
-        {
-            m_cursor = since;
-            for (Own& own : m_own)
-                own.after = std::min(own.after, since);
-            return;
-        }
-        Add(fmt::format("{{\"gone\":{},\"first_seq\":{},\"seq\":{},\"branch\":{}}}", since,
-                        ring.First(), ring.Last(), house.Branch()));
-    }
-
-    // What this visitor holds down is let go when it leaves.
-    void NotePressed(const std::string& text)
-    {
-        if (text.find("\"act\"") == std::string::npos)
-            return;
-        try
-        {
-            Json line = ParseJson(text);
-            if (line.value("house", "") != "act")
-                return;
-            const std::string what = line.value("do", "");
-            line["do"] = "release";
-            if (what == "press")
-                m_pressed.insert(line.dump());
-            else if (what == "release")
-                m_pressed.erase(line.dump());
-        }
-        catch (const std::exception&)
-        {
-            // It was refused, then.
-        }
-    }
-
-    LiveServer& m_server;
-    WebSocketPeer& m_peer;
-    const std::string m_name;
-    const bool m_watching;
-    bool m_page = false;
-    bool m_dropped = false;
-    // Empty for all.
-    std::set<std::string> m_kinds;
-    std::set<std::size_t> m_drivers;
-    // The last number that was sent or passed over.
-    std::uint64_t m_cursor;
-    std::deque<Own> m_own;
-    std::size_t m_ownBytes = 0;
-    unsigned long m_number = 0;
-    // The lines that release them.
-    std::set<std::string> m_pressed;
-};
-
 namespace
 {
 // Takes the answers of one line that came by HTTP.
@@ -325,8 +83,8 @@ private:
 
 LiveServer::LiveServer(Options options, std::function<void()> wake)
     : m_options(std::move(options)), m_shifts(m_options.zone, m_options.startLocalSeconds),
-      m_wake(std::move(wake)),
-      m_metrics(std::make_unique<Metrics>(m_options.program)), m_run(RunName())
+      m_wake(std::move(wake)), m_metrics(std::make_unique<Metrics>(m_options.program)),
+      m_run(RunName())
 {
 }
 
@@ -638,13 +396,13 @@ std::string LiveServer::PastValue()
 std::string LiveServer::Snapshot()
 {
     const std::string view = View().Snapshot();
-    return fmt::format("{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","
-                       "\"start\":\"{}\",\"shifts\":{},\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
-                       "{}}}",
-                       HelloMembers(), m_rev, Quoted(m_options.name), m_options.seed,
-                       m_options.faultLevel,
-                       embedded_host::FormatLocalTime(m_options.startLocalSeconds),
-                       m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), ClockValue(), m_visitors.size(),
-                       PastValue(), BreaksValue(), view.empty() ? "" : ",", view);
+    return fmt::format(
+        "{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","
+        "\"start\":\"{}\",\"shifts\":{},\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
+        "{}}}",
+        HelloMembers(), m_rev, Quoted(m_options.name), m_options.seed, m_options.faultLevel,
+        embedded_host::FormatLocalTime(m_options.startLocalSeconds),
+        m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), ClockValue(), m_visitors.size(),
+        PastValue(), BreaksValue(), view.empty() ? "" : ",", view);
 }
 } // namespace lighting_host

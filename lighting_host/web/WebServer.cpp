@@ -125,8 +125,8 @@ public:
         m_server->Add(shared_from_this());
         beast::get_lowest_layer(m_socket).expires_never();
         websocket::stream_base::timeout timeout{};
-        timeout.handshake_timeout = std::chrono::seconds(m_server->Options().requestSeconds);
-        timeout.idle_timeout = std::chrono::seconds(m_server->Options().idleSeconds);
+        timeout.handshake_timeout = m_server->Options().requestTime;
+        timeout.idle_timeout = m_server->Options().idleTime;
         timeout.keep_alive_pings = true;
         m_socket.set_option(timeout);
         m_socket.read_message_max(m_server->Options().mostBodyBytes);
@@ -298,7 +298,7 @@ public:
     void Start()
     {
         m_server->Add(shared_from_this());
-        Read(m_server->Options().requestSeconds);
+        Read(m_server->Options().requestTime);
     }
 
     // Tells whoever comes that there is no room.
@@ -315,13 +315,13 @@ public:
     void Cut() override { m_stream.close(); }
 
 private:
-    void Read(unsigned seconds)
+    void Read(std::chrono::milliseconds time)
     {
         m_parser.emplace();
         m_parser->header_limit(static_cast<std::uint32_t>(m_server->Options().mostHeaderBytes));
         m_parser->body_limit(m_server->Options().mostBodyBytes);
         // One limit for all of it, so that an octet now and then keeps nothing open.
-        m_stream.expires_after(std::chrono::seconds(seconds));
+        m_stream.expires_after(time);
         http::async_read(m_stream, m_buffer, *m_parser,
                          [self = shared_from_this()](error_code error, std::size_t)
                          { self->OnRead(error); });
@@ -456,7 +456,7 @@ private:
         // The length stays what a GET would have got.
         if (m_request.method() == http::verb::head)
             m_response.body().clear();
-        m_stream.expires_after(std::chrono::seconds(m_server->Options().idleSeconds));
+        m_stream.expires_after(m_server->Options().idleTime);
         http::async_write(m_stream, m_response,
                           [self = shared_from_this()](error_code error, std::size_t)
                           { self->OnWritten(error); });
@@ -466,7 +466,7 @@ private:
     {
         if (error || !m_response.keep_alive() || m_server->IsClosed())
             return Finish();
-        Read(m_server->Options().idleSeconds);
+        Read(m_server->Options().idleTime);
     }
 
     void Finish()

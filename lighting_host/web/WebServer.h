@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -114,8 +115,8 @@ struct WebServerOptions
     // Of a body, and of a WebSocket message.
     std::size_t mostBodyBytes = 64 * 1024;
     // How long a request may take to arrive, and how long a connection may be idle between two.
-    unsigned requestSeconds = 10;
-    unsigned idleSeconds = 60;
+    std::chrono::milliseconds requestTime{10000};
+    std::chrono::milliseconds idleTime{60000};
     // The shortest time between two messages to one visitor, so that many visitors cost little.
     unsigned gatherMs = 20;
 };

@@ -7,7 +7,7 @@
 #include "drivers/zigbee_light/ZigbeeLightDriver.h"
 #include "embedded_host/DriverHost.h"
 #include "lighting_common/Names.h"
-#include "tests/support/OneDriverHouse.h"
+#include "test_kit/OneDriverHouse.h"
 
 #include <fstream>
 #include <iterator>
@@ -20,7 +20,7 @@
 
 namespace
 {
-using test_support::OneDriverHouse;
+using test_kit::OneDriverHouse;
 
 struct Described
 {

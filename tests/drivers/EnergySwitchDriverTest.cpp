@@ -1,14 +1,14 @@
 #include "drivers/energy_switch/EnergySwitchDriver.h"
 
-#include "tests/support/OneDriverHouse.h"
+#include "test_kit/OneDriverHouse.h"
 
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-using test_support::Lines;
-using test_support::OneDriverHouse;
+using test_kit::Lines;
+using test_kit::OneDriverHouse;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;

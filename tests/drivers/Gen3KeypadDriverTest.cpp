@@ -1,8 +1,8 @@
 // The keypad driver: its commands, its state, and what it says on the bus.
 #include "drivers/gen3_keypad/Gen3KeypadDriver.h"
 
+#include "test_kit/OneDriverHouse.h"
 #include "tests/drivers/BusText.h"
-#include "tests/support/OneDriverHouse.h"
 
 #include <cstdint>
 #include <string>
@@ -13,8 +13,8 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Lines = test_support::Lines;
-using Params = test_support::OneDriverHouse::Params;
+using Lines = test_kit::Lines;
+using Params = test_kit::OneDriverHouse::Params;
 
 namespace
 {
@@ -127,7 +127,7 @@ protected:
     }
     int NumberOfNext() { return std::stoi(Sent().at(0).substr(5, 4), nullptr, 16); }
 
-    test_support::OneDriverHouse house;
+    test_kit::OneDriverHouse house;
     NotedDriver& driver;
 };
 } // namespace
@@ -223,7 +223,7 @@ TEST_F(Gen3KeypadDriverTest, Persisted_InOrderOfIdAndMadeAnew)
 
 TEST_F(Gen3KeypadDriverTest, OddState_IsTakenAsFarAsItGoes)
 {
-    test_support::OneDriverHouse odd;
+    test_kit::OneDriverHouse odd;
     odd.State("<State><X/><ALL_BUTTONS><OTHER/><KEYPAD_BUTTON_INFO><BUTTON_ID>x</BUTTON_ID>"
               "</KEYPAD_BUTTON_INFO><KEYPAD_BUTTON_INFO/></ALL_BUTTONS></State>");
     const auto& made = odd.Start<Gen3KeypadDriver>();
@@ -646,7 +646,7 @@ TEST_F(Gen3KeypadDriverTest, AnsweredUse_LeavesNoTimer)
 
 TEST_F(Gen3KeypadDriverTest, TimeLimitOfUses_ComesFromTheConfiguration)
 {
-    test_support::OneDriverHouse other;
+    test_kit::OneDriverHouse other;
     other.Config("<config><USE_TIME_LIMIT>2</USE_TIME_LIMIT></config>");
     auto& made = other.Start<Gen3KeypadDriver>();
     made.Bus().setGatewayOnline(true);
@@ -664,7 +664,7 @@ TEST_F(Gen3KeypadDriverTest, TimeLimitOutsideItsRange_IsTheDefaultWithARecord)
 {
     for (const char* text : {"0", "-1", "3601", "soon", ""})
     {
-        test_support::OneDriverHouse other;
+        test_kit::OneDriverHouse other;
         other.Config(std::string("<config><USE_TIME_LIMIT>") + text + "</USE_TIME_LIMIT></config>");
         other.Start<Gen3KeypadDriver>();
         EXPECT_THAT(other.Take(),

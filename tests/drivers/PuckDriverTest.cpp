@@ -2,12 +2,13 @@
 
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/SnapOnButton.h"
-#include "tests/support/OneDriverHouse.h"
+#include "test_kit/OneDriverHouse.h"
 
 #include <climits>
+#include <gtest/gtest.h>
 
-using test_support::Lines;
-using test_support::OneDriverHouse;
+using test_kit::Lines;
+using test_kit::OneDriverHouse;
 
 namespace
 {

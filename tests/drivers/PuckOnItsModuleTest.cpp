@@ -7,14 +7,15 @@
 #include "lighting_common/SnapOnButton.h"
 #include "simulated_devices/PuckModule.h"
 #include "simulated_devices/PuckModuleFaults.h"
-#include "tests/support/OneDriverHouse.h"
+#include "test_kit/OneDriverHouse.h"
 
+#include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
 using namespace simulated;
-using test_support::Lines;
-using test_support::OneDriverHouse;
+using test_kit::Lines;
+using test_kit::OneDriverHouse;
 
 namespace
 {

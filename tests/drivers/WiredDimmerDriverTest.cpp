@@ -2,15 +2,15 @@
 
 #include "drivers/wired_dimmer/WiredDimmerDriver.h"
 
-#include "tests/support/OneDriverHouse.h"
+#include "test_kit/OneDriverHouse.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace
 {
-using test_support::Lines;
-using test_support::OneDriverHouse;
+using test_kit::Lines;
+using test_kit::OneDriverHouse;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -59,11 +59,12 @@ class Installation(Installed):
 
     def test_headers_of_interfaces_library_and_host_are_there_and_no_others(self):
         folders = {header.split("/")[0] for header in self.headers()}
-        self.assertEqual({"nxshared", "NxLibDriverBases", "lighting_common", "embedded_host"},
-                         folders)
+        self.assertEqual({"nxshared", "NxLibDriverBases", "lighting_common", "embedded_host",
+                          "test_kit", "device_wire", "simulated_devices", "wire"}, folders)
 
     def test_every_header_outside_internal_folders_is_there_and_no_internal_one(self):
-        places = {"lighting_common": ROOT, "embedded_host": ROOT,
+        places = {"lighting_common": ROOT, "embedded_host": ROOT, "test_kit": ROOT,
+                  "device_wire": ROOT, "simulated_devices": ROOT, "wire": ROOT,
                   "nxshared": os.path.join(ROOT, "host_interfaces"),
                   "NxLibDriverBases": os.path.join(ROOT, "host_interfaces")}
         expected = [os.path.relpath(os.path.join(place, name), root)

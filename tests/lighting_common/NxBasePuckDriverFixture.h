@@ -2,15 +2,17 @@
 
 #include "lighting_common/ContactButton.h"
 #include "lighting_common/NxBasePuckDriver.h"
-#include "tests/support/OneDriverHouse.h"
+#include "test_kit/OneDriverHouse.h"
 
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 namespace base_puck_test
 {
-using test_support::Lines;
-using test_support::OneDriverHouse;
+using test_kit::Lines;
+using test_kit::OneDriverHouse;
 
 inline const Lines NOTHING;
 inline const char STATE[] = "<State><ALL_CONTACTS>"

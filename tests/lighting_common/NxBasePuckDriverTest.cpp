@@ -1,3 +1,4 @@
+#include "nxshared/NxMIBPacket.h"
 #include "tests/lighting_common/NxBasePuckDriverFixture.h"
 
 using namespace base_puck_test;

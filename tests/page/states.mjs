@@ -17,6 +17,7 @@ export function deafKeypad(house) {
     { ...waits(5, 0x12c0, 0), state: 'transit', queued_ms: at('20:59:08.1'), sent_ms: [at('20:59:08.114'), at('20:59:36.902')], due_ms: NOW_MS + 11800 },
     { ...waits(6, 0x1280, 0), state: 'superseded', replaced_by: 7 }, waits(7, 0x1280, 29300), waits(8, 0x12c0, 24100),
     { ...waits(9, 0x13c0, 0), state: 'superseded', replaced_by: 10 }, waits(10, 0x13c0, 11700),
+    { ...waits(null, 0x1110, 0), queued_ms: null },
     old(4, 0x1110), old(3, 0x1280), old(2, 0x12c0), old(1, 0x13c0)];
   d.queue.totals = { queued: 10, answered: 4, superseded: 2, given_up: 0, retries: 1 };
   const darker = d.buttons[2];

@@ -145,10 +145,11 @@ test('BusQueue_ShowsWhatWaitsAndWhatWasReplaced', async () => {
   use.server.house = deafKeypad(use.server.house);
   const visitor = await use.open('#driver?driver=dining_keypad');
   const rows = await visitor.region('bus queue of dining_keypad').getByRole('listitem').allInnerTexts();
-  assert.equal(rows.length, 10);
+  assert.equal(rows.length, 11);
   assert.match(rows[0], /#5[\s\S]*in transit[\s\S]*Attempt 2 of 3/);
   assert.match(rows[1], /#6[\s\S]*replaced by #7/);
   assert.match(rows[2], /#7[\s\S]*waits 29.3 s/);
+  assert.match(rows[6], /^1110\s+backlight\s+waits$/);
 });
 
 test('DimmerWithALostReport_SaysWhatDiffersAndWhatIsNotKnown', async () => {

@@ -9,4 +9,5 @@ NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
 TypeTables EnergySwitchTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeMeteringPlug(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);
+std::unique_ptr<TypePicture> MakeEnergySwitchPicture(const HouseFileDriver& driver);
 } // namespace lighting_host

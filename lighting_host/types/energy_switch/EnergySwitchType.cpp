@@ -9,8 +9,10 @@ DriverType EnergySwitchType()
 {
     DriverType type{};
     type.name = "energy_switch";
+    type.words = "metering plug";
     type.make = &MakeEnergySwitch;
     type.tables = EnergySwitchTables();
+    type.picture = &MakeEnergySwitchPicture;
     type.schema = &energy_switch::Settings;
     type.device.name = "metering_plug";
     type.device.make = &MakeMeteringPlug;

@@ -9,4 +9,5 @@ NxBaseDriver* MakeGen3Keypad(IInstanceManager& instances, LoadFacts& facts);
 TypeTables Gen3KeypadTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeKeypadDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);
+std::unique_ptr<TypePicture> MakeGen3KeypadPicture(const HouseFileDriver& driver);
 } // namespace lighting_host

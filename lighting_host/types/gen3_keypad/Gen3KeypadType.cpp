@@ -90,8 +90,10 @@ DriverType Gen3KeypadType()
 {
     DriverType type{};
     type.name = "gen3_keypad";
+    type.words = "keypad on the bus";
     type.make = &MakeGen3Keypad;
     type.tables = Gen3KeypadTables();
+    type.picture = &MakeGen3KeypadPicture;
     type.schema = &gen3_keypad::Settings;
     type.device.name = "bus_keypad";
     type.device.make = &MakeKeypadDevice;

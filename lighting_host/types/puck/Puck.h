@@ -9,4 +9,5 @@ NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
 TypeTables PuckTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakePuckModule(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);
+std::unique_ptr<TypePicture> MakePuckPicture(const HouseFileDriver& driver);
 } // namespace lighting_host

@@ -25,8 +25,10 @@ DriverType PuckType()
 {
     DriverType type{};
     type.name = "puck";
+    type.words = "puck module";
     type.make = &MakePuck;
     type.tables = PuckTables();
+    type.picture = &MakePuckPicture;
     type.schema = &puck::Settings;
     type.device.name = "puck_module";
     type.device.make = &MakePuckModule;

@@ -9,4 +9,5 @@ NxBaseDriver* MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts);
 TypeTables WiredDimmerTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);
+std::unique_ptr<TypePicture> MakeWiredDimmerPicture(const HouseFileDriver& driver);
 } // namespace lighting_host

@@ -92,8 +92,10 @@ DriverType WiredDimmerType()
 {
     DriverType type{};
     type.name = "wired_dimmer";
+    type.words = "wired dimmer";
     type.make = &MakeWiredDimmer;
     type.tables = WiredDimmerTables();
+    type.picture = &MakeWiredDimmerPicture;
     type.schema = &wired_dimmer::Settings;
     type.device.name = "wired_dimmer";
     type.device.make = &MakeWiredDimmerDevice;

@@ -9,4 +9,5 @@ NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts);
 TypeTables ZigbeeLightTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);
+std::unique_ptr<TypePicture> MakeZigbeeLightPicture(const HouseFileDriver& driver);
 } // namespace lighting_host

@@ -66,8 +66,10 @@ DriverType ZigbeeLightType()
 {
     DriverType type{};
     type.name = "zigbee_light";
+    type.words = "ZigBee light";
     type.make = &MakeZigbeeLight;
     type.tables = ZigbeeLightTables();
+    type.picture = &MakeZigbeeLightPicture;
     type.schema = &zigbee_light::Settings;
     type.device.name = "zigbee_light";
     type.device.make = &MakeZigbeeLightDevice;

@@ -94,6 +94,12 @@ protected:
         return Hear();
     }
 
+    // The same to somebody who may have hung up.
+    void Drip(const std::string& text)
+    {
+        (void)send(m_end, text.data(), text.size(), MSG_NOSIGNAL);
+    }
+
     std::string Hear()
     {
         std::string heard;
@@ -105,7 +111,7 @@ protected:
             const ssize_t got = read(m_end, buffer, sizeof buffer);
             if (got > 0)
                 heard.append(buffer, static_cast<std::size_t>(got));
-            m_isClosed = got == 0;
+            m_isClosed = m_isClosed || got == 0;
         }
         return heard;
     }
@@ -165,6 +171,46 @@ TEST_F(WebServerTest, HeadersWithoutEnd_AreCutOff)
     Connect();
     EXPECT_THAT(Say("GET / HTTP/1.1\r\nX: " + std::string(4000, 'x')), StartsWith("HTTP/1.1 431"));
     EXPECT_TRUE(m_isClosed);
+}
+
+TEST_F(WebServerTest, HeadersThatComeOctetByOctet_AreCutOffInTime)
+{
+    m_options.requestTime = std::chrono::milliseconds(100);
+    Connect();
+    for (int i = 0; i < 1000 && !m_isClosed; ++i)
+    {
+        Drip("x");
+        m_context.run_for(std::chrono::milliseconds(5));
+        Hear();
+    }
+    EXPECT_TRUE(m_isClosed);
+    EXPECT_THAT(m_handler.requests, IsEmpty());
+}
+
+TEST_F(WebServerTest, BodyWithoutEnd_IsCutOffInTime)
+{
+    m_options.requestTime = std::chrono::milliseconds(100);
+    Connect();
+    Say("POST / HTTP/1.1\r\nHost: localhost\r\nTransfer-Encoding: chunked\r\n\r\n");
+    for (int i = 0; i < 1000 && !m_isClosed; ++i)
+    {
+        Drip("1\r\nx\r\n");
+        m_context.run_for(std::chrono::milliseconds(5));
+        Hear();
+    }
+    EXPECT_TRUE(m_isClosed);
+    EXPECT_THAT(m_handler.requests, IsEmpty());
+}
+
+TEST_F(WebServerTest, ConnectionPastTheLimit_IsToldSo)
+{
+    m_options.mostConnections = 1;
+    Connect();
+    EXPECT_THAT(Hear(), IsEmpty());
+    const int first = m_end;
+    Connect();
+    EXPECT_THAT(Hear(), StartsWith("HTTP/1.1 503"));
+    close(first);
 }
 
 TEST_F(WebServerTest, BodyThatIsTooLong_IsRefused)

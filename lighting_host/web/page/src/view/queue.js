@@ -8,7 +8,8 @@ import { Chip, html } from './base.js';
 const queueWords = queue => plural(waitingCount(queue), 'message');
 const DONE = ['answered', 'given_up', 'dropped'];
 
-const Head = ({ m, children }) => html`<div class="message"><b>#${m.number}</b><code>${hex(m.opcode, 4)}</code><span>${opcodeText(m.opcode)}
+// A message gets its number when it is sent.
+const Head = ({ m, children }) => html`<div class="message"><b>${m.number === null ? '' : `#${m.number}`}</b><code>${hex(m.opcode, 4)}</code><span>${opcodeText(m.opcode)}
   </span>${children}</div>`;
 
 // One part for each attempt; the last one fills until the message is sent again.
@@ -37,7 +38,7 @@ function Message({ m, queue }) {
     return html`<li class="superseded"><${Head} m=${m}><${Chip} kind="mute">replaced${m.replaced_by ? ` by #${m.replaced_by}` : ''}<//><//>
       </li>`;
   }
-  return html`<li><${Head} m=${m}><${Chip} kind="plain">waits ${inText(moment.value - m.queued_ms)}<//><//></li>`;
+  return html`<li><${Head} m=${m}><${Chip} kind="plain">waits${m.queued_ms === null ? '' : ` ${inText(moment.value - m.queued_ms)}`}<//><//></li>`;
 }
 
 const DONE_WORDS = { answered: '', given_up: 'given up, ', dropped: 'dropped, ' };
@@ -61,7 +62,7 @@ export function Queue({ d }) {
   const waits = waitingCount(queue) - (transit ? 1 : 0);
   const head = [transit ? 'in transit' : 'idle', waits ? `${waits} ${waits === 1 ? 'waits' : 'wait'}` : '', superseded ? `${superseded} superseded` : ''].filter(Boolean).join(' · ');
   return html`<section class="card queue" tabindex="0" aria-label=${`bus queue of ${d.name}`}><h2>Bus queue<span>${head}</span></h2>
-    ${open.length ? html`<ol class="messages">${open.map(m => html`<${Message} key=${m.number} m=${m} queue=${queue}/>`)}
+    ${open.length ? html`<ol class="messages">${open.map((m, i) => html`<${Message} key=${m.number ?? `waits ${i}`} m=${m} queue=${queue}/>`)}
       </ol>` : html`<p class="quiet">${waitingCount(queue) ? `${queueWords(queue)} in it.` : 'Nothing waits.'}</p>`}
     ${done.length > 0 && html`<h3>Done</h3><ol class="messages old">${done.map(m => html`<${Done} key=${m.number} m=${m}/>`)}</ol>`}
     ${queue.totals && html`<p class="totals">${totalsText(queue.totals)}</p>`}</section>`;

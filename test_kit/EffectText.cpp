@@ -1,25 +1,63 @@
-#pragma once
+#include "test_kit/EffectText.h"
 
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
+#include "embedded_host/ZclMessages.h"
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlNode.h"
 
 #include <cctype>
-#include <string>
 #include <variant>
+#include <vector>
 
-#include <log4cplus/loglevel.h>
-
-namespace test_support
+namespace test_kit
 {
-// Writes an effect of a driver as one line of text, so that tests can spell out what they expect:
-// a word for its kind, then what it carries, separated by blanks. Stack frames in the log become
-// the empty text.
-struct EffectText
+namespace
 {
-    using Text = std::string;
+using Text = std::string;
 
+Text Params(const std::vector<embedded_host::MessageParam>& params)
+{
+    Text text;
+    for (const embedded_host::MessageParam& param : params)
+        text += " " + param.name + "=" + param.value;
+    return text;
+}
+
+Text Name(embedded_host::Change change)
+{
+    switch (change)
+    {
+    case embedded_host::Change::Add:
+        return "add";
+    case embedded_host::Change::Set:
+        return "set";
+    default:
+        return "remove";
+    }
+}
+
+// The levels of the library's logger, 10000 apart.
+Text LevelName(int level)
+{
+    constexpr int STEP = 10000;
+    const Text names[] = {"TRACE", "DEBUG", "INFO", "WARN", "ERROR", "FATAL"};
+    const int index = level / STEP;
+    return index >= 0 && index < static_cast<int>(std::size(names)) ? names[index]
+                                                                    : std::to_string(level);
+}
+
+// A frame of a stack is its number, "# " and a name.
+bool IsFrame(const Text& text)
+{
+    std::size_t digits = 0;
+    while (digits < text.size() && std::isdigit(static_cast<unsigned char>(text[digits])))
+        ++digits;
+    return digits > 0 && text.compare(digits, 2, "# ") == 0;
+}
+
+struct Writer
+{
     Text operator()(const embedded_host::MibSent& e) const
     {
         Text text = "mib " + std::to_string(e.packet.GetType()) + " " + e.packet.GetMib();
@@ -27,7 +65,19 @@ struct EffectText
             text += " " + param;
         return text;
     }
-    Text operator()(const embedded_host::ZclSent&) const { return "zcl"; }
+    Text operator()(const embedded_host::ZclSent& e) const
+    {
+        const embedded_host::zcl::Request& request = e.message.Request();
+        Text text = Text("zcl ") + e.message.Name() + " endpoint=" + std::to_string(e.endpoint);
+        if (e.message.HasGroup())
+            text += " group=" + std::to_string(request.group);
+        if (e.message.HasScene())
+            text += " scene=" + std::to_string(request.scene);
+        if (e.message.HasDetails())
+            text += " level=" + std::to_string(request.level) +
+                    " time_ms=" + std::to_string(request.timeMs);
+        return text;
+    }
     Text operator()(const embedded_host::GatewaySent& e) const
     {
         return "gateway " + e.command.GetName() + Params(embedded_host::ParamsOf(e.command));
@@ -75,8 +125,7 @@ struct EffectText
     {
         if (IsFrame(e.text))
             return Text();
-        return "log " + log4cplus::getLogLevelManager().toString(e.level) + " " + e.file + ": " +
-               e.text;
+        return "log " + LevelName(e.level) + " " + e.file + ": " + e.text;
     }
     Text operator()(const embedded_host::AssertRecord& e) const
     {
@@ -88,36 +137,11 @@ struct EffectText
     Text operator()(std::int64_t number) const { return std::to_string(number); }
     Text operator()(bool flag) const { return flag ? "true" : "false"; }
     Text operator()(const Text& text) const { return "'" + text + "'"; }
-
-private:
-    static Text Params(const std::vector<embedded_host::MessageParam>& params)
-    {
-        Text text;
-        for (const embedded_host::MessageParam& param : params)
-            text += " " + param.name + "=" + param.value;
-        return text;
-    }
-
-    static Text Name(embedded_host::Change change)
-    {
-        switch (change)
-        {
-        case embedded_host::Change::Add:
-            return "add";
-        case embedded_host::Change::Set:
-            return "set";
-        default:
-            return "remove";
-        }
-    }
-
-    // A frame is its number, "# " and a name.
-    static bool IsFrame(const Text& text)
-    {
-        std::size_t digits = 0;
-        while (digits < text.size() && std::isdigit(static_cast<unsigned char>(text[digits])))
-            ++digits;
-        return digits > 0 && text.compare(digits, 2, "# ") == 0;
-    }
 };
-} // namespace test_support
+} // namespace
+
+std::string EffectText(const embedded_host::Output& output)
+{
+    return std::visit(Writer(), output.effect);
+}
+} // namespace test_kit
