@@ -82,8 +82,6 @@ public:
     LightTables& Tables() { return m_tables; }
     const LightTables& Tables() const { return m_tables; }
 
-    const Settings& GetSettings() const { return m_settings; }
-
     // Called for each frame that reaches the light. Frames for other endpoints, and what is no
     // request at all, are ignored.
     void OnZcl(const wire::ZclFrame& frame) override;
