@@ -9,6 +9,7 @@
 #include "lighting_host/commands/ServeBroker.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
+#include "lighting_host/switchboard/Relive.h"
 #include "lighting_host/text/Version.h"
 #include "lighting_host/web/HousePicture.h"
 #include "lighting_host/web/LiveServer.h"
@@ -254,6 +255,9 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
     return head;
 }
 
+// What a visitor without the token needs to show it.
+const std::vector<std::string> OPEN_PATHS = {"/token", "/token.js", "/style.css", "/icon.svg"};
+
 LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options)
 {
     LiveServer::Options server;
@@ -278,6 +282,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.speed = options.speed;
     house.paused = options.paused;
     house.recorder = recorder;
+    house.recordOutputs = recorder && options.recordOutputs;
     house.makeListener = [](HouseRun& run)
     {
         return std::make_unique<HousePicture>(run);
@@ -336,7 +341,7 @@ std::unique_ptr<LiveHouseOnBroker> MakeOnBroker(const ServeOptions& options, con
 
 // The house on its loop, once everything is known to be right.
 int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
-               std::ostream& out, std::ostream& err)
+               const Reliving* reliving, std::ostream& out, std::ostream& err)
 {
     SaveWatch saves(options.session);
     boost::asio::io_context context(1);
@@ -345,7 +350,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     // First of all that can fail, so that nothing is left behind when it does.
     auto web = std::make_unique<WebServer>(context, options.web, server);
     server.Attach(*web);
-    const auto recorder = BeginRecord(housePath, file, options);
+    // The house of a record begins with the states that the record has.
+    const auto recorder = reliving ? nullptr : BeginRecord(housePath, file, options);
     const std::string name = std::filesystem::path(housePath).stem().string();
     std::unique_ptr<LiveHouseOnBroker> onBroker = MakeOnBroker(
         options, file, name, web->Port(), context, [&wake] { wake(); }, err);
@@ -370,6 +376,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
         loop.Wake();
     };
     house.Start(MonotonicNs());
+    if (reliving)
+        Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
     err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
                        name, AddressText(options.web.address), web->Port(), options.session.seed)
         << std::flush;
@@ -440,8 +448,33 @@ int RunServe(const std::string& housePath, ServeOptions options, std::ostream& o
             options.broker, file, std::filesystem::path(housePath).stem().string());
         if (!wrong.empty())
             throw std::runtime_error(wrong);
-        options.web.openPaths = {"/token", "/token.js", "/style.css", "/icon.svg"};
-        return ServeHouse(housePath, file, options, out, err);
+        options.web.openPaths = OPEN_PATHS;
+        return ServeHouse(housePath, file, options, nullptr, out, err);
+    }
+    catch (const std::exception& error)
+    {
+        err << fmt::format("lighting-host: {}\n", error.what());
+        return STATUS_CANNOT;
+    }
+}
+
+int RunServe(const Reliving& reliving, const ReplayOptions& replay, ServeOptions options,
+             std::ostream& out, std::ostream& err)
+{
+    const HouseRun::Options run = RunOptionsOf(reliving.record);
+    options.session = run.session;
+    options.faults = run.faults;
+    options.bare = !run.people;
+    options.paused = true;
+    options.record.clear();
+    HouseFile file = HouseOf(reliving.record, replay);
+    out << std::unitbuf;
+    try
+    {
+        if (!options.tokenFile.empty())
+            options.web.token = ReadToken(options.tokenFile);
+        options.web.openPaths = OPEN_PATHS;
+        return ServeHouse(reliving.record.head.housePath, file, options, &reliving, out, err);
     }
     catch (const std::exception& error)
     {

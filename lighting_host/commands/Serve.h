@@ -4,6 +4,7 @@
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/HouseFaults.h"
+#include "lighting_host/switchboard/Replay.h"
 #include "lighting_host/web/WebServer.h"
 
 #include <cstdint>
@@ -35,6 +36,8 @@ struct ServeOptions
     std::int64_t forMs = 0;
     // How what is told looks.
     Style style;
+    // Whether the record keeps every output too, so that a replay can show both sides.
+    bool recordOutputs = false;
     // A folder to serve the page from; empty for the page that is built in.
     std::string pageFolder;
 };
@@ -44,6 +47,20 @@ struct ServeOptions
 // that is not right, 2 for what cannot be done at all.
 int RunServe(const std::string& housePath, ServeOptions options, std::ostream& out,
              std::ostream& err);
+
+// A record whose house goes on from some moment.
+struct Reliving
+{
+    const FlightRecord& record;
+    // Up to this moment or the first of these breaks.
+    std::int64_t toMs = 0;
+    std::vector<BreakCondition> breaks;
+};
+
+// The same for the house of a record, paused at that moment; a visitor can go back from there, or
+// let it go on by its own. Of `options` only what is about serving counts.
+int RunServe(const Reliving& reliving, const ReplayOptions& replay, ServeOptions options,
+             std::ostream& out, std::ostream& err);
 
 // Reads "ADDRESS:PORT", "[ADDRESS]:PORT" or "PORT" into the options; false when it is neither.
 bool ParseListen(const std::string& text, WebServerOptions& options);

@@ -6,6 +6,7 @@
 #include "lighting_host/commands/DescriptorOutput.h"
 #include "lighting_host/commands/NewDriverCommand.h"
 #include "lighting_host/commands/Options.h"
+#include "lighting_host/commands/RecordCommandLine.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/Serve.h"
 #include "lighting_host/commands/ServeBroker.h"
@@ -166,6 +167,7 @@ private:
     CLI::App* m_serve;
     CLI::App* m_check;
     CLI::App* m_validate;
+    std::unique_ptr<RecordCommandLine> m_records;
     std::unique_ptr<NewDriverCommand> m_newDriver;
     CLI::App* m_manual;
     CLI::App* m_completion;
@@ -207,11 +209,13 @@ CommandLine::CommandLine()
     m_validate = m_app.add_subcommand("validate", "Say what is wrong with a house file");
     m_validate->add_option("HOUSE", m_house, "The house file")->required();
 
+    m_records = std::make_unique<RecordCommandLine>(m_app);
     m_newDriver = std::make_unique<NewDriverCommand>(m_app);
 
     AddTexts();
 
-    for (CLI::App* command : {m_run, m_serve, m_check, m_validate})
+    for (CLI::App* command : {m_run, m_serve, m_check, m_validate, m_app.get_subcommand("replay"),
+                              m_app.get_subcommand("why")})
         AddChoice(*command, "--color", m_color, COLORS,
                   "Colors on a terminal without NO_COLOR in its environment, always or never");
     // Only so that it is listed: it is read before all others.
@@ -279,6 +283,8 @@ void CommandLine::AddServe()
                       "controller, as in stdio");
     AddText(*m_serve, "--record", options.record, "FILE",
             "Write a flight record to this file, which must not be there yet");
+    m_serve->add_flag("--record-outputs", options.recordOutputs,
+                      "Keep every output in the record too, so that a replay can show both sides");
     AddText(*m_serve, "--token-file", options.tokenFile, "FILE",
             "A file that only you can read; its first line has to be shown by every visitor. "
             "Needed on any address but loopback");
@@ -341,7 +347,8 @@ void CommandLine::Parse(std::vector<std::string> arguments)
     const std::vector<std::string> commands = Commands();
     const std::string word = arguments.empty() ? std::string() : arguments.front();
     if (arguments.empty())
-        throw CLI::RequiredError("there is no command; say stdio, run, serve, check or validate",
+        throw CLI::RequiredError("there is no command; say stdio, run, serve, check, validate, "
+                                 "replay, shrink or why",
                                  CLI::ExitCodes::RequiredError);
     if (!word.empty() && word[0] != '-' &&
         std::find(commands.begin(), commands.end(), word) == commands.end())
@@ -391,6 +398,8 @@ int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
     }
     if (*m_validate)
         return RunValidate(m_house, out, style);
+    if (m_records->IsAsked())
+        return m_records->Run(out, err, style);
     if (*m_newDriver)
         return m_newDriver->Run(out);
     if (*m_manual)

@@ -16,7 +16,7 @@ namespace lighting_host
 {
 Session::Session(const HouseFile& file, const SessionOptions& options,
                  embedded_host::OutputSink& sink)
-    : m_housePath(file.path), m_random(options.seed, options.draw)
+    : m_housePath(file.path), m_draw(options.draw), m_random(options.seed, options.draw)
 {
     std::shared_ptr<const embedded_host::TimeZone> zone;
     if (!options.zone.empty())
@@ -119,6 +119,11 @@ void Session::RestartDrivers(bool save)
             m_keeper ? m_keeper->StateOf(driver->Config().name, driver->Config().type) : nullptr;
         driver->Start(state ? state : FirstState(*driver));
     }
+}
+
+void Session::Redraw(std::uint64_t seed)
+{
+    m_random = embedded_host::Random(seed, m_draw);
 }
 
 boost::shared_ptr<nx::XmlNode> Session::FirstState(const nx::DriverHost& driver) const

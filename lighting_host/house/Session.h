@@ -95,6 +95,9 @@ public:
     // Throws StateStoreError.
     void RestartDrivers(bool save);
 
+    // From now on the house's random numbers are those of another seed.
+    void Redraw(std::uint64_t seed);
+
     // Keeps the states; null without a state file.
     StateKeeper* Keeper() const { return m_keeper.get(); }
 
@@ -122,6 +125,7 @@ private:
 
     const std::string m_housePath;
     std::unique_ptr<embedded_host::Clock> m_clock;
+    const embedded_host::Draw m_draw;
     embedded_host::Random m_random;
     std::map<const nx::DriverHost*, std::string> m_rooms;
     std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;

@@ -14,6 +14,12 @@ namespace
 constexpr int THOUSAND = 1000;
 constexpr std::uint64_t SECOND_SEED = 0x9E3779B97F4A7C15;
 
+// Each link has a sequence of its own.
+constexpr std::uint64_t SeedOfLink(std::uint64_t seed, std::size_t link)
+{
+    return seed + (link + 1) * SECOND_SEED;
+}
+
 // How often a message meets each fault, of a thousand; how late it can be; how long a device has
 // power, on average.
 struct Rates
@@ -85,6 +91,10 @@ public:
     }
 
     void StopFaults() { m_faulty = false; }
+    void Redraw(std::uint64_t seed)
+    {
+        m_random = embedded_host::Random(seed, embedded_host::Draw::Random);
+    }
     Counts& GetCounts() { return m_counts; }
 
 private:
@@ -104,7 +114,7 @@ HouseFaults::HouseFaults(Session& session, Listeners& listeners, FaultLevel leve
 {
     for (std::size_t i = 0; i < session.Devices().size(); ++i)
         m_links.push_back(std::make_unique<FaultyLink>(
-            seed + (i + 1) * SECOND_SEED, level,
+            SeedOfLink(seed, i), level,
             session.KindOf(session.Devices()[i]->Driver())->overTheAir));
 }
 
@@ -140,6 +150,13 @@ void HouseFaults::Stop()
         link->StopFaults();
     for (const auto& attached : m_session.Devices())
         attached->Device()->ClearFaults();
+}
+
+void HouseFaults::Redraw(std::uint64_t seed)
+{
+    m_random = embedded_host::Random(seed, embedded_host::Draw::Random);
+    for (std::size_t i = 0; i < m_links.size(); ++i)
+        m_links[i]->Redraw(SeedOfLink(seed, i));
 }
 
 const HouseFaults::Counts& HouseFaults::Of(std::size_t device) const

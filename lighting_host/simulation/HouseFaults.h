@@ -53,6 +53,9 @@ public:
     // Ends every fault. Messages that are already late still come.
     void Stop();
 
+    // From now on everything that is drawn here is drawn from another seed.
+    void Redraw(std::uint64_t seed);
+
     // The counts of the device at that place in the session's list.
     const Counts& Of(std::size_t device) const;
 

@@ -266,11 +266,14 @@ void Breaks::OnOutput(const Output& output)
     {
         if (!one.enabled || !one.condition.IsMetBy(output, variable))
             continue;
-        one.metMs = output.timeMs;
-        one.metSeq = m_lastNumber();
+        Met met = {one.id, output.timeMs, m_lastNumber(), output.driver.Config().name,
+                   one.condition.Describe(output)};
+        if (m_filter && !m_filter(met))
+            continue;
+        one.metMs = met.timeMs;
+        one.metSeq = met.seq;
         if (!m_met)
-            m_met = Met{one.id, one.metMs, one.metSeq, output.driver.Config().name,
-                        one.condition.Describe(output)};
+            m_met = std::move(met);
         m_isMet = true;
     }
 }

@@ -90,6 +90,9 @@ public:
     // What was met first; then the next one counts.
     std::optional<Met> Take();
 
+    // Only what this accepts counts as met; empty for everything.
+    void SetFilter(std::function<bool(const Met&)> filter) { m_filter = std::move(filter); }
+
     // While off, nothing is met: a run that is only repeated meets nothing anew.
     void SetOn(bool on) { m_on = on; }
 
@@ -99,6 +102,7 @@ private:
     const std::string& NameOfVariable(const embedded_host::Output& output);
 
     std::function<std::uint64_t()> m_lastNumber;
+    std::function<bool(const Met&)> m_filter;
     std::vector<Break> m_breaks;
     // By driver and id.
     std::map<std::pair<std::string, unsigned>, std::string> m_variables;

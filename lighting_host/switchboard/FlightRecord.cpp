@@ -89,11 +89,15 @@ void Drop(FlightRecord& record, Fields& fields)
 }
 
 // The input as it came: read and written again, a number could be another.
-std::string RawInput(const std::string& line)
+std::string RawInput(const std::string& line, const Json& input)
 {
     const std::string name = ",\"in\":";
-    const std::size_t begin = line.find(name) + name.size();
-    return line.substr(begin, line.rfind('}') - begin);
+    const std::size_t at = line.find(name);
+    // Written by somebody else, with blanks or another order.
+    const std::string raw = at == std::string::npos
+                                ? std::string()
+                                : line.substr(at + name.size(), line.rfind('}') - at - name.size());
+    return IsJson(raw) ? raw : input.dump();
 }
 
 void ReadLine(FlightRecord& record, const std::string& line)
@@ -106,7 +110,7 @@ void ReadLine(FlightRecord& record, const std::string& line)
         throw InputError("the time goes back");
     record.endMs = timeMs;
     if (fields.Has("in"))
-        record.inputs.push_back({timeMs, fields.Text("from"), RawInput(line)});
+        record.inputs.push_back({timeMs, fields.Text("from"), RawInput(line, fields.Get("in"))});
     else if (fields.Has("text"))
         record.inputs.push_back({timeMs, fields.Text("from"), fields.Text("text")});
     else if (fields.Has("dropped"))
@@ -218,7 +222,8 @@ std::string DroppedLine(const RecordDrop& drop)
 
 std::string EndLine(const RecordDigest& digest, const std::string& why)
 {
-    return fmt::format("{{\"t_ms\":{},\"end\":{},\"outputs\":{},\"digest\":\"{}\"}}", digest.timeMs,
-                       Quoted(why), digest.outputs, digest.digest);
+    return fmt::format(
+        "{{\"t_ms\":{},\"end\":{},\"outputs\":{},\"digest\":\"{}\",\"sums\":\"{}\"}}",
+        digest.timeMs, Quoted(why), digest.outputs, digest.digest, digest.sums);
 }
 } // namespace lighting_host

@@ -16,7 +16,7 @@ namespace lighting_host
 //     {"t_ms":1200,"from":"ws 1","in":{"driver":"hall",...}}
 //     {"t_ms":60000,"outputs":412,"digest":"...","sums":"..."}
 //     {"t_ms":61000,"dropped":{"to_ms":30000,"inputs":3,"outputs":200}}
-//     {"t_ms":90000,"end":"SIGTERM","outputs":700,"digest":"..."}
+//     {"t_ms":90000,"end":"SIGTERM","outputs":700,"digest":"...","sums":"..."}
 //
 // Lines may get new fields; a reader skips fields that it does not know, and refuses a version that
 // it does not know.

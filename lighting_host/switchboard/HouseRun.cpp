@@ -116,6 +116,13 @@ void HouseRun::Do(const std::string& visitor, const std::string& line,
     TellMinutes(NowMs());
 }
 
+void HouseRun::Redraw(std::uint64_t seed)
+{
+    m_session->Redraw(seed);
+    if (m_simulation)
+        m_simulation->Faults().Redraw(seed);
+}
+
 std::size_t HouseRun::PlaceOf(const nx::DriverHost* driver) const
 {
     const auto place = m_places.find(driver);

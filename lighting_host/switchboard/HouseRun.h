@@ -93,6 +93,9 @@ public:
     void Do(const std::string& visitor, const std::string& line,
             const std::function<void()>& action);
 
+    // From now on chance decides otherwise: all that is drawn is drawn from that seed.
+    void Redraw(std::uint64_t seed);
+
     std::int64_t NowMs() const { return m_session->House().GetClock().NowMs(); }
     // -1 for nothing ever.
     std::int64_t NextWakeMs() const { return m_session->House().NextWakeMs(); }

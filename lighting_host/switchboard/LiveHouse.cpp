@@ -553,7 +553,8 @@ void LiveHouse::FinishRewind()
 void LiveHouse::BecomePresent()
 {
     const SessionOptions& session = m_options.run.session;
-    if (!session.statePath.empty())
+    // A house of a record has none of its own.
+    if (!session.statePath.empty() && !session.makeStore)
     {
         try
         {

@@ -7,6 +7,15 @@
 
 namespace lighting_host
 {
+namespace
+{
+void AppendSum(std::string& out, const std::string& text)
+{
+    const auto sum = static_cast<std::uint32_t>(XXH3_64bits(text.data(), text.size()));
+    fmt::format_to(std::back_inserter(out), "{:08x}", sum);
+}
+} // namespace
+
 struct OutputDigest::State
 {
     XXH3_state_t* xxh = XXH3_createState();
@@ -28,8 +37,14 @@ void OutputDigest::Add(const std::string& text)
     XXH3_128bits_update(m_state->xxh, text.data(), text.size());
     XXH3_128bits_update(m_state->xxh, "\n", 1);
     ++m_count;
-    const auto sum = static_cast<std::uint32_t>(XXH3_64bits(text.data(), text.size()));
-    fmt::format_to(std::back_inserter(m_sums), "{:08x}", sum);
+    AppendSum(m_sums, text);
+}
+
+std::string OutputDigest::SumOf(const std::string& text)
+{
+    std::string sum;
+    AppendSum(sum, text);
+    return sum;
 }
 
 std::string OutputDigest::Hex() const

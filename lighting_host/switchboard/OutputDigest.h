@@ -30,6 +30,7 @@ public:
     // SUM_DIGITS hexadecimal digits for each output since the last Cut, by which the first output
     // that differs between two runs can be found.
     static constexpr std::size_t SUM_DIGITS = 8;
+    static std::string SumOf(const std::string& text);
     const std::string& Sums() const { return m_sums; }
     void Cut() { m_sums.clear(); }
 

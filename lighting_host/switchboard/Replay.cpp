@@ -3,6 +3,8 @@
 #include "embedded_host/LocalTime.h"
 #include "embedded_host/StateStore.h"
 #include "lighting_host/switchboard/HouseActions.h"
+#include "lighting_host/switchboard/HouseText.h"
+#include "lighting_host/text/Json.h"
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
@@ -54,21 +56,19 @@ HouseFile HouseOf(const FlightRecord& record, const ReplayOptions& options)
     const std::string folder =
         options.folder.empty() ? std::filesystem::path(record.head.housePath).parent_path().string()
                                : options.folder;
-    HouseFile file = ParseHouseFile(record.head.houseText, folder);
-    if (!file.errors.empty())
-        throw RecordError(fmt::format("the record's house is not right: line {}: {}",
-                                      file.errors[0].line, file.errors[0].what));
-    for (const auto& [name, path] : options.libraries)
+    std::string text = record.head.houseText;
+    if (!options.libraries.empty())
     {
-        const auto driver = std::find_if(file.drivers.begin(), file.drivers.end(),
-                                         [&name = name](const HouseFileDriver& one)
-                                         { return one.name == name || one.type == name; });
-        if (driver == file.drivers.end())
-            throw RecordError(fmt::format("there is no driver or type \"{}\"", name));
-        for (HouseFileDriver& one : file.drivers)
-            if (one.name == name || one.type == name)
-                one.library = std::filesystem::absolute(path).string();
+        HouseText house(text);
+        for (const auto& [name, path] : options.libraries)
+            if (!house.SetLibrary(name, std::filesystem::absolute(path).string()))
+                throw RecordError(fmt::format("there is no driver or type \"{}\" in it", name));
+        text = house.Text();
     }
+    HouseFile file = ParseHouseFile(text, folder);
+    if (!file.errors.empty())
+        throw RecordError(fmt::format("its house is not right: line {}: {}", file.errors[0].line,
+                                      file.errors[0].what));
     ApplyStates(file, record.head.states);
     return file;
 }
@@ -79,7 +79,14 @@ HouseRun::Options RunOptionsOf(const FlightRecord& record)
     HouseRun::Options options;
     options.session.seed = head.seed;
     options.session.draw = DrawOf(head.draw);
-    options.session.startLocalSeconds = embedded_host::ParseLocalTime(head.start);
+    try
+    {
+        options.session.startLocalSeconds = embedded_host::ParseLocalTime(head.start);
+    }
+    catch (const embedded_host::LocalTimeError& error)
+    {
+        throw RecordError(error.what());
+    }
     options.session.zone = head.zone;
     options.session.logLevel = head.logLevel;
     if (head.persistMs > 0)
@@ -101,28 +108,39 @@ HouseRun::Options RunOptionsOf(const FlightRecord& record)
 }
 
 Replay::Replay(const FlightRecord& record, const HouseFile& file, const HouseRun::Options& options,
-               Breaks* breaks)
-    : m_record(record), m_breaks(breaks)
+               Hooks hooks)
+    : m_record(record), m_hooks(std::move(hooks)), m_inputs(record.inputs.size())
 {
     HouseRun::Sinks sinks;
     sinks.onMinute = [this](std::int64_t timeMs, const OutputDigest& digest)
     {
         OnMinute(timeMs, digest);
     };
-    sinks.onOutputText = [this](const char*, std::int64_t, const std::string& text)
-    {
-        m_minute.push_back(text);
-    };
+    const bool compares = !record.digests.empty();
+    if (compares || m_hooks.onOutput)
+        sinks.onOutputText =
+            [this, compares](const char*, std::int64_t timeMs, const std::string& text)
+        {
+            if (compares)
+                m_minute.push_back(text);
+            if (m_hooks.onOutput)
+                m_hooks.onOutput(timeMs, text);
+        };
+    if (m_hooks.onAnswer)
+        sinks.onAnswer = [this](const char*, const std::string& text)
+        {
+            m_hooks.onAnswer(text);
+        };
     m_run = std::make_unique<HouseRun>(file, options, std::move(sinks));
-    if (m_breaks)
-        m_run->AddListener(*m_breaks);
+    if (m_hooks.breaks)
+        m_run->AddListener(*m_hooks.breaks);
     m_run->Start();
 }
 
 Replay::~Replay()
 {
-    if (m_breaks)
-        m_breaks->SetOn(false);
+    if (m_hooks.breaks)
+        m_hooks.breaks->SetOn(false);
     m_run->Mute();
 }
 
@@ -131,6 +149,8 @@ void Replay::OnMinute(std::int64_t timeMs, const OutputDigest& digest)
     if (m_nextDigest < m_record.digests.size() && m_record.digests[m_nextDigest].timeMs == timeMs &&
         !m_difference)
         Compare(m_record.digests[m_nextDigest], digest);
+    if (m_hooks.onMinute)
+        m_hooks.onMinute(timeMs, digest);
     m_minuteFirst += m_minute.size();
     m_minute.clear();
 }
@@ -142,66 +162,118 @@ void Replay::Compare(const RecordDigest& recorded, const OutputDigest& digest)
         ++m_nextDigest;
         return;
     }
-    Difference found;
-    found.minuteMs = recorded.timeMs;
-    found.recordedCount = recorded.outputs;
-    found.hereCount = digest.Count();
-    const std::string& here = digest.Sums();
-    std::size_t index = 0;
-    const auto same = [&](std::size_t at)
+    m_difference.emplace();
+    m_difference->minuteMs = recorded.timeMs;
+    m_difference->recordedCount = recorded.outputs;
+    m_difference->hereCount = digest.Count();
+    FindFirst(digest.Sums(), recorded.sums);
+    m_stop = true;
+}
+
+void Replay::FindFirst(const std::string& sums, const std::string& recordedSums)
+{
+    constexpr std::size_t DIGITS = OutputDigest::SUM_DIGITS;
+    Difference& found = *m_difference;
+    const auto sumAt = [](const std::string& all, std::size_t index)
     {
-        return here.compare(at * OutputDigest::SUM_DIGITS, OutputDigest::SUM_DIGITS, recorded.sums,
-                            at * OutputDigest::SUM_DIGITS, OutputDigest::SUM_DIGITS) == 0;
+        return index * DIGITS < all.size() ? all.substr(index * DIGITS, DIGITS) : std::string();
     };
-    const std::size_t both = std::min(here.size(), recorded.sums.size()) / OutputDigest::SUM_DIGITS;
-    while (index < both && same(index))
+    const std::size_t most = std::max(sums.size(), recordedSums.size()) / DIGITS;
+    std::size_t index = 0;
+    while (index < most && sumAt(sums, index) == sumAt(recordedSums, index))
         ++index;
+    // The sums agree though the digests do not.
+    if (index == most)
+        return;
     found.output = m_minuteFirst + index;
+    found.recordedSum = sumAt(recordedSums, index);
     if (index < m_minute.size())
         found.here = m_minute[index];
     found.isKept = !m_record.outputs.empty();
-    if (found.isKept && found.output <= m_record.outputs.size())
+    if (found.isKept && !found.recordedSum.empty() && found.output <= m_record.outputs.size())
         found.recorded = m_record.outputs[found.output - 1];
-    m_difference = std::move(found);
-    m_stop = true;
 }
 
 void Replay::HandIn(const RecordInput& input)
 {
-    const bool isAction = IsHouseAction(input.line);
-    if (!isAction)
+    if (m_hooks.onInput)
+        m_hooks.onInput(input);
+    if (!IsHouseAction(input.line))
     {
         m_run->HandIn(input.from, input.line, m_next);
         return;
     }
-    m_run->Do(input.from, input.line, PrepareHouseAction(*m_run, input.line));
+    std::function<void()> action;
+    try
+    {
+        action = PrepareHouseAction(*m_run, input.line);
+    }
+    catch (const InputError&)
+    {
+        // It was taken then; in this house, which may be another, it does nothing.
+        return;
+    }
+    m_run->Do(input.from, input.line, action);
 }
 
 bool Replay::RunTo(std::int64_t ms)
 {
     const bool lines = m_record.head.clock == RecordClock::Lines;
     const bool never = false;
-    const bool& isMet = m_breaks ? m_breaks->IsMet() : never;
+    const bool& isMet = m_hooks.breaks ? m_hooks.breaks->IsMet() : never;
     const std::int64_t end = std::min(ms, m_record.endMs);
+    const auto hasInput = [this, end]
+    {
+        return m_next < m_inputs && m_record.inputs[m_next].timeMs <= end;
+    };
     while (!m_stop && !isMet)
     {
-        const bool hasInput =
-            m_next < m_record.inputs.size() && m_record.inputs[m_next].timeMs <= end;
-        const std::int64_t to = hasInput ? m_record.inputs[m_next].timeMs : end;
-        if (!lines && m_breaks)
+        const bool handsIn = hasInput();
+        const std::int64_t to = handsIn ? m_record.inputs[m_next].timeMs : end;
+        if (!lines && m_hooks.breaks)
             m_run->AdvanceTo(to, isMet);
         else if (!lines)
             m_run->AdvanceTo(to);
-        if (isMet || m_stop || !hasInput)
+        if (isMet || m_stop || !handsIn)
             break;
         HandIn(m_record.inputs[m_next++]);
     }
-    return !m_stop && !isMet &&
-           (m_run->NowMs() < m_record.endMs || m_next < m_record.inputs.size());
+    return !m_stop && !isMet && (m_run->NowMs() < m_record.endMs || m_next < m_inputs);
 }
 
 void Replay::RunToEnd()
 {
-    RunTo(m_record.endMs);
+    if (RunTo(m_record.endMs) || m_difference || m_nextDigest + 1 != m_record.digests.size())
+        return;
+    // What came after the last whole minute.
+    const RecordDigest& last = m_record.digests.back();
+    if (last.timeMs == m_run->NowMs() && !(m_hooks.breaks && m_hooks.breaks->IsMet()))
+        Compare(last, m_run->Digest());
+}
+
+FlightRecord WithoutOutputs(const FlightRecord& record)
+{
+    FlightRecord only;
+    only.head = record.head;
+    only.inputs = record.inputs;
+    only.endMs = record.endMs;
+    only.ended = record.ended;
+    return only;
+}
+std::string OutputOf(const FlightRecord& record, const std::string& folder, std::uint64_t number,
+                     std::int64_t ms)
+{
+    const FlightRecord only = WithoutOutputs(record);
+    const HouseFile file = HouseOf(only, {{}, folder});
+    std::string found;
+    std::uint64_t count = 0;
+    Replay::Hooks hooks;
+    hooks.onOutput = [&](std::int64_t, const std::string& text)
+    {
+        if (++count == number)
+            found = text;
+    };
+    Replay(only, file, RunOptionsOf(only), std::move(hooks)).RunTo(ms);
+    return found;
 }
 } // namespace lighting_host

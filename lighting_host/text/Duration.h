@@ -10,6 +10,9 @@ namespace lighting_host
 // than 0 and for more than 100 years, and `milliseconds` then stays.
 bool ParseDuration(const std::string& text, std::int64_t& milliseconds);
 
+// A length of time from 0 on as ParseDuration reads it, days first: "1d03h14m07.250s".
+std::string FormatDuration(std::int64_t milliseconds);
+
 // "2026-01-01 00:00:00.000", from local seconds and milliseconds.
 std::string FormatLocalTime(std::int64_t localSeconds, int milliseconds);
 } // namespace lighting_host

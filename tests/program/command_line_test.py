@@ -98,7 +98,8 @@ class Usage(CommandLine):
         for words, arguments in (
                 ('there is no command "rnu"; did you mean run?', ["rnu"]),
                 ('there is no command "dance"\n', ["dance"]),
-                ("there is no command; say stdio, run, serve, check or validate", []),
+                ("there is no command; say stdio, run, serve, check, validate, replay, "
+                 "shrink or why", []),
                 ('there is no command "chekc"; did you mean check?', ["help", "chekc"]),
                 ("run has no option --sed; did you mean --seed?", ["run", house, "--sed", "1"]),
                 ("validate has no option --seed", ["validate", house, "--seed", "1"]),

@@ -1,0 +1,222 @@
+#!/usr/bin/env python3
+"""Flight records from outside: what replay, shrink and why say, and how they end.
+
+    replay_test.py PROGRAM FOLDER_OF_DRIVER_LIBRARIES
+"""
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import flight_record
+from flight_record import given
+
+SYMPTOM = 9000
+HOUSE = '<house><driver name="hall" type="puck" id="1"/></house>\n'
+PUSH = {"driver": "hall", "trap": "nx.dmx.bp", "params": ["00000007"]}
+
+
+class Record(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.path = os.path.join(self.folder.name, "flight.jsonl")
+
+    def write(self, lines, path=None):
+        with open(path or self.path, "w", encoding="utf-8") as file:
+            file.write(flight_record.text(lines))
+
+    def run_program(self, *arguments, text=""):
+        return subprocess.run([PROGRAM, *arguments], input=text, capture_output=True, text=True,
+                              check=False, timeout=120)
+
+    def expect(self, status, words, *arguments, text=""):
+        done = self.run_program(*arguments, text=text)
+        self.assertEqual(status, done.returncode, done.stdout + done.stderr)
+        self.assertIn(words, done.stdout + done.stderr)
+        return done
+
+
+class Replay(Record):
+    def presses(self, count=3):
+        return [flight_record.head(HOUSE)] + [given(1000 * i, PUSH) for i in range(count)]
+
+    def test_record_without_digests_is_told(self):
+        self.write(self.presses())
+        self.expect(0, "nothing to compare with", "replay", self.path)
+
+    def test_until_a_time_and_beyond_the_end(self):
+        self.write(self.presses())
+        self.expect(0, "up to 00h00m01.500s", "replay", self.path, "--until", "1.5s")
+        self.expect(1, "the record ends before that", "replay", self.path, "--until", "1h")
+
+    def test_record_with_blanks_is_read_too(self):
+        self.write(self.presses())
+        outputs = self.run_program("replay", self.path, "--outputs").stdout
+        with open(self.path, "w", encoding="utf-8") as file:
+            file.writelines(json.dumps(line) + "\n" for line in self.presses())
+        self.assertEqual(outputs, self.run_program("replay", self.path, "--outputs").stdout)
+        self.assertIn('"event":6001', outputs)
+
+    def test_until_an_event(self):
+        self.write(self.presses())
+        done = self.run_program("replay", self.path, "--outputs")
+        events = [json.loads(line) for line in done.stdout.splitlines() if '"event"' in line]
+        self.expect(0, f"hall fires event {events[0]['event']} at 00h00m00.000s", "replay",
+                    self.path, "--until-event", f"hall:{events[0]['event']}")
+        self.expect(1, "it does not come", "replay", self.path, "--until-event", "hall:1")
+
+    def test_until_conditions_that_are_none(self):
+        self.write(self.presses())
+        self.expect(2, 'there is no driver "hal" in the record\'s house; did you mean hall?',
+                    "replay", self.path, "--until-event", "hal:1")
+        self.expect(2, '"hall" is no driver and event', "replay", self.path, "--until-event",
+                    "hall")
+        self.expect(2, "none of event, log", "replay", self.path, "--until-break", "{}")
+
+    def test_goes_on_by_hand(self):
+        self.write(self.presses())
+        other = dict(PUSH, params=["00000008"])
+        lines = flight_record.text([{"advance_ms": 500}, other, {"driver": "nobody"}])
+        done = self.expect(1, "there is no driver named", "replay", self.path, "--until", "1500ms",
+                           "--stdio", text="# by hand\n" + lines)
+        outputs = [json.loads(line) for line in done.stdout.splitlines()]
+        self.assertEqual([2, 3, 4], [line["done"] for line in outputs if "done" in line])
+        # What the record did before is not written.
+        times = [line["t_ms"] for line in outputs if "event" in line]
+        self.assertIn(2000, times)
+        self.assertGreaterEqual(min(times), 1500)
+
+    def test_damage_is_told_with_its_line(self):
+        whole = self.presses()
+        for number, spoil, words in (
+                (1, lambda line: dict(line, flight_record=2), "line 1: version 2 of the format"),
+                (1, lambda line: dict(line, house=line["house"] + " "), "does not agree with its"),
+                (1, lambda line: dict(line, draw="often"), '"often" is none of random, low, high'),
+                (1, lambda line: dict(line, faults="dire"), '"dire" is no level of faults'),
+                (1, lambda line: dict(line, start="noon"), "noon"),
+                (2, lambda line: 7, "line 2: "),
+                (3, lambda line: dict(line, t_ms="soon"), "line 3: "),
+                (4, lambda line: dict(line, t_ms=10), "line 4: the time goes back")):
+            lines = list(whole)
+            lines[number - 1] = spoil(lines[number - 1])
+            self.write(lines)
+            self.expect(2, words, "replay", self.path)
+
+    def test_every_flipped_byte_is_refused_or_run(self):
+        self.write(self.presses())
+        with open(self.path, "rb") as file:
+            whole = file.read()
+        for place in range(0, len(whole), 23):
+            spoilt = bytearray(whole)
+            spoilt[place] ^= 0x11
+            with open(self.path, "wb") as file:
+                file.write(spoilt)
+            self.assertIn(self.run_program("replay", self.path).returncode, (0, 2), place)
+
+    def test_torn_last_line_is_read_past_with_a_word(self):
+        self.write(self.presses())
+        with open(self.path, "a", encoding="utf-8") as file:
+            file.write('{"t_ms":9000,"fr')
+        self.expect(0, "line 5: is not whole", "replay", self.path)
+
+    def test_no_record_is_told(self):
+        self.expect(2, "cannot be read", "replay", self.path)
+        self.write([])
+        self.expect(2, "this is no flight record", "replay", self.path)
+
+    def test_library_that_is_gone_is_told(self):
+        house = HOUSE.replace(' id=', ' library="gone.so" id=')
+        self.write([flight_record.head(house, path="far/away/house.xml")])
+        self.expect(2, 'there is no driver library "gone.so"', "replay", self.path)
+
+    def test_bad_usage_is_told_in_plain_words(self):
+        self.write(self.presses())
+        for words, arguments in (
+                ('replay has no option --util; did you mean --until?', ["replay", "--util", "1"]),
+                ('"soon" is no time', ["replay", "--until", "soon"]),
+                ('"hall" is no NAME=PATH', ["replay", "--library", "hall"]),
+                ("there is no driver or type", ["replay", "--library", "nobody=x.so"]),
+                ("say what to look for", ["shrink"]), ("say what to look for", ["why"]),
+                ('"0" is no number from 1', ["why", "--draws", "0", "--until-fault"])):
+            self.expect(2, words, *arguments, self.path)
+
+
+class Lamps(Record):
+    def house(self, library):
+        return (f'<house><driver name="lamp" type="lamp" id="1" '
+                f'library="{LIBRARIES}/{library}.so"/></house>\n')
+
+    def moves(self, count=25):
+        return [given(7000 * i, {"driver": "lamp", "command": "MOVE", "params": {}})
+                for i in range(count)]
+
+    def outputs(self, library, moves, seed=1):
+        path = self.path + ".other"
+        self.write([flight_record.head(self.house(library), seed=seed)] + moves, path)
+        return self.run_program("replay", path, "--outputs").stdout.splitlines()
+
+    def test_driver_changed_in_one_line_is_found_at_its_first_different_output(self):
+        moves = self.moves()
+        self.write([flight_record.head(self.house("Lamp"))] + moves)
+        # A record of its own run: nothing is left out, since only the last move meets this.
+        last = json.loads(self.outputs("Lamp", moves)[-1])
+        when = json.dumps({"variable": 1, "is": last["value"]})
+        recorded = self.path + ".small"
+        self.expect(0, "1 of 1 drivers", "shrink", self.path, "--until-break", when)
+        with open(recorded, encoding="utf-8") as file:
+            lines = [json.loads(line) for line in file]
+        left = [line for line in lines if "in" in line]
+        seed = lines[0]["seed"]
+        self.assertGreaterEqual(len(left), 10)
+        before = self.outputs("Lamp", left, seed)
+        after = self.outputs("LampChanged", left, seed)
+        first = next(i for i, pair in enumerate(zip(before, after)) if pair[0] != pair[1])
+        done = self.expect(1, f"at output {first + 1}\n", "replay", recorded, "--library",
+                           f"lamp={LIBRARIES}/LampChanged.so")
+        self.assertIn(f"  recorded  {before[first]}\n  here      {after[first]}\n", done.stdout)
+
+
+class ShrinkAndWhy(Record):
+    def test_symptom_that_does_not_come_is_told(self):
+        self.write([flight_record.head(HOUSE), given(1000, PUSH)])
+        for command in ("shrink", "why"):
+            self.expect(1, "it does not come", command, self.path, "--until-fault")
+        self.assertFalse(os.path.exists(self.path + ".small"))
+
+    def test_record_is_never_overwritten(self):
+        self.write([flight_record.head(HOUSE), given(1000, PUSH)])
+        self.expect(2, "is there already", "shrink", self.path, "--until-event", "hall:6001",
+                    "--to", self.path)
+
+    def test_result_does_not_depend_on_how_many_run_at_once(self):
+        other = {"driver": "hall", "online": True}
+        self.write([flight_record.head(HOUSE)] + [
+            given(500 * i, PUSH if i % 7 == 3 else other) for i in range(60)])
+        small = []
+        for jobs in ("1", "3"):
+            path = self.path + jobs
+            self.expect(0, "inputs", "shrink", self.path, "--until-break", '{"event":null}',
+                        "--jobs", jobs, "--to", path)
+            with open(path, encoding="utf-8") as file:
+                small.append(file.read())
+        self.assertEqual(small[0], small[1])
+
+    def test_deterministic_symptom_names_the_last_input_that_it_takes(self):
+        self.write([flight_record.head(HOUSE), given(1000, {"driver": "hall", "online": True}),
+                    given(61000, PUSH), given(90000, {"driver": "hall", "online": True})])
+        done = self.expect(0, "", "why", self.path, "--until-break", '{"event":null}', "--json",
+                           "--draws", "4")
+        why = json.loads(done.stdout)
+        self.assertEqual("inputs", why["cause"])
+        self.assertLess(why["avoidable_ms"], 61000)
+        self.assertGreaterEqual(why["certain_ms"], 61000)
+
+
+if __name__ == "__main__":
+    PROGRAM, LIBRARIES = sys.argv[1:3]
+    unittest.main(argv=sys.argv[:1])
