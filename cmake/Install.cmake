@@ -86,6 +86,9 @@ foreach(pair man|man/man1 bash|bash-completion/completions zsh|zsh/vendor-comple
     OPTIONAL)
 endforeach()
 
+# The service that serves a house of /etc/lighting-host.
+install(FILES packaging/lighting-host@.service DESTINATION lib/systemd/system COMPONENT program)
+
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)

@@ -72,9 +72,9 @@ replays transcripts and checks house files."
   "${library} ${same}")
 component(testkit liblightingcommon-testkit-dev libdevel
   "test kit for drivers of lighting products"
-"What a driver of one's own is tested with: the headers of the embedded host, on
-a clock that the test moves, sentences about what a driver did, the list of what
-every driver must do, and simulated devices with their faults."
+"What a driver of one's own is tested with: the headers of the embedded host,
+on a clock that the test moves, sentences about what a driver did, the list of
+what every driver must do, and simulated devices with their faults."
   "liblightingcommon-dev ${same}" "lighting-host ${same}" "libgmock-dev" "libgtest-dev"
   "zlib1g-dev")
 component(doc liblightingcommon-doc doc

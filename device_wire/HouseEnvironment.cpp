@@ -20,7 +20,8 @@ void HouseEnvironment::Send(const wire::BusFrame&) {}
 
 void HouseEnvironment::Schedule(std::uint64_t delayMs, std::function<void()> callback)
 {
-    m_scheduled.emplace(m_house.AddDeviceTimer(delayMs, this), std::move(callback));
+    m_scheduled.emplace(m_house.AddDeviceTimer(std::chrono::milliseconds(delayMs), this),
+                        std::move(callback));
 }
 
 std::uint64_t HouseEnvironment::NowMs() const

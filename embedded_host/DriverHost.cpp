@@ -2,10 +2,10 @@
 
 #include "NxLibDriverBases/NxBaseMibDriver.h"
 #include "NxLibDriverBases/NxZclPacket.h"
-#include "embedded_host/CallScope.h"
 #include "embedded_host/Clock.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/House.h"
+#include "embedded_host/internal/BindingLinks.h"
 #include "embedded_host/internal/HostedDriver.h"
 #include "embedded_host/internal/TimerWheel.h"
 #include "nxshared/IBusListener.h"
@@ -13,6 +13,7 @@
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
+#include <chrono>
 
 namespace nx
 {
@@ -20,7 +21,7 @@ using namespace embedded_host;
 
 namespace
 {
-constexpr std::uint64_t MS_PER_SECOND = 1000;
+constexpr std::uint64_t SECOND_IN_MS = std::chrono::milliseconds(std::chrono::seconds(1)).count();
 const std::string TOO_MANY_TIMERS =
     "its timers of 0 ms start each other without end; from now on each takes 1 ms";
 } // namespace
@@ -55,35 +56,34 @@ CondTable& DriverHost::Conditions()
 void DriverHost::Start(const boost::shared_ptr<XmlNode>& state)
 {
     Stop();
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "its constructor");
-            m_driver.reset(m_config.create(*this));
-            if (!m_driver)
-                Fault("it was not made");
-        });
+    CallDriver("its constructor",
+               [&]
+               {
+                   m_driver.reset(m_config.create(*this));
+                   if (!m_driver)
+                       Fault("it was not made");
+               });
     if (!m_driver)
     {
         // What a half-made driver left behind refers to it.
-        Forget();
+        DropRegistrations();
         return;
     }
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "Initialize");
-            boost::shared_ptr<XmlNode> config = m_config.config;
-            if (!config)
-                config = CreateXmlNode();
-            if (!m_driver->Initialize(m_config.id, config, state))
-                Fault("Initialize failed");
-        });
-    Fit();
+    CallDriver("Initialize",
+               [&]
+               {
+                   boost::shared_ptr<XmlNode> config = m_config.config;
+                   if (!config)
+                       config = CreateXmlNode();
+                   if (!m_driver->Initialize(m_config.id, config, state))
+                       Fault("Initialize failed");
+               });
+    m_house.Links().OnStarted(*this);
+    ShrinkToFit();
 }
 
 // Most drivers register once, when they are made: what their tables hold in reserve is given back.
-void DriverHost::Fit()
+void DriverHost::ShrinkToFit()
 {
     Commands().ShrinkToFit();
     Mibs().ShrinkToFit();
@@ -96,16 +96,11 @@ void DriverHost::Stop()
 {
     if (!m_driver)
         return;
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "its destructor");
-            m_driver.reset();
-        });
-    Forget();
+    CallDriver("its destructor", [&] { m_driver.reset(); });
+    DropRegistrations();
 }
 
-void DriverHost::Forget()
+void DriverHost::DropRegistrations()
 {
     m_mibDriver = nullptr;
     m_house.Timers().KillAll(Parts().timers, nullptr);
@@ -116,6 +111,7 @@ void DriverHost::Forget()
     m_bindings.clear();
     m_requests.clear();
     Parts().timersWithoutDelay = TimersWithoutDelay();
+    Parts().illegalGroups.TellCounts(m_config.name);
 }
 
 void DriverHost::Restart()
@@ -132,37 +128,24 @@ std::string DriverHost::Command(const ICmdMessage& message, unsigned caller)
 {
     CmdReturn ret;
     if (m_driver)
-        Enter(
-            [&]
-            {
-                const CallScope call(m_config.name.c_str(), "the command",
-                                     message.GetName().c_str());
-                Commands().Dispatch(message, &ret, caller);
-            });
+        CallDriver("the command", message.GetName().c_str(),
+                   [&] { Commands().Dispatch(message, &ret, caller); });
     return ret.Reason();
 }
 
 void DriverHost::Condition(const ICondMessage& message)
 {
     if (m_driver)
-        Enter(
-            [&]
-            {
-                const CallScope call(m_config.name.c_str(), "the condition",
-                                     message.GetName().c_str());
-                Emit(ConditionResult{message.GetName(), Conditions().Test(message)});
-            });
+        CallDriver("the condition", message.GetName().c_str(),
+                   [&] {
+                       Emit(ConditionResult{message.GetName(), Conditions().Test(message)});
+                   });
 }
 
 void DriverHost::Trap(const NxMIBPacket& trap)
 {
     if (m_driver)
-        Enter(
-            [&]
-            {
-                const CallScope call(m_config.name.c_str(), "the trap", trap.GetMib().c_str());
-                Mibs().DispatchTrap(trap);
-            });
+        CallDriver("the trap", trap.GetMib().c_str(), [&] { Mibs().DispatchTrap(trap); });
 }
 
 void DriverHost::Reply(const NxMIBPacket& reply)
@@ -182,12 +165,8 @@ void DriverHost::Reply(const NxMIBPacket& reply)
 void DriverHost::ReplyTo(const NxMIBPacket& reply, const NxMIBPacket* request)
 {
     if (m_driver)
-        Enter(
-            [&]
-            {
-                const CallScope call(m_config.name.c_str(), "the reply", reply.GetMib().c_str());
-                Mibs().DispatchResponse(reply, request);
-            });
+        CallDriver("the reply", reply.GetMib().c_str(),
+                   [&] { Mibs().DispatchResponse(reply, request); });
 }
 
 void DriverHost::Online(bool online)
@@ -196,80 +175,66 @@ void DriverHost::Online(bool online)
         return;
     if (!m_told || m_told->online != online)
         m_told = Told{online, m_house.GetClock().NowMs()};
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "the online status");
-            if (m_mibDriver)
-                m_mibDriver->OnMIBDeviceOnlineStatusChanged(online ? DEVICE_ONLINE : DEVICE_OFFLINE,
-                                                            std::string(), std::string());
-            else
-                m_driver->OnDeviceOnlineChanged(online);
-        });
+    CallDriver("the online status",
+               [&]
+               {
+                   if (m_mibDriver)
+                       m_mibDriver->OnMIBDeviceOnlineStatusChanged(
+                           online ? DEVICE_ONLINE : DEVICE_OFFLINE, std::string(), std::string());
+                   else
+                       m_driver->OnDeviceOnlineChanged(online);
+               });
 }
 
 void DriverHost::BindingMade(unsigned binding, const std::string& cls, bool bound)
 {
     if (m_driver)
-        Enter(
-            [&]
-            {
-                const CallScope call(m_config.name.c_str(), "a change of the binding", cls.c_str());
-                m_driver->OnBindingChanged(binding, cls, bound, 0, 0);
-            });
+        CallDriver("a change of the binding", cls.c_str(),
+                   [&] { m_driver->OnBindingChanged(binding, cls, bound, 0, 0); });
 }
 
 void DriverHost::BoundCall(unsigned binding, const IBindMessage& message)
 {
     if (!m_driver)
         return;
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "the bound call",
-                                 message.GetName().c_str());
-            CmdReturn ret;
-            const int result =
-                m_driver->BoundCall(binding, NX_BINDING_CONTROL, message.GetName(), message, &ret);
-            Emit(BoundCallResult{result});
-        });
+    CallDriver("the bound call", message.GetName().c_str(),
+               [&]
+               {
+                   CmdReturn ret;
+                   const int result = m_driver->BoundCall(binding, NX_BINDING_CONTROL,
+                                                          message.GetName(), message, &ret);
+                   Emit(BoundCallResult{result});
+               });
 }
 
 void DriverHost::BusMessage(int opcode, const std::uint8_t* payload, std::size_t length)
 {
     if (!m_driver)
         return;
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "a bus message");
-            if (IBusListener* listener = m_driver->GetBusListener())
-                listener->OnBusMessage(opcode, payload, length);
-        });
+    CallDriver("a bus message",
+               [&]
+               {
+                   if (IBusListener* listener = m_driver->GetBusListener())
+                       listener->OnBusMessage(opcode, payload, length);
+               });
 }
 
 std::string DriverHost::Persist()
 {
     std::string text;
     if (m_driver)
-        Enter(
-            [&]
-            {
-                const CallScope call(m_config.name.c_str(), "GetPersistState");
-                if (const auto state = m_driver->GetPersistState(0))
-                    text = state->ToText();
-            });
+        CallDriver("GetPersistState",
+                   [&]
+                   {
+                       if (const auto state = m_driver->GetPersistState(0))
+                           text = state->ToText();
+                   });
     return text;
 }
 
 void DriverHost::TimerDue(unsigned id, ITimerManagerCallback* callback, std::int64_t elapsedNs)
 {
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "a timer");
-            callback->OnTimerExpired(id, static_cast<time_t>(elapsedNs));
-        });
+    CallDriver("a timer", [&] { callback->OnTimerExpired(id, static_cast<time_t>(elapsedNs)); });
 }
 
 void DriverHost::Emit(Effect effect) const
@@ -373,6 +338,7 @@ bool DriverHost::RemoveBinding(unsigned id)
 void DriverHost::SendBoundCall(unsigned binding, const IBindMessage& message)
 {
     Emit(BoundCallSent{binding, message});
+    m_house.Links().Carry(*this, binding, message);
 }
 
 const std::string* DriverHost::Capability(const std::string& name) const
@@ -441,7 +407,7 @@ void DriverHost::RemoveAllTimers(ITimerManagerCallback* callback)
 ID::Timer DriverHost::StartTimer(std::uint64_t amount, unsigned unit, unsigned count,
                                  ITimerManagerCallback* callback)
 {
-    const std::uint64_t unitMs = unit == UNIT_SECONDS ? MS_PER_SECOND : 1;
+    const std::uint64_t unitMs = unit == UNIT_SECONDS ? SECOND_IN_MS : 1;
     std::uint64_t delayMs = std::min(amount, UINT64_MAX / unitMs) * unitMs;
     if (delayMs == 0)
     {

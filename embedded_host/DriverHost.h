@@ -1,6 +1,8 @@
 #pragma once
 
 #include "NxLibDriverBases/NxBaseDriver.h"
+#include "embedded_host/CallScope.h"
+#include "embedded_host/DriverConfig.h"
 #include "embedded_host/HostServices.h"
 #include "embedded_host/Messages.h"
 #include "embedded_host/Output.h"
@@ -8,11 +10,9 @@
 #include "nxshared/IInstanceManager.h"
 #include "nxshared/ITimerManager.h"
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <boost/shared_ptr.hpp>
@@ -33,37 +33,6 @@ namespace zcl
 {
 struct Reply;
 }
-
-// How a driver comes into a house.
-struct DriverConfig
-{
-    std::string name;
-    std::string type;
-    unsigned id = 0;
-    std::vector<std::pair<std::string, std::string>> capabilities;
-    // What Initialize gets; an empty node when null.
-    boost::shared_ptr<nx::XmlNode> config;
-    // The state to start from, null for none.
-    boost::shared_ptr<nx::XmlNode> state;
-    // Makes the driver; called again at a restart.
-    std::function<NxBaseDriver*(IInstanceManager&)> create;
-    // Whether a simulated device is to be attached.
-    bool simulatedDevice = false;
-};
-
-// A variable or a dynamic binding that a driver has at present.
-struct Variable
-{
-    unsigned id;
-    const std::string* name;
-    std::string value;
-};
-struct Binding
-{
-    unsigned id;
-    const std::string* name;
-    const std::string* cls;
-};
 } // namespace embedded_host
 
 namespace nx
@@ -107,11 +76,14 @@ public:
     // with none when it keeps none. A state that cannot be read back is a DriverFault.
     void Restart();
 
-    // Runs `work` on behalf of this driver.
+    // Runs `work`, which calls the driver, inside a HostScope of this and a CallScope that names
+    // `operation`, as in "the command", and what it is about. Never throws: what `work` throws
+    // becomes a DriverFault.
     template <class Work>
-    void Enter(const Work& work)
+    void CallDriver(const char* operation, const char* subject, const Work& work)
     {
         const embedded_host::HostScope scope(*this);
+        const embedded_host::CallScope call(m_config.name.c_str(), operation, subject);
         try
         {
             work();
@@ -124,6 +96,11 @@ public:
         {
             Fault("something that is no exception");
         }
+    }
+    template <class Work>
+    void CallDriver(const char* operation, const Work& work)
+    {
+        CallDriver(operation, "", work);
     }
 
     // --- What comes in --------------------------------------------------------------------------
@@ -240,8 +217,8 @@ private:
     void KillTimer(ID::Timer& timer) override;
     void RemoveAllTimers(ITimerManagerCallback* callback) override;
 
-    void Forget();
-    void Fit();
+    void DropRegistrations();
+    void ShrinkToFit();
     void Fault(const std::string& what) const;
     embedded_host::Variable* FindVariable(unsigned id);
 

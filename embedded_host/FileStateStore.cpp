@@ -33,8 +33,7 @@ constexpr std::size_t APPLICATION_ID_OFFSET = 68;
 constexpr char HEADER_TEXT[] = "SQLite format 3";
 constexpr char WAL_VERSION = 2;
 
-constexpr std::size_t DIGEST_SIZE = 16;
-using Digest = std::array<unsigned char, DIGEST_SIZE>;
+using Digest = std::array<unsigned char, crypto_generichash_BYTES_MIN>;
 
 constexpr const char* LOST_STATES =
     "is damaged: it has lost states, or has some that were not saved";

@@ -18,7 +18,8 @@ namespace embedded_host
 // state carries a digest, and the file one over all of them, which finds damage that SQLite does
 // not notice. SQLite reads a damaged log as one that ends early; so every save has a number, and a
 // second file keeps the last one (see SaveCounter). At most MAX_SAVES_IN_LOG saves are in the log
-// alone.
+// alone. A file of the first schema version has no such numbers: a log of it that lost its end is
+// read as its last whole save, once; from then on its saves are counted.
 //
 // While it is open, the file is locked against every other process. Close removes the files beside
 // it.

@@ -2,6 +2,7 @@
 
 #include "embedded_host/Clock.h"
 #include "embedded_host/HostServices.h"
+#include "embedded_host/LocalTime.h"
 #include "embedded_host/Random.h"
 #include "nxshared/Assert.h"
 #include "nxshared/Crypto.h"
@@ -27,13 +28,12 @@ thread_local unsigned EffectChain::s_depth = 0;
 
 namespace
 {
-constexpr std::int64_t SECONDS_A_DAY = 24 * 60 * 60;
 constexpr std::size_t MAX_FRAMES = 32;
 constexpr std::size_t USUAL_PARAMS = 5;
 
 std::int64_t SecondOfDay(std::int64_t seconds)
 {
-    return (seconds % SECONDS_A_DAY + SECONDS_A_DAY) % SECONDS_A_DAY;
+    return (seconds % SECONDS_PER_DAY + SECONDS_PER_DAY) % SECONDS_PER_DAY;
 }
 } // namespace
 } // namespace embedded_host
@@ -78,7 +78,7 @@ NxTime NxTime::FromLocalSeconds(std::int64_t seconds)
 int NxTime::GetDay() const
 {
     const std::int64_t midnight = m_localSeconds - embedded_host::SecondOfDay(m_localSeconds);
-    return static_cast<int>(midnight / embedded_host::SECONDS_A_DAY);
+    return static_cast<int>(midnight / embedded_host::SECONDS_PER_DAY);
 }
 
 int NxTime::GetHour() const

@@ -1,6 +1,7 @@
 #include "embedded_host/House.h"
 
 #include "embedded_host/LibraryLog.h"
+#include "embedded_host/internal/BindingLinks.h"
 #include "embedded_host/internal/HostedDriver.h"
 #include "embedded_host/internal/TimerWheel.h"
 
@@ -121,7 +122,8 @@ private:
 };
 
 House::House(Clock& clock, Random& random, OutputSink& sink)
-    : m_clock(clock), m_random(random), m_sink(sink), m_timers(std::make_unique<HouseTimers>(clock))
+    : m_clock(clock), m_random(random), m_sink(sink),
+      m_timers(std::make_unique<HouseTimers>(clock)), m_links(std::make_unique<BindingLinks>())
 {
     EnsureLibraryLog();
 }
@@ -151,6 +153,15 @@ void House::AddGroup(unsigned id, const std::vector<std::string>& members)
             group.members.push_back(member);
     }
     m_groups[id] = std::move(group);
+}
+
+void House::Bind(const std::string& one, unsigned oneBinding, const std::string& other,
+                 unsigned otherBinding)
+{
+    nx::DriverHost* const first = Find(one);
+    nx::DriverHost* const second = Find(other);
+    if (first && second)
+        m_links->Add({first, oneBinding}, {second, otherBinding});
 }
 
 void House::StartAll()
@@ -200,8 +211,9 @@ void House::ObserveTimers(TimerObserver* observer)
     m_timers->wheel.Observe(observer);
 }
 
-unsigned House::AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback)
+unsigned House::AddDeviceTimer(std::chrono::milliseconds delay, ITimerManagerCallback* callback)
 {
+    const auto delayMs = static_cast<std::uint64_t>(std::max<std::int64_t>(delay.count(), 0));
     return m_timers->wheel.Add(m_timers->devices, m_clock.NowNs(), delayMs, 1, callback);
 }
 

@@ -6,6 +6,7 @@
 #include "embedded_host/Random.h"
 #include "nxshared/IVariableManager.h"
 
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -16,6 +17,7 @@
 
 namespace embedded_host
 {
+class BindingLinks;
 class TimerObserver;
 class TimerWheel;
 
@@ -45,6 +47,12 @@ public:
     // same id replaces the first.
     void AddGroup(unsigned id, const std::vector<std::string>& members);
 
+    // Links a binding of one driver to one of another: each is told that it is bound when it has
+    // started, and what it calls there arrives at the other (see BindingLinks). An unknown driver:
+    // nothing happens.
+    void Bind(const std::string& one, unsigned oneBinding, const std::string& other,
+              unsigned otherBinding);
+
     // Makes and initialises every driver, or destroys every driver, in the order in which they were
     // added.
     void StartAll();
@@ -62,9 +70,9 @@ public:
     std::int64_t NextWakeMs() const;
 
     // A timer of a simulated device: fires once, after the drivers' timers of the same millisecond.
-    // Its ids are apart from the drivers'. Killing one that is 0, unknown or has fired does
-    // nothing.
-    unsigned AddDeviceTimer(std::uint64_t delayMs, ITimerManagerCallback* callback);
+    // Less than 0 is 0. Its ids are apart from the drivers'. Killing one that is 0, unknown or has
+    // fired does nothing.
+    unsigned AddDeviceTimer(std::chrono::milliseconds delay, ITimerManagerCallback* callback);
     void KillDeviceTimer(unsigned id);
 
     // From now on `observer` is told of every timer; null for nobody. Must stay valid until another
@@ -84,7 +92,10 @@ public:
     void ForwardToGroup(unsigned group, const ICmdMessage& command);
     static constexpr std::size_t MAX_NESTED_FORWARDS = 200;
 
-    // Called when a driver asks for its state to be persisted soon; empty for nobody.
+    // Called when a driver asks for its state to be persisted soon, on the house's thread, from
+    // inside the driver: note the wish and take the state (DriverHost::Persist) later. Must not
+    // call into the house, must not throw and must not be replaced from inside itself. Empty for
+    // nobody. What it refers to must outlive the house or be taken out before.
     std::function<void(nx::DriverHost&)> onPersistRequested;
 
     Clock& GetClock() const { return m_clock; }
@@ -92,6 +103,7 @@ public:
     OutputSink& GetSink() const { return m_sink; }
     // For the drivers' hosts.
     TimerWheel& Timers();
+    BindingLinks& Links() { return *m_links; }
     nx::IVariableManager& Variables() { return *this; }
 
 private:
@@ -121,6 +133,7 @@ private:
     std::unordered_map<std::string, nx::DriverHost*> m_byName;
     std::unordered_map<unsigned, nx::DriverHost*> m_byId;
     std::unordered_map<unsigned, Group> m_groups;
+    std::unique_ptr<BindingLinks> m_links;
     std::size_t m_nestedForwards = 0;
     // What lies too deep to be delivered at once, in order.
     std::deque<std::pair<std::vector<nx::DriverHost*>, CmdMessage>> m_postponed;

@@ -20,8 +20,10 @@ namespace embedded_host
 {
 class HostZclMessage;
 
-// Everything that a driver does to the world outside, as one value type. The house hands each
-// effect to its one OutputSink, in the order in which they happen.
+// What a driver does to the world outside, as one value type. The house hands each effect to its
+// one OutputSink, in the order in which they happen. Two things take other ways: a wish that the
+// state be persisted (House::onPersistRequested), and a command to a group of loads, whose effects
+// are those of its members (House::ForwardToGroup).
 //
 // The alternatives refer to what they describe instead of copying it: texts, packets and messages
 // are valid only during OutputSink::Write. A sink that keeps something copies it.

@@ -322,7 +322,7 @@ const char* XmlTree::PlainChildData(const std::string& name) const
 
 void XmlTree::Initialize(const std::string& name, const std::string& value)
 {
-    Whole().m_name = name;
+    Materialize().m_name = name;
     m_data = value;
 }
 
@@ -338,7 +338,7 @@ const std::string& XmlTree::GetAttribute(const std::string& name) const
 
 void XmlTree::SetAttribute(const std::string& name, const std::string& value)
 {
-    for (auto& attribute : Whole().m_attributes)
+    for (auto& attribute : Materialize().m_attributes)
     {
         if (attribute.first == name)
         {
@@ -353,7 +353,7 @@ void XmlTree::AddChild(const std::string& name, const std::string& value)
 {
     const auto child = boost::make_shared<XmlTree>();
     child->Initialize(name, value);
-    Whole().m_children.push_back(child);
+    Materialize().m_children.push_back(child);
 }
 
 void XmlTree::AddChild(const std::string& name, const char* value)
@@ -379,7 +379,7 @@ void XmlTree::AddChild(const std::string& name, bool value)
 void XmlTree::AddChild(const boost::shared_ptr<nx::XmlNode>& child)
 {
     if (child)
-        Whole().m_children.push_back(child);
+        Materialize().m_children.push_back(child);
 }
 
 boost::shared_ptr<nx::XmlNode> XmlTree::GetChildAt(std::size_t index) const

@@ -36,7 +36,7 @@ public:
 
     void Initialize(const std::string& name, const std::string& value) override;
     const std::string& GetName() const override { return m_name; }
-    const std::string& GetData() const override { return Whole().m_data; }
+    const std::string& GetData() const override { return Materialize().m_data; }
     const std::string& GetAttribute(const std::string& name) const override;
     void SetAttribute(const std::string& name, const std::string& value) override;
     void AddChild(const std::string& name, const std::string& value) override;
@@ -45,7 +45,7 @@ public:
     void AddChild(const std::string& name, unsigned value) override;
     void AddChild(const std::string& name, bool value) override;
     void AddChild(const boost::shared_ptr<nx::XmlNode>& child) override;
-    std::size_t GetChildCount() const override { return Whole().m_children.size(); }
+    std::size_t GetChildCount() const override { return Materialize().m_children.size(); }
     boost::shared_ptr<nx::XmlNode> GetChildAt(std::size_t index) const override;
     boost::shared_ptr<nx::XmlNode> GetChild(const std::string& name) const override;
     bool HasChild(const std::string& name) const override { return Find(name) != nullptr; }
@@ -57,22 +57,22 @@ public:
 
     const std::vector<std::pair<std::string, std::string>>& Attributes() const
     {
-        return Whole().m_attributes;
+        return Materialize().m_attributes;
     }
     const std::vector<boost::shared_ptr<nx::XmlNode>>& Children() const
     {
-        return Whole().m_children;
+        return Materialize().m_children;
     }
 
 private:
     // This, with all that was still to be taken from the parsed text.
-    const XmlTree& Whole() const
+    const XmlTree& Materialize() const
     {
         if (m_parsed)
             Fill();
         return *this;
     }
-    XmlTree& Whole()
+    XmlTree& Materialize()
     {
         if (m_parsed)
             Fill();

@@ -3,6 +3,7 @@
 #include "nxshared/Zcl.h"
 
 #include <algorithm>
+#include <chrono>
 #include <iterator>
 #include <utility>
 
@@ -12,6 +13,8 @@ namespace zcl
 {
 namespace
 {
+using namespace std::chrono_literals;
+
 // The first octet of a frame.
 constexpr std::uint8_t CONTROL_TYPE = 0x03;
 constexpr std::uint8_t CONTROL_MANUFACTURER = 0x04;
@@ -25,8 +28,6 @@ constexpr std::uint16_t CLUSTER_LEVEL_CONTROL = 0x0008;
 constexpr int MAX_PERCENT = 100;
 constexpr int MAX_LEVEL = 254;
 constexpr int MAX_SECONDS = 0xFFFF;
-constexpr int MS_PER_SECOND = 1000;
-constexpr int MS_PER_TENTH = 100;
 
 // A string of this length octet has no value and no octets.
 constexpr std::uint8_t STRING_NO_VALUE = 0xFF;
@@ -317,7 +318,7 @@ const char* ReadFieldSets(Reader& in, int& level)
     return nullptr;
 }
 
-const char* ReadViewSceneIn(Reader& in, Reply& reply, int msPerUnit)
+const char* ReadViewSceneIn(Reader& in, Reply& reply, std::chrono::milliseconds unit)
 {
     const std::uint8_t status = in.U8();
     const std::uint16_t group = in.U16();
@@ -335,18 +336,18 @@ const char* ReadViewSceneIn(Reader& in, Reply& reply, int msPerUnit)
         return ERROR_SHORT;
     const char* const error = ReadFieldSets(in, reply.level);
     if (!error && reply.level >= 0)
-        reply.timeMs = time * msPerUnit;
+        reply.timeMs = static_cast<int>((time * unit).count());
     return error;
 }
 
 const char* ReadViewScene(Reader& in, Reply& reply)
 {
-    return ReadViewSceneIn(in, reply, MS_PER_SECOND);
+    return ReadViewSceneIn(in, reply, 1s);
 }
 
 const char* ReadEnhancedViewScene(Reader& in, Reply& reply)
 {
-    return ReadViewSceneIn(in, reply, MS_PER_TENTH);
+    return ReadViewSceneIn(in, reply, 100ms);
 }
 
 const char* ReadSceneMembership(Reader& in, Reply& reply)

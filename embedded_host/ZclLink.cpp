@@ -1,10 +1,10 @@
 // The ZigBee side of a driver's host.
 
 #include "NxLibDriverBases/NxZclPacket.h"
-#include "embedded_host/CallScope.h"
 #include "embedded_host/DeviceLink.h"
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/ZclMessages.h"
+#include "embedded_host/internal/HostedDriver.h"
 
 namespace nx
 {
@@ -16,6 +16,8 @@ void DriverHost::SendZcl(NxZclPacket& packet, unsigned char endpoint)
     const auto* message = dynamic_cast<const HostZclMessage*>(packet.GetMessage());
     if (!message)
         return;
+    if (message->Kind() == zcl::RequestKind::AddGroup)
+        Parts().illegalGroups.Asked(m_config.name, message->Request().group);
     std::uint8_t frame[HostZclMessage::MAX_FRAME];
     const std::size_t length = message->Encode(m_zclSequence++, frame, sizeof frame);
     Emit(ZclSent{*message, endpoint, frame, length});
@@ -37,12 +39,11 @@ void DriverHost::ZclReply(const zcl::Reply& reply)
 {
     if (!m_driver)
         return;
-    Enter(
-        [&]
-        {
-            const CallScope call(m_config.name.c_str(), "a ZCL reply");
-            if (IZclListener* const listener = m_driver->GetZclListener())
-                zcl::Deliver(reply, *listener);
-        });
+    CallDriver("a ZCL reply",
+               [&]
+               {
+                   if (IZclListener* const listener = m_driver->GetZclListener())
+                       zcl::Deliver(reply, *listener);
+               });
 }
 } // namespace nx

@@ -1,17 +1,11 @@
 #include "embedded_host/ZclMessages.h"
 
-#include <iostream>
-
+#include <chrono>
 namespace
 {
+using namespace std::chrono_literals;
 using embedded_host::zcl::Request;
 using embedded_host::zcl::RequestKind;
-
-// The groups that a light may be asked to join.
-constexpr unsigned FIRST_GROUP = 0x0001;
-constexpr unsigned LAST_GROUP = 0xFFF7;
-
-constexpr std::int64_t MS_PER_SECOND = 1000;
 
 nx::ZclMessage* Make(RequestKind kind, std::uint16_t group = 0)
 {
@@ -67,10 +61,7 @@ ZclMessage* MakeSceneRamp(unsigned scene, int level, int time)
 
 ZclMessage* MakeJoinGroupPacket(unsigned groupOrScene)
 {
-    const unsigned short group = GetGroupId(groupOrScene);
-    if (group < FIRST_GROUP || group > LAST_GROUP)
-        std::cerr << "a light is asked to join group " << group << ", which no light may join\n";
-    return Make(RequestKind::AddGroup, group);
+    return Make(RequestKind::AddGroup, GetGroupId(groupOrScene));
 }
 
 ZclMessage* MakeLeaveThisGroupPacket(unsigned short group)
@@ -85,7 +76,8 @@ unsigned short GetGroupId(unsigned scene)
 
 int GetNearestSeconds(int milliseconds)
 {
-    // In 64 bits, so that the half second does not overflow.
-    return static_cast<int>((std::int64_t{milliseconds} + MS_PER_SECOND / 2) / MS_PER_SECOND);
+    // Durations count in 64 bits, so the half second does not overflow.
+    const std::chrono::milliseconds time(milliseconds);
+    return static_cast<int>(std::chrono::duration_cast<std::chrono::seconds>(time + 500ms).count());
 }
 } // namespace nx

@@ -90,7 +90,7 @@ void DriverRun::Fact(const std::string& name, const std::string& json)
     try
     {
         if (const auto action = adapter->PrepareFact(name, ParseJson(json)))
-            m_host->Enter(action);
+            m_host->CallDriver("the fact", name.c_str(), action);
     }
     catch (const InputError&)
     {
@@ -110,7 +110,7 @@ void DriverRun::Input(const std::string& json)
         const auto action = adapter->PrepareInput(input.items().begin().key(), fields);
         fields.Finish();
         if (action)
-            m_host->Enter(action);
+            m_host->CallDriver("the input", action);
     }
     catch (const InputError&)
     {

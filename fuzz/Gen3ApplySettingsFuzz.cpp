@@ -55,10 +55,10 @@ public:
         Require(parameter >= 3 && parameter <= 5);
     }
     void SetBacklightDefault(int) override { Count(); }
-    void SetBacklightColor(int, const std::string& colour) override
+    void SetBacklightColor(int, const std::string& color) override
     {
         Count();
-        Require(colour == Gen3Button::BLACK);
+        Require(color == Gen3Button::BLACK);
     }
     void OnRemoteClick(int id, int count) override
     {

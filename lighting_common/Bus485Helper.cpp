@@ -29,7 +29,6 @@ constexpr int LINE_FRONT_UNREADABLE = 227;
 // Messages that carry a state: of several only the newest is worth sending.
 constexpr std::array<int, 5> STATE_OPCODES = {0x1110, 0x1280, 0x12C0, 0x13C0, 0x14C0};
 
-constexpr int ATTEMPTS = 3;
 constexpr time_t NANOSECONDS_PER_MILLISECOND = 1000000;
 
 bool IsStateOpcode(int opcode)

@@ -47,6 +47,9 @@ public:
     static constexpr int MIN_RETRY_MS = 20000;
     static constexpr int MAX_RETRY_MS = 40000;
 
+    // How often a message is sent at most.
+    static constexpr int ATTEMPTS = 3;
+
     // Takes the timers from `instances`, which must outlive this object. Everything is offline and
     // without an owner at first.
     explicit Bus485Helper(IInstanceManager& instances);

@@ -11,8 +11,6 @@
 
 namespace
 {
-constexpr unsigned EVENTS_PER_CONTACT = 10;
-
 // The parameter of a button setting that holds the behaviour.
 constexpr int BUTTON_CHANNEL_BEHAVIOR = 1;
 
@@ -54,7 +52,7 @@ ContactButton::ContactButton(int newId, unsigned number, IKeypadButtonOwner& new
     : PuckButton(newId, puck::MIBS::TYPE_CONTACT, number, newOwner, state),
       ledBehavior(puck::MIBS::LED_LOAD), loadLevel(0), togglePending(false)
 {
-    eventBase = EVENTS_PER_CONTACT * static_cast<unsigned>(id) + BASE_EVENT_NUM;
+    eventBase = EVENTS_PER_BUTTON * static_cast<unsigned>(id) + BASE_EVENT_NUM;
     if (!state)
         return;
     ledBehavior = state->GetChildDataNumber(names::puck::AUX_LEDS);

@@ -31,9 +31,6 @@ constexpr unsigned VAR_CURRENT_POWER = 4570;
 constexpr unsigned VAR_ENERGY_USED = 4571;
 constexpr unsigned VAR_ENERGY_USED_TODAY = 4572;
 
-// The host's type code of a number.
-constexpr unsigned VAR_TYPE_NUMBER = 2;
-
 constexpr int REGISTRATION_ASSERT_LINE = 202;
 
 constexpr unsigned FIRST_MINUTE_MS = 60000;
@@ -106,9 +103,9 @@ void EnergyInfoCollector::Initialize(unsigned deviceId, boost::shared_ptr<nx::Xm
 
 void EnergyInfoCollector::RegisterEnergyVar(unsigned id, const std::string& name, int value)
 {
-    const bool added =
-        m_vars != nullptr && m_vars->AddVariable(m_deviceId, id, name, VAR_TYPE_NUMBER,
-                                                 fmt::format_int(value).str(), 0, 1, 0) == 0;
+    const bool added = m_vars != nullptr &&
+                       m_vars->AddVariable(m_deviceId, id, name, nx::IVariableManager::TYPE_NUMBER,
+                                           fmt::format_int(value).str(), 0, 1, 0) == 0;
     LIGHTING_ASSERT(added, SOURCE, REGISTRATION_ASSERT_LINE);
 }
 

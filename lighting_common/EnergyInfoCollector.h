@@ -32,9 +32,10 @@ class XmlNode;
 class LIGHTING_COMMON_API EnergyInfoCollector : public ITimerManagerCallback
 {
 public:
-    // Milliseconds in a tick and ticks in a minute, for drivers that count by themselves. The
-    // collector's own timing is another.
+    // Milliseconds in a tick, for drivers that count by themselves; the collector's own timing is
+    // another. On purpose not that of NxBaseEnergyDevice, whose drivers are others.
     static constexpr int TIMER_INTERVAL = 10000;
+    // Ticks in a minute, on purpose not those of NxBaseEnergyDevice either.
     static constexpr int TIMER_TICKS_PER_MINUTE = 6;
 
     // The element that the state is persisted in (wire value, do not change).

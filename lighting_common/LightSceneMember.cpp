@@ -11,6 +11,7 @@
 #include "nxshared/Zcl.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <iterator>
 
@@ -22,7 +23,6 @@ constexpr const char* SOURCE = "lighting_common/LightSceneMember";
 
 // Parameters of the scene commands.
 
-constexpr unsigned MS_PER_SECOND = 1000;
 // The watchdog runs this many step delays.
 constexpr unsigned WATCHDOG_STEPS = 16;
 
@@ -171,7 +171,8 @@ void LightSceneMember::SynchronizeStart(const NxTypes::SynchronizeData& data)
     m_wantedScenes = data.scenes;
     LIGHTING_ASSERT(m_wantedScenes != nullptr, SOURCE, __LINE__);
     m_scenesToView.clear();
-    m_stepDelay = data.stallDelay * MS_PER_SECOND;
+    const std::chrono::milliseconds stepDelay = std::chrono::seconds(data.stallDelay);
+    m_stepDelay = static_cast<unsigned>(stepDelay.count());
     if (m_stepDelay != 0)
         StartSynchronizeWatchdogTimer();
     Send(nx::MakeGetAllGroupMembership());

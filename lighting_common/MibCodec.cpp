@@ -103,7 +103,8 @@ namespace mib
 {
 void FormatHex(std::uint32_t value, std::size_t digits, char* out)
 {
-    // One digit to a byte, the last one in the lowest.
+    // One digit to a byte, the last one in the lowest. On purpose not the constant of
+    // ParseEightDigits: the bits of each of the two are read by themselves.
     constexpr std::uint64_t ONE = 0x0101010101010101;
     std::uint64_t word = value;
     word = (word | word << 16) & 0x0000ffff0000ffff;

@@ -24,9 +24,6 @@ constexpr unsigned VAR_CURRENT_POWER = 10003;
 constexpr unsigned VAR_ENERGY_USED = 10004;
 constexpr unsigned VAR_ENERGY_USED_TODAY = 10005;
 
-// The host's type code of a number.
-constexpr unsigned VAR_TYPE_NUMBER = 2;
-
 constexpr int REGISTRATION_ASSERT_LINE = 144;
 
 int ChildNumber(const nx::XmlNode& data, const std::string& name)
@@ -87,9 +84,9 @@ void NxBaseEnergyDevice::Initialize(unsigned deviceId, boost::shared_ptr<nx::Xml
 
 void NxBaseEnergyDevice::RegisterEnergyVar(unsigned id, const std::string& name, int value)
 {
-    const bool added =
-        m_vars != nullptr && m_vars->AddVariable(m_deviceId, id, name, VAR_TYPE_NUMBER,
-                                                 fmt::format_int(value).str(), 0, 1, 0) == 0;
+    const bool added = m_vars != nullptr &&
+                       m_vars->AddVariable(m_deviceId, id, name, nx::IVariableManager::TYPE_NUMBER,
+                                           fmt::format_int(value).str(), 0, 1, 0) == 0;
     LIGHTING_ASSERT(added, SOURCE, REGISTRATION_ASSERT_LINE);
 }
 

@@ -27,7 +27,6 @@ constexpr const char* SOURCE = "lighting_common/NxBasePuckDriver";
 constexpr int LINE_WRONG_CONTACT_CHILD = 63;
 
 // The host's code of the protocol that puck modules speak.
-constexpr int PROTOCOL = 1;
 // The host's code of a variable that programming may read only.
 constexpr unsigned VARIABLE_KIND = 4;
 
@@ -79,7 +78,7 @@ void ActOnTrap(PuckButton& button, const NxMIBPacket& trap)
 } // namespace
 
 NxBasePuckDriver::NxBasePuckDriver(IInstanceManager& instances, NxDriverType type)
-    : NxBaseMibDriver(instances, type, PROTOCOL)
+    : NxBaseMibDriver(instances, type, PROTOCOL_MIB)
 {
     RegisterCommands();
     RegisterTraps();

@@ -6,6 +6,7 @@ namespace type
 {
 const std::string INT = "INT";
 const std::string STRING = "STRING";
+const std::string BOOL = "BOOL";
 } // namespace type
 
 namespace parameter

@@ -14,6 +14,7 @@ namespace type
 {
 extern LIGHTING_COMMON_API const std::string INT;
 extern LIGHTING_COMMON_API const std::string STRING;
+extern LIGHTING_COMMON_API const std::string BOOL;
 } // namespace type
 
 namespace parameter

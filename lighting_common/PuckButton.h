@@ -25,6 +25,9 @@ class XmlNode;
 class LIGHTING_COMMON_API PuckButton
 {
 public:
+    // How many event numbers each button has, from its first on (wire value, do not change).
+    static constexpr int EVENTS_PER_BUTTON = 10;
+
     // `id` counts the owner's buttons from 0. `binding` is the binding on which bound commands go.
     // `owner` is not owned and must outlive the button; one variable id is taken from it. `state`
     // is what GetPersistState gave, or null; without it the state is 0 and the behaviour 2.

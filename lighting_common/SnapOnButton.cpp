@@ -10,8 +10,6 @@
 
 namespace
 {
-constexpr unsigned EVENTS_PER_BUTTON = 10;
-
 // The on color of a button that was never given one.
 const std::string DEFAULT_ON_COLOR = "b00000";
 

@@ -8,7 +8,7 @@ namespace
 {
 // What the driver sends. Each begins with the message's number.
 constexpr std::uint16_t BACKLIGHT = 0x1110;
-constexpr std::uint16_t LED_COLOURS = 0x1280;
+constexpr std::uint16_t LED_COLORS = 0x1280;
 constexpr std::uint16_t LED_SETUP = 0x12C0;
 constexpr std::uint16_t BEHAVIORS = 0x13C0;
 constexpr std::uint16_t USE_BUTTON = 0x2110;
@@ -20,13 +20,14 @@ constexpr std::uint8_t CLICKED = 2;
 constexpr std::uint8_t STILL_HELD = 3;
 constexpr std::uint64_t HOLD_REPORT_MS = 500;
 
+// On purpose not that of the driver: the device reads the bus with code of its own.
 constexpr std::size_t NUMBER_SIZE = 2;
 
 // Version 3.258.16 with the extension "release", in the announce's extended form.
 const Octets ANNOUNCE_PAYLOAD = {5, 0, 0,  0,   0,   0,   0,   0,   0,   3,  1,
                                  2, 0, 16, 'r', 'e', 'l', 'e', 'a', 's', 'e'};
 
-BusKeypad::Colour ColourAt(const Octets& payload, std::size_t at)
+BusKeypad::Color ColorAt(const Octets& payload, std::size_t at)
 {
     return {payload[at], payload[at + 1], payload[at + 2]};
 }
@@ -66,7 +67,7 @@ void BusKeypad::OnPowerOn()
     m_power = true;
     m_hasLost = m_hasLost || !m_behaviors.empty();
     m_leds.clear();
-    m_currentColours.clear();
+    m_currentColors.clear();
     m_backlights.clear();
     m_behaviors.clear();
     m_lastAction = 0;
@@ -90,7 +91,7 @@ void BusKeypad::Await(const std::shared_ptr<BusKeypadFault>& fault)
               if (!due)
                   return;
               Await(due);
-              due->OnPeriod(*this, World());
+              due->OnPeriod(*this, Environment());
           });
 }
 
@@ -135,17 +136,17 @@ void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
     {
     case BACKLIGHT:
         for (std::size_t i = 0; i < entries(5); ++i)
-            m_backlights[payload[5 * i]] = {payload[5 * i + 1] == 0, ColourAt(payload, 5 * i + 2)};
+            m_backlights[payload[5 * i]] = {payload[5 * i + 1] == 0, ColorAt(payload, 5 * i + 2)};
         return;
-    case LED_COLOURS:
+    case LED_COLORS:
         for (std::size_t i = 0; i < entries(4); ++i)
-            m_currentColours[payload[4 * i]] = ColourAt(payload, 4 * i + 1);
+            m_currentColors[payload[4 * i]] = ColorAt(payload, 4 * i + 1);
         return;
     case LED_SETUP:
         for (std::size_t i = 0; i < entries(10); ++i)
             m_leds[payload[10 * i]] = {payload[10 * i + 1], payload[10 * i + 2],
-                                       payload[10 * i + 3], ColourAt(payload, 10 * i + 4),
-                                       ColourAt(payload, 10 * i + 7)};
+                                       payload[10 * i + 3], ColorAt(payload, 10 * i + 4),
+                                       ColorAt(payload, 10 * i + 7)};
         return;
     case BEHAVIORS:
         m_hasLost = false;
@@ -169,19 +170,19 @@ void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
 
 void BusKeypad::Press(int button)
 {
-    World().ReportPerson("presses button " + std::to_string(button));
+    Environment().ReportPerson("presses button " + std::to_string(button));
     TellUse(button, PRESSED);
 }
 
 void BusKeypad::Release(int button)
 {
-    World().ReportPerson("releases button " + std::to_string(button));
+    Environment().ReportPerson("releases button " + std::to_string(button));
     TellUse(button, RELEASED);
 }
 
 void BusKeypad::Click(int button)
 {
-    World().ReportPerson("clicks button " + std::to_string(button));
+    Environment().ReportPerson("clicks button " + std::to_string(button));
     TellUse(button, CLICKED);
 }
 

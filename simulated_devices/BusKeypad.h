@@ -22,20 +22,20 @@ class BusKeypadFault;
 class BusKeypad : public SimulatedDevice, public BusStation
 {
 public:
-    using Colour = std::array<std::uint8_t, 3>;
+    using Color = std::array<std::uint8_t, 3>;
 
     struct Led
     {
         std::uint8_t actuator = 0;
         std::uint8_t behavior = 0;
         std::uint8_t blink = 0;
-        Colour on{};
-        Colour off{};
+        Color on{};
+        Color off{};
     };
     struct Backlight
     {
         bool usual = true;
-        Colour colour{};
+        Color color{};
     };
 
     // What the keypad sends: the answer to a message, its announce, and that a button was used.
@@ -84,7 +84,7 @@ public:
 
     // What the keypad was told.
     const std::map<std::uint8_t, Led>& Leds() const { return m_leds; }
-    const std::map<std::uint8_t, Colour>& CurrentColours() const { return m_currentColours; }
+    const std::map<std::uint8_t, Color>& CurrentColors() const { return m_currentColors; }
     const std::map<std::uint8_t, Backlight>& Backlights() const { return m_backlights; }
     const std::map<std::int8_t, std::int32_t>& Behaviors() const { return m_behaviors; }
 
@@ -114,7 +114,7 @@ private:
     // Whether it was told something, lost it, and was not told again.
     bool m_hasLost = false;
     std::map<std::uint8_t, Led> m_leds;
-    std::map<std::uint8_t, Colour> m_currentColours;
+    std::map<std::uint8_t, Color> m_currentColors;
     std::map<std::uint8_t, Backlight> m_backlights;
     std::map<std::int8_t, std::int32_t> m_behaviors;
     // Of each button that OnTouch has pressed: which of its presses this is.

@@ -6,8 +6,8 @@ namespace simulated
 {
 namespace
 {
-constexpr std::uint64_t BITS_AN_OCTET = 10;
-constexpr std::uint64_t MS_A_SECOND = 1000;
+constexpr std::uint64_t BITS_PER_OCTET = 10;
+constexpr std::uint64_t MS_PER_SECOND = 1000;
 } // namespace
 
 SimulatedLine::SimulatedLine(DeviceEnvironment& world, unsigned baud) : m_world(world), m_baud(baud)
@@ -26,7 +26,7 @@ void SimulatedLine::Detach(BusStation& station)
 
 std::uint64_t SimulatedLine::DurationMs(std::size_t octets) const
 {
-    return (octets * BITS_AN_OCTET * MS_A_SECOND + m_baud - 1) / m_baud;
+    return (octets * BITS_PER_OCTET * MS_PER_SECOND + m_baud - 1) / m_baud;
 }
 
 void SimulatedLine::Transmit(const BusStation& from, Octets octets)

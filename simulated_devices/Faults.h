@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+// Long on purpose: these templates are read and changed together.
+//
 // How devices misbehave. A fault is a class, a row in its device's table of faults, and a test.
 //
 // Each device has a base class for its faults (PuckModuleFault and its like), derived from
@@ -19,7 +21,6 @@
 // device that it was added to, and must not call it unless it is handed the device.
 //
 // Faults that any device can have are templates over the device's class of faults: see the end.
-// Long on purpose: these templates are read and changed together.
 namespace simulated
 {
 // A message that leaves, and how long from now.

@@ -9,7 +9,7 @@ constexpr int LONGEST_HOLD_MS = 4000;
 
 KeypadOnBus::KeypadOnBus(DeviceEnvironment& world, std::uint32_t address)
     : SimulatedDevice(world), m_line(world),
-      m_gateway(m_line, [this](const wire::BusFrame& frame) { World().Send(frame); }),
+      m_gateway(m_line, [this](const wire::BusFrame& frame) { Environment().Send(frame); }),
       m_keypad(world, m_line, address)
 {
     m_gateway.AddDevice(address);
@@ -28,15 +28,15 @@ void KeypadOnBus::OnPowerOn()
 
 void KeypadOnBus::LetAPersonPlay(int firstButton, int lastButton, int minMs, int maxMs)
 {
-    After(static_cast<std::uint64_t>(World().Random(minMs, maxMs)),
+    After(static_cast<std::uint64_t>(Environment().Random(minMs, maxMs)),
           [this, firstButton, lastButton, minMs, maxMs]
           {
-              const int button = World().Random(firstButton, lastButton);
-              if (World().Random(0, 2) != 0)
+              const int button = Environment().Random(firstButton, lastButton);
+              if (Environment().Random(0, 2) != 0)
                   m_keypad.Click(button);
               else
-                  m_keypad.Hold(button,
-                                static_cast<std::uint64_t>(World().Random(1, LONGEST_HOLD_MS)));
+                  m_keypad.Hold(
+                      button, static_cast<std::uint64_t>(Environment().Random(1, LONGEST_HOLD_MS)));
               LetAPersonPlay(firstButton, lastButton, minMs, maxMs);
           });
 }

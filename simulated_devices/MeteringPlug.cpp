@@ -133,7 +133,7 @@ void MeteringPlug::OnPowerOn()
     CancelPending();
     m_before += MeterMilliwattHours();
     m_counted = 0;
-    m_countedMs = World().NowMs();
+    m_countedMs = Environment().NowMs();
     m_watts = 0;
     FollowTheCurve();
     After(REPORT_MS, [this] { ReportEveryMinute(); });
@@ -149,19 +149,19 @@ void MeteringPlug::SetFault(std::uint8_t fault)
 
 std::uint32_t MeteringPlug::Watts() const
 {
-    return m_fault == 0 ? m_curve.WattsAt(World().NowMs()) : 0;
+    return m_fault == 0 ? m_curve.WattsAt(Environment().NowMs()) : 0;
 }
 
 std::uint64_t MeteringPlug::MeterMilliwattHours() const
 {
-    const std::uint64_t since = World().NowMs() - m_countedMs;
+    const std::uint64_t since = Environment().NowMs() - m_countedMs;
     return (m_counted + m_watts * since) / WATT_MS_PER_MILLIWATT_HOUR;
 }
 
 // Up to now at the power so far.
 void MeteringPlug::Count()
 {
-    const std::uint64_t now = World().NowMs();
+    const std::uint64_t now = Environment().NowMs();
     m_counted += m_watts * (now - m_countedMs);
     m_countedMs = now;
 }
@@ -170,7 +170,7 @@ void MeteringPlug::FollowTheCurve()
 {
     Count();
     m_watts = Watts();
-    const std::uint64_t now = World().NowMs();
+    const std::uint64_t now = Environment().NowMs();
     if (const std::uint64_t next = m_curve.NextChangeAfter(now))
         After(next - now, [this] { FollowTheCurve(); });
     Report();
@@ -185,9 +185,10 @@ void MeteringPlug::ReportEveryMinute()
 void MeteringPlug::Report()
 {
     const bool on = m_watts > STANDBY_WATTS;
-    World().Send(wire::MibMessage{wire::MibMessage::Trap,
-                                  "nx.dmx.pwr",
-                                  {Hex(on ? 1 : 0, 2), Hex(m_fault, 2), Hex(m_watts, 8),
-                                   Hex(MeterMilliwattHours() / MILLIWATT_HOURS_PER_WATT_HOUR, 8)}});
+    Environment().Send(
+        wire::MibMessage{wire::MibMessage::Trap,
+                         "nx.dmx.pwr",
+                         {Hex(on ? 1 : 0, 2), Hex(m_fault, 2), Hex(m_watts, 8),
+                          Hex(MeterMilliwattHours() / MILLIWATT_HOURS_PER_WATT_HOUR, 8)}});
 }
 } // namespace simulated

@@ -392,16 +392,16 @@ void PuckModule::PersonPlays()
 {
     constexpr std::uint64_t LONG_HOLD_MS = 3000;
     const int pause =
-        World().Random(static_cast<int>(m_personMinMs), static_cast<int>(m_personMaxMs));
+        Environment().Random(static_cast<int>(m_personMinMs), static_cast<int>(m_personMaxMs));
     After(static_cast<std::uint64_t>(pause),
           [this]
           {
               const int places = static_cast<int>(PuckSettings::CONTACTS + m_buttons);
-              const int place = World().Random(0, places - 1);
+              const int place = Environment().Random(0, places - 1);
               const int contacts = static_cast<int>(PuckSettings::CONTACTS);
               const int number =
                   place < contacts ? FIRST_CONTACT + place : FIRST_BUTTON + place - contacts;
-              const int mood = World().Random(0, 3);
+              const int mood = Environment().Random(0, 3);
               if (mood == 0)
                   Hold(number, LONG_HOLD_MS);
               else
@@ -469,9 +469,9 @@ int PuckModule::BehaviorOf(int number) const
 
 void PuckModule::Tell(const std::string& what, int number)
 {
-    World().ReportPerson(what + (number >= FIRST_CONTACT
-                                     ? " contact " + std::to_string(number - FIRST_CONTACT)
-                                     : " button " + std::to_string(number - FIRST_BUTTON)));
+    Environment().ReportPerson(what + (number >= FIRST_CONTACT
+                                           ? " contact " + std::to_string(number - FIRST_CONTACT)
+                                           : " button " + std::to_string(number - FIRST_BUTTON)));
 }
 
 void PuckModule::Trap(const char* mib, std::vector<std::uint32_t> numbers)
@@ -489,10 +489,10 @@ void PuckModule::Transmit(const wire::MibMessage& message)
     for (auto& leaving : m_faults.Leave(message, 0))
     {
         if (leaving.delayMs == 0)
-            World().Send(leaving.message);
+            Environment().Send(leaving.message);
         else
             After(leaving.delayMs,
-                  [this, sent = std::move(leaving.message)] { World().Send(sent); });
+                  [this, sent = std::move(leaving.message)] { Environment().Send(sent); });
     }
 }
 } // namespace simulated

@@ -179,7 +179,7 @@ public:
 
 protected:
     // The world. Valid as long as the device.
-    DeviceEnvironment& World() const { return m_environment; }
+    DeviceEnvironment& Environment() const { return m_environment; }
 
     // Calls `callback` `delayMs` milliseconds from now, unless the device is gone by then or
     // CancelPending was called meanwhile.

@@ -232,7 +232,8 @@ void WiredDimmer::Trap(const char* mib, Params params)
 void WiredDimmer::Transmit(const wire::MibMessage& message, std::uint64_t delayMs)
 {
     for (auto& leaving : m_faults.Leave(message, delayMs))
-        After(leaving.delayMs, [this, sent = std::move(leaving.message)] { World().Send(sent); });
+        After(leaving.delayMs,
+              [this, sent = std::move(leaving.message)] { Environment().Send(sent); });
 }
 
 // --- the load ------------------------------------------------------------------------------------
@@ -332,7 +333,7 @@ void WiredDimmer::RampTo(int level, std::uint64_t ms)
 {
     m_rampFrom = Level();
     m_rampTo = level;
-    m_rampStart = World().NowMs();
+    m_rampStart = Environment().NowMs();
     m_rampMs = ms;
 }
 
@@ -347,14 +348,14 @@ void WiredDimmer::StopPlaying()
 std::optional<LampRamp> WiredDimmer::PresentRamp() const
 {
     const std::uint64_t endsMs = m_rampStart + m_rampMs;
-    if (endsMs <= World().NowMs() || m_rampTo == m_rampFrom)
+    if (endsMs <= Environment().NowMs() || m_rampTo == m_rampFrom)
         return std::nullopt;
     return LampRamp{static_cast<unsigned>(m_rampTo), endsMs};
 }
 
 int WiredDimmer::Level() const
 {
-    const std::uint64_t passed = World().NowMs() - m_rampStart;
+    const std::uint64_t passed = Environment().NowMs() - m_rampStart;
     if (passed >= m_rampMs)
         return m_rampTo;
     const double part = static_cast<double>(passed) / static_cast<double>(m_rampMs);
@@ -386,7 +387,7 @@ void WiredDimmer::LetAPersonPlay(int minMs, int maxMs)
 
 void WiredDimmer::AwaitPerson()
 {
-    const int pause = World().Random(m_personMinMs, m_personMaxMs);
+    const int pause = Environment().Random(m_personMinMs, m_personMaxMs);
     After(static_cast<std::uint64_t>(std::max(pause, 1)),
           [this]
           {
@@ -403,9 +404,9 @@ void WiredDimmer::PersonPlays()
             scenes.push_back(element.first);
     if (scenes.empty())
         return;
-    const int chosen = World().Random(0, static_cast<int>(scenes.size()) - 1);
+    const int chosen = Environment().Random(0, static_cast<int>(scenes.size()) - 1);
     const std::uint16_t scene = scenes[static_cast<std::size_t>(chosen)];
-    World().ReportPerson("starts scene " + std::to_string(scene));
+    Environment().ReportPerson("starts scene " + std::to_string(scene));
     RecallScene(scene);
 }
 

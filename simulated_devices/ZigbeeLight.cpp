@@ -42,7 +42,7 @@ constexpr std::uint8_t UNSUPPORTED_CLUSTER = 0xC3;
 
 constexpr std::uint16_t LAST_GROUP = 0xFFF7;
 constexpr std::uint8_t UINT8 = 0x20;
-constexpr std::uint16_t TENTHS_A_SECOND = 10;
+constexpr std::uint16_t TENTHS_PER_SECOND = 10;
 // What one frame over the air can hold of a list.
 constexpr std::size_t MAX_LISTED = 30;
 constexpr std::size_t MAX_CAPACITY = 0xFD;
@@ -342,8 +342,8 @@ void ZigbeeLight::AddScene(ZclRequest& request, bool enhanced)
     scene.group = request.U16();
     scene.number = request.U8();
     const std::uint16_t time = request.U16();
-    scene.seconds = enhanced ? static_cast<std::uint16_t>(time / TENTHS_A_SECOND) : time;
-    scene.tenths = enhanced ? static_cast<std::uint8_t>(time % TENTHS_A_SECOND) : std::uint8_t{0};
+    scene.seconds = enhanced ? static_cast<std::uint16_t>(time / TENTHS_PER_SECOND) : time;
+    scene.tenths = enhanced ? static_cast<std::uint8_t>(time % TENTHS_PER_SECOND) : std::uint8_t{0};
     request.SkipString();
     while (!request.IsShort() && request.Left() != 0)
     {
@@ -377,7 +377,7 @@ void ZigbeeLight::ViewScene(ZclRequest& request, bool enhanced)
     if (status == SUCCESS)
     {
         // Whole seconds only, unless the enhanced form asks; in tenths as many as fit.
-        const unsigned tenths = scene->seconds * unsigned{TENTHS_A_SECOND} + scene->tenths;
+        const unsigned tenths = scene->seconds * unsigned{TENTHS_PER_SECOND} + scene->tenths;
         const auto time =
             enhanced ? static_cast<std::uint16_t>(std::min(tenths, 0xFFFFu)) : scene->seconds;
         payload.push_back(Low(time));
@@ -543,6 +543,7 @@ void ZigbeeLight::Answer(const ZclRequest& request, bool general, std::uint8_t c
     frame.bytes.push_back(command);
     frame.bytes.insert(frame.bytes.end(), payload.begin(), payload.end());
     for (auto& leaving : m_faults.Leave(frame, m_settings.answerDelayMs))
-        After(leaving.delayMs, [this, sent = std::move(leaving.message)] { World().Send(sent); });
+        After(leaving.delayMs,
+              [this, sent = std::move(leaving.message)] { Environment().Send(sent); });
 }
 } // namespace simulated

@@ -117,9 +117,9 @@ public:
 
     // Runs `work` as if the host had called the driver.
     template <class Work>
-    void Enter(const Work& work)
+    void CallDriver(const Work& work)
     {
-        m_host->Enter(work);
+        m_host->CallDriver("the test", work);
     }
 
     // The host's side of the driver; valid from Start on.

@@ -18,8 +18,6 @@ namespace
 {
 const char* const SOURCE = "drivers/energy_switch/EnergySwitchDriver";
 
-constexpr int PROTOCOL_MIB = 1;
-
 // Beside the energy in the state.
 const std::string METER_READING = "METER_READING";
 

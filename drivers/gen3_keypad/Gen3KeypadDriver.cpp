@@ -5,6 +5,7 @@
 #include "drivers/gen3_keypad/KeypadBus.h"
 #include "drivers/gen3_keypad/KeypadMessage.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/Crypto.h"
 #include "nxshared/ICmdMessage.h"
@@ -18,14 +19,10 @@
 namespace
 {
 constexpr const char* SOURCE = "drivers/gen3_keypad/Gen3KeypadDriver";
-const std::string ALL_BUTTONS = "ALL_BUTTONS";
-const std::string STRING_TYPE = "STRING";
 
 // The kinds of state, in the order in which a keypad gets them all.
 constexpr int STATES[] = {keypad_bus::BUTTON_BEHAVIORS, keypad_bus::LED_SETUP,
                           keypad_bus::LED_COLORS, keypad_bus::BACKLIGHT};
-
-constexpr int CURRENT_COLOR_PARAMETER = 5;
 
 // Where a use of a button names the button.
 constexpr std::size_t BUTTON_OF_USE = 0;
@@ -69,7 +66,7 @@ bool Gen3KeypadDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& c
     if (config)
         ReadSettings(*config);
     const boost::shared_ptr<nx::XmlNode> buttons =
-        state ? state->GetChild(ALL_BUTTONS) : boost::shared_ptr<nx::XmlNode>();
+        state ? state->GetChild(names::parameter::ALL_BUTTONS) : boost::shared_ptr<nx::XmlNode>();
     for (std::size_t i = 0; buttons && i < buttons->GetChildCount(); ++i)
     {
         const boost::shared_ptr<nx::XmlNode> button = buttons->GetChildAt(i);
@@ -78,7 +75,7 @@ bool Gen3KeypadDriver::Initialize(unsigned id, boost::shared_ptr<nx::XmlNode>& c
         const boost::shared_ptr<ICmdMessage> description =
             CreateCommandMessage(names::general::NEW_KEYPAD_BUTTON);
         for (std::size_t k = 0; k < button->GetChildCount(); ++k)
-            description->AddParam(button->GetChildAt(k)->GetName(), STRING_TYPE,
+            description->AddParam(button->GetChildAt(k)->GetName(), names::type::STRING,
                                   button->GetChildAt(k)->GetData());
         MakeButton(*description);
     }
@@ -100,7 +97,7 @@ void Gen3KeypadDriver::ReadSettings(const nx::XmlNode& config)
 boost::shared_ptr<nx::XmlNode> Gen3KeypadDriver::GetPersistState(unsigned long)
 {
     const boost::shared_ptr<nx::XmlNode> buttons = nx::CreateXmlNode();
-    buttons->Initialize(ALL_BUTTONS, "");
+    buttons->Initialize(names::parameter::ALL_BUTTONS, "");
     for (const auto& button : m_buttons)
         buttons->AddChild(button.second->toXml());
     boost::shared_ptr<nx::XmlNode> state = nx::CreateXmlNode();
@@ -232,7 +229,7 @@ void Gen3KeypadDriver::OnBusMessage(int opcode, const std::uint8_t* payload, std
     if (!m_bus.isGatewayOnline())
         OnGatewayStatus(true);
     // First what changes what a keypad that is back is sent: the answer confirms a state.
-    if (opcode == keypad_bus::ANSWER && length >= 2)
+    if (opcode == keypad_bus::ANSWER && length >= keypad_bus::NUMBER_SIZE)
         OnAnswer(payload[0] * 256u + payload[1]);
     if (opcode == keypad_bus::ANNOUNCE && OnAnnounce(payload, length))
         OnKeypadAnnounced(payload[keypad_bus::ANNOUNCE_RESTARTED_AT] != 0);
@@ -310,11 +307,11 @@ void Gen3KeypadDriver::OnButtonUsed(int id, int use)
     Gen3Button* button = Button(id);
     if (!button)
         return;
-    if (use == keypad_bus::PRESSED)
+    if (use == gen3_lights::PRESSED)
         button->DoPush();
-    else if (use == keypad_bus::RELEASED)
+    else if (use == gen3_lights::RELEASED)
         button->DoRelease();
-    else if (use == keypad_bus::CLICKED)
+    else if (use == gen3_lights::CLICKED)
         button->DoClick();
     else if (use == keypad_bus::STILL_HELD)
         button->OnHoldReceived();
@@ -469,11 +466,11 @@ void Gen3KeypadDriver::SetLedParam(int led, int parameter, int value)
     SendState(keypad_bus::LED_SETUP);
 }
 
-void Gen3KeypadDriver::SetLedColor(int led, int parameter, const std::string& colour)
+void Gen3KeypadDriver::SetLedColor(int led, int parameter, const std::string& color)
 {
-    m_state.SetLedColor(led, parameter, colour);
-    SendState(parameter == CURRENT_COLOR_PARAMETER ? keypad_bus::LED_COLORS
-                                                   : keypad_bus::LED_SETUP);
+    m_state.SetLedColor(led, parameter, color);
+    SendState(parameter == gen3_lights::LED_CURRENT_COLOR ? keypad_bus::LED_COLORS
+                                                          : keypad_bus::LED_SETUP);
 }
 
 void Gen3KeypadDriver::SetBacklightDefault(int index)
@@ -482,9 +479,9 @@ void Gen3KeypadDriver::SetBacklightDefault(int index)
     SendState(keypad_bus::BACKLIGHT);
 }
 
-void Gen3KeypadDriver::SetBacklightColor(int index, const std::string& colour)
+void Gen3KeypadDriver::SetBacklightColor(int index, const std::string& color)
 {
-    m_state.SetBacklightColor(index, colour);
+    m_state.SetBacklightColor(index, color);
     SendState(keypad_bus::BACKLIGHT);
 }
 

@@ -115,9 +115,9 @@ public:
     void SendButtonAction(int buttonId, int action, int behavior) override;
     void OnButtonBehaviorChanged(Gen3Button* button, int behavior) override;
     void SetLedParam(int led, int parameter, int value) override;
-    void SetLedColor(int led, int parameter, const std::string& colour) override;
+    void SetLedColor(int led, int parameter, const std::string& color) override;
     void SetBacklightDefault(int index) override;
-    void SetBacklightColor(int index, const std::string& colour) override;
+    void SetBacklightColor(int index, const std::string& color) override;
     void OnRemoteClick(int buttonId, int count) override;
     void SendButtonNotification(int buttonId, const std::string& group, const std::string& item,
                                 int value) override;

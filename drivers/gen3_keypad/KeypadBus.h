@@ -1,11 +1,17 @@
 #pragma once
 
+#include <cstddef>
+
 // What the gen3_keypad driver and its keypad say to each other on the bus (wire values, do not
 // change). The opcodes are this driver's own choice; the README beside this file lists the
 // payloads.
 namespace keypad_bus
 {
-// To the keypad. Each begins with a 16-bit number that the keypad's answer repeats.
+// How long the number is with which each message to the keypad begins, and which the keypad's
+// answer repeats.
+constexpr std::size_t NUMBER_SIZE = 2;
+
+// To the keypad.
 enum ToKeypad : int
 {
     // States: each message holds all that there is of its kind, so that of several waiting ones
@@ -33,14 +39,8 @@ enum FromKeypad : int
     GATEWAY_STATUS = 0x9100,
 };
 
-// What BUTTON_USED says of the button.
-enum ButtonUse : int
-{
-    RELEASED = 0,
-    PRESSED = 1,
-    CLICKED = 2,
-    STILL_HELD = 3,
-};
+// What BUTTON_USED says of the button: a gen3_lights::ButtonUse, or that it is still held.
+constexpr int STILL_HELD = 3;
 
 // Where an announce says that the keypad has lost what it was told: this octet is not 0.
 constexpr unsigned ANNOUNCE_RESTARTED_AT = 1;

@@ -1,31 +1,21 @@
 #include "drivers/gen3_keypad/KeypadState.h"
 
 #include "drivers/gen3_keypad/KeypadBus.h"
+#include "lighting_common/IGen3ButtonOwner.h"
 
 using gen3_lights::crc::colorToHex;
 using gen3_lights::crc::HexColor;
 
 namespace
 {
-// The parameters of an LED.
-enum LedParameter : int
-{
-    ACTUATOR = 0,
-    BEHAVIOR = 1,
-    BLINK = 2,
-    ON_COLOR = 3,
-    OFF_COLOR = 4,
-    CURRENT_COLOR = 5,
-};
-
 bool IsOctet(int index)
 {
     return index >= 0 && index <= UINT8_MAX;
 }
 
-void Append(KeypadState::Payload& payload, const HexColor& colour)
+void Append(KeypadState::Payload& payload, const HexColor& color)
 {
-    payload.insert(payload.end(), {colour.red, colour.green, colour.blue});
+    payload.insert(payload.end(), {color.red, color.green, color.blue});
 }
 
 void AppendBigEndian(KeypadState::Payload& payload, std::uint32_t value)
@@ -41,25 +31,25 @@ void KeypadState::SetLedParam(int led, int parameter, int value)
         return;
     Led& entry = m_leds[static_cast<std::uint8_t>(led)];
     const auto octet = static_cast<std::uint8_t>(value);
-    if (parameter == ACTUATOR)
+    if (parameter == gen3_lights::LED_ACTUATOR)
         entry.actuator = octet;
-    else if (parameter == BEHAVIOR)
+    else if (parameter == gen3_lights::LED_BEHAVIOR)
         entry.behavior = octet;
-    else if (parameter == BLINK)
+    else if (parameter == gen3_lights::LED_BLINK)
         entry.blink = octet;
 }
 
-void KeypadState::SetLedColor(int led, int parameter, const std::string& colour)
+void KeypadState::SetLedColor(int led, int parameter, const std::string& color)
 {
     if (!IsOctet(led))
         return;
     const auto index = static_cast<std::uint8_t>(led);
-    if (parameter == ON_COLOR)
-        m_leds[index].on = colorToHex(colour);
-    else if (parameter == OFF_COLOR)
-        m_leds[index].off = colorToHex(colour);
-    else if (parameter == CURRENT_COLOR)
-        m_currentColours[index] = colorToHex(colour);
+    if (parameter == gen3_lights::LED_ON_COLOR)
+        m_leds[index].on = colorToHex(color);
+    else if (parameter == gen3_lights::LED_OFF_COLOR)
+        m_leds[index].off = colorToHex(color);
+    else if (parameter == gen3_lights::LED_CURRENT_COLOR)
+        m_currentColors[index] = colorToHex(color);
 }
 
 void KeypadState::SetBacklightDefault(int index)
@@ -68,10 +58,10 @@ void KeypadState::SetBacklightDefault(int index)
         m_backlights[static_cast<std::uint8_t>(index)] = Backlight();
 }
 
-void KeypadState::SetBacklightColor(int index, const std::string& colour)
+void KeypadState::SetBacklightColor(int index, const std::string& color)
 {
     if (IsOctet(index))
-        m_backlights[static_cast<std::uint8_t>(index)] = Backlight{false, colorToHex(colour)};
+        m_backlights[static_cast<std::uint8_t>(index)] = Backlight{false, colorToHex(color)};
 }
 
 void KeypadState::SetBehavior(int buttonId, int behavior)
@@ -93,11 +83,11 @@ KeypadState::Payload KeypadState::Write(int opcode) const
         for (const auto& entry : m_backlights)
         {
             payload.insert(payload.end(), {entry.first, std::uint8_t{!entry.second.usual}});
-            Append(payload, entry.second.colour);
+            Append(payload, entry.second.color);
         }
         break;
     case keypad_bus::LED_COLORS:
-        for (const auto& entry : m_currentColours)
+        for (const auto& entry : m_currentColors)
         {
             payload.push_back(entry.first);
             Append(payload, entry.second);

@@ -16,14 +16,14 @@ class KeypadState
 public:
     using Payload = std::vector<std::uint8_t>;
 
-    // The parameters of an LED as a Gen3Button writes them (see IGen3ButtonOwner); unknown ones are
-    // ignored. Colour texts that are no colour are black.
+    // The parameters of an LED as a Gen3Button writes them (gen3_lights::LedParameter); unknown
+    // ones are ignored. Texts that are no color are black.
     void SetLedParam(int led, int parameter, int value);
-    void SetLedColor(int led, int parameter, const std::string& colour);
+    void SetLedColor(int led, int parameter, const std::string& color);
 
-    // The backlight's usual colour, or one of its own.
+    // The backlight's usual color, or one of its own.
     void SetBacklightDefault(int index);
-    void SetBacklightColor(int index, const std::string& colour);
+    void SetBacklightColor(int index, const std::string& color);
 
     void SetBehavior(int buttonId, int behavior);
     void RemoveBehavior(int buttonId);
@@ -44,12 +44,12 @@ private:
     struct Backlight
     {
         bool usual = true;
-        gen3_lights::crc::HexColor colour;
+        gen3_lights::crc::HexColor color;
     };
 
     std::map<std::uint8_t, Led> m_leds;
     // Apart from the rest of an LED, because it changes most often.
-    std::map<std::uint8_t, gen3_lights::crc::HexColor> m_currentColours;
+    std::map<std::uint8_t, gen3_lights::crc::HexColor> m_currentColors;
     std::map<std::uint8_t, Backlight> m_backlights;
     std::map<std::int8_t, std::int32_t> m_behaviors;
 };

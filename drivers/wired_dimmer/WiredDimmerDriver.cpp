@@ -10,11 +10,6 @@
 
 #include <boost/bind/bind.hpp>
 
-namespace
-{
-constexpr int PROTOCOL_MIB = 1;
-} // namespace
-
 WiredDimmerDriver::WiredDimmerDriver(IInstanceManager& instances)
     : NxBaseMibDriver(instances, NX_DRIVER_LIGHT, PROTOCOL_MIB),
       m_groups(&GetCmdDispatcher(), &GetMibDispatcher()),

@@ -2,6 +2,7 @@
 
 #include "embedded_host/DriverHost.h"
 #include "embedded_host/internal/Dispatchers.h"
+#include "embedded_host/internal/IllegalGroups.h"
 #include "embedded_host/internal/TimerWheel.h"
 #include "embedded_host/internal/TimersWithoutDelay.h"
 
@@ -33,6 +34,7 @@ public:
     CmdTable commands;
     CondTable conditions;
     TimersWithoutDelay timersWithoutDelay;
+    IllegalGroups illegalGroups;
 
     // Gives away the state of the config, which only the first start needs.
     boost::shared_ptr<nx::XmlNode> TakeState() { return std::move(m_config.state); }

@@ -18,13 +18,12 @@ namespace
 {
 constexpr const char* BEGINNING = "lighting saves ";
 constexpr std::size_t NUMBER_SIZE = 20;
-constexpr std::size_t DIGEST_SIZE = 16;
 
 // One line of a fixed length, so that it is overwritten in place: the number and a digest of it.
 std::string LineFor(std::int64_t saves)
 {
     const std::string number = fmt::format("{}{:020}", BEGINNING, saves);
-    unsigned char digest[DIGEST_SIZE];
+    unsigned char digest[crypto_generichash_BYTES_MIN];
     crypto_generichash(digest, sizeof digest, reinterpret_cast<const unsigned char*>(number.data()),
                        number.size(), nullptr, 0);
     std::string line = number + ' ';

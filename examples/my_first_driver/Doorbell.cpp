@@ -20,6 +20,9 @@ const std::string PUSHED = "nx.dmx.bp";
 constexpr unsigned DEFAULT_RING_SECONDS = 3;
 constexpr unsigned MAX_RING_SECONDS = 60;
 
+const std::string CHIME_CONNECTED = "chime_connected";
+const std::string BELL = "bell";
+
 constexpr unsigned PUSHES_VARIABLE = 2000;
 constexpr unsigned VARIABLE_KIND = 4;
 } // namespace
@@ -78,6 +81,31 @@ void Doorbell::OnTimerExpired(ID::Timer timer, time_t time)
         NxBasePuckDriver::OnTimerExpired(timer, time);
 }
 
+std::string Doorbell::WhyNot(const std::string& fact, const NxDriverValue& value) const
+{
+    if (fact != CHIME_CONNECTED)
+        return "a doorbell has no fact \"" + fact + "\"";
+    return std::holds_alternative<bool>(value) ? "" : "\"" + fact + "\" is true or false";
+}
+
+void Doorbell::SetFact(const std::string&, const NxDriverValue& value)
+{
+    m_hasChime = std::get<bool>(value);
+    if (!m_hasChime && m_ringTimer != 0)
+        Silence();
+}
+
+bool Doorbell::Answer(const std::string& query, const NxDriverValues& params,
+                      NxDriverValues& answer) const
+{
+    if (query != BELL || !params.empty())
+        return false;
+    answer.emplace_back("pushes", std::int64_t{m_pushes});
+    answer.emplace_back("quiet", m_quiet);
+    answer.emplace_back("ringing", m_ringTimer != 0);
+    return true;
+}
+
 void Doorbell::OnCmdSetQuiet(const ICmdMessage& message)
 {
     m_quiet = message.GetParamBool("QUIET");
@@ -88,6 +116,8 @@ void Doorbell::OnCmdSetQuiet(const ICmdMessage& message)
 
 void Doorbell::Ring()
 {
+    if (!m_hasChime)
+        return;
     const bool ringing = m_ringTimer != 0;
     KillTimer(m_ringTimer);
     m_ringTimer = AddTimer(m_ringSeconds, ITimerManager::UNIT_SECONDS, 1);

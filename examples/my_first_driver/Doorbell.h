@@ -1,5 +1,6 @@
 #pragma once
 
+#include "NxLibDriverBases/DriverFacts.h"
 #include "lighting_common/NxBasePuckDriver.h"
 #include "nxshared/Ids.h"
 
@@ -12,7 +13,11 @@
 // chime. A push rings it for RING_SECONDS of the configuration; a push while it rings starts the
 // time anew. While the bell is quiet, pushes are counted but nothing rings; quiet is kept over a
 // restart.
-class Doorbell : public NxBasePuckDriver
+//
+// Whoever tests or runs it can tell it the fact "chime_connected" (a boolean, true at first;
+// without a chime nothing rings) and ask "bell": how often it was pushed, whether it is quiet,
+// whether it rings.
+class Doorbell : public NxBasePuckDriver, public IDriverFacts
 {
 public:
     // The events that it fires.
@@ -33,6 +38,12 @@ public:
     void OnTrapBtnAction(const NxMIBPacket& trap) override;
     void OnTimerExpired(ID::Timer timer, time_t time) override;
 
+    // IDriverFacts.
+    std::string WhyNot(const std::string& fact, const NxDriverValue& value) const override;
+    void SetFact(const std::string& fact, const NxDriverValue& value) override;
+    bool Answer(const std::string& query, const NxDriverValues& params,
+                NxDriverValues& answer) const override;
+
 private:
     void OnCmdSetQuiet(const ICmdMessage& message);
     void Ring();
@@ -42,6 +53,7 @@ private:
     unsigned m_ringSeconds;
     unsigned m_pushes = 0;
     bool m_quiet = false;
+    bool m_hasChime = true;
     // Runs while the chime rings; 0 when it is silent.
     ID::Timer m_ringTimer = 0;
 };

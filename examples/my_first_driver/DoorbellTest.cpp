@@ -1,5 +1,6 @@
 #include "Doorbell.h"
 
+#include "test_kit/Conformance.h"
 #include "test_kit/Matchers.h"
 #include "test_kit/OneDriverHouse.h"
 
@@ -69,3 +70,6 @@ TEST_F(DoorbellTest, Quiet_HoldsOverARestart)
     EXPECT_THAT(m_house.Effects(), FiredInOrder(6001));
     m_house.Take();
 }
+
+// What every driver must do.
+HOLD_DRIVER_TO_ITS_CONTRACT(Doorbell, ForDriver<Doorbell>({"RING", "SET_QUIET"}, {"QUIET"}));

@@ -24,7 +24,10 @@ public:
     // What to do with a packet while the device is offline (wire value of the host).
     static constexpr int QUEUE_RULE_DEFAULT = 0;
 
-    // `protocol` is the host's code of the device's protocol (1).
+    // The protocol of devices that are sent MIB packets (wire value of the host).
+    static constexpr int PROTOCOL_MIB = 1;
+
+    // `protocol` is the host's code of the device's protocol: PROTOCOL_MIB.
     NxBaseMibDriver(IInstanceManager& instances, NxDriverType type, int protocol);
 
     // Called when the device's online status is reported, repeated or not. The two texts are the

@@ -10,11 +10,16 @@ namespace nx
 class NX_HOST_API IVariableManager
 {
 public:
+    // The host's type codes (wire values of the host, do not change): a number, and a number that
+    // programming may read only.
+    static constexpr unsigned TYPE_NUMBER = 2;
+    static constexpr unsigned TYPE_READ_ONLY_NUMBER = 4;
+
     virtual ~IVariableManager() = default;
 
-    // Adds variable `id` of the device. `type` is the host's type code (2: a number, 4: a number
-    // that programming may read only); the last three are the host's flags (0, 1, 0). 0 on success;
-    // otherwise nothing changed: the device is unknown or has that variable already.
+    // Adds variable `id` of the device. `type` is one of the type codes above; the last three are
+    // the host's flags (0, 1, 0). 0 on success; otherwise nothing changed: the device is unknown or
+    // has that variable already.
     virtual int AddVariable(unsigned deviceId, unsigned id, const std::string& name, unsigned type,
                             const std::string& value, int hidden, int readOnly, int reserved) = 0;
 

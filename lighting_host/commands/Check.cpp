@@ -4,6 +4,7 @@
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/switchboard/Protocol.h"
 #include "lighting_host/text/Json.h"
+#include "lighting_host/text/JsonWriter.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -48,14 +49,6 @@ struct TranscriptError : std::runtime_error
     using std::runtime_error::runtime_error;
 };
 
-constexpr const char* KINDS[] = {
-    "mib",       "zcl",     "gateway",    "event",
-    "variable",  "binding", "bound_call", "bound_call_result",
-    "condition", "ui",      "call",       "unhandled",
-    "log",       "assert",  "error",      "state",
-    "answer",    "house",
-};
-
 std::string TextOf(const Json& value)
 {
     std::string text;
@@ -76,8 +69,7 @@ void ReadHeader(const Json& header, const std::filesystem::path& folder, Transcr
         for (const Json& kind : show)
         {
             transcript.show.push_back(ToText(kind, "show"));
-            if (std::find(std::begin(KINDS), std::end(KINDS), transcript.show.back()) ==
-                std::end(KINDS))
+            if (!IsOutputKind(transcript.show.back()))
                 throw InputError(
                     fmt::format("there is no output kind \"{}\"", transcript.show.back()));
         }

@@ -16,8 +16,8 @@ namespace lighting_host
 // the program's parser.
 std::string ManualPage(const CLI::App& app, const CLI::App* command);
 
-// Writes the pages of the program and of each command into `folder`, as <page>.1. The folder is made
-// where it is missing. Throws std::runtime_error when a page cannot be written.
+// Writes the pages of the program and of each command into `folder`, as <page>.1. The folder is
+// made where it is missing. Throws std::runtime_error when a page cannot be written.
 void WriteManualPages(const CLI::App& app, const std::string& folder);
 
 // The shells that CompletionScript knows.

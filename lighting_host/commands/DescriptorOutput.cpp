@@ -15,6 +15,7 @@ namespace lighting_host
 {
 namespace
 {
+// On purpose not that of DescriptorInput: how much is written at once is a matter of its own.
 constexpr std::size_t BUFFER_SIZE = 65536;
 // A pipe that says it can be written to takes this much without waiting.
 constexpr std::size_t PIECE_SIZE = PIPE_BUF;

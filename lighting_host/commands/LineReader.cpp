@@ -8,6 +8,7 @@ namespace lighting_host
 {
 namespace
 {
+// On purpose not that of DescriptorInput: lines are read from any stream.
 constexpr std::streamsize BUFFER_SIZE = 65536;
 
 // False when the text would become too long; it is then empty, and its memory is free again.

@@ -6,6 +6,7 @@
 #include "lighting_host/text/JsonWriter.h"
 
 #include <algorithm>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -17,6 +18,7 @@ constexpr const char* SEED = "seed";
 constexpr const char* DRAW = "draw";
 constexpr const char* START = "start";
 constexpr const char* ZONE = "zone";
+constexpr const char* STATES = "states";
 
 std::string NameOf(embedded_host::Draw draw)
 {
@@ -44,10 +46,23 @@ void AppendRecordedOptions(std::string& object, const SessionOptions& options)
     object += fmt::format(",\"{}\":{},\"{}\":\"{}\",\"{}\":\"{}\"", SEED, options.seed, DRAW,
                           NameOf(options.draw), START,
                           embedded_host::FormatLocalTime(options.startLocalSeconds));
-    if (options.zone.empty())
+    if (!options.zone.empty())
+    {
+        object += fmt::format(",\"{}\":", ZONE);
+        AppendJsonText(object, options.zone);
+    }
+    if (options.states.empty())
         return;
-    object += fmt::format(",\"{}\":", ZONE);
-    AppendJsonText(object, options.zone);
+    object += fmt::format(",\"{}\":", STATES);
+    char before = '{';
+    for (const auto& [driver, state] : options.states)
+    {
+        object += std::exchange(before, ',');
+        AppendJsonText(object, driver);
+        object += ':';
+        AppendJsonText(object, state);
+    }
+    object += '}';
 }
 
 void ReadRecordedOptions(Fields& head, SessionOptions& options)
@@ -82,6 +97,14 @@ void ReadRecordedOptions(Fields& head, SessionOptions& options)
         {
             throw InputError(error.what());
         }
+    }
+    if (head.Has(STATES))
+    {
+        const Json& states = head.Get(STATES);
+        if (!states.is_object())
+            throw InputError("\"states\" is no JSON object");
+        for (const auto& [driver, state] : states.items())
+            options.states[driver] = ToText(state, "a state");
     }
     const std::string zone = head.TextOr(ZONE, options.zone);
     if (!options.given.zone)

@@ -80,7 +80,7 @@ void RunVirtual(embedded_host::House& house, std::int64_t forMs, Progress& progr
     while (clock.NowMs() < forMs && out.good() && StopSignals::Received() == 0)
     {
         house.Advance(std::min(STRIDE_MS, forMs - clock.NowMs()));
-        progress.Show(clock.NowMs(), forMs, FormatLocalTime(clock.LocalSeconds(), 0));
+        progress.Show(clock.NowMs(), forMs, DateAndTime(clock.LocalSeconds()));
     }
 }
 
@@ -121,7 +121,7 @@ private:
         m_house.Advance(0);
         const embedded_host::Clock& clock = m_house.GetClock();
         const std::int64_t now = clock.NowMs();
-        m_progress.Show(now, m_forMs, FormatLocalTime(clock.LocalSeconds(), 0));
+        m_progress.Show(now, m_forMs, DateAndTime(clock.LocalSeconds()));
         const bool timeIsUp = m_forMs > 0 && now >= m_forMs;
         if (timeIsUp || !m_out.good())
         {
@@ -175,6 +175,7 @@ void WriteTables(std::ostream& out, const HouseFile& file, const Session& sessio
         tables.WriteDrivers();
     tables.WriteScenes(simulation.GetController());
     tables.WriteEnergy();
+    tables.WriteWrites(simulation.Writes());
     if (hasRooms || options.faults != FaultLevel::None)
         tables.WriteFaults(simulation.Faults());
     if (options.verbosity == Verbosity::Normal)
@@ -205,6 +206,7 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     // In real time each line is seen when it happens, also in a file or a pipe.
     if (options.session.realTime)
         out << std::unitbuf;
+    ForgetStart(file);
     run.Start();
     if (options.session.realTime)
         RealTimeRun(session.House(), options.forMs, progress, out).Run();

@@ -7,6 +7,7 @@
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/ServeBroker.h"
+#include "lighting_host/commands/ServiceManager.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
 #include "lighting_host/switchboard/Relive.h"
@@ -42,6 +43,7 @@ namespace
 constexpr std::chrono::milliseconds CHANGES_INTERVAL{50};
 // The time that visitors have to hear that the program ends.
 constexpr std::chrono::milliseconds FAREWELL{500};
+constexpr std::chrono::milliseconds LEAVING_INTERVAL{5};
 constexpr std::int64_t LONGEST_SLEEP_NS = 250000000;
 
 std::int64_t MonotonicNs()
@@ -56,9 +58,9 @@ class ServeLoop
 {
 public:
     ServeLoop(boost::asio::io_context& context, LiveHouse& house, LiveServer& server,
-              std::int64_t forMs, const std::ostream& out)
-        : m_context(context), m_house(house), m_server(server), m_forMs(forMs), m_out(out),
-          m_timer(context), m_changes(context), m_end(context), m_signals(context)
+              ServiceManager& manager, std::int64_t forMs, const std::ostream& out)
+        : m_context(context), m_house(house), m_server(server), m_manager(manager), m_forMs(forMs),
+          m_out(out), m_timer(context), m_changes(context), m_end(context), m_signals(context)
     {
     }
 
@@ -103,6 +105,7 @@ private:
         if (!m_why.empty())
             return;
         const std::int64_t now = MonotonicNs();
+        m_manager.TellAlive(now);
         const std::int64_t next = m_house.Work(now);
         if (!m_out.good())
             return End("nobody hears what is told any more");
@@ -142,16 +145,27 @@ private:
         if (!m_why.empty())
             return;
         m_why = why;
+        m_manager.TellStopping();
         m_timer.cancel();
         m_changes.cancel();
         m_web->Close("the program ends: " + why);
-        m_end.expires_after(FAREWELL);
-        m_end.async_wait([this](const boost::system::error_code&) { m_context.stop(); });
+        m_farewellEnds = std::chrono::steady_clock::now() + FAREWELL;
+        AwaitLeaving();
+    }
+
+    void AwaitLeaving()
+    {
+        if (m_web->GetCounts().connections == 0 ||
+            std::chrono::steady_clock::now() >= m_farewellEnds)
+            return m_context.stop();
+        m_end.expires_after(LEAVING_INTERVAL);
+        m_end.async_wait([this](const boost::system::error_code&) { AwaitLeaving(); });
     }
 
     boost::asio::io_context& m_context;
     LiveHouse& m_house;
     LiveServer& m_server;
+    ServiceManager& m_manager;
     const std::int64_t m_forMs;
     const std::ostream& m_out;
     boost::asio::steady_timer m_timer;
@@ -160,6 +174,7 @@ private:
     boost::asio::posix::stream_descriptor m_signals;
     WebServer* m_web = nullptr;
     LiveHouseOnBroker* m_onBroker = nullptr;
+    std::chrono::steady_clock::time_point m_farewellEnds;
     std::string m_why;
 };
 
@@ -279,6 +294,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.run.session = session;
     house.run.faults = options.faults;
     house.run.people = !options.bare;
+    house.run.linesMoveTime = options.bare;
     house.speed = options.speed;
     house.paused = options.paused;
     house.recorder = recorder;
@@ -368,7 +384,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     };
     LiveHouse house(file, houseOptions, &server);
     server.Attach(house);
-    ServeLoop loop(context, house, server, options.forMs, out);
+    ServiceManager manager;
+    ServeLoop loop(context, house, server, manager, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
     const CutAtEnd cut{web, onBroker};
     wake = [&loop]
@@ -381,6 +398,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
                        name, AddressText(options.web.address), web->Port(), options.session.seed)
         << std::flush;
+    manager.TellReady(fmt::format("live at port {}", web->Port()));
     if (onBroker)
         onBroker->Start(house);
     loop.SetBroker(onBroker.get());

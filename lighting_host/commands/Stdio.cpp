@@ -120,7 +120,15 @@ int RunStdio(const std::string& housePath, const SessionOptions& options, const 
         return 1;
     std::unique_ptr<Recorder> recorder;
     SaveWatch saves(options);
-    Protocol protocol(house, saves.Options(),
+    SessionOptions session = saves.Options();
+    // What a replay starts from.
+    SessionOptions recorded = options;
+    if (!record.empty())
+        session.onKeptState = [&recorded](const std::string& driver, const std::string& state)
+        {
+            recorded.states[driver] = state;
+        };
+    Protocol protocol(house, session,
                       [&](const char* kind, const std::string& text)
                       {
                           out << text << '\n';
@@ -132,7 +140,7 @@ int RunStdio(const std::string& housePath, const SessionOptions& options, const 
     {
         try
         {
-            recorder = std::make_unique<Recorder>(record, housePath, options);
+            recorder = std::make_unique<Recorder>(record, housePath, recorded);
         }
         catch (const RecorderError& error)
         {
@@ -140,6 +148,7 @@ int RunStdio(const std::string& housePath, const SessionOptions& options, const 
             return STATUS_CANNOT;
         }
     }
+    ForgetStart(house);
     protocol.Start();
     Conversation conversation(protocol, recorder.get(), in, out);
     const bool whole = Converse(conversation, recorder.get(), err);

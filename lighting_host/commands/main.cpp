@@ -278,11 +278,13 @@ void CommandLine::AddServe()
               "every event (verbose)");
     AddChoice(*m_serve, "--faults", options.faults, FAULTS,
               "Random faults on every link, and power failures");
-    m_serve->add_flag("--bare", options.bare,
-                      "No controller of the house's own: whoever hands in lines is the "
-                      "controller, as in stdio");
+    CLI::Option* const bare =
+        m_serve->add_flag("--bare", options.bare,
+                          "No controller of the house's own: whoever hands in lines is the "
+                          "controller, as in stdio; without record and past");
     AddText(*m_serve, "--record", options.record, "FILE",
             "Write a flight record to this file, which must not be there yet");
+    bare->excludes(m_serve->get_option("--record"));
     m_serve->add_flag("--record-outputs", options.recordOutputs,
                       "Keep every output in the record too, so that a replay can show both sides");
     AddText(*m_serve, "--token-file", options.tokenFile, "FILE",

@@ -1,6 +1,7 @@
 #include "lighting_host/house/DriverLibrary.h"
 
 #include "NxLibDriverBases/CreateDriver.h"
+#include "NxLibDriverBases/DriverFacts.h"
 
 #include <dlfcn.h>
 #include <stdexcept>
@@ -11,6 +12,20 @@ namespace lighting_host
 {
 namespace
 {
+// What is wrong with the object's facts and queries, which it need not have.
+std::string FactsError(void* object)
+{
+    const auto* const version = static_cast<const unsigned*>(dlsym(object, "NxDriverFactsVersion"));
+    const bool exported = dlsym(object, "GetDriverFacts") != nullptr;
+    if (!version && !exported)
+        return std::string();
+    if (!version || *version != NX_DRIVER_FACTS_VERSION)
+        return fmt::format("exports facts of version {}, this program has version {}: build it "
+                           "again with this program's headers",
+                           version ? *version : 0, NX_DRIVER_FACTS_VERSION);
+    return exported ? std::string() : "says that it has facts but does not export GetDriverFacts";
+}
+
 // What is wrong with the object's version of the interface, in words; empty when it is ours.
 std::string VersionError(void* object)
 {
@@ -36,6 +51,9 @@ DriverLibrary::DriverLibrary(const std::string& path)
     m_create = reinterpret_cast<decltype(&CreateDriver)>(dlsym(m_object, "CreateDriver"));
     if (error.empty() && !m_create)
         error = "does not export CreateDriver";
+    m_facts = reinterpret_cast<decltype(&GetDriverFacts)>(dlsym(m_object, "GetDriverFacts"));
+    if (error.empty())
+        error = FactsError(m_object);
     if (error.empty())
         return;
     dlclose(m_object);

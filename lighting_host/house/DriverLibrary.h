@@ -2,6 +2,7 @@
 
 #include <string>
 
+class IDriverFacts;
 class IInstanceManager;
 class NxBaseDriver;
 
@@ -13,7 +14,7 @@ class DriverLibrary
 {
 public:
     // Loads the object. Throws std::runtime_error, with the loader's own words, when it cannot be
-    // loaded, was built for another version of the interface or does not export CreateDriver.
+    // loaded, was built for another version of an interface or does not export CreateDriver.
     explicit DriverLibrary(const std::string& path);
     ~DriverLibrary();
     DriverLibrary(const DriverLibrary&) = delete;
@@ -22,8 +23,19 @@ public:
     // A new driver; the caller owns it.
     NxBaseDriver* Create(IInstanceManager& instances) const { return m_create(instances); }
 
+    // The facts and queries of a driver that it made; null when it has none.
+    IDriverFacts* FactsOf(NxBaseDriver& driver) const
+    {
+        return m_facts ? m_facts(driver) : nullptr;
+    }
+
+    // Whether its drivers may have facts and queries.
+    bool HasFacts() const { return m_facts != nullptr; }
+
 private:
     void* m_object;
+    // Null when it exports none.
+    IDriverFacts* (*m_facts)(NxBaseDriver&);
     NxBaseDriver* (*m_create)(IInstanceManager&);
 };
 } // namespace lighting_host

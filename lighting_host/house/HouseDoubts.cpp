@@ -23,8 +23,6 @@ using drivers::Schema;
 using drivers::Setting;
 using drivers::StateElement;
 
-constexpr std::int64_t CONTACTS = 2;
-
 std::string TextOf(const pugi::xml_node& node)
 {
     const std::string text = node.child_value();
@@ -251,7 +249,7 @@ void Doubter::LookAtUse(const pugi::xml_node& use, const std::string& driver)
     const auto number = NumberIn(use.attribute(contact ? "contact" : "button").value());
     if (!number)
         return;
-    if (contact && (buttons.listed || *number < 0 || *number >= CONTACTS))
+    if (contact && (buttons.listed || *number < 0 || *number > HouseFileUse::LAST_CONTACT))
         Doubt(use, fmt::format("driver \"{}\" has no contact {}", driver, *number));
     else if (!contact && buttons.listed && buttons.numbers.count(*number) == 0)
         Doubt(use, fmt::format("driver \"{}\" has no button {}: its <state> describes none with "

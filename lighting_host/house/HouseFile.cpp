@@ -1,7 +1,7 @@
 #include "lighting_host/house/HouseFile.h"
 
 #include "lighting_host/house/DriverLibrary.h"
-#include "lighting_host/text/Duration.h"
+#include "lighting_host/house/HouseElements.h"
 #include "lighting_host/types/Devices.h"
 #include "lighting_host/types/DriverType.h"
 #include "nxshared/XmlDocument.h"
@@ -16,6 +16,7 @@
 #include <map>
 #include <set>
 #include <sstream>
+#include <tuple>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -25,15 +26,14 @@ namespace lighting_host
 {
 namespace
 {
-constexpr const char* BLANKS = " \t\r\n";
-
 constexpr unsigned MOST_PERCENT = 100;
 // What the checksum of a dimmer's scenes covers.
 constexpr unsigned LAST_SCENE = 254;
-constexpr unsigned LAST_BUTTON = 127;
 constexpr std::size_t MOST_DIGITS = 9;
+constexpr unsigned LAST_BINDING = 65535;
 
-// As a fragment, so that text beside the root element is seen instead of skipped.
+// As a fragment, so that text beside the root element is seen instead of skipped. On purpose not
+// the host's own: how a house file is read is no matter of how a driver's XML is.
 constexpr unsigned PARSE =
     pugi::parse_cdata | pugi::parse_escapes | pugi::parse_ws_pcdata_single | pugi::parse_fragment;
 
@@ -54,17 +54,12 @@ pugi::xml_node ElementAt(const pugi::xml_node& node, int place)
     return node;
 }
 
-bool IsText(const pugi::xml_node& node)
-{
-    return (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) &&
-           std::string(node.value()).find_first_not_of(BLANKS) != std::string::npos;
-}
-
 // Reads one house; collects what is wrong instead of stopping at the first mistake.
-class Reader
+class Reader : private HouseElements
 {
 public:
-    Reader(const std::string& text, std::string folder) : m_text(text), m_folder(std::move(folder))
+    Reader(const std::string& text, std::string folder)
+        : HouseElements(text, m_house.errors), m_text(text), m_folder(std::move(folder))
     {
     }
 
@@ -78,26 +73,17 @@ public:
 
 private:
     void ReadHouse();
-    int LineOf(std::ptrdiff_t offset) const;
-    void Error(const pugi::xml_node& node, std::string what);
-    void ErrorInText(const pugi::xml_node& text, std::string what);
-    void OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known);
-    void OnlyElements(const pugi::xml_node& node);
-    void OnlyText(const pugi::xml_node& node);
-    bool ReadId(const pugi::xml_node& node, unsigned& id);
-    bool ReadTruth(const pugi::xml_node& node, const char* attribute, bool& value);
     boost::shared_ptr<nx::XmlNode> Copy(const pugi::xml_node& node);
     void ReadDriver(const pugi::xml_node& node);
     void ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver);
     void ReadType(const pugi::xml_node& node, HouseFileDriver& driver);
     void ReadGroup(const pugi::xml_node& node);
     void ReadGroupAct(const pugi::xml_node& node, HouseFileGroup& group);
+    void ReadBind(const pugi::xml_node& node);
+    bool IsBound(const HouseFileBind& bind) const;
     void ReadScene(const pugi::xml_node& node);
     void ReadLoad(const pugi::xml_node& node, HouseFileScene& scene);
     HouseFileUse ReadUse(const pugi::xml_node& node);
-    bool ReadNumber(const pugi::xml_node& node, const char* attribute, unsigned max,
-                    unsigned& value);
-    void ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds);
     void CheckNames();
     void CheckName(int line, const std::string& name, const char* lack,
                    bool (*can)(const DriverType& type));
@@ -117,6 +103,7 @@ private:
         Member,
         Load,
         Buttons,
+        Bound,
     };
     struct Naming
     {
@@ -126,27 +113,6 @@ private:
     };
     std::vector<Naming> m_namings;
 };
-
-int Reader::LineOf(std::ptrdiff_t offset) const
-{
-    const auto end =
-        std::min<std::size_t>(offset < 0 ? 0 : static_cast<std::size_t>(offset), m_text.size());
-    return 1 + static_cast<int>(std::count(
-                   m_text.begin(), m_text.begin() + static_cast<std::ptrdiff_t>(end), '\n'));
-}
-
-void Reader::Error(const pugi::xml_node& node, std::string what)
-{
-    m_house.errors.push_back({LineOf(node.offset_debug()), std::move(what)});
-}
-
-// Where the text begins, not the blanks before it.
-void Reader::ErrorInText(const pugi::xml_node& text, std::string what)
-{
-    const std::size_t blanks = std::strspn(text.value(), BLANKS);
-    m_house.errors.push_back(
-        {LineOf(text.offset_debug() + static_cast<std::ptrdiff_t>(blanks)), std::move(what)});
-}
 
 void Reader::ReadHouse()
 {
@@ -168,7 +134,7 @@ void Reader::ReadHouse()
         m_house.errors.push_back({1, "this is no XML: it has no element"});
         return;
     }
-    if (const pugi::xml_node text = document.find_child(&IsText))
+    if (const pugi::xml_node text = document.find_child(&HouseElements::IsText))
         ErrorInText(text, fmt::format("this is no XML: there is text beside <{}>", root.name()));
     if (const pugi::xml_node second = NextElement(root))
         Error(second, fmt::format("this is no XML: <{}> is a second root", second.name()));
@@ -189,69 +155,12 @@ void Reader::ReadHouse()
             ReadGroup(child);
         else if (std::strcmp(child.name(), "scene") == 0)
             ReadScene(child);
+        else if (std::strcmp(child.name(), "bind") == 0)
+            ReadBind(child);
         else
             Error(child, fmt::format("unknown element <{}> in <house>", child.name()));
     }
     CheckNames();
-}
-
-void Reader::OnlyAttributes(const pugi::xml_node& node, const std::vector<std::string>& known)
-{
-    std::set<std::string> given;
-    for (const pugi::xml_attribute& attribute : node.attributes())
-    {
-        if (!given.insert(attribute.name()).second)
-            Error(node, fmt::format("attribute \"{}\" of <{}> is given twice", attribute.name(),
-                                    node.name()));
-        if (std::find(known.begin(), known.end(), attribute.name()) == known.end())
-            Error(node,
-                  fmt::format("unknown attribute \"{}\" of <{}>", attribute.name(), node.name()));
-    }
-}
-
-// Text that means nothing is a mistake, such as a tag that was misspelt.
-void Reader::OnlyElements(const pugi::xml_node& node)
-{
-    for (const pugi::xml_node& child : node.children())
-    {
-        if (IsText(child))
-            ErrorInText(child, fmt::format("there is text in <{}>", node.name()));
-    }
-}
-
-void Reader::OnlyText(const pugi::xml_node& node)
-{
-    for (const pugi::xml_node& child : node.children())
-    {
-        if (child.type() == pugi::node_element)
-            Error(child, fmt::format("unknown element <{}> in <{}>", child.name(), node.name()));
-    }
-}
-
-bool Reader::ReadId(const pugi::xml_node& node, unsigned& id)
-{
-    const std::string text = node.attribute("id").value();
-    const bool digits = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
-    const unsigned long long value = digits && text.size() <= 10 ? std::stoull(text) : UINT64_MAX;
-    if (value > UINT32_MAX)
-    {
-        Error(node, fmt::format("the id \"{}\" of <{}> is not a number from 0 to {}", text,
-                                node.name(), UINT32_MAX));
-        return false;
-    }
-    id = static_cast<unsigned>(value);
-    return true;
-}
-
-bool Reader::ReadTruth(const pugi::xml_node& node, const char* attribute, bool& value)
-{
-    const std::string text = node.attribute(attribute).value();
-    value = text == "true";
-    if (value || text == "false" || text.empty())
-        return true;
-    Error(node, fmt::format("\"{}\" of <{}> is \"{}\", neither true nor false", attribute,
-                            node.name(), text));
-    return false;
 }
 
 boost::shared_ptr<nx::XmlNode> Reader::Copy(const pugi::xml_node& node)
@@ -272,7 +181,7 @@ void Reader::ReadDriver(const pugi::xml_node& node)
     OnlyAttributes(node, {"name", "type", "id", "library", "room"});
     OnlyElements(node);
     HouseFileDriver driver;
-    driver.line = LineOf(node.offset_debug());
+    driver.line = LineOf(node);
     driver.name = node.attribute("name").value();
     driver.room = node.attribute("room").value();
     if (driver.name.empty())
@@ -381,7 +290,7 @@ void Reader::ReadGroup(const pugi::xml_node& node)
             Error(child, fmt::format("\"{}\" is a member of this load group already",
                                      child.child_value()));
         group.members.emplace_back(child.child_value());
-        m_namings.push_back({LineOf(child.offset_debug()), child.child_value(), Role::Member});
+        m_namings.push_back({LineOf(child), child.child_value(), Role::Member});
     }
     m_house.groups.push_back(std::move(group));
 }
@@ -410,6 +319,40 @@ void Reader::ReadGroupAct(const pugi::xml_node& node, HouseFileGroup& group)
     else
         Error(node, fmt::format("\"ramp\" of <on> is \"{}\", not up, down or stop", ramp));
     group.acts.push_back(std::move(act));
+}
+
+// <bind from="hall" binding="1" to="lamp" to_binding="0"/>
+void Reader::ReadBind(const pugi::xml_node& node)
+{
+    OnlyAttributes(node, {"from", "binding", "to", "to_binding"});
+    OnlyElements(node);
+    HouseFileBind bind;
+    bind.from = node.attribute("from").value();
+    bind.to = node.attribute("to").value();
+    for (const std::string& name : {bind.from, bind.to})
+        m_namings.push_back({LineOf(node), name, Role::Bound});
+    if (!bind.from.empty() && bind.from == bind.to)
+        Error(node, fmt::format("\"{}\" is bound to itself", bind.from));
+    const bool numbers = ReadNumber(node, "binding", LAST_BINDING, bind.binding) &&
+                         ReadNumber(node, "to_binding", LAST_BINDING, bind.toBinding);
+    if (numbers && IsBound(bind))
+        Error(node, fmt::format("binding {} of \"{}\" and binding {} of \"{}\" are bound already",
+                                bind.binding, bind.from, bind.toBinding, bind.to));
+    m_house.binds.push_back(std::move(bind));
+}
+
+// The same two ends, whichever comes first.
+bool Reader::IsBound(const HouseFileBind& bind) const
+{
+    const auto same = [&bind](const HouseFileBind& other)
+    {
+        const auto from = std::tie(bind.from, bind.binding);
+        const auto to = std::tie(bind.to, bind.toBinding);
+        const auto otherFrom = std::tie(other.from, other.binding);
+        const auto otherTo = std::tie(other.to, other.toBinding);
+        return (from == otherFrom && to == otherTo) || (from == otherTo && to == otherFrom);
+    };
+    return std::any_of(m_house.binds.begin(), m_house.binds.end(), same);
 }
 
 void Reader::ReadScene(const pugi::xml_node& node)
@@ -452,7 +395,7 @@ void Reader::ReadLoad(const pugi::xml_node& node, HouseFileScene& scene)
     OnlyElements(node);
     HouseFileLoad load;
     load.driver = node.attribute("driver").value();
-    m_namings.push_back({LineOf(node.offset_debug()), load.driver, Role::Load});
+    m_namings.push_back({LineOf(node), load.driver, Role::Load});
     ReadNumber(node, "level", MOST_PERCENT, load.level);
     ReadTime(node, "time", load.timeMs);
     ReadTime(node, "delay", load.delayMs);
@@ -464,12 +407,13 @@ HouseFileUse Reader::ReadUse(const pugi::xml_node& node)
 {
     HouseFileUse use;
     use.driver = node.attribute("driver").value();
-    m_namings.push_back({LineOf(node.offset_debug()), use.driver, Role::Buttons});
+    m_namings.push_back({LineOf(node), use.driver, Role::Buttons});
     use.contact = !node.attribute("contact").empty();
     if (use.contact == !node.attribute("button").empty())
         Error(node, "<on> says neither which contact nor which button, or both");
     else
-        ReadNumber(node, use.contact ? "contact" : "button", use.contact ? 1 : LAST_BUTTON,
+        ReadNumber(node, use.contact ? "contact" : "button",
+                   use.contact ? HouseFileUse::LAST_CONTACT : HouseFileUse::LAST_BUTTON,
                    use.number);
     const std::string how = node.attribute("do").value();
     if (how == "release")
@@ -479,30 +423,6 @@ HouseFileUse Reader::ReadUse(const pugi::xml_node& node)
     else if (!how.empty() && how != "press")
         Error(node, fmt::format("\"do\" of <on> is \"{}\", not press, release or click", how));
     return use;
-}
-
-// A number that must be there, from 0 to `max`.
-bool Reader::ReadNumber(const pugi::xml_node& node, const char* attribute, unsigned max,
-                        unsigned& value)
-{
-    const std::string text = node.attribute(attribute).value();
-    const bool digits = !text.empty() && text.size() <= MOST_DIGITS &&
-                        text.find_first_not_of("0123456789") == std::string::npos;
-    value = digits ? static_cast<unsigned>(std::stoul(text)) : 0;
-    if (digits && value <= max)
-        return true;
-    Error(node, fmt::format("\"{}\" of <{}> is \"{}\", not a number from 0 to {}", attribute,
-                            node.name(), text, max));
-    return false;
-}
-
-// A time that may be absent, and then stays what it is.
-void Reader::ReadTime(const pugi::xml_node& node, const char* attribute, std::int64_t& milliseconds)
-{
-    const pugi::xml_attribute found = node.attribute(attribute);
-    if (found && (!ParseDuration(found.value(), milliseconds) || milliseconds > INT32_MAX))
-        Error(node, fmt::format("\"{}\" of <{}> is \"{}\", no time like 500ms or 2s", attribute,
-                                node.name(), found.value()));
 }
 
 // Drivers may be named before they come, so the names are looked at when all drivers are known.
@@ -558,6 +478,15 @@ void TryLibraries(HouseFile& house)
     }
 }
 } // namespace
+
+void ForgetStart(HouseFile& house)
+{
+    for (HouseFileDriver& driver : house.drivers)
+    {
+        driver.state.reset();
+        driver.device.reset();
+    }
+}
 
 HouseFile ReadHouseFile(const std::string& path)
 {

@@ -25,6 +25,11 @@ struct HouseFile : HousePlan
     std::vector<HouseFileError> errors;
 };
 
+// Lets go of what only the making of a session and its simulation needs: the states and the
+// devices, which are most of what a large house takes. No other session can be made of this one
+// then.
+void ForgetStart(HouseFile& house);
+
 // Reads a house file, and loads its driver libraries to see whether they can be. Never throws; what
 // cannot be read is an error of the result.
 HouseFile ReadHouseFile(const std::string& path);

@@ -1,6 +1,8 @@
 #include "lighting_host/house/InputLines.h"
 
+#include "embedded_host/CallScope.h"
 #include "embedded_host/Messages.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 #include "nxshared/NxMIBPacket.h"
@@ -42,11 +44,11 @@ std::string ParamText(const Json& value, const std::string& name)
         fmt::format("the parameter \"{}\" is neither a text, a number nor a boolean", name));
 }
 
-const char* ParamType(const Json& value)
+const std::string& ParamType(const Json& value)
 {
     if (value.is_boolean())
-        return "BOOL";
-    return value.is_string() ? "STRING" : "INT";
+        return names::type::BOOL;
+    return value.is_string() ? names::type::STRING : names::type::INT;
 }
 
 template <class Message>
@@ -180,17 +182,17 @@ struct InputLines::Inputs
             throw InputError("\"set\" is no JSON object");
         fields.Finish();
         DriverAdapter* adapter = lines.m_session.AdapterOf(driver);
-        std::vector<DriverAdapter::Action> actions;
+        std::vector<std::pair<std::string, DriverAdapter::Action>> actions;
         for (const auto& fact : facts.items())
         {
             auto action = adapter ? adapter->PrepareFact(fact.key(), fact.value()) : nullptr;
             if (!action)
                 throw InputError(fmt::format("a driver of type \"{}\" has no fact \"{}\"",
                                              driver.Config().type, fact.key()));
-            actions.push_back(std::move(action));
+            actions.emplace_back(fact.key(), std::move(action));
         }
         for (const auto& action : actions)
-            driver.Enter(action);
+            driver.CallDriver("the fact", action.first.c_str(), action.second);
     }
 
     static void Persist(InputLines& lines, nx::DriverHost& driver, Fields& fields)
@@ -217,6 +219,9 @@ struct InputLines::Inputs
         const std::string word = fields.Text("query");
         DriverAdapter* adapter = lines.m_session.AdapterOf(driver);
         Json value;
+        // Not by CallDriver: what is wrong with a query is an error of the input.
+        const embedded_host::CallScope call(driver.Config().name.c_str(), "the query",
+                                            word.c_str());
         if (!adapter || !adapter->Query(word, fields, value))
             throw InputError(fmt::format("a driver of type \"{}\" has no query \"{}\"",
                                          driver.Config().type, word));
@@ -240,7 +245,7 @@ struct InputLines::Inputs
             throw InputError(fmt::format("a driver of type \"{}\" has no input \"{}\"",
                                          driver.Config().type, word));
         fields.Finish();
-        driver.Enter(action);
+        driver.CallDriver("the input", word.c_str(), action);
     }
 
     static void HouseList(InputLines& lines, Fields& fields)

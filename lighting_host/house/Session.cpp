@@ -5,6 +5,7 @@
 #include "embedded_host/LibraryLog.h"
 #include "embedded_host/LocalTime.h"
 #include "lighting_host/house/DriverLibrary.h"
+#include "lighting_host/house/LibraryAdapter.h"
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/types/Devices.h"
 #include "lighting_host/types/DriverType.h"
@@ -32,15 +33,17 @@ Session::Session(const HouseFile& file, const SessionOptions& options,
         m_keeper = std::make_unique<StateKeeper>(
             options.makeStore ? options.makeStore()
                               : std::make_unique<embedded_host::FileStateStore>(options.statePath),
-            *m_house, options.persistIntervalMs, options.complain);
+            *m_house, std::chrono::milliseconds(options.persistIntervalMs), options.complain);
     // All that can go wrong with what was kept does so before anything runs.
     std::vector<boost::shared_ptr<nx::XmlNode>> states;
     for (const HouseFileDriver& driver : file.drivers)
-        states.push_back(m_keeper ? m_keeper->StateOf(driver.name, driver.type) : nullptr);
+        states.push_back(StateToStartFrom(driver, options));
     for (std::size_t i = 0; i < file.drivers.size(); ++i)
-        AddDriver(file.drivers[i], states[i] ? states[i] : file.drivers[i].state);
+        AddDriver(file.drivers[i], std::move(states[i]));
     for (const HouseFileGroup& group : file.groups)
         m_house->AddGroup(group.id, group.members);
+    for (const HouseFileBind& bind : file.binds)
+        m_house->Bind(bind.from, bind.binding, bind.to, bind.toBinding);
 }
 
 Session::~Session()
@@ -51,7 +54,24 @@ Session::~Session()
     m_house.reset();
 }
 
-void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state)
+// The state file's, a recording's or the house file's, in this order.
+boost::shared_ptr<nx::XmlNode> Session::StateToStartFrom(const HouseFileDriver& driver,
+                                                         const SessionOptions& options)
+{
+    const auto kept = m_keeper ? m_keeper->StateOf(driver.name, driver.type) : nullptr;
+    if (kept && options.onKeptState)
+        options.onKeptState(driver.name, kept->ToText());
+    const auto recorded = options.states.find(driver.name);
+    if (recorded != options.states.end())
+        m_firstStates[driver.name] = recorded->second;
+    else if (driver.state)
+        m_firstStates[driver.name] = driver.state->ToText();
+    if (kept)
+        return kept;
+    return recorded == options.states.end() ? driver.state : FirstState(driver.name);
+}
+
+void Session::AddDriver(const HouseFileDriver& driver, boost::shared_ptr<nx::XmlNode> state)
 {
     embedded_host::DriverConfig config;
     config.name = driver.name;
@@ -59,7 +79,7 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
     config.id = driver.id;
     config.capabilities = driver.capabilities;
     config.config = driver.config;
-    config.state = state;
+    config.state = std::move(state);
     config.simulatedDevice = driver.device != nullptr;
     if (!driver.library.empty())
     {
@@ -71,16 +91,18 @@ void Session::AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<n
     }
     else
         config.create =
-            [type = driver.type, &facts = m_facts[driver.name]](IInstanceManager& instances)
+            [type = driver.type, &own = m_ownTypes[driver.name]](IInstanceManager& instances)
         {
-            return FindDriverType(type)->make(instances, facts);
+            const MadeDriver made = FindDriverType(type)->make(instances, own.facts);
+            own.adapter = made.adapter;
+            return made.driver;
         };
     nx::DriverHost* added = m_house->Add(std::move(config));
+    if (!driver.library.empty() && m_libraries.back()->HasFacts())
+        m_libraryAdapters[added] = std::make_unique<LibraryAdapter>(*added, *m_libraries.back());
     m_rooms[added] = driver.room;
     m_kinds[added] = DeviceKindOf(driver);
     m_places[added] = fmt::format("{}:{}", m_housePath, driver.line);
-    if (driver.state)
-        m_firstStates[added] = driver.state->ToText();
     if (!driver.device)
         return;
     auto attached = std::make_unique<device_wire::AttachedDevice>(*added);
@@ -117,7 +139,7 @@ void Session::RestartDrivers(bool save)
     {
         const auto state =
             m_keeper ? m_keeper->StateOf(driver->Config().name, driver->Config().type) : nullptr;
-        driver->Start(state ? state : FirstState(*driver));
+        driver->Start(state ? state : FirstState(driver->Config().name));
     }
 }
 
@@ -126,13 +148,16 @@ void Session::Redraw(std::uint64_t seed)
     m_random = embedded_host::Random(seed, m_draw);
 }
 
-boost::shared_ptr<nx::XmlNode> Session::FirstState(const nx::DriverHost& driver) const
+boost::shared_ptr<nx::XmlNode> Session::FirstState(const std::string& driver) const
 {
-    const auto found = m_firstStates.find(&driver);
+    const auto found = m_firstStates.find(driver);
     if (found == m_firstStates.end())
         return nullptr;
     const auto document = nx::CreateXmlDocument(found->second);
-    return document ? document->GetRoot() : nullptr;
+    if (!document)
+        throw std::runtime_error(
+            fmt::format("the state to start driver \"{}\" from is no XML", driver));
+    return document->GetRoot();
 }
 
 void Session::Stop()
@@ -155,6 +180,10 @@ const DeviceKind* Session::KindOf(const nx::DriverHost& driver) const
 
 DriverAdapter* Session::AdapterOf(const nx::DriverHost& driver) const
 {
-    return dynamic_cast<DriverAdapter*>(driver.Driver());
+    const auto ofLibrary = m_libraryAdapters.find(&driver);
+    if (ofLibrary != m_libraryAdapters.end())
+        return driver.Driver() ? ofLibrary->second.get() : nullptr;
+    const auto found = m_ownTypes.find(driver.Config().name);
+    return driver.Driver() && found != m_ownTypes.end() ? found->second.adapter : nullptr;
 }
 } // namespace lighting_host

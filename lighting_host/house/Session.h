@@ -27,6 +27,7 @@ namespace lighting_host
 {
 struct DeviceKind;
 class DriverLibrary;
+class LibraryAdapter;
 class StateKeeper;
 
 // How a house is run, as the command line says.
@@ -53,6 +54,11 @@ struct SessionOptions
     // milliseconds of the house's clock; and who is told when that fails.
     std::string statePath;
     std::int64_t persistIntervalMs = 60000;
+    // States to start from as XML, by driver, as a recording holds them: before those of the house
+    // file, behind those of the state file.
+    std::map<std::string, std::string> states;
+    // Told of each state that the state file gave, as XML, before any driver runs; may be empty.
+    std::function<void(const std::string& driver, const std::string& state)> onKeptState;
     std::function<void(const std::string&)> complain;
     // Makes the store of a session that keeps states; empty for the file of `statePath`.
     std::function<std::unique_ptr<embedded_host::StateStore>()> makeStore;
@@ -103,7 +109,8 @@ public:
 
     embedded_host::House& House() const { return *m_house; }
 
-    // The driver's adapter; null for a driver of a library of its own or one that does not run.
+    // The driver's adapter; null for a driver that does not run, or is of a library of its own
+    // without facts and queries.
     DriverAdapter* AdapterOf(const nx::DriverHost& driver) const;
 
     // The room that the file gives; empty for none.
@@ -120,8 +127,18 @@ public:
     }
 
 private:
-    void AddDriver(const HouseFileDriver& driver, const boost::shared_ptr<nx::XmlNode>& state);
-    boost::shared_ptr<nx::XmlNode> FirstState(const nx::DriverHost& driver) const;
+    struct OfOwnType
+    {
+        // Outlive restarts of the driver.
+        LoadFacts facts;
+        // That of the driver which was made last, and which may have gone.
+        DriverAdapter* adapter = nullptr;
+    };
+
+    boost::shared_ptr<nx::XmlNode> StateToStartFrom(const HouseFileDriver& driver,
+                                                    const SessionOptions& options);
+    void AddDriver(const HouseFileDriver& driver, boost::shared_ptr<nx::XmlNode> state);
+    boost::shared_ptr<nx::XmlNode> FirstState(const std::string& driver) const;
 
     const std::string m_housePath;
     std::unique_ptr<embedded_host::Clock> m_clock;
@@ -131,12 +148,15 @@ private:
     std::map<const nx::DriverHost*, const DeviceKind*> m_kinds;
     // Where each driver is in the house file, as in "house.xml:3".
     std::map<const nx::DriverHost*, std::string> m_places;
-    // What the house file gives each driver to start from, as text: it is rarely needed again.
-    std::map<const nx::DriverHost*, std::string> m_firstStates;
-    // Facts outlive restarts of their drivers. A map: its values stay where they are.
-    std::map<std::string, LoadFacts> m_facts;
+    // What each driver starts from by its name, without a state file, as text: it is rarely needed
+    // again.
+    std::map<std::string, std::string> m_firstStates;
+    // What is kept of each driver of the program's own types, by its name. A map: its values stay
+    // where they are.
+    std::map<std::string, OfOwnType> m_ownTypes;
     // Loaded libraries outlive the drivers that they made.
     std::vector<std::unique_ptr<DriverLibrary>> m_libraries;
+    std::map<const nx::DriverHost*, std::unique_ptr<LibraryAdapter>> m_libraryAdapters;
     std::vector<std::unique_ptr<device_wire::AttachedDevice>> m_devices;
     std::unique_ptr<embedded_host::House> m_house;
     // Null when no states are kept.

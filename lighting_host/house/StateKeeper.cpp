@@ -17,9 +17,9 @@ const std::string NOTE_TYPE = "(note)";
 } // namespace
 
 StateKeeper::StateKeeper(std::unique_ptr<embedded_host::StateStore> store,
-                         embedded_host::House& house, std::int64_t intervalMs, Complaint complaint)
-    : m_store(std::move(store)), m_house(house), m_intervalMs(intervalMs),
-      m_complaint(std::move(complaint))
+                         embedded_host::House& house, std::chrono::milliseconds interval,
+                         ErrorHandler onError)
+    : m_store(std::move(store)), m_house(house), m_interval(interval), m_onError(std::move(onError))
 {
 }
 
@@ -51,10 +51,10 @@ void StateKeeper::TellOtherTypes(const std::string& driver, const std::string& t
     for (const std::string& other : m_store->TypesOf(driver))
     {
         if (m_told.insert(driver).second)
-            m_complaint(fmt::format("driver \"{}\" starts without a state: what was saved under "
-                                    "this name is of the type {}, and the driver is now a {}; it "
-                                    "stays in the state file",
-                                    driver, other, type));
+            m_onError(fmt::format("driver \"{}\" starts without a state: what was saved under "
+                                  "this name is of the type {}, and the driver is now a {}; it "
+                                  "stays in the state file",
+                                  driver, other, type));
     }
 }
 
@@ -75,7 +75,7 @@ void StateKeeper::Start()
     {
         SaveSoon(driver);
     };
-    m_next = m_house.AddDeviceTimer(static_cast<std::uint64_t>(m_intervalMs), this);
+    m_next = m_house.AddDeviceTimer(m_interval, this);
 }
 
 void StateKeeper::Stop()
@@ -94,7 +94,7 @@ void StateKeeper::SaveSoon(nx::DriverHost& driver)
         m_asked.push_back(&driver);
     // Not at once: the driver that asks is in the middle of something.
     if (m_soon == 0)
-        m_soon = m_house.AddDeviceTimer(0, this);
+        m_soon = m_house.AddDeviceTimer(std::chrono::milliseconds(0), this);
 }
 
 void StateKeeper::OnTimerExpired(ID::Timer timer, time_t)
@@ -112,7 +112,7 @@ void StateKeeper::OnTimerExpired(ID::Timer timer, time_t)
         return;
     }
     Save();
-    m_next = m_house.AddDeviceTimer(static_cast<std::uint64_t>(m_intervalMs), this);
+    m_next = m_house.AddDeviceTimer(m_interval, this);
 }
 
 void StateKeeper::Save()
@@ -140,7 +140,7 @@ void StateKeeper::Save(const std::vector<nx::DriverHost*>& drivers)
     }
     catch (const embedded_host::StateStoreError& error)
     {
-        m_complaint(error.what());
+        m_onError(error.what());
     }
 }
 } // namespace lighting_host

@@ -3,7 +3,7 @@
 #include "embedded_host/StateStore.h"
 #include "nxshared/ITimerManagerCallback.h"
 
-#include <cstdint>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <set>
@@ -37,11 +37,11 @@ class StateKeeper : private ITimerManagerCallback
 {
 public:
     // Told what went wrong with a save, in words.
-    using Complaint = std::function<void(const std::string&)>;
+    using ErrorHandler = std::function<void(const std::string&)>;
 
-    // Saves come every `intervalMs` of the house's clock, 1 or more. `house` must outlive this.
+    // Saves come every `interval` of the house's clock, 1 ms or more. `house` must outlive this.
     StateKeeper(std::unique_ptr<embedded_host::StateStore> store, embedded_host::House& house,
-                std::int64_t intervalMs, Complaint complaint);
+                std::chrono::milliseconds interval, ErrorHandler onError);
     ~StateKeeper() override;
 
     // What was saved last for that driver of that type, null when nothing was. Throws
@@ -77,8 +77,8 @@ private:
 
     std::unique_ptr<embedded_host::StateStore> m_store;
     embedded_host::House& m_house;
-    std::int64_t m_intervalMs;
-    Complaint m_complaint;
+    std::chrono::milliseconds m_interval;
+    ErrorHandler m_onError;
     // The next save of the interval, and one that drivers asked for; 0 for none.
     unsigned m_next = 0;
     unsigned m_soon = 0;

@@ -21,10 +21,6 @@ using namespace embedded_host;
 
 namespace
 {
-constexpr std::size_t NAME_WIDTH = 12;
-constexpr std::size_t TIME_OF_DAY = 11;
-// Without the milliseconds.
-constexpr std::size_t TIME_WIDTH = 8;
 constexpr const char* DIGITS = "0123456789";
 
 // "17# Function(int)"
@@ -54,7 +50,7 @@ ConsoleReport::ConsoleReport(std::ostream& out, Verbosity verbosity, const Style
                              const Session& session, Listeners& listeners,
                              std::function<void()> clearProgress)
     : m_out(out), m_verbosity(verbosity), m_style(style), m_session(session),
-      m_listeners(listeners), m_clearProgress(std::move(clearProgress)), m_nameWidth(NAME_WIDTH)
+      m_listeners(listeners), m_clearProgress(std::move(clearProgress)), m_nameWidth(MIN_NAME_WIDTH)
 {
     for (const auto& driver : session.House().Drivers())
     {
@@ -177,10 +173,9 @@ void ConsoleReport::Line(const nx::DriverHost& driver, const std::string& what,
     if (m_verbosity == Verbosity::Quiet)
         return;
     const Clock& clock = driver.GetHouse().GetClock();
-    std::string when = FormatLocalTime(clock.LocalSeconds(), static_cast<int>(clock.NowMs() % 1000))
-                           .substr(TIME_OF_DAY);
-    if (m_verbosity == Verbosity::Normal)
-        when.resize(TIME_WIDTH);
+    std::string when = TimeOfDay(clock.LocalSeconds());
+    if (m_verbosity != Verbosity::Normal)
+        when += fmt::format(".{:03}", clock.NowMs() % 1000);
     std::string line = m_style.Aside(when) + "  ";
     if (m_roomWidth > 0)
         line += fmt::format("{:<{}}  ", m_session.RoomOf(driver), m_roomWidth);

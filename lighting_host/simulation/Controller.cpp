@@ -2,6 +2,7 @@
 
 #include "device_wire/AttachedDevice.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/types/DriverType.h"
@@ -18,9 +19,7 @@ using embedded_host::CmdMessage;
 
 namespace
 {
-const std::string INT_TYPE = "INT";
-const std::string RAMP_TO_LEVEL = "RAMP_TO_LEVEL";
-const std::string BUTTON_ACTION = "BUTTON_ACTION";
+using namespace std::chrono_literals;
 
 std::size_t LoadCount(const HouseFileScene& scene)
 {
@@ -73,7 +72,7 @@ void Controller::Start()
         Provision(*driver);
     const std::size_t drivers = m_session.House().Drivers().size();
     if (drivers > 0)
-        m_resyncTimer = m_session.House().AddDeviceTimer(RESYNC_PERIOD_MS / drivers, this);
+        m_resyncTimer = m_session.House().AddDeviceTimer(RESYNC_PERIOD / drivers, this);
 }
 
 void Controller::Provision(nx::DriverHost& driver)
@@ -100,14 +99,14 @@ void Controller::SendSettings(nx::DriverHost& driver)
     if (!adapter)
         return;
     m_speaking = true;
-    driver.Enter([adapter] { adapter->SendSettings(); });
+    driver.CallDriver("its settings", [adapter] { adapter->SendSettings(); });
     m_speaking = false;
 }
 
 void Controller::ResyncNext()
 {
     const auto& drivers = m_session.House().Drivers();
-    m_resyncTimer = m_session.House().AddDeviceTimer(RESYNC_PERIOD_MS / drivers.size(), this);
+    m_resyncTimer = m_session.House().AddDeviceTimer(RESYNC_PERIOD / drivers.size(), this);
     nx::DriverHost& driver = *drivers[m_nextToResync];
     m_nextToResync = (m_nextToResync + 1) % drivers.size();
     driver.Online(true);
@@ -130,7 +129,7 @@ void Controller::OnOutput(const embedded_host::Output& output)
             continue;
         m_due.push_back(&reaction);
         if (m_dueTimer == 0)
-            m_dueTimer = m_session.House().AddDeviceTimer(0, this);
+            m_dueTimer = m_session.House().AddDeviceTimer(0ms, this);
     }
 }
 
@@ -219,7 +218,8 @@ void Controller::Recall(const HouseFileScene& scene)
         if (type && type->recallCommand)
         {
             CmdMessage activate(type->recallCommand);
-            activate.AddParam(names::general::SCENE_ID, INT_TYPE, static_cast<long long>(scene.id));
+            activate.AddParam(names::general::SCENE_ID, names::type::INT,
+                              static_cast<long long>(scene.id));
             Tell(*driver, activate);
         }
         const auto id = static_cast<std::uint16_t>(scene.id);
@@ -230,18 +230,20 @@ void Controller::Recall(const HouseFileScene& scene)
 void Controller::MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct& act)
 {
     const bool ramps = act.what != HouseFileGroupAct::ToLevel;
-    CmdMessage command(ramps ? BUTTON_ACTION : RAMP_TO_LEVEL);
+    CmdMessage command(ramps ? names::forwarded::BUTTON_ACTION : names::forwarded::RAMP_TO_LEVEL);
     if (ramps)
     {
-        command.AddParam(names::general::BUTTON_ID, INT_TYPE,
+        command.AddParam(names::general::BUTTON_ID, names::type::INT,
                          static_cast<long long>(act.what != HouseFileGroupAct::RampUp));
-        command.AddParam("ACTION", INT_TYPE,
+        command.AddParam(names::parameter::ACTION, names::type::INT,
                          static_cast<long long>(act.what != HouseFileGroupAct::StopRamp));
     }
     else
     {
-        command.AddParam("LEVEL", INT_TYPE, static_cast<long long>(act.level));
-        command.AddParam("TIME", INT_TYPE, static_cast<long long>(act.timeMs));
+        command.AddParam(names::parameter::LEVEL, names::type::INT,
+                         static_cast<long long>(act.level));
+        command.AddParam(names::parameter::TIME, names::type::INT,
+                         static_cast<long long>(act.timeMs));
     }
     m_speaking = true;
     m_session.House().ForwardToGroup(group.id, command);

@@ -5,6 +5,7 @@
 #include "lighting_host/simulation/HouseListener.h"
 #include "nxshared/ITimerManagerCallback.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -38,7 +39,7 @@ class Controller : public HouseListener, private ITimerManagerCallback
 public:
     // How often each driver is told that its device is online, which makes it resync what its
     // device holds. The drivers' turns are spread evenly over this time.
-    static constexpr std::uint64_t RESYNC_PERIOD_MS = 6 * 3600 * 1000;
+    static constexpr std::chrono::milliseconds RESYNC_PERIOD = std::chrono::hours(6);
 
     // All must outlive the controller. `listeners` are told what it does.
     Controller(const HouseFile& file, Session& session, Listeners& listeners);

@@ -12,6 +12,7 @@ namespace lighting_host
 {
 namespace
 {
+// On purpose not that of a level: chances are counted in it.
 constexpr int PERCENT = 100;
 constexpr std::uint64_t THIRD_SEED = 0xD1B54A32D192ED03;
 constexpr const char* FORGETS = "forgets";

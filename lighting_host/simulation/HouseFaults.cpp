@@ -189,7 +189,7 @@ void HouseFaults::AddDeviceFaults(simulated::SimulatedDevice& device)
 void HouseFaults::PlanFailure(std::size_t device)
 {
     const int mean = RatesOf(m_level).powerMs;
-    const auto wait = static_cast<std::uint64_t>(m_random.Between(mean / 10, 2 * mean));
+    const std::chrono::milliseconds wait(m_random.Between(mean / 10, 2 * mean));
     m_failures[device] = m_session.House().AddDeviceTimer(wait, this);
 }
 

@@ -8,8 +8,8 @@ namespace lighting_host
 {
 namespace
 {
-constexpr unsigned JOULES_A_HUNDREDTH = 36;
-constexpr unsigned HUNDREDTHS = 100;
+constexpr unsigned JOULES_PER_HUNDREDTH = 36;
+constexpr unsigned HUNDREDTHS_PER_WATT_HOUR = 100;
 
 void TellFact(nx::DriverHost& driver, const Session& session, const char* name, const Json& value)
 {
@@ -17,7 +17,7 @@ void TellFact(nx::DriverHost& driver, const Session& session, const char* name, 
     if (!adapter)
         return;
     if (const DriverAdapter::Action act = adapter->PrepareFact(name, value))
-        driver.Enter(act);
+        driver.CallDriver("the fact", name, act);
 }
 } // namespace
 
@@ -44,7 +44,7 @@ LampMeters::~LampMeters()
 void LampMeters::Start()
 {
     if (!m_meters.empty())
-        m_timer = m_session.House().AddDeviceTimer(SAMPLE_MS, this);
+        m_timer = m_session.House().AddDeviceTimer(SAMPLE_PERIOD, this);
 }
 
 void LampMeters::OnDriverStarted(const nx::DriverHost& driver)
@@ -58,11 +58,11 @@ void LampMeters::OnDriverStarted(const nx::DriverHost& driver)
 
 void LampMeters::OnTimerExpired(ID::Timer, time_t)
 {
-    m_timer = m_session.House().AddDeviceTimer(SAMPLE_MS, this);
+    m_timer = m_session.House().AddDeviceTimer(SAMPLE_PERIOD, this);
     m_samples = (m_samples + 1) % SAMPLES_PER_MINUTE;
     for (Meter& meter : m_meters)
     {
-        meter.joules += meter.watts * (SAMPLE_MS / 1000);
+        meter.joules += meter.watts * static_cast<std::uint64_t>(SAMPLE_PERIOD.count());
         Sample(meter);
         if (m_samples == 0)
             ReportEnergy(meter);
@@ -89,11 +89,12 @@ void LampMeters::Tell(const Meter& meter) const
 
 void LampMeters::ReportEnergy(Meter& meter) const
 {
-    const std::uint64_t hundredths = meter.joules / JOULES_A_HUNDREDTH;
+    const std::uint64_t hundredths = meter.joules / JOULES_PER_HUNDREDTH;
     if (hundredths == 0)
         return;
-    meter.joules -= hundredths * JOULES_A_HUNDREDTH;
+    meter.joules -= hundredths * JOULES_PER_HUNDREDTH;
     meter.reported += hundredths;
-    TellFact(*meter.driver, m_session, "energy_wh", static_cast<double>(hundredths) / HUNDREDTHS);
+    TellFact(*meter.driver, m_session, "energy_wh",
+             static_cast<double>(hundredths) / HUNDREDTHS_PER_WATT_HOUR);
 }
 } // namespace lighting_host

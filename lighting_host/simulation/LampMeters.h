@@ -2,6 +2,7 @@
 
 #include "nxshared/ITimerManagerCallback.h"
 
+#include <chrono>
 #include <cstdint>
 #include <vector>
 
@@ -23,13 +24,13 @@ class Session;
 // The lamps of a house's simulated lights: what each draws at its level, metered. Only for `run`,
 // where nobody else tells a light's driver what its load is.
 //
-// Samples every lamp each SAMPLE_MS and tells the driver when its load went on or off or draws
+// Samples every lamp each SAMPLE_PERIOD and tells the driver when its load went on or off or draws
 // another power. Once a minute it hands over the energy, in whole hundredths of a watt-hour. Lives
 // on the house's thread.
 class LampMeters : private ITimerManagerCallback
 {
 public:
-    static constexpr std::uint64_t SAMPLE_MS = 10000;
+    static constexpr std::chrono::seconds SAMPLE_PERIOD{10};
     static constexpr unsigned SAMPLES_PER_MINUTE = 6;
 
     // One lamp's meter.

@@ -5,10 +5,12 @@
 #include "lighting_host/simulation/Controller.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/RunStatistics.h"
+#include "lighting_host/simulation/WriteCounts.h"
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/text/TextTable.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <ostream>
 
@@ -18,10 +20,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::size_t NAME_WIDTH = 12;
 constexpr std::size_t TYPE_WIDTH = 14;
-constexpr std::size_t DATE_WIDTH = 19;
-constexpr std::int64_t MS_PER_SECOND = 1000;
 
 // "12 d 03:45", days left out when there are none.
 std::string Minutes(int minutes)
@@ -69,7 +68,7 @@ RunTables::RunTables(std::ostream& out, const HouseFile& file, const Session& se
 
 void RunTables::WriteDrivers() const
 {
-    TextTable table({{"driver", LEFT, NAME_WIDTH},
+    TextTable table({{"driver", LEFT, MIN_NAME_WIDTH},
                      {"type", LEFT, TYPE_WIDTH},
                      {"events", RIGHT, 6},
                      {"sent", RIGHT, 7},
@@ -86,7 +85,7 @@ void RunTables::WriteDrivers() const
                 state +=
                     fmt::format("{}{}: {}", state.empty() ? "" : "; ", fact.first, fact.second);
         }
-        else
+        if (state.empty())
             state = driver->Driver() ? "runs" : "does not run";
         table.Add({config.name, config.type, Number(counts.events), Number(counts.sent), state});
     }
@@ -111,7 +110,7 @@ bool RunTables::WriteRooms() const
     };
     std::vector<std::string> rooms = Names(drivers, roomOf);
     rooms.emplace_back("all");
-    TextTable table({{"room", LEFT, NAME_WIDTH},
+    TextTable table({{"room", LEFT, MIN_NAME_WIDTH},
                      {"drivers", RIGHT, 7},
                      {"people do", RIGHT, 9},
                      {"events", RIGHT, 6},
@@ -144,17 +143,19 @@ void RunTables::WriteScenes(const Controller& controller) const
     {
         std::string last = "never";
         // Whole seconds of the wall, rounded down.
-        const std::int64_t ago = (clock.NowMs() - count.lastMs + MS_PER_SECOND - 1) / MS_PER_SECOND;
+        const std::chrono::milliseconds ago(clock.NowMs() - count.lastMs);
+        const auto seconds = std::chrono::ceil<std::chrono::seconds>(ago);
         if (count.times > 0)
-            last = FormatLocalTime(clock.LocalSeconds() - ago, 0).substr(0, DATE_WIDTH);
+            last = DateAndTime(clock.LocalSeconds() - seconds.count());
         table.Add({name, Number(loads), Number(count.times), last});
     };
-    TextTable scenes({{"scene", LEFT, NAME_WIDTH}, {"steps", RIGHT}, {"times", RIGHT}, {"last"}});
+    TextTable scenes(
+        {{"scene", LEFT, MIN_NAME_WIDTH}, {"steps", RIGHT}, {"times", RIGHT}, {"last"}});
     for (std::size_t i = 0; i < m_file.scenes.size(); ++i)
         add(scenes, m_file.scenes[i].name, m_file.scenes[i].loads.size(),
             controller.SceneCounts()[i]);
     TextTable groups(
-        {{"load group", LEFT, NAME_WIDTH}, {"loads", RIGHT}, {"times", RIGHT}, {"last"}});
+        {{"load group", LEFT, MIN_NAME_WIDTH}, {"loads", RIGHT}, {"times", RIGHT}, {"last"}});
     for (std::size_t i = 0; i < m_file.groups.size(); ++i)
     {
         const HouseFileGroup& group = m_file.groups[i];
@@ -171,7 +172,7 @@ void RunTables::WriteScenes(const Controller& controller) const
 
 void RunTables::WriteEnergy() const
 {
-    TextTable table({{"load", LEFT, NAME_WIDTH},
+    TextTable table({{"load", LEFT, MIN_NAME_WIDTH},
                      {"type", LEFT, TYPE_WIDTH},
                      {"on", RIGHT, 12},
                      {"off", RIGHT, 12},
@@ -197,9 +198,32 @@ void RunTables::WriteEnergy() const
     table.Write(m_out, m_columns, m_style);
 }
 
+void RunTables::WriteWrites(const WriteCounts& counts) const
+{
+    TextTable table({{"written", LEFT, MIN_NAME_WIDTH},
+                     {"type", LEFT, TYPE_WIDTH},
+                     {"messages", RIGHT, 8},
+                     {"writes", RIGHT, 7},
+                     {"fewest", RIGHT, 7}});
+    WriteCounts::Count all{};
+    for (const WriteCounts::Count& count : counts.Counts())
+    {
+        const embedded_host::DriverConfig& config = count.driver->Config();
+        table.Add({config.name, config.type, Number(count.messages), Number(count.writes),
+                   Number(count.fewest)});
+        all.messages += count.messages;
+        all.writes += count.writes;
+        all.fewest += count.fewest;
+    }
+    if (table.IsEmpty())
+        return;
+    table.Add({"all", "", Number(all.messages), Number(all.writes), Number(all.fewest)});
+    table.Write(m_out, m_columns, m_style);
+}
+
 void RunTables::WriteRecords(const std::vector<RepeatedRecord>& records) const
 {
-    TextTable table({{"said again", LEFT, NAME_WIDTH}, {"times", RIGHT}, {"what"}});
+    TextTable table({{"said again", LEFT, MIN_NAME_WIDTH}, {"times", RIGHT}, {"what"}});
     for (const RepeatedRecord& record : records)
         table.Add({record.driver, Number(record.times), record.text});
     if (!table.IsEmpty())

@@ -10,6 +10,7 @@ namespace lighting_host
 {
 class Controller;
 class HouseFaults;
+class WriteCounts;
 struct HouseFile;
 struct RepeatedRecord;
 class Session;
@@ -36,6 +37,10 @@ public:
 
     // What each load has used; nothing when no driver counts it.
     void WriteEnergy() const;
+
+    // How many messages each light and dimmer was sent, and how few of those that write would have
+    // done; nothing for a house without any.
+    void WriteWrites(const WriteCounts& counts) const;
 
     // What drivers said more than once, and how often.
     void WriteRecords(const std::vector<RepeatedRecord>& records) const;

@@ -9,15 +9,20 @@ Simulation::Simulation(const HouseFile& file, Session& session, Listeners& liste
                        FaultLevel faults, std::uint64_t seed)
     : m_session(session), m_listeners(listeners), m_controller(file, session, listeners),
       m_statistics(m_controller, session), m_lampMeters(file, session),
+      m_boundLoads(file, session, listeners), m_writes(file, session),
       m_faults(session, listeners, faults, seed), m_switches(session, listeners, seed)
 {
     listeners.Add(m_statistics);
     listeners.Add(m_controller);
+    listeners.Add(m_boundLoads);
+    listeners.Add(m_writes);
     listeners.HearDevices(session);
 }
 
 Simulation::~Simulation()
 {
+    m_listeners.Remove(m_writes);
+    m_listeners.Remove(m_boundLoads);
     m_listeners.Remove(m_controller);
     m_listeners.Remove(m_statistics);
 }
@@ -26,6 +31,7 @@ void Simulation::Start()
 {
     m_controller.Start();
     m_lampMeters.Start();
+    m_boundLoads.Start();
     m_faults.Start();
     m_switches.Start();
 }
@@ -34,6 +40,7 @@ void Simulation::OnDriverStarted(nx::DriverHost& driver)
 {
     m_controller.Provision(driver);
     m_lampMeters.OnDriverStarted(driver);
+    m_boundLoads.OnDriverStarted(driver);
     driver.Online(true);
 }
 } // namespace lighting_host

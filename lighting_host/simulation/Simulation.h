@@ -1,10 +1,12 @@
 #pragma once
 
+#include "lighting_host/simulation/BoundLoads.h"
 #include "lighting_host/simulation/Controller.h"
 #include "lighting_host/simulation/DeviceSwitches.h"
 #include "lighting_host/simulation/HouseFaults.h"
 #include "lighting_host/simulation/LampMeters.h"
 #include "lighting_host/simulation/RunStatistics.h"
+#include "lighting_host/simulation/WriteCounts.h"
 
 #include <cstdint>
 
@@ -40,6 +42,7 @@ public:
     DeviceSwitches& Switches() { return m_switches; }
     const DeviceSwitches& Switches() const { return m_switches; }
     const RunStatistics& Statistics() const { return m_statistics; }
+    const WriteCounts& Writes() const { return m_writes; }
 
 private:
     Session& m_session;
@@ -47,6 +50,8 @@ private:
     Controller m_controller;
     RunStatistics m_statistics;
     LampMeters m_lampMeters;
+    BoundLoads m_boundLoads;
+    WriteCounts m_writes;
     HouseFaults m_faults;
     DeviceSwitches m_switches;
 };

@@ -20,6 +20,7 @@ namespace
 using simulated::SimulatedDevice;
 using Action = std::function<void()>;
 
+// On purpose not that of one kind of device: what may be asked of any lamp.
 constexpr int FULL_LEVEL = 100;
 constexpr long long LONGEST_RAMP_MS = 3600000;
 

@@ -4,6 +4,7 @@
 #include "lighting_host/text/JsonWriter.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <limits>
 
@@ -13,7 +14,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::int64_t MINUTE_MS = 60000;
+constexpr std::int64_t MINUTE_MS = std::chrono::milliseconds(std::chrono::minutes(1)).count();
 constexpr const char* CAUSE_KIND = "cause";
 
 SessionOptions WithObserver(SessionOptions options, embedded_host::TimerObserver& observer)

@@ -16,7 +16,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::int64_t NS_PER_MS = 1000000;
+constexpr std::int64_t NS_PER_MS = std::chrono::nanoseconds(std::chrono::milliseconds(1)).count();
 // How long one call of Work may take before everybody else has a turn.
 constexpr std::int64_t SLICE_NS = 20 * NS_PER_MS;
 // How much house time is worked off between two looks at the clock.
@@ -357,6 +357,9 @@ struct LiveHouse::Control
         const long long toMs = fields.Integer("t_ms", 0, nowMs);
         const long long seq = fields.IntegerOr("seq", 1, INT64_MAX, 0);
         fields.Finish();
+        // What was due at the moment of an input may have come after it.
+        if (house.m_options.run.linesMoveTime)
+            throw InputError("a house whose lines move the time has no past");
         house.BeginRewind(toMs, static_cast<std::uint64_t>(seq), false);
     }
 
@@ -476,7 +479,8 @@ void LiveHouse::BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow)
     m_breaks.SetOn(false);
     m_rewind = std::make_unique<Rewind>();
     m_rewind->toMs = toMs;
-    m_rewind->toSeq = toSeq;
+    // Now is later than its last output: the time after that counts too.
+    m_rewind->toSeq = toNow ? 0 : toSeq;
     m_rewind->toNow = toNow;
     m_rewind->begunNs = m_rewind->toldNs = m_nowNs;
     m_rewind->life = MakeLife(true);

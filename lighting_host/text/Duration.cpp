@@ -1,10 +1,10 @@
 #include "lighting_host/text/Duration.h"
 
+#include "embedded_host/LocalTime.h"
+
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
-#include <ctime>
 
 #include <fmt/format.h>
 
@@ -72,13 +72,16 @@ std::string FormatDuration(std::int64_t milliseconds)
                               seconds % 60, milliseconds % 1000);
 }
 
-std::string FormatLocalTime(std::int64_t localSeconds, int milliseconds)
+std::string DateAndTime(std::int64_t localSeconds)
 {
-    const std::time_t seconds = localSeconds;
-    std::tm time{};
-    gmtime_r(&seconds, &time);
-    return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:03}", time.tm_year + 1900,
-                       time.tm_mon + 1, time.tm_mday, time.tm_hour, time.tm_min, time.tm_sec,
-                       milliseconds);
+    std::string text = embedded_host::FormatLocalTime(localSeconds);
+    text.replace(text.find('T'), 1, " ");
+    return text;
+}
+
+std::string TimeOfDay(std::int64_t localSeconds)
+{
+    const std::string text = embedded_host::FormatLocalTime(localSeconds);
+    return text.substr(text.find('T') + 1);
 }
 } // namespace lighting_host

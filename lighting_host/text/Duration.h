@@ -13,6 +13,8 @@ bool ParseDuration(const std::string& text, std::int64_t& milliseconds);
 // A length of time from 0 on as ParseDuration reads it, days first: "1d03h14m07.250s".
 std::string FormatDuration(std::int64_t milliseconds);
 
-// "2026-01-01 00:00:00.000", from local seconds and milliseconds.
-std::string FormatLocalTime(std::int64_t localSeconds, int milliseconds);
+// The date and the time of day of local seconds for a person, "2026-01-01 00:00:00", and the time
+// of day alone, "00:00:00".
+std::string DateAndTime(std::int64_t localSeconds);
+std::string TimeOfDay(std::int64_t localSeconds);
 } // namespace lighting_host

@@ -6,6 +6,8 @@
 #include "nxshared/NxMIBPacket.h"
 #include "nxshared/XmlNode.h"
 
+#include <algorithm>
+#include <iterator>
 #include <type_traits>
 
 #include <fmt/format.h>
@@ -297,6 +299,8 @@ constexpr const char* KINDS[] = {
     "log",       "assert",  "error",
 };
 static_assert(std::size(KINDS) == std::variant_size_v<Effect>, "one kind for each effect");
+
+constexpr const char* KINDS_OF_ANSWERS[] = {"state", "answer", "house"};
 } // namespace
 
 void AppendJsonText(std::string& out, const std::string& text)
@@ -320,6 +324,16 @@ void AppendJsonText(std::string& out, const std::string& text)
 const char* KindOf(const Effect& effect)
 {
     return KINDS[effect.index()];
+}
+
+bool IsOutputKind(const std::string& kind)
+{
+    const auto isIt = [&kind](const char* name)
+    {
+        return kind == name;
+    };
+    return std::any_of(std::begin(KINDS), std::end(KINDS), isIt) ||
+           std::any_of(std::begin(KINDS_OF_ANSWERS), std::end(KINDS_OF_ANSWERS), isIt);
 }
 
 void AppendHead(std::string& out, std::int64_t timeMs, const std::string& driver)

@@ -17,6 +17,10 @@ void AppendJsonText(std::string& out, const std::string& text);
 // The kind of an effect: the field that names its object ("mib", "event").
 const char* KindOf(const embedded_host::Effect& effect);
 
+// Whether there are output objects of that kind: those of effects, and what answers an input
+// ("state", "answer", "house").
+bool IsOutputKind(const std::string& kind);
+
 // One effect of a driver as an output object.
 void AppendOutput(std::string& out, const embedded_host::Output& output);
 

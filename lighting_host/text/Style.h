@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace lighting_host
 {
+// How wide a column of names is at least, in lines and tables.
+constexpr std::size_t MIN_NAME_WIDTH = 12;
+
 // How text looks to a person: plain, or with the colors of a terminal. The colors only point out;
 // nothing is said by them alone.
 class Style

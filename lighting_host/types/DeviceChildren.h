@@ -54,6 +54,11 @@ struct Pauses
     int maxMs;
 };
 
+// Those of somebody at a keypad or a wall switch, when the file does not say.
+constexpr Pauses PAUSES_AT_BUTTONS = {5000, 120000};
+// How long a button is held, when the file does not say.
+constexpr std::uint64_t BUTTON_HOLD_MS = 1500;
+
 // "pause_min" and "pause_max". `byDefault` holds for an absent one; when "pause_min" alone is given
 // and is longer than that, it is also the longest pause. Neither may be below that of `least`.
 Pauses ReadPauses(DeviceElement& person, Pauses byDefault, Pauses least);

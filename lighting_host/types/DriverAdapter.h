@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+class NxBaseDriver;
+
 namespace lighting_host
 {
 // Facts about a load that outlive a restart of its driver.
@@ -84,5 +86,18 @@ public:
     // is right for it.
     virtual Json LedInput(const ButtonOffer& button, const std::string& color) const;
     virtual Json SettingInput(const SettingOffer& setting, const std::string& value) const;
+};
+
+// A driver that was just made, and its adapter: two sides of one object. Whoever gets it owns the
+// driver.
+struct MadeDriver
+{
+    template <class Adapter>
+    explicit MadeDriver(std::unique_ptr<Adapter> made) : adapter(made.get()), driver(made.release())
+    {
+    }
+
+    DriverAdapter* adapter;
+    NxBaseDriver* driver;
 };
 } // namespace lighting_host

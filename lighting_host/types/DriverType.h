@@ -10,7 +10,6 @@
 #include <vector>
 
 class IInstanceManager;
-class NxBaseDriver;
 
 namespace simulated
 {
@@ -24,6 +23,7 @@ struct HouseFileDriver;
 struct HouseFileUse;
 struct HousePlan;
 struct LoadFacts;
+struct MadeDriver;
 class TrafficWatch;
 class TypePicture;
 
@@ -47,6 +47,16 @@ struct DeviceKind
     // Makes the watch of one driver's traffic with such a device. Null when no message to it is a
     // repair or a retry.
     std::unique_ptr<TrafficWatch> (*watch)();
+
+    // The fewest messages that bring a device to what the plan wants a driver's load to hold, for
+    // whatever it holds now: no controller can do with less. Null for a kind that keeps nothing of
+    // the plan.
+    unsigned (*distance)(const simulated::SimulatedDevice& device, const HousePlan& plan,
+                         const std::string& driver);
+
+    // Whether an effect is a message that changes what such a device keeps of the plan. Null where
+    // `distance` is.
+    bool (*isWrite)(const embedded_host::Effect& effect);
 };
 
 // All that the program knows of one type of its own drivers. Each type's row is made in the type's
@@ -60,7 +70,7 @@ struct DriverType
 
     // Makes a driver of this type with its adapter (see DriverAdapter). `facts` outlives the
     // driver.
-    NxBaseDriver* (*make)(IInstanceManager& instances, LoadFacts& facts);
+    MadeDriver (*make)(IInstanceManager& instances, LoadFacts& facts);
 
     // What the configuration and the state of a driver may hold.
     const drivers::Schema& (*schema)();

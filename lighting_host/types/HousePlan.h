@@ -40,6 +40,11 @@ struct HouseFileDriver
 // A use of a button on which the controller does something.
 struct HouseFileUse
 {
+    // The largest number that a contact can have.
+    static constexpr unsigned LAST_CONTACT = 1;
+    // The same for a button of any type; on purpose not that of one kind of device.
+    static constexpr unsigned LAST_BUTTON = 127;
+
     enum How
     {
         Release,
@@ -101,11 +106,21 @@ struct HouseFileScene
     std::vector<HouseFileUse> uses;
 };
 
+// Two bindings of two drivers that are linked to each other.
+struct HouseFileBind
+{
+    std::string from;
+    unsigned binding = 0;
+    std::string to;
+    unsigned toBinding = 0;
+};
+
 // A house as it is to be.
 struct HousePlan
 {
     std::vector<HouseFileDriver> drivers;
     std::vector<HouseFileGroup> groups;
+    std::vector<HouseFileBind> binds;
     // What the controller knows of scenes, which only a run plays.
     std::vector<HouseFileScene> scenes;
 };

@@ -46,6 +46,8 @@ public:
         const NxBaseDriver& driver;
         // Of the type's own kind of device; null when there is none.
         const simulated::SimulatedDevice* device = nullptr;
+        // Whether the device has power.
+        bool powered = true;
         std::int64_t nowMs = 0;
         // The times of a timer that runs; nothing for any other id. May be empty.
         std::function<std::optional<TimerTimes>(unsigned id)> timer;

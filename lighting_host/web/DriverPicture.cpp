@@ -24,6 +24,9 @@ using namespace embedded_host;
 namespace
 {
 constexpr std::size_t MOST_STEPS = 2000;
+// What was heard may change the device so much later: messages take their time.
+constexpr std::int64_t LOOK_MS = 1000;
+// On purpose not that of a device, which counts in units of its own.
 constexpr unsigned PERCENT = 100;
 
 std::string Quoted(const std::string& text)
@@ -44,6 +47,15 @@ std::string RampOf(const device_wire::AttachedDevice& device)
 {
     const auto ramp = device.HasPower() ? device.Device()->PresentRamp() : std::nullopt;
     return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs) : "null";
+}
+// What a run's last table says of a driver.
+std::string FactsText(const DriverAdapter* adapter)
+{
+    std::string text;
+    if (adapter)
+        for (const auto& [label, value] : adapter->Summary())
+            text += fmt::format("{}[{},{}]", text.empty() ? "" : ",", Quoted(label), Quoted(value));
+    return "[" + text + "]";
 }
 } // namespace
 
@@ -233,7 +245,8 @@ void DriverPicture::AddOfType(Members& members) const
 {
     if (!m_type || !m_driver.Driver())
         return;
-    TypePicture::Sides sides{*m_driver.Driver(), nullptr, m_run.NowMs(), nullptr};
+    TypePicture::Sides sides{*m_driver.Driver(), nullptr, !m_device || m_device->HasPower(),
+                             m_run.NowMs(), nullptr};
     if (m_device && m_isOwnKind)
         sides.device = m_device->Device();
     sides.timer = [this](unsigned id) -> std::optional<TypePicture::TimerTimes>
@@ -259,6 +272,8 @@ Members DriverPicture::Describe(bool whole)
     Members members;
     members.emplace_back("name", Quoted(config.name));
     members.emplace_back("type", Quoted(config.type));
+    if (const DriverType* const type = FindDriverType(config.type))
+        members.emplace_back("type_words", Quoted(type->words));
     members.emplace_back("id", std::to_string(config.id));
     const std::string& room = m_run.GetSession().RoomOf(m_driver);
     members.emplace_back("room", room.empty() ? "null" : Quoted(room));
@@ -269,17 +284,17 @@ Members DriverPicture::Describe(bool whole)
     AddDevice(members);
     AddOfType(members);
     DriverAdapter* const adapter = Adapter();
-    std::string facts;
     if (adapter)
     {
-        for (const auto& [label, value] : adapter->Summary())
-            facts +=
-                fmt::format("{}[{},{}]", facts.empty() ? "" : ",", Quoted(label), Quoted(value));
         AddEnergy(*adapter, members);
         if (whole && adapter->EnergyOfLoad())
             members.emplace_back("power", Power());
     }
-    members.emplace_back("facts", "[" + facts + "]");
+    // A type may have facts of its own.
+    const bool hasFacts = std::any_of(members.begin(), members.end(),
+                                      [](const auto& member) { return member.first == "facts"; });
+    if (!hasFacts)
+        members.emplace_back("facts", FactsText(adapter));
     return members;
 }
 
@@ -293,7 +308,9 @@ Members DriverPicture::TakeChanges()
 {
     Members device;
     AddDevice(device);
-    if (!m_dirty && device == m_deviceTold)
+    if (m_dirty)
+        m_lookUntilMs = m_run.NowMs() + LOOK_MS;
+    if (m_run.NowMs() > m_lookUntilMs && device == m_deviceTold)
         return {};
     m_deviceTold = std::move(device);
     m_dirty = false;

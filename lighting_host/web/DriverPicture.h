@@ -113,6 +113,7 @@ private:
     std::deque<std::pair<std::int64_t, int>> m_power;
     // Whether something was heard since the changes were taken, and how the device was then.
     bool m_dirty = true;
+    std::int64_t m_lookUntilMs = 0;
     Members m_deviceTold;
     Members m_told;
 };

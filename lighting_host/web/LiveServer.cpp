@@ -395,6 +395,8 @@ std::string LiveServer::PastValue()
 
 std::string LiveServer::Snapshot()
 {
+    // What has changed until now is in the snapshot: its `rev` is above that of these lines.
+    SendChanges(0);
     const std::string view = View().Snapshot();
     return fmt::format(
         "{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","

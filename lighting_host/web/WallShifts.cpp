@@ -1,6 +1,8 @@
 #include "lighting_host/web/WallShifts.h"
 
 #include <algorithm>
+#include <chrono>
+#include <ratio>
 
 #include <fmt/format.h>
 
@@ -8,8 +10,8 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::int64_t MS_PER_SECOND = 1000;
-constexpr std::int64_t SECONDS_PER_MINUTE = 60;
+constexpr std::int64_t MS_PER_SECOND = std::milli::den;
+constexpr std::int64_t SECONDS_PER_MINUTE = std::chrono::seconds(std::chrono::minutes(1)).count();
 // No zone changes its clocks twice within a week.
 constexpr std::int64_t STRIDE_SECONDS = 7 * embedded_host::SECONDS_PER_DAY;
 } // namespace

@@ -311,7 +311,7 @@ public:
         Answer(503, "too many connections\n");
     }
 
-    void End(const std::string&) override { Cut(); }
+    void End(const std::string&) override { m_stream.close(); }
     void Cut() override { m_stream.close(); }
 
 private:
@@ -368,7 +368,9 @@ private:
             return Refuse(403, "a page of another origin may not speak to this program\n");
         WebRequest request = Translate();
         request.hasToken = HasToken();
-        if (!request.hasToken && !IsOpen(request.path))
+        const auto& open = m_server->Options().openPaths;
+        const bool isOpen = std::find(open.begin(), open.end(), request.path) != open.end();
+        if (!request.hasToken && !isOpen)
             return RefuseToken(request);
         if (websocket::is_upgrade(m_request))
             return Upgrade(request);
@@ -376,12 +378,6 @@ private:
         if (method != http::verb::get && method != http::verb::head && method != http::verb::post)
             return Refuse(405, "only GET, HEAD and POST are understood\n");
         Send(m_server->Handler().OnRequest(request));
-    }
-
-    bool IsOpen(const std::string& path) const
-    {
-        const auto& open = m_server->Options().openPaths;
-        return std::find(open.begin(), open.end(), path) != open.end();
     }
 
     WebRequest Translate() const

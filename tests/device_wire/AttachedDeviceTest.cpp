@@ -86,7 +86,7 @@ protected:
         command.AddParam("DEVICE_ID", "INT", 7LL);
         command.AddParam("OPCODE", "INT", 1LL);
         command.AddParam("PAYLOAD", "STRING", base64);
-        host->Enter([&] { host->SendGateway(command); });
+        host->CallDriver("a test", [&] { host->SendGateway(command); });
     }
 
     embedded_host::VirtualClock clock{0};

@@ -64,7 +64,7 @@ public:
     simulated::BusKeypad& Add()
     {
         const auto id = static_cast<unsigned>(m_ports.size() + 1);
-        auto keypad = std::make_unique<simulated::BusKeypad>(World(), *m_deviceEnd, id);
+        auto keypad = std::make_unique<simulated::BusKeypad>(Environment(), *m_deviceEnd, id);
         simulated::BusKeypad& added = *keypad;
         embedded_host::DriverConfig config;
         config.name = "kp" + std::to_string(id);
@@ -114,17 +114,18 @@ public:
     simulated::BusKeypad& Keypad(unsigned id) { return *m_ports[id - 1]->keypad; }
     simulated::BusGateway& Gateway() { return *m_gateway; }
     simulated::SimulatedLine& Line() { return m_line; }
-    simulated::DeviceEnvironment& World() { return m_world; }
+    simulated::DeviceEnvironment& Environment() { return m_world; }
     int Draw(int min, int max) { return m_random.Between(min, max); }
 
     // The controller shows a colour on the button of a keypad, or clicks it.
     void Show(unsigned id, const std::string& color)
     {
-        m_ports[id - 1]->host->Enter([&] { Driver(id).Button(1)->SetCurColor(color, true); });
+        m_ports[id - 1]->host->CallDriver("a test",
+                                          [&] { Driver(id).Button(1)->SetCurColor(color, true); });
     }
     void RemoteClick(unsigned id)
     {
-        m_ports[id - 1]->host->Enter([&] { Driver(id).Button(1)->RemoteClick(); });
+        m_ports[id - 1]->host->CallDriver("a test", [&] { Driver(id).Button(1)->RemoteClick(); });
     }
 
     // How many messages wait for that keypad, the one in transit among them.

@@ -71,7 +71,7 @@ protected:
     }
     void Hear(int opcode, const std::vector<std::uint8_t>& payload)
     {
-        house.Enter([&] { driver.OnBusMessage(opcode, payload.data(), payload.size()); });
+        house.CallDriver([&] { driver.OnBusMessage(opcode, payload.data(), payload.size()); });
     }
     void Answer(int number)
     {
@@ -86,7 +86,7 @@ protected:
     }
     void SetColor(const char* color)
     {
-        house.Enter([&] { driver.Button(1)->SetCurColor(color, true); });
+        house.CallDriver([&] { driver.Button(1)->SetCurColor(color, true); });
     }
     // What left for the keypad since the last time: "opcode number rest".
     Lines Sent()
@@ -154,10 +154,10 @@ TEST_F(Gen3KeypadDriverTest, NewButtonWithAnIdInUse_Replaces)
 TEST_F(Gen3KeypadDriverTest, ReplacedOrDeletedButton_TakesItsHoldTimerAlong)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
-    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.CallDriver([&] { driver.Button(1)->DoPush(); });
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     EXPECT_EQ(house.NextWakeMs(), -1);
-    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.CallDriver([&] { driver.Button(1)->DoPush(); });
     house.Command("DELETE_KEYPAD_BUTTON", {{"BUTTON_ID", "1"}});
     EXPECT_EQ(house.NextWakeMs(), -1);
     EXPECT_EQ(driver.Button(1), nullptr);
@@ -169,11 +169,11 @@ TEST_F(Gen3KeypadDriverTest, NoKeypadToTell_ButtonsLeaveTheBusAlone)
     Online();
     driver.SetTellsKeypad(false);
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
-    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
     EXPECT_THAT(house.Take(), IsEmpty());
     EXPECT_EQ(driver.Bus().getQueuedCount(), 0u);
     EXPECT_THAT(driver.events, ElementsAre("1:2"));
-    house.Enter([&] { driver.Bus().queueMessage(0x2110, nullptr, 0); });
+    house.CallDriver([&] { driver.Bus().queueMessage(0x2110, nullptr, 0); });
     EXPECT_THAT(Sent(), ElementsAre("2110  "));
 }
 
@@ -236,7 +236,7 @@ TEST_F(Gen3KeypadDriverTest, OddState_IsTakenAsFarAsItGoes)
 TEST_F(Gen3KeypadDriverTest, PressWithoutRelease_EndsAfterASecond)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
-    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.CallDriver([&] { driver.Button(1)->DoPush(); });
     house.Advance(999);
     EXPECT_THAT(driver.events, ElementsAre("1:1"));
     house.Advance(1);
@@ -248,9 +248,9 @@ TEST_F(Gen3KeypadDriverTest, TwoHeldButtons_EachHaveTheirTimer)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     house.Command("NEW_KEYPAD_BUTTON", {{"BUTTON_ID", "2"}});
-    house.Enter([&] { driver.Button(2)->DoPush(); });
+    house.CallDriver([&] { driver.Button(2)->DoPush(); });
     house.Advance(500);
-    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.CallDriver([&] { driver.Button(1)->DoPush(); });
     house.Advance(500);
     EXPECT_THAT(driver.events, ElementsAre("2:1", "1:1", "2:0"));
     house.Advance(500);
@@ -261,7 +261,7 @@ TEST_F(Gen3KeypadDriverTest, WithoutHoldTimers_APressStays)
 {
     driver.SetUsesHoldTimer(false);
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
-    house.Enter([&] { driver.Button(1)->DoPush(); });
+    house.CallDriver([&] { driver.Button(1)->DoPush(); });
     EXPECT_EQ(house.NextWakeMs(), -1);
 }
 
@@ -285,7 +285,7 @@ TEST_F(Gen3KeypadDriverTest, Offline_StatesAreOwedAndUsesOfButtonsDropped)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     EXPECT_THAT(house.TakeOnly("log"), IsEmpty());
-    house.Enter([&] { driver.Button(1)->RemotePush(); });
+    house.CallDriver([&] { driver.Button(1)->RemotePush(); });
     EXPECT_THAT(house.TakeOnly("log"),
                 testing::Contains("log DEBUG lighting_common/Bus485Helper: Bus485Helper(101)p::"
                                   "queueMessage(): Not queing packet, Gateway Online: No, Device "
@@ -300,7 +300,7 @@ TEST_F(Gen3KeypadDriverTest, LedSetup_HoldsEveryLed)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
-    house.Enter([&] { driver.SetLedParam(2, 0, 5); });
+    house.CallDriver([&] { driver.SetLedParam(2, 0, 5); });
     // LED 1: actuator 0, behaviour 1, blink 0, on cccccc, off 0000cc. LED 2: actuator 5.
     const Lines sent = SentUntilIdle();
     ASSERT_EQ(sent.size(), 1u);
@@ -311,7 +311,7 @@ TEST_F(Gen3KeypadDriverTest, LedSetup_HoldsEveryLed)
 TEST_F(Gen3KeypadDriverTest, EachKindOfState_HasItsMessage)
 {
     Online();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             driver.SetLedParam(3, 1, -56);
@@ -342,7 +342,7 @@ TEST_F(Gen3KeypadDriverTest, Behaviours_AreOneStateForAllButtons)
     EXPECT_EQ(behaviors.back(), "fffffffffe"
                                 "0100000011");
     house.Command("DELETE_KEYPAD_BUTTON", {{"BUTTON_ID", "-1"}});
-    house.Enter([&] { driver.Button(1)->SetBehavior(2, false); });
+    house.CallDriver([&] { driver.Button(1)->SetBehavior(2, false); });
     EXPECT_EQ(SentUntilIdle().back().substr(10), "0100000002");
 }
 
@@ -350,7 +350,7 @@ TEST_F(Gen3KeypadDriverTest, RemoteActions_AreNeverFolded)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             driver.Button(1)->RemotePush();
@@ -381,7 +381,7 @@ TEST_F(Gen3KeypadDriverTest, WaitingStates_GiveWayToNewerOnes)
 TEST_F(Gen3KeypadDriverTest, LedsBeyondOneOctet_AreNotSentAtAll)
 {
     Online();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             for (int led : {-1, 256, -2147483647 - 1, 2147483647})
@@ -393,7 +393,7 @@ TEST_F(Gen3KeypadDriverTest, LedsBeyondOneOctet_AreNotSentAtAll)
             }
         });
     EXPECT_THAT(Sent(), IsEmpty());
-    house.Enter([&] { driver.SetBacklightDefault(255); });
+    house.CallDriver([&] { driver.SetBacklightDefault(255); });
     EXPECT_EQ(Sent().size(), 1u);
 }
 
@@ -406,7 +406,7 @@ TEST_F(Gen3KeypadDriverTest, Numbers_SkipZeroWhenTheyWrap)
     // While offline every use of a button takes a number, although it is dropped.
     driver.Bus().setDeviceOnline(false);
     for (int i = number; i < 0xFFFE; ++i)
-        house.Enter([&] { driver.SendButtonAction(1, 2, 3); });
+        house.CallDriver([&] { driver.SendButtonAction(1, 2, 3); });
     driver.Bus().setDeviceOnline(true);
     for (const char* expected : {"ffff", "0001"})
     {
@@ -457,7 +457,7 @@ TEST_F(Gen3KeypadDriverTest, InstantMessage_LeavesTheAnswerToTheQueue)
     SetColor("100000");
     const int number = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
     const std::uint8_t payload[] = {0x77, 0x77, 0x77};
-    house.Enter([&] { driver.Bus().sendInstant(1, payload, 3); });
+    house.CallDriver([&] { driver.Bus().sendInstant(1, payload, 3); });
     EXPECT_THAT(Sent(), ElementsAre("0001 7777 77"));
     Answer(0x7777);
     EXPECT_EQ(driver.Bus().getQueuedCount(), 1u);
@@ -491,7 +491,7 @@ TEST_F(Gen3KeypadDriverTest, AnnounceOfARestart_GivesUpWhatWaited)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             driver.Button(1)->RemotePush();
@@ -587,7 +587,7 @@ TEST_F(Gen3KeypadDriverTest, UseThatWaitsTooLong_IsDroppedWithARecord)
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
     SetColor("100000");
-    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
     house.Advance(9999);
     EXPECT_EQ(Waiting(), 2u);
     EXPECT_THAT(Warnings(), IsEmpty());
@@ -601,7 +601,7 @@ TEST_F(Gen3KeypadDriverTest, UseWithoutAnAnswer_IsNotSentAgainWhenItIsTooLate)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
-    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
     EXPECT_EQ(Sent().size(), 1u);
     SetColor("100000");
     house.Advance(19999);
@@ -628,7 +628,7 @@ TEST_F(Gen3KeypadDriverTest, KeypadThatAnswersNoUse_IsGivenUpAfterThree)
     Online();
     for (int i = 0; i < 12; ++i)
     {
-        house.Enter([&] { driver.Button(1)->RemoteClick(); });
+        house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
         house.Advance(10000);
     }
     EXPECT_FALSE(driver.Bus().isDeviceOnline());
@@ -639,7 +639,7 @@ TEST_F(Gen3KeypadDriverTest, AnsweredUse_LeavesNoTimer)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
-    house.Enter([&] { driver.Button(1)->RemoteClick(); });
+    house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
     EXPECT_EQ(ContentsUntilIdle().size(), 1u);
     EXPECT_EQ(house.NextWakeMs(), -1);
 }
@@ -651,8 +651,8 @@ TEST_F(Gen3KeypadDriverTest, TimeLimitOfUses_ComesFromTheConfiguration)
     auto& made = other.Start<Gen3KeypadDriver>();
     made.Bus().setGatewayOnline(true);
     made.Bus().setDeviceOnline(true);
-    other.Enter([&] { made.SendButtonAction(1, 2, 3); });
-    other.Enter([&] { made.SendButtonAction(1, 2, 3); });
+    other.CallDriver([&] { made.SendButtonAction(1, 2, 3); });
+    other.CallDriver([&] { made.SendButtonAction(1, 2, 3); });
     other.Advance(1999);
     EXPECT_EQ(made.WaitingCount(), 1u);
     other.Advance(1);
@@ -679,7 +679,7 @@ TEST_F(Gen3KeypadDriverTest, MessageThatSomebodyElseQueued_IsNotAnsweredByNumber
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Online();
     const std::uint8_t payload[] = {0, 7};
-    house.Enter([&] { driver.Bus().queueMessage(0x2110, payload, 2); });
+    house.CallDriver([&] { driver.Bus().queueMessage(0x2110, payload, 2); });
     SetColor("100000");
     EXPECT_THAT(Sent(), ElementsAre("2110 0007 "));
     Answer(7);

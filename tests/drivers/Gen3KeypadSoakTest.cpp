@@ -109,9 +109,9 @@ protected:
     }
 
     // What is shown dimmed to 80 per cent, by hand.
-    static BusKeypad::Colour Dimmed(const std::string& color)
+    static BusKeypad::Color Dimmed(const std::string& color)
     {
-        BusKeypad::Colour dimmed{};
+        BusKeypad::Color dimmed{};
         for (std::size_t i = 0; i < 3; ++i)
             dimmed[i] = color.substr(2 * i, 2) == "ff" ? 0xCC : 0;
         return dimmed;
@@ -119,7 +119,7 @@ protected:
 
     void ExpectShown(unsigned id)
     {
-        EXPECT_EQ(house.Keypad(id).CurrentColours().at(1), Dimmed(wanted[id])) << id;
+        EXPECT_EQ(house.Keypad(id).CurrentColors().at(1), Dimmed(wanted[id])) << id;
     }
 
     // Every message has one fate, and nobody believes in an answer that was none.

@@ -21,15 +21,15 @@ constexpr std::int64_t MINUTE = 60 * SECOND;
 constexpr std::int64_t HOUR = 60 * MINUTE;
 
 // What one LED shows after the driver has dimmed a colour to 80 per cent.
-const BusKeypad::Colour RED_DIMMED = {0xCC, 0, 0};
-const BusKeypad::Colour BLUE_DIMMED = {0, 0, 0xCC};
+const BusKeypad::Color RED_DIMMED = {0xCC, 0, 0};
+const BusKeypad::Color BLUE_DIMMED = {0, 0, 0xCC};
 
 class KeypadOnBusTest : public testing::Test
 {
 protected:
     ~KeypadOnBusTest() override { EXPECT_THAT(house.asserted, IsEmpty()); }
 
-    BusKeypad::Colour Shown(unsigned id) { return house.Keypad(id).CurrentColours().at(1); }
+    BusKeypad::Color Shown(unsigned id) { return house.Keypad(id).CurrentColors().at(1); }
 
     BusHouse house;
     MessageLedger ledger{house};
@@ -42,8 +42,8 @@ TEST_F(KeypadOnBusTest, SoundKeypad_GetsItsWholeStateAndFollows)
     house.Start();
     house.Advance(10 * SECOND);
     const BusKeypad& keypad = house.Keypad(1);
-    EXPECT_EQ(Shown(1), (BusKeypad::Colour{0, 0xCC, 0}));
-    EXPECT_EQ(keypad.Leds().at(1).on, (BusKeypad::Colour{0xCC, 0xCC, 0xCC}));
+    EXPECT_EQ(Shown(1), (BusKeypad::Color{0, 0xCC, 0}));
+    EXPECT_EQ(keypad.Leds().at(1).on, (BusKeypad::Color{0xCC, 0xCC, 0xCC}));
     EXPECT_EQ(keypad.Leds().at(1).behavior, 1);
     EXPECT_TRUE(keypad.Backlights().at(1).usual);
     EXPECT_EQ(keypad.Behaviors().at(1), 3);
@@ -117,7 +117,7 @@ TEST_F(KeypadOnBusTest, EveryFifthAnswered_IsGivenUpAndComesBack)
         ASSERT_LE(house.Driver(1).Bus().getQueuedCount(), 4u);
     }
     EXPECT_TRUE(wasOffline);
-    EXPECT_EQ(Shown(1), (BusKeypad::Colour{0, 0xCC, 0}));
+    EXPECT_EQ(Shown(1), (BusKeypad::Color{0, 0xCC, 0}));
     EXPECT_EQ(house.Driver(1).Bus().getState(), Bus485Helper::State::Idle);
 }
 
@@ -282,8 +282,8 @@ TEST(KeypadOnTty, MessagesAndAnswers_CrossARealTerminal)
     house.Show(1, "ff0000");
     house.Show(2, "0000ff");
     pollUntil([&] { return idle(1) && idle(2); });
-    EXPECT_EQ(house.Keypad(1).CurrentColours().at(1), RED_DIMMED);
-    EXPECT_EQ(house.Keypad(2).CurrentColours().at(1), BLUE_DIMMED);
+    EXPECT_EQ(house.Keypad(1).CurrentColors().at(1), RED_DIMMED);
+    EXPECT_EQ(house.Keypad(2).CurrentColors().at(1), BLUE_DIMMED);
     EXPECT_EQ(house.Driver(1).Firmware().ToString(), "3.258.16");
     EXPECT_EQ(house.Driver(3).Bus().getState(), Bus485Helper::State::InTransit);
     house.Keypad(1).Press(1);

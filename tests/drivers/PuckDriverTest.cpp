@@ -167,7 +167,7 @@ TEST_F(PuckDriverTest, TrapsOfNumbersWithoutAButton_AreWarnedOfAsTheBaseDoes)
 TEST_F(PuckDriverTest, PushTrapInBehaviorFour_DoesNothingToASnapOnButton)
 {
     Start("1");
-    house.Enter([&] { driver->SnapOn(0)->SetBehavior(4, false); });
+    house.CallDriver([&] { driver->SnapOn(0)->SetBehavior(4, false); });
     EXPECT_EQ(house.Take(), Lines({"mib 4 nx.dmx.btn 00 01 04"}));
     Press("00000001");
     EXPECT_EQ(house.Take(), NOTHING);
@@ -194,7 +194,7 @@ TEST_F(PuckDriverTest, HoldTimers_ReleaseTheButtonThatOwnsThem)
 TEST_F(PuckDriverTest, TimerOfNobody_IsIgnored)
 {
     Start("2");
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             driver->OnTimerExpired(0, 0);
@@ -206,7 +206,7 @@ TEST_F(PuckDriverTest, TimerOfNobody_IsIgnored)
 TEST_F(PuckDriverTest, NoTimer_ReleasesNoIdleSnapOnButtonEvenWithoutContacts)
 {
     StartWith("1", "<State/>");
-    house.Enter([&] { driver->OnTimerExpired(0, 0); });
+    house.CallDriver([&] { driver->OnTimerExpired(0, 0); });
     EXPECT_EQ(house.Take(), NOTHING);
     m_atEnd.clear();
 }
@@ -303,13 +303,13 @@ TEST_F(PuckDriverTest, Online_SendsNothingOfTheSnapOnButtons)
 TEST_F(PuckDriverTest, ReportedLightLevel_ReachesEveryButton)
 {
     Start("2");
-    house.Enter([&] { driver->ReportLightLevel(40); });
+    house.CallDriver([&] { driver->ReportLightLevel(40); });
     for (const unsigned index : {0u, 1u})
     {
         EXPECT_EQ(driver->Contact(index)->GetCurState(), 1);
         EXPECT_EQ(driver->SnapOn(index)->GetCurState(), 1);
     }
-    house.Enter([&] { driver->ReportLightLevel(0); });
+    house.CallDriver([&] { driver->ReportLightLevel(0); });
     EXPECT_EQ(driver->Contact(1)->GetCurState(), 0);
     EXPECT_EQ(driver->SnapOn(1)->GetCurState(), 0);
     EXPECT_EQ(house.Take(), NOTHING);
@@ -340,7 +340,7 @@ TEST_F(PuckDriverTest, Restart_KeepsTheSnapOnButtonsSettingsButNotTheirBindings)
 {
     Start("2");
     house.Binding(301, "BUTTON_LINK", true);
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             driver->SnapOn(1)->SetVarName("Stairs");

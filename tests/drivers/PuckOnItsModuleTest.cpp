@@ -201,7 +201,7 @@ TEST_F(PuckOnItsModule, LoadLeds_ShowTheDriversState)
             pair.house.Command("CLICK_CNT", {{"CONTACT_NUMBER", "1"}});
             pair.EventsWithin(10);
             const bool load = pair.module.LoadIsOn();
-            pair.house.Enter([&] { pair.driver->ReportLightLevel(load ? 100 : 0); });
+            pair.house.CallDriver([&] { pair.driver->ReportLightLevel(load ? 100 : 0); });
             const bool on = pair.driver->Contact(0)->GetCurState() == 1;
             EXPECT_EQ(on, load == (leds == 2));
             EXPECT_EQ(pair.module.ContactLed(0), on ? "ffffff" : "000000");
@@ -238,7 +238,7 @@ TEST_F(PuckOnItsModule, RemoteActions_MoveTheLoadByBehavior)
 
 TEST_F(PuckOnItsModule, SnapOnSettings_ReachTheModuleWhenTheyAreSent)
 {
-    pair.house.Enter(
+    pair.house.CallDriver(
         [&]
         {
             SnapOnButton& button = *pair.driver->SnapOn(1);

@@ -256,7 +256,7 @@ public:
     // Ends everything at once, then the same without a watchdog that could cut it short.
     void SynchronizeUndisturbed()
     {
-        rig.host->Enter([&] { rig.Driver().Synchronize(m_wanted, 0); });
+        rig.host->CallDriver("a test", [&] { rig.Driver().Synchronize(m_wanted, 0); });
         rig.house.Advance(600000);
     }
 
@@ -265,7 +265,8 @@ public:
 private:
     void Start()
     {
-        rig.host->Enter(
+        rig.host->CallDriver(
+            "a test",
             [&] { rig.Driver().Synchronize(m_wanted, static_cast<unsigned>(m_case.stallDelay)); });
     }
 

@@ -175,9 +175,10 @@ TEST(ZigbeeLightDriver, Synchronize_WithOtherScenesLeavesTheRememberedOnes)
     SceneDetailsLightMap other;
     other[8].level = 20;
     rig.Sent();
-    rig.host->Enter([&] { rig.Driver().Synchronize(other, 0); });
+    rig.host->CallDriver("a test", [&] { rig.Driver().Synchronize(other, 0); });
     other.clear();
-    rig.host->Enter([&] { rig.Driver().GetZclListener()->OnZclGroupMembership({}); });
+    rig.host->CallDriver("a test",
+                         [&] { rig.Driver().GetZclListener()->OnZclGroupMembership({}); });
     EXPECT_THAT(rig.Sent(), ElementsAre("get_group_membership @1", "add_group 8 @1"));
     EXPECT_THAT(Remembered(rig), ElementsAre("7 10 0"));
 }
@@ -188,10 +189,12 @@ TEST(ZigbeeLightDriver, SceneCommandsWhileSynchronizing_CountFromTheNextOne)
     rig.Command("SYNCHRONIZE");
     rig.Command("ADD_TO_SCENE", Scene("7", "10", "0"));
     rig.Sent();
-    rig.host->Enter([&] { rig.Driver().GetZclListener()->OnZclGroupMembership({}); });
+    rig.host->CallDriver("a test",
+                         [&] { rig.Driver().GetZclListener()->OnZclGroupMembership({}); });
     EXPECT_THAT(rig.Sent(), IsEmpty());
     rig.Command("SYNCHRONIZE");
-    rig.host->Enter([&] { rig.Driver().GetZclListener()->OnZclGroupMembership({}); });
+    rig.host->CallDriver("a test",
+                         [&] { rig.Driver().GetZclListener()->OnZclGroupMembership({}); });
     EXPECT_THAT(rig.Sent(), ElementsAre("get_group_membership @1", "add_group 7 @1"));
 }
 
@@ -199,7 +202,7 @@ TEST(ZigbeeLightDriver, Abort_EndsItWithoutBeingDone)
 {
     LightRig rig;
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "1"}});
-    rig.host->Enter([&] { rig.Driver().AbortSynchronization(); });
+    rig.host->CallDriver("a test", [&] { rig.Driver().AbortSynchronization(); });
     rig.house.Advance(100000);
     EXPECT_EQ(rig.Driver().done, 0);
 }
@@ -210,7 +213,8 @@ TEST(ZigbeeLightDriver, DoneSeveralTimes_DoesNoHarm)
     rig.Command("ADD_TO_SCENE", Scene("7", "10", "0"));
     rig.Sent();
     for (int time = 0; time < 3; ++time)
-        rig.host->Enter([&] { rig.Driver().GetZclListener()->OnZclViewScene(7, 10, 0); });
+        rig.host->CallDriver("a test",
+                             [&] { rig.Driver().GetZclListener()->OnZclViewScene(7, 10, 0); });
     EXPECT_EQ(rig.Driver().done, 3);
     EXPECT_THAT(rig.Sent(), IsEmpty());
     EXPECT_THAT(Remembered(rig), ElementsAre("7 10 0"));
@@ -255,7 +259,7 @@ TEST(ZigbeeLightDriver, LightThatForgotEverything_GetsItAllBackWhenItReturns)
 TEST(ZigbeeLightDriver, ResetEnergyUsed_ShowsTheZeroedFigures)
 {
     LightRig rig;
-    rig.host->Enter([&] { rig.Driver().Energy().increaseEnergyUsed(5); });
+    rig.host->CallDriver("a test", [&] { rig.Driver().Energy().increaseEnergyUsed(5); });
     rig.Driver().shown.clear();
     rig.Command("RESET_ENERGY_USED");
     EXPECT_EQ(rig.Driver().Energy().GetEnergyUsed(), 0);

@@ -47,7 +47,7 @@ public:
 
     void Start(unsigned stallDelay)
     {
-        rig.host->Enter([&] { rig.Driver().Synchronize(m_wanted, stallDelay); });
+        rig.host->CallDriver("a test", [&] { rig.Driver().Synchronize(m_wanted, stallDelay); });
     }
 
     LightRig rig;
@@ -124,7 +124,7 @@ TEST(ZigbeeLightRestart, ScenesOfTheCaller_AreNotSynchronizedAgain)
 {
     LightRig rig;
     rig.Attach({1, 16, 16, 15});
-    rig.host->Enter([&] { rig.Driver().Synchronize({}, 1); });
+    rig.host->CallDriver("a test", [&] { rig.Driver().Synchronize({}, 1); });
     rig.Command("ADD_TO_SCENE", {{"SCENE_ID", "5"}, {"LEVEL", "50"}, {"TIME", "0"}});
     rig.house.Advance(60000);
     EXPECT_EQ(rig.Driver().done, 1);

@@ -3,13 +3,16 @@
 #include "HostDoubles.h"
 #include "nxshared/Crypto.h"
 
+#include <chrono>
 #include <limits>
 
+#include <boost/weak_ptr.hpp>
 #include <gtest/gtest.h>
 
 namespace
 {
 using namespace embedded_host;
+using namespace std::chrono_literals;
 using host_test::Command;
 using host_test::Strings;
 using host_test::TestDriver;
@@ -137,6 +140,22 @@ TEST_F(HouseOfDriversTest, StartAll_GivesEachItsState)
     EXPECT_EQ((Strings{"0 hall <State>5</State>"}), Seen());
 }
 
+TEST_F(HouseOfDriversTest, StateToStartFrom_IsReleasedWhenTheDriverHasIt)
+{
+    DriverConfig config;
+    config.name = "hall";
+    config.state = host_test::Node("State", "5");
+    const boost::weak_ptr<nx::XmlNode> state = config.state;
+    config.create = [](IInstanceManager& instances)
+    {
+        return new TestDriver(instances);
+    };
+    house.Add(std::move(config));
+    EXPECT_FALSE(state.expired());
+    house.StartAll();
+    EXPECT_TRUE(state.expired());
+}
+
 // --- Time ---------------------------------------------------------------------------------------
 
 class Device : public ITimerManagerCallback
@@ -154,7 +173,7 @@ TEST_F(HouseOfDriversTest, DriversOfOneMillisecond_FireInOrderOfTheirStartBefore
     TestDriver& one = Made("one", 1);
     TestDriver& two = Made("two", 2);
     Device device([&](ID::Timer, time_t time) { one.Say("device after " + std::to_string(time)); });
-    house.AddDeviceTimer(10, &device);
+    house.AddDeviceTimer(10ms, &device);
     two.AddTimer(10, 1, 1);
     one.AddTimer(10, 1, 1);
     house.Advance(10);
@@ -166,7 +185,7 @@ TEST_F(HouseOfDriversTest, DriversOfOneMillisecond_FireInOrderOfTheirStartBefore
 TEST_F(HouseOfDriversTest, KilledDeviceTimer_DoesNotFire)
 {
     Device device([](ID::Timer, time_t) { ADD_FAILURE(); });
-    const unsigned id = house.AddDeviceTimer(10, &device);
+    const unsigned id = house.AddDeviceTimer(10ms, &device);
     house.KillDeviceTimer(id);
     house.KillDeviceTimer(id);
     house.KillDeviceTimer(0);

@@ -121,6 +121,34 @@ protected:
             "INSERT INTO summary VALUES (1, 2, x'61aba2738ed34d6540462270c75bb087');");
     }
 
+    // The folder as that version left it when it crashed after its second save: each is in the log.
+    Files CrashOfTheFirstVersion()
+    {
+        RunSql(m_path,
+               "PRAGMA application_id = 0x4C437374; PRAGMA user_version = 1;"
+               "PRAGMA journal_mode = WAL;"
+               "CREATE TABLE driver_state (driver TEXT PRIMARY KEY NOT NULL, xml TEXT NOT NULL,"
+               " digest BLOB NOT NULL) WITHOUT ROWID;"
+               "CREATE TABLE summary (id INTEGER PRIMARY KEY CHECK (id = 1), drivers INTEGER NOT "
+               "NULL, digest BLOB NOT NULL);"
+               "INSERT INTO summary VALUES (1, 0, zeroblob(16));");
+        sqlite3* handle = nullptr;
+        EXPECT_EQ(sqlite3_open(m_path.c_str(), &handle), SQLITE_OK);
+        for (const char* save :
+             {"BEGIN; INSERT INTO driver_state VALUES ('hall', '<State><A>1</A></State>',"
+              " x'a764300a28526b9012575d1f7b3e61c5');"
+              "UPDATE summary SET drivers = 1, digest = x'a764300a28526b9012575d1f7b3e61c5'; "
+              "COMMIT",
+              "BEGIN; INSERT INTO driver_state VALUES ('sofa', '<State><B>2</B></State>',"
+              " x'c6cf9279a68126f552117f6fbc65d142');"
+              "UPDATE summary SET drivers = 2, digest = x'61aba2738ed34d6540462270c75bb087'; "
+              "COMMIT"})
+            EXPECT_EQ(sqlite3_exec(handle, save, nullptr, nullptr, nullptr), SQLITE_OK);
+        const Files crash = FilesIn(m_folder);
+        sqlite3_close(handle);
+        return crash;
+    }
+
     // The folder as it was at the moment of a crash, in which nothing was closed.
     Files AtACrash() { return FilesIn(m_folder); }
     void Restore(const Files& files)
@@ -444,6 +472,28 @@ TEST_F(StateStoreTest, FileOfTheFirstVersion_IsReadAndTheTypesAreLearnt)
     EXPECT_EQ(store->Load("hall", "keypad"), std::nullopt);
     store->Close();
     EXPECT_EQ(Open()->Load("sofa", PUCK), "<State><B>2</B></State>");
+}
+
+// Such files count no saves: nothing tells a log that was cut from one that ended there. What holds
+// is that no save comes back in part, and that from now on saves are counted.
+TEST_F(StateStoreTest, LogOfTheFirstVersionThatLostItsTail_IsReadAsItsLastWholeSave)
+{
+    const Files crash = CrashOfTheFirstVersion();
+    Restore(crash);
+    EXPECT_EQ(Open()->Load("sofa", PUCK), "<State><B>2</B></State>");
+    Files cut = crash;
+    cut["house.db-wal"].resize(cut["house.db-wal"].size() - 100);
+    Restore(cut);
+    {
+        const auto store = Open();
+        EXPECT_EQ(store->Load("hall", PUCK), "<State><A>1</A></State>");
+        EXPECT_EQ(store->Load("sofa", PUCK), std::nullopt);
+        store->Save({{"sofa", PUCK, "<new/>"}});
+        cut = AtACrash();
+    }
+    cut.erase("house.db-wal");
+    Restore(cut);
+    EXPECT_THAT(Refusal(), HasSubstr("saves are lost"));
 }
 
 TEST_F(StateStoreTest, DamagedFileOfTheFirstVersion_IsRefused)

@@ -116,6 +116,32 @@ TEST_F(ZclLinkTest, EachPacket_LeavesAsAFrameWithTheNextNumber)
                                         "add_group cluster 4 endpoint 3 number 1 length 6"));
 }
 
+TEST_F(ZclLinkTest, GroupThatALightMayJoin_IsNotWarnedAbout)
+{
+    testing::internal::CaptureStderr();
+    for (const unsigned legal : {0x0001u, 0xFFF7u, 0x00AB0001u})
+        driver->Send(nx::MakeJoinGroupPacket(legal), 1);
+    driver->Send(nx::MakeLeaveThisGroupPacket(0), 1);
+    house.StopAll();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(ZclLinkTest, GroupThatNoLightMayJoin_IsWarnedAboutOnceWithTheDriverAndCountedAtItsEnd)
+{
+    testing::internal::CaptureStderr();
+    for (const unsigned illegal : {0x0000u, 0xFFF8u, 0xFFFFu, 0x00AB0000u, 0x0000u})
+        driver->Send(nx::MakeJoinGroupPacket(illegal), 1);
+    EXPECT_EQ(ends.lines.size(), 5u);
+    const std::string lamp = "driver \"lamp\": its light ";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              lamp + "is asked to join group 0, which no light may join\n" + lamp +
+                  "is asked to join group 65528, which no light may join\n" + lamp +
+                  "is asked to join group 65535, which no light may join\n");
+    testing::internal::CaptureStderr();
+    house.StopAll();
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), lamp + "was asked to join group 0 3 times\n");
+}
+
 TEST_F(ZclLinkTest, FrameNumbers_WrapAfter255)
 {
     for (int frame = 0; frame < 256; ++frame)
@@ -135,7 +161,7 @@ TEST_F(ZclLinkTest, AttachedLight_GetsTheSameFrame)
 
 TEST_F(ZclLinkTest, EmptyPacket_SendsNothing)
 {
-    host->Enter([&] { driver->Send(nullptr, 2); });
+    host->CallDriver("a test", [&] { driver->Send(nullptr, 2); });
     EXPECT_THAT(ends.lines, ElementsAre("assert"));
 }
 

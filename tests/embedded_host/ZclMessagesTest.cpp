@@ -185,20 +185,10 @@ TEST(ZclMessages, NamesClustersAndFields_OfEachKind)
     }
 }
 
-TEST(ZclMessages, JoiningAGroupThatNoLightMayJoin_IsWarnedAboutOnStandardError)
+TEST(ZclMessages, JoiningAnyGroup_IsSentAsAsked)
 {
-    for (const unsigned legal : {0x0001u, 0xFFF7u, 0x00AB0001u})
-    {
-        testing::internal::CaptureStderr();
-        Ours(nx::MakeJoinGroupPacket(legal));
-        EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << legal;
-    }
-    for (const unsigned illegal : {0x0000u, 0xFFF8u, 0xFFFFu, 0x00AB0000u})
-    {
-        testing::internal::CaptureStderr();
-        EXPECT_EQ(Ours(nx::MakeJoinGroupPacket(illegal))->Request().group, illegal & 0xFFFF);
-        EXPECT_NE(testing::internal::GetCapturedStderr(), "") << illegal;
-    }
+    for (const unsigned group : {0x0000u, 0x0001u, 0xFFF7u, 0xFFF8u, 0xFFFFu, 0x00AB0000u})
+        EXPECT_EQ(Ours(nx::MakeJoinGroupPacket(group))->Request().group, group & 0xFFFF);
 }
 
 TEST(ZclMessages, GetGroupId_IsTheLow16Bits)

@@ -216,7 +216,7 @@ RC_GTEST_PROP(Bus485HelperModel, AnySequence_DoesWhatTheModelDoes, ())
         RC_ASSERT(real.sent == model.sent);
         RC_ASSERT(real.helper.getQueuedCount() == model.queue.size());
         RC_ASSERT((real.helper.getRetryTimer() != 0) == model.timer);
-        RC_ASSERT(real.timers.All().size() == (model.timer ? 1u : 0u));
+        RC_ASSERT(real.timers.Running().size() == (model.timer ? 1u : 0u));
         RC_ASSERT(real.helper.getRetryCount() == model.attempts);
         RC_ASSERT(real.helper.isGatewayOnline() == model.gateway);
         RC_ASSERT(real.helper.isDeviceOnline() == model.device);

@@ -117,9 +117,9 @@ TEST_F(Bus485HelperTest, Destruction_StopsTheTimer)
 {
     Online();
     Queue(1);
-    ASSERT_EQ(timers.All().size(), 1u);
+    ASSERT_EQ(timers.Running().size(), 1u);
     helper.reset();
-    EXPECT_TRUE(timers.All().empty());
+    EXPECT_TRUE(timers.Running().empty());
     EXPECT_THAT(owner.TakeSent(), ElementsAre(Message(1)));
 }
 
@@ -298,7 +298,7 @@ TEST_F(Bus485HelperTest, Answer_SendsTheNextWithAFreshTimer)
     record.Forget();
     Answered();
     EXPECT_THAT(owner.TakeSent(), ElementsAre(Message(1), Message(2)));
-    EXPECT_EQ(timers.All().size(), 1u);
+    EXPECT_EQ(timers.Running().size(), 1u);
     EXPECT_THAT(Logged(),
                 ElementsAre("DEBUG Bus485Helper(7)hall::resetRetryCounter(): resetting retry "
                             "counter",
@@ -316,7 +316,7 @@ TEST_F(Bus485HelperTest, AnswerToTheLast_LeavesNothing)
     record.Forget();
     helper->sendNext();
     EXPECT_EQ(helper->getState(), State::Idle);
-    EXPECT_TRUE(timers.All().empty());
+    EXPECT_TRUE(timers.Running().empty());
     EXPECT_THAT(Logged(),
                 ElementsAre("DEBUG Bus485Helper(7)hall::sendNext(): retryTimer active, killing it.",
                             "DEBUG bus485helper(7)::sendNext(): is sending next Message to the "
@@ -359,7 +359,7 @@ TEST_F(Bus485HelperTest, AnswerInsideTheSend_GoesOnWithTheNext)
     Answered();
     EXPECT_THAT(owner.TakeSent(), ElementsAre(Message(1), Message(2), Message(3)));
     EXPECT_EQ(helper->getState(), State::Idle);
-    EXPECT_TRUE(timers.All().empty());
+    EXPECT_TRUE(timers.Running().empty());
 }
 
 // --- Retries ---
@@ -373,7 +373,7 @@ TEST_F(Bus485HelperTest, RetryTime_IsDrawnBetweenMinimumAndMaximum)
     std::vector<std::uint64_t> drawn;
     for (int i = 0; i < 200; ++i)
     {
-        drawn.push_back(timers.All().at(0).ms);
+        drawn.push_back(timers.Running().at(0).amount);
         helper->sendQueueFront();
     }
     EXPECT_THAT(drawn, testing::Each(testing::AllOf(testing::Ge(20000u), testing::Le(40000u))));
@@ -390,11 +390,11 @@ TEST_F(Bus485HelperTest, RetryTimes_CanBeSet)
     helper->setMinRetryTime(10);
     helper->setMaxRetryTime(11);
     Queue(1);
-    EXPECT_EQ(timers.All().at(0).ms, 11u);
+    EXPECT_EQ(timers.Running().at(0).amount, 11u);
     helper->setMinRetryTime(-5);
     helper->setMaxRetryTime(-5);
     helper->sendQueueFront();
-    EXPECT_EQ(timers.All().at(0).ms, 0u);
+    EXPECT_EQ(timers.Running().at(0).amount, 0u);
     owner.TakeSent();
 }
 
@@ -431,7 +431,7 @@ TEST_F(Bus485HelperTest, ThirdExpiry_GivesTheDeviceUpAndKeepsTheQueue)
     EXPECT_FALSE(helper->isDeviceOnline());
     EXPECT_TRUE(helper->isGatewayOnline());
     EXPECT_EQ(helper->getQueuedCount(), 2u);
-    EXPECT_TRUE(timers.All().empty());
+    EXPECT_TRUE(timers.Running().empty());
     EXPECT_THAT(Logged(),
                 ElementsAre("DEBUG Bus485Helper(7)hall::OnTimerExpired(): Timer expired, retry "
                             "attempt:3, milliseconds elapsed: 20000",
@@ -511,7 +511,7 @@ TEST_F(Bus485HelperTest, DestroyedInsideTheSend_IsLeftAlone)
         helper.reset();
     };
     Queue(1);
-    EXPECT_TRUE(timers.All().empty());
+    EXPECT_TRUE(timers.Running().empty());
     EXPECT_THAT(owner.TakeSent(), ElementsAre(Message(1)));
 }
 
@@ -547,7 +547,7 @@ TEST_F(Bus485HelperTest, Instant_LeavesEvenOfflineAndTouchesNothing)
     EXPECT_THAT(Logged(), ElementsAre("DEBUG Bus485Helper(7)hall::sendInstant(): Sending Instant "
                                       "Message"));
     EXPECT_EQ(helper->getQueuedCount(), 0u);
-    EXPECT_TRUE(timers.All().empty());
+    EXPECT_TRUE(timers.Running().empty());
 }
 
 TEST_F(Bus485HelperTest, InstantWithoutPayload_HasIdAndOpcodeOnly)
@@ -573,7 +573,7 @@ TEST_F(Bus485HelperTest, Reset_DropsTheQueueTheTimerAndTheAttempts)
     EXPECT_EQ(helper->getQueuedCount(), 0u);
     EXPECT_EQ(helper->getRetryCount(), 0);
     EXPECT_EQ(helper->getRetryTimer(), 0u);
-    EXPECT_TRUE(timers.All().empty());
+    EXPECT_TRUE(timers.Running().empty());
     owner.TakeSent();
 }
 
@@ -759,7 +759,7 @@ TEST_F(Bus485HelperTest, OwnerThatThrowsAtARetry_IsAskedAgain)
     ordered.cannotCreate = true;
     EXPECT_THROW(timers.Expire(), std::runtime_error);
     EXPECT_EQ(helper->getState(), State::InTransit);
-    EXPECT_EQ(timers.All().size(), 1u);
+    EXPECT_EQ(timers.Running().size(), 1u);
     ordered.cannotCreate = false;
     EXPECT_TRUE(timers.Expire());
     EXPECT_THAT(ordered.TakeSent(), ElementsAre(Message(1), Message(1)));
@@ -935,7 +935,7 @@ TEST_P(Bus485HelperEdges, LeadsWhereTheTableSays)
     EXPECT_EQ(helper->getState(), edge.to);
     EXPECT_EQ(helper->getQueuedCount(), edge.queued);
     EXPECT_EQ(owner.TakeTimesOffline(), edge.timesOffline);
-    EXPECT_EQ(timers.All().size(), edge.to == State::InTransit ? 1u : 0u);
+    EXPECT_EQ(timers.Running().size(), edge.to == State::InTransit ? 1u : 0u);
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, Bus485HelperEdges, testing::ValuesIn(EDGES));

@@ -5,6 +5,7 @@
 #include "lighting_common/IBus485Owner.h"
 #include "nxshared/IInstanceManager.h"
 #include "nxshared/ITimerManager.h"
+#include "tests/support/HandTimers.h"
 
 #include <cstdint>
 #include <functional>
@@ -17,66 +18,27 @@
 
 namespace bus_test
 {
-// Timers on a clock that tests move: at most a few at a time.
-class TestTimers : public ITimerManager
+// The queue's timers: it starts none that repeats, and counts in milliseconds.
+class TestTimers : public test_support::HandTimers
 {
 public:
-    struct Running
-    {
-        ID::Timer id;
-        std::uint64_t ms;
-        ITimerManagerCallback* callback;
-    };
-
-    ID::Timer AddTimer(std::uint64_t amount, unsigned unitFlags,
-                       ITimerManagerCallback* callback) override
-    {
-        EXPECT_EQ(unitFlags, ITimerManager::UNIT_MILLISECONDS);
-        m_running.push_back({++m_lastId, amount, callback});
-        return m_lastId;
-    }
-    ID::Timer AddTimer(unsigned long, int, unsigned, ITimerManagerCallback*) override
-    {
-        ADD_FAILURE() << "a repeating timer was started";
-        return 0;
-    }
-    void KillTimer(ID::Timer& timer) override
-    {
-        for (auto it = m_running.begin(); it != m_running.end(); ++it)
-        {
-            if (it->id == timer)
-            {
-                m_running.erase(it);
-                break;
-            }
-        }
-        timer = 0;
-    }
-    void RemoveAllTimers(ITimerManagerCallback* callback) override
-    {
-        std::vector<Running> others;
-        for (const Running& timer : m_running)
-            if (timer.callback != callback)
-                others.push_back(timer);
-        m_running.swap(others);
-    }
+    using HandTimers::Expire;
 
     // Lets the one running timer run out. False when none runs.
     bool Expire()
     {
-        if (m_running.empty())
+        if (Running().empty())
             return false;
-        const Running due = m_running.front();
-        m_running.erase(m_running.begin());
-        due.callback->OnTimerExpired(due.id, static_cast<time_t>(due.ms) * 1000000);
+        Expire(Running().front().id);
         return true;
     }
 
-    const std::vector<Running>& All() const { return m_running; }
-
 private:
-    std::vector<Running> m_running;
-    ID::Timer m_lastId = 0;
+    void OnStarted(const Timer& timer) override
+    {
+        EXPECT_EQ(timer.unit, ITimerManager::UNIT_MILLISECONDS);
+        EXPECT_FALSE(timer.byInterval);
+    }
 };
 
 // A host that gives out these timers and nothing else; or nothing at all.

@@ -1,40 +1,17 @@
 #pragma once
 
-#include "nxshared/ITimerManager.h"
 #include "nxshared/IVariableManager.h"
+#include "tests/support/HandTimers.h"
+#include "tests/support/Record.h"
 
-#include <iterator>
-#include <map>
 #include <string>
-#include <vector>
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 // What the energy classes do to the world around them, as lines of text in the order in which it
 // happened. A line that a test never looks at fails it.
 namespace energy_test
 {
-using Lines = std::vector<std::string>;
-
-class Record
-{
-public:
-    ~Record() { EXPECT_THAT(m_lines, testing::IsEmpty()) << "never looked at"; }
-
-    void Note(const std::string& line) { m_lines.push_back(line); }
-
-    // Everything since the last call.
-    Lines Take()
-    {
-        Lines taken;
-        taken.swap(m_lines);
-        return taken;
-    }
-
-private:
-    Lines m_lines;
-};
+using test_support::Lines;
+using test_support::Record;
 
 // How the doubles below write what they were asked.
 inline std::string Added(unsigned device, unsigned id, const std::string& name, int value)
@@ -93,44 +70,19 @@ private:
     int m_answer = 0;
 };
 
-// Timers that never fire by themselves: the test plays the clock. Ids count up from 1.
-class RecordingTimers : public ITimerManager
+// Timers whose starts are noted.
+class RecordingTimers : public test_support::HandTimers
 {
 public:
     explicit RecordingTimers(Record& record) : m_record(record) {}
 
-    ID::Timer AddTimer(std::uint64_t amount, unsigned unit,
-                       ITimerManagerCallback* callback) override
-    {
-        m_record.Note(Started(amount, unit));
-        m_running[++m_last] = callback;
-        return m_last;
-    }
-    ID::Timer AddTimer(unsigned long, int, unsigned, ITimerManagerCallback*) override
-    {
-        m_record.Note("starts a timer by interval and count");
-        return ++m_last;
-    }
-    void KillTimer(ID::Timer& timer) override
-    {
-        m_running.erase(timer);
-        timer = 0;
-    }
-    void RemoveAllTimers(ITimerManagerCallback* callback) override
-    {
-        for (auto timer = m_running.begin(); timer != m_running.end();)
-            timer = timer->second == callback ? m_running.erase(timer) : std::next(timer);
-    }
-
-    // The id that was given out last.
-    ID::Timer Last() const { return m_last; }
-
-    // Timers started and not stopped, fired ones included.
-    std::size_t Running() const { return m_running.size(); }
-
 private:
+    void OnStarted(const Timer& timer) override
+    {
+        m_record.Note(timer.byInterval ? "starts a timer by interval and count"
+                                       : Started(timer.amount, timer.unit));
+    }
+
     Record& m_record;
-    ID::Timer m_last = 0;
-    std::map<ID::Timer, ITimerManagerCallback*> m_running;
 };
 } // namespace energy_test

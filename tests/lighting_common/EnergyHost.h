@@ -1,10 +1,7 @@
 #pragma once
 
-#include "embedded_host/Clock.h"
-#include "embedded_host/HostServices.h"
-#include "embedded_host/LibraryLog.h"
-#include "embedded_host/Random.h"
 #include "tests/lighting_common/EnergyDoubles.h"
+#include "tests/support/StandingHost.h"
 
 #include <string>
 
@@ -30,22 +27,19 @@ inline std::string Asserted(const std::string& file, int line)
 }
 
 // A host whose wall the test sets. Log records and assertions go to the record.
-class TestHost : public embedded_host::HostServices
+class TestHost : public test_support::StandingHost
 {
 public:
     TestHost(Record& record, embedded_host::Draw draw, std::uint64_t seed = 1)
-        : m_record(record), m_clock(NEW_YEAR_2026), m_random(seed, draw), m_scope(*this)
+        : StandingHost(draw, seed, NEW_YEAR_2026), m_record(record)
     {
-        embedded_host::ConnectLibraryLog(log4cplus::TRACE_LOG_LEVEL);
     }
 
     // Moves the wall, forwards or back.
-    void PassSeconds(std::int64_t seconds) { m_clock.StepWall(seconds); }
+    void PassSeconds(std::int64_t seconds) { GetClock().StepWall(seconds); }
 
-    std::int64_t Now() const { return m_clock.LocalSeconds(); }
+    std::int64_t Now() { return GetClock().LocalSeconds(); }
 
-    embedded_host::Clock& GetClock() override { return m_clock; }
-    embedded_host::Random& GetRandom() override { return m_random; }
     void OnAssert(const char* file, int line) override { m_record.Note(Asserted(file, line)); }
     void OnLog(const std::string& text, int level, const std::string& file, int,
                const std::string& function) override
@@ -56,8 +50,5 @@ public:
 
 private:
     Record& m_record;
-    embedded_host::VirtualClock m_clock;
-    embedded_host::Random m_random;
-    embedded_host::HostScope m_scope;
 };
 } // namespace energy_test

@@ -153,18 +153,18 @@ TEST_F(EnergyInfoCollectorTest, Construction_ZeroesEverything)
 
 TEST_F(EnergyInfoCollectorTest, Destruction_StopsTheTimer)
 {
-    EXPECT_EQ(m_timers.Running(), 1U);
+    EXPECT_EQ(m_timers.Running().size(), 1U);
     m_collector.reset();
-    EXPECT_EQ(m_timers.Running(), 0U);
+    EXPECT_EQ(m_timers.Running().size(), 0U);
 }
 
 TEST_F(EnergyInfoCollectorTest, DestructionAfterForeignTimers_StopsEveryTimer)
 {
     m_collector->OnTimerExpired(4711, 0);
     m_collector->OnTimerExpired(4712, 0);
-    EXPECT_EQ(m_timers.Running(), 3U);
+    EXPECT_EQ(m_timers.Running().size(), 3U);
     m_collector.reset();
-    EXPECT_EQ(m_timers.Running(), 0U);
+    EXPECT_EQ(m_timers.Running().size(), 0U);
     EXPECT_THAT(Happened(), ElementsAre(Started(60, 2), Started(60, 2)));
 }
 

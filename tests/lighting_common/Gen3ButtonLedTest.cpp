@@ -30,7 +30,7 @@ TEST_F(Gen3ButtonLedTest, Constants)
 
 // --- Colours ---
 
-TEST_F(Gen3ButtonLedTest, OneSlot_WritesEightyPercentAndKeepsTheColour)
+TEST_F(Gen3ButtonLedTest, OneSlot_WritesEightyPercentAndKeepsTheColor)
 {
     Given("4", "1", "1");
     button->SetOnColor("fffffe", false);
@@ -41,7 +41,7 @@ TEST_F(Gen3ButtonLedTest, OneSlot_WritesEightyPercentAndKeepsTheColour)
     EXPECT_EQ(button->GetOffColor(), "ff8000");
 }
 
-TEST_F(Gen3ButtonLedTest, TwoSlots_WriteTheColourToBothLeds)
+TEST_F(Gen3ButtonLedTest, TwoSlots_WriteTheColorToBothLeds)
 {
     Given("4", "2", "1");
     button->SetOnColor("112233", false);
@@ -62,7 +62,7 @@ TEST_F(Gen3ButtonLedTest, ThreeSlots_WriteTheirOwnLedAtEightyPercent)
                                     "notify text 4 KEYPAD_BUTTON_INFO CURRENT_COLOR 0000ff"));
 }
 
-TEST_F(Gen3ButtonLedTest, NoSlots_KeepTheOldColours)
+TEST_F(Gen3ButtonLedTest, NoSlots_KeepTheOldColors)
 {
     for (const char* slots : {"0", "-1"})
     {
@@ -75,7 +75,7 @@ TEST_F(Gen3ButtonLedTest, NoSlots_KeepTheOldColours)
     }
 }
 
-TEST_F(Gen3ButtonLedTest, UnchangedColours_WriteOnlyWhenForced)
+TEST_F(Gen3ButtonLedTest, UnchangedColors_WriteOnlyWhenForced)
 {
     Given("4", "1", "1");
     button->SetOnColor("ffffff", false);
@@ -89,7 +89,7 @@ TEST_F(Gen3ButtonLedTest, UnchangedColours_WriteOnlyWhenForced)
                                     "notify text 4 KEYPAD_BUTTON_INFO CURRENT_COLOR 000000"));
 }
 
-TEST_F(Gen3ButtonLedTest, OddColourTexts_PassThrough)
+TEST_F(Gen3ButtonLedTest, OddColorTexts_PassThrough)
 {
     Given("4", "1", "1");
     button->SetOnColor("red", false);

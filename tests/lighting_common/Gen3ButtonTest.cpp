@@ -32,7 +32,7 @@ const std::string UNKNOWN_STATE =
 const std::string STATE_UNCHANGED =
     "TRACE Button: Kitchen state did not change so we have to assume the keypads buttons LED is "
     "capable tracking on, off and current individually further down the chain.";
-const std::string COLOUR_UNCHANGED =
+const std::string COLOR_UNCHANGED =
     "TRACE Button: Kitchen LED Behavior is FOLLOW_BOUND_DEV set, but Active LED Color state did "
     "not change so not updating current color.";
 } // namespace
@@ -52,7 +52,7 @@ TEST_F(Gen3ButtonTest, PlainButton_HasAnIdAndNothingElse)
     EXPECT_THAT(Seen(), IsEmpty());
 }
 
-TEST_F(Gen3ButtonTest, TopButtonOfTwo_WritesItsColoursAndBehaviours)
+TEST_F(Gen3ButtonTest, TopButtonOfTwo_WritesItsColorsAndBehaviours)
 {
     const Gen3Button top(owner, 1, "ffffff", "000080");
     EXPECT_EQ(top.GetName(), "Top Button");
@@ -188,7 +188,7 @@ TEST_F(Gen3ButtonTest, ToXml_HasTheChildrenInOrder)
               "<BUTTON_BEHAVIOR>3</BUTTON_BEHAVIOR><SLOTS>2</SLOTS></KEYPAD_BUTTON_INFO>");
 }
 
-TEST_F(Gen3ButtonTest, SettingsFromXml_TakeColoursAndBehavioursOnly)
+TEST_F(Gen3ButtonTest, SettingsFromXml_TakeColorsAndBehavioursOnly)
 {
     Given("3", "1", "1");
     button->applySettings(Xml("<X><NAME>New</NAME><SLOTS>2</SLOTS><BUTTON_ID>9</BUTTON_ID>"
@@ -305,7 +305,7 @@ TEST_F(Gen3ButtonTest, NumbersInSettings_AreLeadingDecimals)
     record.Forget();
 }
 
-TEST_F(Gen3ButtonTest, State_ChoosesTheCurrentColour)
+TEST_F(Gen3ButtonTest, State_ChoosesTheCurrentColor)
 {
     for (const char* on : {"1", "T", "true"})
     {
@@ -319,7 +319,7 @@ TEST_F(Gen3ButtonTest, State_ChoosesTheCurrentColour)
                                     "notify text 3 KEYPAD_BUTTON_INFO CURRENT_COLOR 000000"));
 }
 
-TEST_F(Gen3ButtonTest, State_WithTheColourShownAlreadyWritesNothing)
+TEST_F(Gen3ButtonTest, State_WithTheColorShownAlreadyWritesNothing)
 {
     Given("3", "1", "1");
     Settings({{"STATE", "0"}});
@@ -345,7 +345,7 @@ TEST_F(Gen3ButtonTest, MatchLedState_WinsOverState)
     record.Forget();
 }
 
-TEST_F(Gen3ButtonTest, NoState_OtherLedBehaviour_LeavesTheColourToTheKeypad)
+TEST_F(Gen3ButtonTest, NoState_OtherLedBehaviour_LeavesTheColorToTheKeypad)
 {
     Given("3", "1", "1");
     Settings({{"STATE", "1"}});
@@ -355,7 +355,7 @@ TEST_F(Gen3ButtonTest, NoState_OtherLedBehaviour_LeavesTheColourToTheKeypad)
     EXPECT_EQ(button->GetCurColor(), "ffffff");
 }
 
-TEST_F(Gen3ButtonTest, NoState_FollowingLedThatIsOn_TakesANewOnColour)
+TEST_F(Gen3ButtonTest, NoState_FollowingLedThatIsOn_TakesANewOnColor)
 {
     Given("3", "1", "0");
     Settings({{"STATE", "1"}});
@@ -364,10 +364,10 @@ TEST_F(Gen3ButtonTest, NoState_FollowingLedThatIsOn_TakesANewOnColour)
     EXPECT_THAT(Seen(), ElementsAre("led 3 3 00cc00", "led 3 5 00cc00",
                                     "notify text 3 KEYPAD_BUTTON_INFO CURRENT_COLOR 00ff00"));
     Settings({{"OFF_COLOR", "0000ff"}});
-    EXPECT_THAT(Seen(), ElementsAre("led 3 4 0000cc", COLOUR_UNCHANGED));
+    EXPECT_THAT(Seen(), ElementsAre("led 3 4 0000cc", COLOR_UNCHANGED));
 }
 
-TEST_F(Gen3ButtonTest, NoState_FollowingLedThatIsOff_TakesANewOffColour)
+TEST_F(Gen3ButtonTest, NoState_FollowingLedThatIsOff_TakesANewOffColor)
 {
     Given("3", "1", "0");
     Settings({{"STATE", "0"}});
@@ -376,16 +376,16 @@ TEST_F(Gen3ButtonTest, NoState_FollowingLedThatIsOff_TakesANewOffColour)
     EXPECT_THAT(Seen(), ElementsAre("led 3 4 0000cc", "led 3 5 0000cc",
                                     "notify text 3 KEYPAD_BUTTON_INFO CURRENT_COLOR 0000ff"));
     Settings({{"ON_COLOR", "00ff00"}});
-    EXPECT_THAT(Seen(), ElementsAre("led 3 3 00cc00", COLOUR_UNCHANGED));
+    EXPECT_THAT(Seen(), ElementsAre("led 3 3 00cc00", COLOR_UNCHANGED));
 }
 
-TEST_F(Gen3ButtonTest, NoState_FollowingLed_SameColourIsNoChange)
+TEST_F(Gen3ButtonTest, NoState_FollowingLed_SameColorIsNoChange)
 {
     Given("3", "1", "0");
     Settings({{"STATE", "1"}});
     record.Forget();
     Settings({{"ON_COLOR", "ffffff"}});
-    EXPECT_THAT(Seen(), ElementsAre(COLOUR_UNCHANGED));
+    EXPECT_THAT(Seen(), ElementsAre(COLOR_UNCHANGED));
 }
 
 TEST_F(Gen3ButtonTest, SettingsWithTheLogSwitchedOff_AreTakenAlike)
@@ -415,7 +415,7 @@ TEST_F(Gen3ButtonTest, RecordsOfSettings_NameTheOperation)
     EXPECT_THAT(Seen(), testing::Contains(testing::HasSubstr("TRACE Button: Kitchen state did")));
 }
 
-TEST_F(Gen3ButtonTest, CurrentColour_IsForced)
+TEST_F(Gen3ButtonTest, CurrentColor_IsForced)
 {
     Given("3", "1", "1");
     Settings({{"STATE", "0"}, {"CURRENT_COLOR", "000000"}});
@@ -479,7 +479,7 @@ TEST_F(Gen3ButtonTest, PushTwice_RestartsTheTimerAndReportsTwice)
                 ElementsAre("kill timer 1", "uses hold timer?", "start timer 2", "event 3 1"));
 }
 
-TEST_F(Gen3ButtonTest, Push_WhileTheLedShowsPressesNotesTheOnColour)
+TEST_F(Gen3ButtonTest, Push_WhileTheLedShowsPressesNotesTheOnColor)
 {
     Given("3", "1", "2");
     button->DoPush();
@@ -488,7 +488,7 @@ TEST_F(Gen3ButtonTest, Push_WhileTheLedShowsPressesNotesTheOnColour)
     EXPECT_EQ(button->GetCurColor(), "ffffff");
 }
 
-TEST_F(Gen3ButtonTest, Release_StopsTheTimerAndNotesTheOffColour)
+TEST_F(Gen3ButtonTest, Release_StopsTheTimerAndNotesTheOffColor)
 {
     Given("3", "1", "2");
     button->DoPush();
@@ -500,7 +500,7 @@ TEST_F(Gen3ButtonTest, Release_StopsTheTimerAndNotesTheOffColour)
     EXPECT_EQ(button->GetHoldTimer(), 0u);
 }
 
-TEST_F(Gen3ButtonTest, Click_StopsTheTimerAndNotesTheOffColour)
+TEST_F(Gen3ButtonTest, Click_StopsTheTimerAndNotesTheOffColor)
 {
     Given("3", "1", "2");
     button->DoPush();
@@ -615,7 +615,7 @@ TEST_F(Gen3ButtonTest, Destruction_CallsNobody)
 
 // --- Remote actions ---
 
-TEST_F(Gen3ButtonTest, RemotePush_ActsReportsAndShowsTheOnColour)
+TEST_F(Gen3ButtonTest, RemotePush_ActsReportsAndShowsTheOnColor)
 {
     for (const char* led : {"2", "51"})
     {
@@ -627,7 +627,7 @@ TEST_F(Gen3ButtonTest, RemotePush_ActsReportsAndShowsTheOnColour)
     }
 }
 
-TEST_F(Gen3ButtonTest, RemotePush_OtherLedBehavioursKeepTheColour)
+TEST_F(Gen3ButtonTest, RemotePush_OtherLedBehavioursKeepTheColor)
 {
     for (const char* led : {"0", "1", "3", "7", "50", "52"})
     {
@@ -637,7 +637,7 @@ TEST_F(Gen3ButtonTest, RemotePush_OtherLedBehavioursKeepTheColour)
     }
 }
 
-TEST_F(Gen3ButtonTest, RemoteRelease_ActsReportsAndShowsTheOffColour)
+TEST_F(Gen3ButtonTest, RemoteRelease_ActsReportsAndShowsTheOffColor)
 {
     for (const char* led : {"2", "50"})
     {
@@ -649,7 +649,7 @@ TEST_F(Gen3ButtonTest, RemoteRelease_ActsReportsAndShowsTheOffColour)
     }
 }
 
-TEST_F(Gen3ButtonTest, RemoteRelease_OtherLedBehavioursKeepTheColour)
+TEST_F(Gen3ButtonTest, RemoteRelease_OtherLedBehavioursKeepTheColor)
 {
     for (const char* led : {"0", "1", "3", "7", "51", "49"})
     {
@@ -659,7 +659,7 @@ TEST_F(Gen3ButtonTest, RemoteRelease_OtherLedBehavioursKeepTheColour)
     }
 }
 
-TEST_F(Gen3ButtonTest, RemoteClick_ActsReportsCountsAndShowsTheOffColour)
+TEST_F(Gen3ButtonTest, RemoteClick_ActsReportsCountsAndShowsTheOffColor)
 {
     Given("3", "1", "2");
     button->RemoteClick();
@@ -668,7 +668,7 @@ TEST_F(Gen3ButtonTest, RemoteClick_ActsReportsCountsAndShowsTheOffColour)
                             "notify text 3 KEYPAD_BUTTON_INFO CURRENT_COLOR 000000"));
 }
 
-TEST_F(Gen3ButtonTest, RemoteReleaseAndClick_ShowTheOffColourAgain)
+TEST_F(Gen3ButtonTest, RemoteReleaseAndClick_ShowTheOffColorAgain)
 {
     Given("3", "1", "2");
     const std::string shown = "notify text 3 KEYPAD_BUTTON_INFO CURRENT_COLOR 000000";
@@ -680,7 +680,7 @@ TEST_F(Gen3ButtonTest, RemoteReleaseAndClick_ShowTheOffColourAgain)
                                     "led 3 5 000000", shown));
 }
 
-TEST_F(Gen3ButtonTest, RemoteClick_OtherLedBehavioursKeepTheColour)
+TEST_F(Gen3ButtonTest, RemoteClick_OtherLedBehavioursKeepTheColor)
 {
     for (const char* led : {"0", "1", "50", "51"})
     {
@@ -709,7 +709,7 @@ TEST_F(Gen3ButtonTest, LightLevel_OnWithTheLoad)
     {
         int level;
         const char* seen;
-        const char* colour;
+        const char* color;
     };
     const Row rows[] = {{1, "notify 3 KEYPAD_BUTTON_INFO STATE 1", "ffffff"},
                         {0, "notify 3 KEYPAD_BUTTON_INFO STATE 0", "000000"},
@@ -720,7 +720,7 @@ TEST_F(Gen3ButtonTest, LightLevel_OnWithTheLoad)
     {
         button->InformLightLevel(row.level);
         EXPECT_THAT(Seen(), ElementsAre(row.seen)) << row.level;
-        EXPECT_EQ(button->GetCurColor(), row.colour) << row.level;
+        EXPECT_EQ(button->GetCurColor(), row.color) << row.level;
     }
 }
 

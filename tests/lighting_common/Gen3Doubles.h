@@ -1,17 +1,14 @@
 #pragma once
 
-#include "embedded_host/Clock.h"
-#include "embedded_host/HostServices.h"
-#include "embedded_host/LibraryLog.h"
 #include "embedded_host/Messages.h"
-#include "embedded_host/Random.h"
 #include "lighting_common/Gen3Button.h"
 #include "lighting_common/IGen3ButtonOwner.h"
+#include "tests/support/Record.h"
+#include "tests/support/StandingHost.h"
 
 #include <initializer_list>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,38 +16,16 @@
 
 namespace gen3_test
 {
-using Lines = std::vector<std::string>;
-
-// What happened, in order. What was never looked at fails the test when the record goes.
-class Record
-{
-public:
-    ~Record() { EXPECT_THAT(m_lines, testing::IsEmpty()) << "never looked at"; }
-
-    void Note(const std::string& line) { m_lines.push_back(line); }
-
-    // Everything since the last look.
-    Lines Take()
-    {
-        Lines taken;
-        taken.swap(m_lines);
-        return taken;
-    }
-
-    void Forget() { m_lines.clear(); }
-
-private:
-    Lines m_lines;
-};
+using test_support::Lines;
+using test_support::Record;
 
 // A host whose log and assertions go to the record: "WARN text", "assert source:line".
-class TestHost : public embedded_host::HostServices
+class TestHost : public test_support::StandingHost
 {
 public:
     explicit TestHost(Record& record, embedded_host::Draw draw = embedded_host::Draw::Low)
-        : m_record(record), m_clock(0), m_random(1, draw), m_scope(*this)
+        : StandingHost(draw), m_record(record)
     {
-        embedded_host::ConnectLibraryLog(log4cplus::TRACE_LOG_LEVEL);
     }
 
     // The source and function that every record must carry from now on.
@@ -60,8 +35,6 @@ public:
         m_function = functionPart;
     }
 
-    embedded_host::Clock& GetClock() override { return m_clock; }
-    embedded_host::Random& GetRandom() override { return m_random; }
     void OnAssert(const char* file, int line) override
     {
         m_record.Note("assert " + std::string(file) + ":" + std::to_string(line));
@@ -76,9 +49,6 @@ public:
 
 private:
     Record& m_record;
-    embedded_host::VirtualClock m_clock;
-    embedded_host::Random m_random;
-    embedded_host::HostScope m_scope;
     std::string m_file;
     std::string m_function;
 };
@@ -118,14 +88,14 @@ public:
     {
         NoteAll("led", led, parameter, value);
     }
-    void SetLedColor(int led, int parameter, const std::string& colour) override
+    void SetLedColor(int led, int parameter, const std::string& color) override
     {
-        NoteAll("led", led, parameter, colour);
+        NoteAll("led", led, parameter, color);
     }
     void SetBacklightDefault(int index) override { NoteAll("backlight", index, "default"); }
-    void SetBacklightColor(int index, const std::string& colour) override
+    void SetBacklightColor(int index, const std::string& color) override
     {
-        NoteAll("backlight", index, colour);
+        NoteAll("backlight", index, color);
     }
     void OnRemoteClick(int id, int count) override { NoteAll("remote click", id, count); }
     void SendButtonNotification(int id, const std::string& group, const std::string& item,

@@ -14,9 +14,9 @@ using gen3_lights::wired_keypads::macAddrToReadableString;
 
 namespace
 {
-std::string Bytes(const std::string& colour)
+std::string Bytes(const std::string& text)
 {
-    const HexColor color = colorToHex(colour);
+    const HexColor color = colorToHex(text);
     return std::to_string(color.red) + "," + std::to_string(color.green) + "," +
            std::to_string(color.blue);
 }

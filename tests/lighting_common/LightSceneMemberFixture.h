@@ -29,9 +29,9 @@ protected:
     ~LightSceneMemberFixture() override
     {
         member.reset();
-        Lines last = journal.Look();
+        Lines last = record.Take();
         EXPECT_THAT(last, testing::ElementsAre("remove all timers"));
-        EXPECT_EQ(timers.Running(), 0u);
+        EXPECT_EQ(timers.Running().size(), 0u);
     }
 
     // The owner.
@@ -39,20 +39,20 @@ protected:
     {
         EXPECT_EQ(endpoint, ENDPOINT);
         EXPECT_EQ(packet.GetType(), 0);
-        journal.Note(RequestText(packet));
+        record.Note(RequestText(packet));
         if (onSend)
             onSend();
     }
     void SynchronizationDone() override
     {
-        journal.Note("done");
+        record.Note("done");
         if (onDone)
             onDone();
     }
     void AddSceneFailed(unsigned scene, unsigned char status, unsigned char endpoint) override
     {
         EXPECT_EQ(endpoint, ENDPOINT);
-        journal.Note("failed " + std::to_string(scene) + " " + std::to_string(status));
+        record.Note("failed " + std::to_string(scene) + " " + std::to_string(status));
     }
 
     void Want(unsigned scene, int level, int time) { wanted[scene] = {0, level, time}; }
@@ -67,7 +67,7 @@ protected:
         timers.Expire();
         member->OnZclSceneCount(0);
         timers.Expire();
-        journal.Look();
+        record.Take();
     }
 
     // A command as the controller sends it.
@@ -80,11 +80,11 @@ protected:
         dispatcher.Dispatch(message, nullptr, CmdDispatcher::CONTROLLER);
     }
 
-    Lines Happened() { return journal.Look(); }
+    Lines Happened() { return record.Take(); }
 
-    Journal journal;
-    JournalServices services{journal};
-    HandTimers timers{journal};
+    Record record;
+    RecordingHost services{record};
+    RecordingTimers timers{record};
     NotingDispatcher dispatcher;
     SceneDetailsLightMap wanted;
     std::function<void()> onSend;

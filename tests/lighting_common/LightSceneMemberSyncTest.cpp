@@ -54,7 +54,7 @@ TEST_F(LightSceneMemberSyncTest, LightThatHoldsEverything_IsAskedOncePerGroupAnd
                                         "timer 7 in 1000", "view_scene 65537"));
     member->OnZclViewScene(0x10001, 50, 1000);
     EXPECT_THAT(Happened(), ElementsAre("kill timer 1", "done"));
-    EXPECT_EQ(timers.Running(), 0u);
+    EXPECT_EQ(timers.Running().size(), 0u);
 }
 
 TEST_F(LightSceneMemberSyncTest, MissingGroups_AreJoinedAscendingBackToBack)
@@ -186,7 +186,7 @@ TEST_F(LightSceneMemberSyncTest, ViewOfUnwantedScene_IsRemovedAndStallsUntilTheW
     Happened();
     member->OnZclViewScene(0x70001, 10, 0);
     EXPECT_THAT(Happened(), ElementsAre("remove_scene 458753"));
-    EXPECT_EQ(timers.Running(), 1u);
+    EXPECT_EQ(timers.Running().size(), 1u);
     timers.Expire(1);
     EXPECT_THAT(Happened(), ElementsAre("remove all timers", "done"));
 }
@@ -220,7 +220,7 @@ TEST_F(LightSceneMemberSyncTest, Abort_KillsAllTimersAndTellsNobody)
     Happened();
     member->AbortSynchronization();
     EXPECT_THAT(Happened(), ElementsAre("remove all timers"));
-    EXPECT_EQ(timers.Running(), 0u);
+    EXPECT_EQ(timers.Running().size(), 0u);
 }
 
 TEST_F(LightSceneMemberSyncTest, AbortWhenIdle_OnlyKillsTimers)
@@ -347,7 +347,7 @@ TEST_F(LightSceneMemberSyncTest, SecondStart_StartsOverBesideTheOldTimers)
     Happened();
     Start(2);
     EXPECT_THAT(Happened(), ElementsAre("timer 3 in 32000", "get_group_membership"));
-    EXPECT_EQ(timers.Running(), 3u);
+    EXPECT_EQ(timers.Running().size(), 3u);
     // The old step goes on; the old watchdog is nobody's any more.
     timers.Expire(2);
     timers.Expire(1);

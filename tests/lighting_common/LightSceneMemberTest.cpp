@@ -16,22 +16,20 @@ class LightSceneMemberTest : public LightSceneMemberFixture
 class NotingMessage : public embedded_host::CmdMessage
 {
 public:
-    NotingMessage(const std::string& name, Journal& journal) : CmdMessage(name), m_journal(journal)
-    {
-    }
+    NotingMessage(const std::string& name, Record& record) : CmdMessage(name), m_record(record) {}
     int GetParamInt(const std::string& name) const override
     {
-        m_journal.Note("read " + name);
+        m_record.Note("read " + name);
         return 70000;
     }
     unsigned GetParamUInt(const std::string& name) const override
     {
-        m_journal.Note("read otherwise " + name);
+        m_record.Note("read otherwise " + name);
         return 70000;
     }
 
 private:
-    Journal& m_journal;
+    Record& m_record;
 };
 } // namespace
 
@@ -64,11 +62,11 @@ TEST_F(LightSceneMemberTest, Commands_ReadTheirParametersInOrderWithOneGetter)
 {
     for (const char* const name : {"ADD_TO_SCENE", "MODIFY_SCENE"})
     {
-        dispatcher.Dispatch(NotingMessage(name, journal), nullptr, 0);
+        dispatcher.Dispatch(NotingMessage(name, record), nullptr, 0);
         EXPECT_THAT(Happened(), ElementsAre("read SCENE_ID", "read LEVEL", "read TIME",
                                             "add_group 4464", "add_scene 70000 70000 70000"));
     }
-    dispatcher.Dispatch(NotingMessage("DELETE_FROM_SCENE", journal), nullptr, 0);
+    dispatcher.Dispatch(NotingMessage("DELETE_FROM_SCENE", record), nullptr, 0);
     EXPECT_THAT(Happened(), ElementsAre("read SCENE_ID", "remove_scene 70000"));
 }
 
@@ -123,10 +121,10 @@ TEST_F(LightSceneMemberTest, DestructionWhileSynchronizing_KillsAllTimersAndTell
     Start(5);
     member->OnZclGroupMembership({});
     Happened();
-    EXPECT_EQ(timers.Running(), 2u);
+    EXPECT_EQ(timers.Running().size(), 2u);
     member = std::make_unique<LightSceneMember>(*this, timers, dispatcher, ENDPOINT);
     EXPECT_THAT(Happened(), ElementsAre("remove all timers"));
-    EXPECT_EQ(timers.Running(), 0u);
+    EXPECT_EQ(timers.Running().size(), 0u);
 }
 
 TEST(GetExtraScenes, IsTheSortedSurplusOfTheFirst)

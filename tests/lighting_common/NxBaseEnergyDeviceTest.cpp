@@ -128,9 +128,9 @@ TEST_F(NxBaseEnergyDeviceTest, Construction_ZeroesEverything)
 
 TEST_F(NxBaseEnergyDeviceTest, Destruction_StopsTheTick)
 {
-    EXPECT_EQ(m_timers.Running(), 1U);
+    EXPECT_EQ(m_timers.Running().size(), 1U);
     m_device.reset();
-    EXPECT_EQ(m_timers.Running(), 0U);
+    EXPECT_EQ(m_timers.Running().size(), 0U);
 }
 
 // --- Initialize

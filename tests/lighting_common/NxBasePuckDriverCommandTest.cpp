@@ -138,7 +138,7 @@ TEST_F(NxBasePuckDriverCommandTest, Conditions_CompareTheState)
                                           {2, {"condition ON false", "condition OFF false"}}};
     for (const auto& row : rows)
     {
-        house.Enter([&] { driver->Contact(0).SetCurState(row.first, false); });
+        house.CallDriver([&] { driver->Contact(0).SetCurState(row.first, false); });
         house.Take();
         house.Condition("ON", {{"CONTACT_NUMBER", "0"}});
         house.Condition("OFF", {{"CONTACT_NUMBER", "0"}});
@@ -239,7 +239,7 @@ TEST_F(NxBasePuckDriverCommandTest, BindingOfAnotherClassOrId_BindsNoContact)
 TEST_F(NxBasePuckDriverCommandTest, RequestsOfButtons_BecomePacketsOfTheirWidths)
 {
     Start();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             driver->InvokeMIBForButton("a", -1, 15);
@@ -255,14 +255,14 @@ TEST_F(NxBasePuckDriverCommandTest, RequestsOfButtons_BecomePacketsOfTheirWidths
 TEST_F(NxBasePuckDriverCommandTest, VariableChanged_SetsTheDriversVariable)
 {
     Start();
-    house.Enter([&] { driver->VariableChanged(1015, -3); });
+    house.CallDriver([&] { driver->VariableChanged(1015, -3); });
     EXPECT_EQ(house.Take(), Lines({"variable set 1015 'Aux 2' '-3'"}));
 }
 
 TEST_F(NxBasePuckDriverCommandTest, OwnMessage_IsSentAsABoundCall)
 {
     Start();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             boost::shared_ptr<IBindMessage> message = driver->GetBindMessage();
@@ -276,7 +276,7 @@ TEST_F(NxBasePuckDriverCommandTest, OwnMessage_IsSentAsABoundCall)
 TEST_F(NxBasePuckDriverCommandTest, KillHoldTimerOfZero_DoesNothing)
 {
     Start();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             const unsigned timer = driver->AddHoldTimer();

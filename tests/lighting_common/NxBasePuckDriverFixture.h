@@ -59,7 +59,7 @@ protected:
     }
     void Set(unsigned contact, int behavior, int ledBehavior)
     {
-        house.Enter(
+        house.CallDriver(
             [&]
             {
                 driver->Contact(contact).SetBehavior(behavior, false);

@@ -263,7 +263,7 @@ TEST_F(NxBasePuckDriverTest, TrapOfAnotherKind_DoesNothing)
     Start();
     NxMIBPacket trap(NxMIB::Trap, "nx.dmx.btn");
     trap.AddParam("00000007");
-    house.Enter([&] { driver->OnTrapBtnAction(trap); });
+    house.CallDriver([&] { driver->OnTrapBtnAction(trap); });
     EXPECT_EQ(house.Take(), NOTHING);
 }
 
@@ -329,7 +329,7 @@ TEST_F(NxBasePuckDriverTest, HoldTimerOfEachContact_ReleasesThatContact)
 TEST_F(NxBasePuckDriverTest, TimerOfNobody_IsIgnored)
 {
     Start();
-    house.Enter(
+    house.CallDriver(
         [&]
         {
             driver->OnTimerExpired(0, 0);

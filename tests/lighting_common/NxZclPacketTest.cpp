@@ -20,8 +20,8 @@ private:
 class NxZclPacketTest : public testing::Test
 {
 protected:
-    Journal journal;
-    JournalServices services{journal};
+    Record record;
+    RecordingHost services{record};
 };
 } // namespace
 
@@ -46,7 +46,7 @@ TEST_F(NxZclPacketTest, TypeIsTheOneGiven)
 TEST_F(NxZclPacketTest, NullMessage_AssertsAtLine28AndLeavesAnEmptyPacket)
 {
     const NxZclPacket packet(nullptr, nx::Zmessage::Unicast);
-    EXPECT_THAT(journal.Look(), ElementsAre("assert NxLibDriverBases/NxZclPacket"));
+    EXPECT_THAT(record.Take(), ElementsAre("assert NxLibDriverBases/NxZclPacket"));
     EXPECT_EQ(services.LastAssertLine(), 28);
     EXPECT_EQ(packet.GetMessage(), nullptr);
 }

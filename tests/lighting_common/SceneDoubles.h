@@ -1,18 +1,16 @@
 #pragma once
 
-#include "embedded_host/Clock.h"
-#include "embedded_host/HostServices.h"
 #include "embedded_host/LibraryLog.h"
 #include "embedded_host/Messages.h"
-#include "embedded_host/Random.h"
 #include "embedded_host/internal/Dispatchers.h"
 #include "nxshared/NxMIBPacket.h"
+#include "tests/support/Record.h"
+#include "tests/support/StandingHost.h"
 
 #include <string>
 #include <utility>
 #include <vector>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <log4cplus/loglevel.h>
 
@@ -20,28 +18,9 @@
 // which it happened, and the dispatchers through which the world reaches them.
 namespace scene_test
 {
-using Lines = std::vector<std::string>;
+using test_support::Lines;
+using test_support::Record;
 using Params = std::vector<std::pair<std::string, std::string>>;
-
-// A line that a test never looks at fails it.
-class Record
-{
-public:
-    ~Record() { EXPECT_THAT(m_lines, testing::IsEmpty()) << "never looked at"; }
-
-    void Note(const std::string& line) { m_lines.push_back(line); }
-
-    // Everything since the last call.
-    Lines Take()
-    {
-        Lines taken;
-        taken.swap(m_lines);
-        return taken;
-    }
-
-private:
-    Lines m_lines;
-};
 
 struct LogLine
 {
@@ -63,13 +42,10 @@ inline NxMIBPacket Packet(NxMIB::Type type, const std::string& mib, const Lines&
 
 // The host on whose behalf the tests run: keeps log records of its level and above; a warning, an
 // error or an assertion that a test never looks at fails it.
-class TestHost : public embedded_host::HostServices, private embedded_host::UnhandledSink
+class TestHost : public test_support::StandingHost, private embedded_host::UnhandledSink
 {
 public:
-    TestHost() : m_scope(*this), m_commands(*this)
-    {
-        embedded_host::ConnectLibraryLog(log4cplus::WARN_LOG_LEVEL);
-    }
+    TestHost() : m_commands(*this) { embedded_host::ConnectLibraryLog(log4cplus::WARN_LOG_LEVEL); }
     ~TestHost() override
     {
         for (const LogLine& record : m_log)
@@ -120,8 +96,6 @@ public:
         return texts;
     }
 
-    embedded_host::Clock& GetClock() override { return m_clock; }
-    embedded_host::Random& GetRandom() override { return m_random; }
     void OnAssert(const char*, int) override { ++m_asserts; }
     void OnLog(const std::string& text, int level, const std::string& file, int line,
                const std::string& function) override
@@ -132,9 +106,6 @@ public:
 private:
     void OnUnhandled(const std::string&) override {}
 
-    embedded_host::HostScope m_scope;
-    embedded_host::VirtualClock m_clock{0};
-    embedded_host::Random m_random{1, embedded_host::Draw::Low};
     embedded_host::CmdTable m_commands;
     embedded_host::MibTable m_mibs;
     std::vector<LogLine> m_log;

@@ -34,8 +34,8 @@ protected:
         scenes.FromXML(document->GetRoot());
     }
 
-    Journal journal;
-    JournalServices services{journal};
+    Record record;
+    RecordingHost services{record};
     SceneManager scenes;
 };
 } // namespace
@@ -62,7 +62,7 @@ TEST_F(SceneManagerTest, AddOfHeldScene_AssertsAndKeepsTheFirst)
 {
     scenes.addScene(5, 10, 20);
     scenes.addScene(5, 30, 40);
-    EXPECT_THAT(journal.Look(), ElementsAre(ASSERTED));
+    EXPECT_THAT(record.Take(), ElementsAre(ASSERTED));
     EXPECT_THAT(Scenes(), ElementsAre("5 10 20"));
 }
 
@@ -76,7 +76,7 @@ TEST_F(SceneManagerTest, Modify_OverwritesLevelAndTime)
 TEST_F(SceneManagerTest, ModifyOfAbsentScene_AssertsAndAddsNothing)
 {
     scenes.modifyScene(5, 30, 40);
-    EXPECT_THAT(journal.Look(), ElementsAre(ASSERTED));
+    EXPECT_THAT(record.Take(), ElementsAre(ASSERTED));
     EXPECT_THAT(Scenes(), IsEmpty());
 }
 
@@ -93,7 +93,7 @@ TEST_F(SceneManagerTest, DeleteOfAbsentScene_ChangesAndReportsNothing)
     scenes.addScene(5, 10, 20);
     scenes.deleteScene(6);
     EXPECT_THAT(Scenes(), ElementsAre("5 10 20"));
-    EXPECT_THAT(journal.Look(), IsEmpty());
+    EXPECT_THAT(record.Take(), IsEmpty());
 }
 
 TEST_F(SceneManagerTest, DeleteAll_LeavesNothing)
@@ -115,7 +115,7 @@ TEST_F(SceneManagerTest, GetDetailOfAbsentScene_AssertsAndGivesZero)
 {
     EXPECT_EQ(scenes.getDetail(5).level, 0);
     EXPECT_EQ(scenes.getDetail(5).time, 0);
-    EXPECT_THAT(journal.Look(), ElementsAre(ASSERTED, ASSERTED));
+    EXPECT_THAT(record.Take(), ElementsAre(ASSERTED, ASSERTED));
 }
 
 TEST_F(SceneManagerTest, ToXml_WritesIdLevelAndTime)
@@ -176,7 +176,7 @@ TEST_F(SceneManagerTest, FromXmlWithRepeatedId_TheFirstWinsWithoutAssertion)
          "<SceneMapEntry><SceneID>5</SceneID><Level>2</Level><Time>2</Time></SceneMapEntry>"
          "</SceneMap></State>");
     EXPECT_THAT(Scenes(), ElementsAre("5 1 1"));
-    EXPECT_THAT(journal.Look(), IsEmpty());
+    EXPECT_THAT(record.Take(), IsEmpty());
 }
 
 TEST_F(SceneManagerTest, FromXml_SkipsChildrenOfOtherNames)

@@ -114,6 +114,7 @@ test('LinesInWords', () => {
   assert.equal(wordsOf({ driver: 'fridge', variable: 10003, value: '85', op: 'set' }), 'CURRENT_POWER is 85 W');
   assert.equal(wordsOf({ mib: 'nx.dmx.led', type: 4, params: ['00', '05', 'ffffff'] }), 'LED 0: channel 5 is ffffff');
   assert.equal(wordsOf({ cause: 'timer', timer: 9, t_ms: 5000, started_ms: 0 }), 'timer 9 of 5.0 s runs out');
+  assert.equal(wordsOf({ cause: 'device', line: { bus_frame: { opcode: 0x9030, payload: '0203' } } }), 'button 2 is still held');
   assert.equal(kindOf({ log: 'x', level: 'WARN' }), 'warning');
   assert.equal(conditionText({ variable: 'CURRENT_POWER', above: 2000, driver: 'kettle' }), 'CURRENT_POWER of kettle above 2000');
 });

@@ -5,6 +5,7 @@
 
 FOLDER holds the libraries that are built from program/drivers/.
 """
+import json
 import os
 import signal
 import subprocess
@@ -58,6 +59,41 @@ class DriverLibrary(unittest.TestCase):
 
     def test_library_that_says_no_version_is_refused_with_its_line(self):
         self.expect_refusal("no_version", "does not say for which version of the driver interface")
+
+    def test_facts_of_another_version_are_refused_with_their_line(self):
+        self.expect_refusal("other_facts", "exports facts of version 999")
+
+    def test_facts_that_are_promised_and_not_there_are_refused_with_their_line(self):
+        self.expect_refusal("no_facts", "does not export GetDriverFacts")
+
+    def answers(self, *inputs):
+        lines = [json.dumps(dict(what, driver="mine")) for what in inputs]
+        result = self.run_program("stdio", "facts", "\n".join(lines) + "\n")
+        answers = [json.loads(line) for line in result.stdout.splitlines()]
+        return [answer.get("error", answer.get("value")) for answer in answers
+                if "error" in answer or "answer" in answer]
+
+    def test_queries_carry_values_of_each_kind_there_and_back(self):
+        values = [True, -5, 2.5, "text"]
+        self.assertEqual([1.5] + values,
+                         self.answers({"query": "echo"},
+                                      *({"query": "echo", "params": {"x": x}} for x in values)))
+
+    def test_values_that_no_driver_can_take_are_refused(self):
+        for value in ([], {}, None, 2 ** 63, 2 ** 64):
+            for what in ({"set": {"weather": value}}, {"query": "echo", "params": {"x": value}}):
+                self.assertEqual(1, len(self.answers(what)), what)
+                self.assertIsInstance(self.answers(what)[0], str, what)
+
+    def test_driver_that_throws_in_its_facts_is_an_error_and_goes_on(self):
+        answers = self.answers({"query": "fails"}, {"set": {"weather": 1}}, {"query": "echo"})
+        self.assertIn("the driver failed: no idea", answers[0])
+        self.assertIn("the driver failed: it rains", answers[1])
+        self.assertEqual(1.5, answers[2])
+
+    def test_unknown_facts_and_queries_are_errors(self):
+        self.assertEqual(["no such fact", 'a driver of type "my_driver" has no query "other"'],
+                         self.answers({"set": {"other": 1}}, {"query": "other"}))
 
     def test_library_that_makes_no_driver_ends_with_its_line(self):
         for kind in ("makes_none", "throws"):

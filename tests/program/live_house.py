@@ -8,7 +8,6 @@ import signal
 import socket
 import struct
 import subprocess
-import time
 
 LONGEST_WAIT = 60
 TEXT, CLOSE, PING, PONG = 1, 8, 9, 10
@@ -166,12 +165,3 @@ class LiveHouse:
     def memory_kb(self):
         with open(f"/proc/{self.process.pid}/status", encoding="utf-8") as status:
             return int(re.search(r"VmRSS:\s+(\d+)", status.read()).group(1))
-
-
-def wait_until(condition):
-    """Waits for something that no line tells."""
-    end = time.monotonic() + LONGEST_WAIT
-    while not condition():
-        if time.monotonic() > end:
-            raise TimeoutError("it never came to be")
-        time.sleep(0.01)

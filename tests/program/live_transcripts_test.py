@@ -3,33 +3,40 @@
 
     live_transcripts_test.py PROGRAM [TRANSCRIPT...]
 """
+import concurrent.futures
 import glob
 import json
 import os
+import re
 import sys
 import unittest
 
-from live_house import LiveHouse
+from live_house import Closed, LiveHouse
 
 FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "transcripts")
+# One line of these causes more outputs than a house keeps for its visitors: whoever waits for them is
+# dropped with a reason, and the house's memory does not grow.
+STORMS = {"extreme-numbers.jsonl"}
 # What a live house says beside what it is told to do.
 OWN = {"hello", "cause"}
-KINDS = ["mib", "zcl", "gateway", "event", "variable", "binding", "bound_call", "bound_call_result",
+# By the member that names them; a bound call has a binding too.
+KINDS = ["mib", "zcl", "gateway", "event", "variable", "bound_call", "bound_call_result", "binding",
          "condition", "ui", "call", "unhandled", "log", "assert", "error", "state", "answer",
          "house"]
 
 
 def read(path):
     with open(path, encoding="utf-8") as file:
-        head, *lines = [json.loads(line) for line in file
-                        if line.strip() and not line.startswith("#")]
+        head, *lines = [line.strip() for line in file if line.strip() and line[0] != "#"]
     steps = []
     for line in lines:
-        if "in" in line:
-            steps.append((line["in"], []))
+        # As it is written: read and written again, a number could be another.
+        given = re.fullmatch(r'\{\s*"in"\s*:\s*(.*)\}', line)
+        if given:
+            steps.append((given.group(1), []))
         else:
-            steps[-1][1].append(line["out"])
-    return head, steps
+            steps[-1][1].append(json.loads(line)["out"])
+    return json.loads(head), steps
 
 
 def kind_of(line):
@@ -56,16 +63,22 @@ class Transcripts(unittest.TestCase):
                 options += ["--" + name, str(value)]
         house = LiveHouse(PROGRAM, os.path.join(os.path.dirname(path), head["house"]), "--bare",
                           "--speed", "pause", "--log-level", "trace", *options)
+        visitor = house.visit()
         try:
-            self.compare(house.visit(), head, steps)
+            if os.path.basename(path) in STORMS:
+                with self.assertRaisesRegex(Closed, "1013: too slow"):
+                    self.compare(visitor, head, steps)
+            else:
+                self.compare(visitor, head, steps)
         finally:
+            visitor.close()
             house.end()
 
     def compare(self, visitor, head, steps):
         show = head.get("show", [kind for kind in KINDS if kind != "log"])
         heard = visitor.ask({"since": 0})
         for number, (line, outs) in enumerate(steps, 1):
-            heard += visitor.ask(json.dumps(line))
+            heard += visitor.ask(line)
             seen = [one for one in heard if not OWN & one.keys() and kind_of(one) in show]
             heard = []
             # What the drivers' end causes may stand at the end; here nobody hears it.
@@ -79,9 +92,11 @@ class Transcripts(unittest.TestCase):
     def test_every_transcript_passes_over_a_websocket(self):
         paths = PATHS or sorted(glob.glob(os.path.join(FOLDER, "*", "*.jsonl")))
         self.assertTrue(paths)
-        for path in paths:
+        with concurrent.futures.ThreadPoolExecutor(max_workers=4) as pool:
+            replays = {path: pool.submit(self.replay, path) for path in paths}
+        for path, replay in replays.items():
             with self.subTest(os.path.relpath(path, FOLDER)):
-                self.replay(path)
+                replay.result()
 
 
 if __name__ == "__main__":

@@ -161,6 +161,17 @@ class Constants(Tree):
         line = "constexpr int NAME_WIDTH = 12;\n"
         self.taken({"drivers/a/A.cpp": line, "drivers/b/B.cpp": "// On purpose its own.\n" + line})
 
+    def test_reason_may_stand_anywhere_in_the_comment_above(self):
+        line = "constexpr int NAME_WIDTH = 12;\n"
+        above = "// How wide a name is. On purpose\n// not that of A.\n"
+        self.taken({"drivers/a/A.cpp": line, "drivers/b/B.cpp": above + line})
+
+    def test_reason_of_another_constant_is_none(self):
+        line = "constexpr int NAME_WIDTH = 12;\n"
+        self.refused({"drivers/a/A.cpp": line,
+                      "drivers/b/B.cpp": "// On purpose its own.\nint a;\n" + line},
+                     "drivers/b/B.cpp:3: NAME_WIDTH")
+
     def test_constants_of_tests_are_left_alone(self):
         line = "constexpr int NAME_WIDTH = 12;\n"
         self.taken({"drivers/a/A.cpp": line, "tests/a/A.cpp": line})

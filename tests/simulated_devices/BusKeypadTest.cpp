@@ -140,16 +140,16 @@ TEST_F(BusKeypadTest, States_AreKept)
     Send(0x1110, {0, 3, 4, 0, 0, 0, 0, 5, 1, 9, 8, 7});
     Send(0x13C0, {0, 4, 0xFF, 0xFF, 0xFF, 0xFF, 0xFE});
     world.Advance(1000);
-    EXPECT_THAT(keypad->CurrentColours(),
-                ElementsAre(testing::Pair(4, BusKeypad::Colour{10, 20, 30}),
-                            testing::Pair(5, BusKeypad::Colour{40, 50, 60})));
+    EXPECT_THAT(keypad->CurrentColors(),
+                ElementsAre(testing::Pair(4, BusKeypad::Color{10, 20, 30}),
+                            testing::Pair(5, BusKeypad::Color{40, 50, 60})));
     const BusKeypad::Led& led = keypad->Leds().at(4);
     EXPECT_THAT((std::vector<int>{led.actuator, led.behavior, led.blink}), ElementsAre(1, 2, 3));
-    EXPECT_EQ(led.on, (BusKeypad::Colour{10, 11, 12}));
-    EXPECT_EQ(led.off, (BusKeypad::Colour{20, 21, 22}));
+    EXPECT_EQ(led.on, (BusKeypad::Color{10, 11, 12}));
+    EXPECT_EQ(led.off, (BusKeypad::Color{20, 21, 22}));
     EXPECT_TRUE(keypad->Backlights().at(4).usual);
     EXPECT_FALSE(keypad->Backlights().at(5).usual);
-    EXPECT_EQ(keypad->Backlights().at(5).colour, (BusKeypad::Colour{9, 8, 7}));
+    EXPECT_EQ(keypad->Backlights().at(5).color, (BusKeypad::Color{9, 8, 7}));
     EXPECT_THAT(keypad->Behaviors(), ElementsAre(testing::Pair(-1, -2)));
     EXPECT_EQ(Told().size(), 4u);
 }
@@ -179,7 +179,7 @@ TEST_F(BusKeypadTest, IncompleteEntries_AreLeftOut)
     Given();
     Send(0x1280, {0, 1, 4, 10, 20, 30, 5, 40});
     world.Advance(1000);
-    EXPECT_EQ(keypad->CurrentColours().size(), 1u);
+    EXPECT_EQ(keypad->CurrentColors().size(), 1u);
     EXPECT_THAT(Told(), ElementsAre(Answered(1)));
 }
 
@@ -257,7 +257,7 @@ TEST_F(BusKeypadTest, Deaf_HearsNothingButAnnounces)
     Send(0x1280, {0, 1, 4, 1, 2, 3});
     world.Advance(1000);
     EXPECT_THAT(Told(), IsEmpty());
-    EXPECT_TRUE(keypad->CurrentColours().empty());
+    EXPECT_TRUE(keypad->CurrentColors().empty());
     world.Advance(600000);
     EXPECT_EQ(Told().size(), 1u);
 }
@@ -286,9 +286,9 @@ TEST_F(BusKeypadTest, Forgetful_RestartsEveryHourWithNothingKept)
     Given(RestartsHourly());
     Send(0x1280, {0, 1, 4, 1, 2, 3});
     world.Advance(1000);
-    EXPECT_EQ(keypad->CurrentColours().size(), 1u);
+    EXPECT_EQ(keypad->CurrentColors().size(), 1u);
     world.Advance(3600000);
-    EXPECT_TRUE(keypad->CurrentColours().empty());
+    EXPECT_TRUE(keypad->CurrentColors().empty());
     int restarts = 0;
     for (const std::string& text : Told())
         restarts += text.substr(0, 10) == std::to_string(ANNOUNCE) + ": 5 1";

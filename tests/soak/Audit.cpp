@@ -30,8 +30,8 @@ using device_wire::AttachedDevice;
 namespace
 {
 constexpr std::uint64_t HUNDREDTHS = 100;
-constexpr std::uint64_t MILLIWATT_HOURS_A_HUNDREDTH = 10;
-constexpr std::uint64_t MILLIWATT_HOURS_A_WATT_HOUR = 1000;
+constexpr std::uint64_t MILLIWATT_HOURS_PER_HUNDREDTH = 10;
+constexpr std::uint64_t MILLIWATT_HOURS_PER_WATT_HOUR = 1000;
 constexpr std::size_t READING_AT = 3;
 constexpr int HEX = 16;
 constexpr unsigned FULL_LIGHT = 254;
@@ -39,6 +39,13 @@ constexpr unsigned FULL_PERCENT = 100;
 constexpr int LED_PERCENT = 80;
 // Flags of an element that the controller pushed.
 constexpr unsigned PUSHED = 0x08;
+
+// The device at that end; null when it is of another kind, and in the other form an exception.
+template <class Device>
+Device* AsA(const AttachedDevice& device)
+{
+    return dynamic_cast<Device*>(device.Device());
+}
 
 template <class Device>
 Device& As(AttachedDevice& device)
@@ -52,17 +59,17 @@ Driver& DriverOf(AttachedDevice& device)
     return dynamic_cast<Driver&>(*device.Driver().Driver());
 }
 
-std::string Hex(const simulated::BusKeypad::Colour& colour)
+std::string Hex(const simulated::BusKeypad::Color& color)
 {
-    return fmt::format("{:02x}{:02x}{:02x}", colour[0], colour[1], colour[2]);
+    return fmt::format("{:02x}{:02x}{:02x}", color[0], color[1], color[2]);
 }
 
 // A colour of a single LED, which shines at four fifths.
-std::string Shining(const std::string& colour)
+std::string Shining(const std::string& color)
 {
     std::string text;
-    for (std::size_t i = 0; i + 1 < colour.size(); i += 2)
-        text += fmt::format("{:02x}", std::stoi(colour.substr(i, 2), nullptr, HEX) * LED_PERCENT /
+    for (std::size_t i = 0; i + 1 < color.size(); i += 2)
+        text += fmt::format("{:02x}", std::stoi(color.substr(i, 2), nullptr, HEX) * LED_PERCENT /
                                           static_cast<int>(FULL_PERCENT));
     return text;
 }
@@ -152,12 +159,12 @@ void Audit::OnPowerFailure(const nx::DriverHost& driver)
 {
     for (const auto& device : m_session.Devices())
     {
-        const auto* const plug = dynamic_cast<simulated::MeteringPlug*>(device->Device());
+        const auto* const plug = AsA<simulated::MeteringPlug>(*device);
         if (&device->Driver() != &driver || !plug)
             continue;
         Book& book = m_books[driver.Config().name];
         // What the meter has and did not tell, and the part of a watt-hour.
-        const std::uint64_t meter = plug->MeterMilliwattHours() / MILLIWATT_HOURS_A_WATT_HOUR;
+        const std::uint64_t meter = plug->MeterMilliwattHours() / MILLIWATT_HOURS_PER_WATT_HOUR;
         book.missed += 1 + (meter >= book.readingEver ? meter - book.readingEver : meter);
     }
 }
@@ -166,21 +173,20 @@ void Audit::OnPowerFailure(const nx::DriverHost& driver)
 
 std::vector<std::string> Audit::Check()
 {
+    static const std::map<std::string, void (Audit::*)(AttachedDevice&)> checks = {
+        {"wired_dimmer", &Audit::CheckDimmer}, {"zigbee_light", &Audit::CheckLight},
+        {"gen3_keypad", &Audit::CheckKeypad},  {"puck", &Audit::CheckPuck},
+        {"energy_switch", &Audit::CheckPlug},
+    };
     for (const auto& device : m_session.Devices())
     {
-        const std::string& type = device->Driver().Config().type;
+        const auto check = checks.find(device->Driver().Config().type);
         if (!device->Driver().Driver())
             Wrong(device->Driver(), "does not run");
-        else if (type == "wired_dimmer")
-            CheckDimmer(*device);
-        else if (type == "zigbee_light")
-            CheckLight(*device);
-        else if (type == "gen3_keypad")
-            CheckKeypad(*device);
-        else if (type == "puck")
-            CheckPuck(*device);
-        else if (type == "energy_switch")
-            CheckPlug(*device);
+        else if (check == checks.end())
+            Wrong(device->Driver(), "is of a type that nobody checks");
+        else
+            (this->*check->second)(*device);
     }
     CheckLamps();
     return m_wrong;
@@ -276,7 +282,7 @@ void Audit::CheckKeypad(AttachedDevice& device)
     const nx::DriverHost& host = device.Driver();
     const auto& keypad = As<simulated::KeypadOnBus>(device).Keypad();
     auto& driver = DriverOf<Gen3KeypadDriver>(device);
-    const auto colour = [](const auto& map, int id)
+    const auto color = [](const auto& map, int id)
     {
         const auto found = map.find(static_cast<std::uint8_t>(id));
         return found == map.end() ? std::string("none") : Hex(found->second);
@@ -299,7 +305,7 @@ void Audit::CheckKeypad(AttachedDevice& device)
         Same(host, what + "off colour", Shining(button.GetOffColor()),
              there ? Hex(led->second.off) : std::string("none"));
         Same(host, what + "present colour", Shining(button.GetCurColor()),
-             colour(keypad.CurrentColours(), id));
+             color(keypad.CurrentColors(), id));
     }
     Same(host, "number of buttons", driver.ButtonIds().size(), keypad.Behaviors().size());
 }
@@ -335,8 +341,8 @@ void Audit::CheckPlug(AttachedDevice& device)
     Book& book = m_books[host.Config().name];
     const std::uint64_t total = TotalOf(host);
     Same(host, "energy that reached the driver", total + book.lost, book.expected);
-    const std::uint64_t metered = plug.TotalMilliwattHours() / MILLIWATT_HOURS_A_HUNDREDTH;
-    const std::uint64_t meter = plug.MeterMilliwattHours() / MILLIWATT_HOURS_A_WATT_HOUR;
+    const std::uint64_t metered = plug.TotalMilliwattHours() / MILLIWATT_HOURS_PER_HUNDREDTH;
+    const std::uint64_t meter = plug.MeterMilliwattHours() / MILLIWATT_HOURS_PER_WATT_HOUR;
     const std::uint64_t untold = meter - std::min(meter, book.readingEver) + 1;
     const std::uint64_t missed = (book.missed + untold) * HUNDREDTHS + book.lost;
     ++m_compared;
@@ -361,42 +367,83 @@ void Audit::CheckLamps()
 
 // --- spoiling ------------------------------------------------------------------------------------
 
-bool Spoil(Session& session, const std::string& what)
+namespace
+{
+// Each spoils one thing in a device; false when there is nothing to spoil.
+
+bool SpoilElement(simulated::WiredDimmer& dimmer, AttachedDevice&)
+{
+    auto& elements = dimmer.Tables().elements;
+    if (elements.empty())
+        return false;
+    ++elements.begin()->second.level;
+    return true;
+}
+
+bool SpoilGroup(simulated::WiredDimmer& dimmer, AttachedDevice&)
+{
+    auto& groups = dimmer.Tables().groups;
+    if (groups.empty())
+        return false;
+    groups.erase(groups.begin());
+    return true;
+}
+
+bool SpoilLight(simulated::ZigbeeLight& light, AttachedDevice&)
+{
+    auto& scenes = light.Tables().scenes;
+    if (scenes.empty())
+        return false;
+    scenes.pop_back();
+    return true;
+}
+
+bool SpoilColor(simulated::KeypadOnBus& keypad, AttachedDevice&)
+{
+    keypad.Keypad().OnPowerOn();
+    return true;
+}
+
+// Behaviour 5 for contact 0, as if the driver had said so.
+bool SpoilSetting(simulated::PuckModule& module, AttachedDevice&)
+{
+    module.OnMib({wire::MibMessage::Set, "nx.dmx.btn", {"07", "01", "05"}});
+    return true;
+}
+
+// A reading that the plug never had.
+bool SpoilMeter(simulated::MeteringPlug&, AttachedDevice& ends)
+{
+    ends.Send(wire::MibMessage{
+        wire::MibMessage::Trap, "nx.dmx.pwr", {"01", "00", "00000000", "000f4240"}});
+    return true;
+}
+
+// The first device of that kind in which there is something to spoil.
+template <class Device, bool (*spoil)(Device&, AttachedDevice&)>
+bool SpoilFirst(Session& session)
 {
     for (const auto& device : session.Devices())
     {
-        simulated::SimulatedDevice* const any = device->Device();
-        if (auto* dimmer = dynamic_cast<simulated::WiredDimmer*>(any))
-        {
-            if (what == "element" && !dimmer->Tables().elements.empty())
-                return ++dimmer->Tables().elements.begin()->second.level, true;
-            if (what == "group" && !dimmer->Tables().groups.empty())
-                return dimmer->Tables().groups.erase(dimmer->Tables().groups.begin()), true;
-        }
-        else if (auto* light = dynamic_cast<simulated::ZigbeeLight*>(any))
-        {
-            if (what == "light" && !light->Tables().scenes.empty())
-                return light->Tables().scenes.pop_back(), true;
-        }
-        else if (auto* keypad = dynamic_cast<simulated::KeypadOnBus*>(any))
-        {
-            if (what == "colour")
-                return keypad->Keypad().OnPowerOn(), true;
-        }
-        else if (auto* module = dynamic_cast<simulated::PuckModule*>(any))
-        {
-            // Behaviour 5 for contact 0, as if the driver had said so.
-            if (what == "setting")
-                return module->OnMib({wire::MibMessage::Set, "nx.dmx.btn", {"07", "01", "05"}}),
-                       true;
-        }
-        else if (dynamic_cast<simulated::MeteringPlug*>(any) && what == "meter")
-        {
-            device->Send(wire::MibMessage{
-                wire::MibMessage::Trap, "nx.dmx.pwr", {"01", "00", "00000000", "000f4240"}});
+        Device* const spoilt = AsA<Device>(*device);
+        if (spoilt && spoil(*spoilt, *device))
             return true;
-        }
     }
     return false;
+}
+} // namespace
+
+bool Spoil(Session& session, const std::string& what)
+{
+    static const std::map<std::string, bool (*)(Session&)> spoilers = {
+        {"element", &SpoilFirst<simulated::WiredDimmer, &SpoilElement>},
+        {"group", &SpoilFirst<simulated::WiredDimmer, &SpoilGroup>},
+        {"light", &SpoilFirst<simulated::ZigbeeLight, &SpoilLight>},
+        {"colour", &SpoilFirst<simulated::KeypadOnBus, &SpoilColor>},
+        {"setting", &SpoilFirst<simulated::PuckModule, &SpoilSetting>},
+        {"meter", &SpoilFirst<simulated::MeteringPlug, &SpoilMeter>},
+    };
+    const auto found = spoilers.find(what);
+    return found != spoilers.end() && found->second(session);
 }
 } // namespace soak

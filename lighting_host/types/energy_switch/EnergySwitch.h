@@ -5,7 +5,7 @@
 namespace lighting_host
 {
 // What the row of the type is made of; see DriverType.
-NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
+MadeDriver MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts);
 TypeTables EnergySwitchTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeMeteringPlug(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);

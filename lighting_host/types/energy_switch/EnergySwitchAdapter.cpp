@@ -62,8 +62,8 @@ TypeTables EnergySwitchTables()
     return EnergySwitchAdapter::Tables();
 }
 
-NxBaseDriver* MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts)
+MadeDriver MakeEnergySwitch(IInstanceManager& instances, LoadFacts& facts)
 {
-    return new EnergySwitchAdapter(instances, facts);
+    return MadeDriver(std::make_unique<EnergySwitchAdapter>(instances, facts));
 }
 } // namespace lighting_host

@@ -33,6 +33,8 @@ public:
 
     void Describe(const Sides&, Json& members) const override
     {
+        // All that the table at the end of a run says stands elsewhere on the page.
+        members["facts"] = Json::array();
         if (!m_load.empty())
             members["load"] = m_load;
     }

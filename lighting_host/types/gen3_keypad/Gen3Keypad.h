@@ -5,7 +5,7 @@
 namespace lighting_host
 {
 // What the row of the type is made of; see DriverType.
-NxBaseDriver* MakeGen3Keypad(IInstanceManager& instances, LoadFacts& facts);
+MadeDriver MakeGen3Keypad(IInstanceManager& instances, LoadFacts& facts);
 TypeTables Gen3KeypadTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeKeypadDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);

@@ -255,20 +255,20 @@ public:
         Report("SetLedParam", {Number(led), Number(parameter), Number(value)});
         Gen3KeypadDriver::SetLedParam(led, parameter, value);
     }
-    void SetLedColor(int led, int parameter, const std::string& colour) override
+    void SetLedColor(int led, int parameter, const std::string& color) override
     {
-        Report("SetLedColor", {Number(led), Number(parameter), colour});
-        Gen3KeypadDriver::SetLedColor(led, parameter, colour);
+        Report("SetLedColor", {Number(led), Number(parameter), color});
+        Gen3KeypadDriver::SetLedColor(led, parameter, color);
     }
     void SetBacklightDefault(int index) override
     {
         Report("SetBacklightDefault", {Number(index)});
         Gen3KeypadDriver::SetBacklightDefault(index);
     }
-    void SetBacklightColor(int index, const std::string& colour) override
+    void SetBacklightColor(int index, const std::string& color) override
     {
-        Report("SetBacklightColor", {Number(index), colour});
-        Gen3KeypadDriver::SetBacklightColor(index, colour);
+        Report("SetBacklightColor", {Number(index), color});
+        Gen3KeypadDriver::SetBacklightColor(index, color);
     }
     void OnRemoteClick(int buttonId, int count) override
     {
@@ -561,8 +561,8 @@ TypeTables Gen3KeypadTables()
     return Gen3KeypadAdapter::Tables();
 }
 
-NxBaseDriver* MakeGen3Keypad(IInstanceManager& instances, LoadFacts&)
+MadeDriver MakeGen3Keypad(IInstanceManager& instances, LoadFacts&)
 {
-    return new Gen3KeypadAdapter(instances);
+    return MadeDriver(std::make_unique<Gen3KeypadAdapter>(instances));
 }
 } // namespace lighting_host

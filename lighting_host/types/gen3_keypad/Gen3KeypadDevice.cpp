@@ -14,16 +14,12 @@ namespace
 {
 using namespace simulated;
 
-constexpr unsigned LAST_BUTTON = 127;
-constexpr std::uint64_t HOLD_MS = 1500;
-constexpr Pauses USUAL_PAUSES = {5000, 120000};
-
 // <act at="2s" do="press|release|click|hold" button="1" [for="800ms"]/>
 void ReadAct(const nx::XmlNode& node, BusKeypad& keypad, DeviceEnvironment& world)
 {
     DeviceElement act(node);
-    const int button = static_cast<int>(act.RequireNumber("button", 0, LAST_BUTTON));
-    const std::uint64_t holdMs = act.Time("for", HOLD_MS);
+    const int button = static_cast<int>(act.RequireNumber("button", 0, HouseFileUse::LAST_BUTTON));
+    const std::uint64_t holdMs = act.Time("for", BUTTON_HOLD_MS);
     ActTable acts;
     acts.Add("press", [&keypad, button] { keypad.Press(button); });
     acts.Add("release", [&keypad, button] { keypad.Release(button); });
@@ -36,9 +32,9 @@ void ReadAct(const nx::XmlNode& node, BusKeypad& keypad, DeviceEnvironment& worl
 void ReadPerson(const nx::XmlNode& node, KeypadOnBus& device)
 {
     DeviceElement person(node);
-    const unsigned first = person.Number("first_button", 0, LAST_BUTTON, 1);
-    const unsigned last = person.Number("last_button", 0, LAST_BUTTON, first);
-    const Pauses pauses = ReadPauses(person, USUAL_PAUSES, {1, 1});
+    const unsigned first = person.Number("first_button", 0, HouseFileUse::LAST_BUTTON, 1);
+    const unsigned last = person.Number("last_button", 0, HouseFileUse::LAST_BUTTON, first);
+    const Pauses pauses = ReadPauses(person, PAUSES_AT_BUTTONS, {1, 1});
     person.Finish();
     if (last < first)
         person.Fail("the last button is below the first");

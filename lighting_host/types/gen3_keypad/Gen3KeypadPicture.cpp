@@ -24,13 +24,11 @@ using namespace embedded_host;
 using gen3_lights::Buttons::LEDBehavior;
 using simulated::BusKeypad;
 
-constexpr std::int64_t PRESSED = 1;
-constexpr std::int64_t CLICKED = 2;
 // Half of a blink, for every way of blinking.
 constexpr int BLINK_MS = 500;
 constexpr const char* DARK = "000000";
 
-std::string TextOf(const BusKeypad::Colour& color)
+std::string TextOf(const BusKeypad::Color& color)
 {
     return fmt::format("{:02x}{:02x}{:02x}", color[0], color[1], color[2]);
 }
@@ -63,8 +61,8 @@ public:
         if (!id || !event)
             return;
         Use& use = m_uses[*id];
-        use.pressed = *event == PRESSED;
-        use.times += *event == PRESSED || *event == CLICKED ? 1 : 0;
+        use.pressed = *event == gen3_lights::PRESSED;
+        use.times += *event == gen3_lights::PRESSED || *event == gen3_lights::CLICKED ? 1 : 0;
         if (use.pressed)
             use.pressedMs = output.timeMs;
     }
@@ -80,10 +78,15 @@ public:
         const auto* const device = static_cast<const simulated::KeypadOnBus*>(sides.device);
         Json buttons = Json::array();
         members["hold"] = nullptr;
+        members["facts"] = Json::array();
+        if (!driver.Firmware().Empty())
+            members["facts"].push_back({"firmware", driver.Firmware().ToExtString()});
         for (const int id : driver.ButtonIds())
         {
             const Gen3Button& button = *driver.Button(id);
             buttons.push_back(ButtonOf(device ? &device->Keypad() : nullptr, button));
+            if (!sides.powered)
+                buttons.back().update({{"led", DARK}, {"blink_ms", 0}});
             const auto times = Times(sides, button.GetHoldTimer());
             if (times)
                 members["hold"] = {{"button", id},
@@ -148,10 +151,9 @@ private:
         const bool blinks = led->second.blink != 0;
         if (button.GetLEDBehavior() == gen3_lights::Buttons::LED_ON_WHILE_PRESSED)
             return {TextOf(pressed ? led->second.on : led->second.off), blinks};
-        const auto present = keypad.CurrentColours().find(led->first);
-        return {
-            TextOf(present == keypad.CurrentColours().end() ? led->second.off : present->second),
-            blinks};
+        const auto present = keypad.CurrentColors().find(led->first);
+        return {TextOf(present == keypad.CurrentColors().end() ? led->second.off : present->second),
+                blinks};
     }
 
     // By the button's id.

@@ -20,7 +20,7 @@ namespace
 using Payload = std::vector<std::uint8_t>;
 
 // What every message to the keypad, and every answer, begins with.
-constexpr std::size_t NUMBER_SIZE = 2;
+using keypad_bus::NUMBER_SIZE;
 
 unsigned NumberOf(const Payload& payload)
 {

@@ -18,11 +18,7 @@ using namespace embedded_host;
 using Octets = std::vector<std::uint8_t>;
 
 // What every message to the keypad, and every answer, begins with.
-constexpr std::size_t NUMBER_SIZE = 2;
-// How often a message is sent at most.
-constexpr int ATTEMPTS = 3;
-// The LED's present color; the others belong to its set-up.
-constexpr std::int64_t CURRENT_COLOR = 5;
+using keypad_bus::NUMBER_SIZE;
 // More uses than this are not counted one by one.
 constexpr std::size_t MOST_USES = 64;
 constexpr std::size_t MOST_SENDINGS = 16;
@@ -46,8 +42,8 @@ int OpcodeOf(const OwnerCall& call)
     if (operation == "SetLedColor")
     {
         const auto* const parameter = std::get_if<std::int64_t>(&call.arguments[1]);
-        return parameter && *parameter == CURRENT_COLOR ? keypad_bus::LED_COLORS
-                                                        : keypad_bus::LED_SETUP;
+        return parameter && *parameter == gen3_lights::LED_CURRENT_COLOR ? keypad_bus::LED_COLORS
+                                                                         : keypad_bus::LED_SETUP;
     }
     if (operation == "OnButtonBehaviorChanged")
         return keypad_bus::BUTTON_BEHAVIORS;
@@ -186,7 +182,7 @@ Json KeypadQueuePicture::Describe(const Gen3KeypadDriver& driver,
     return {{"gateway_online", driver.Bus().isGatewayOnline()},
             {"device_online", driver.Bus().isDeviceOnline()},
             {"retry_ms", {Bus485Helper::MIN_RETRY_MS, Bus485Helper::MAX_RETRY_MS}},
-            {"attempts", ATTEMPTS},
+            {"attempts", Bus485Helper::ATTEMPTS},
             {"messages", std::move(messages)},
             {"totals",
              {{"queued", m_queued},

@@ -5,7 +5,7 @@
 namespace lighting_host
 {
 // What the row of the type is made of; see DriverType.
-NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts& facts);
+MadeDriver MakePuck(IInstanceManager& instances, LoadFacts& facts);
 TypeTables PuckTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakePuckModule(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);

@@ -13,8 +13,6 @@ namespace lighting_host
 {
 namespace
 {
-constexpr unsigned EVENTS_A_BUTTON = 10;
-
 // How remote actions of a snap-on button are done, in words, by the behaviour's number.
 const std::vector<std::string> BEHAVIORS = {"target 13",
                                             "target 14",
@@ -97,13 +95,13 @@ public:
         for (unsigned i = 0; const ContactButton* contact = Contact(i); ++i)
         {
             const unsigned n = event - contact->GetReleaseEventNum();
-            if (n < EVENTS_A_BUTTON)
+            if (n < PuckButton::EVENTS_PER_BUTTON)
                 return DescribeButtonEvent(fmt::format("Aux {}", i + 1), n);
         }
         for (unsigned k = 0; const SnapOnButton* button = SnapOn(k); ++k)
         {
             const unsigned n = event - button->GetReleaseEventNum();
-            if (n < EVENTS_A_BUTTON)
+            if (n < PuckButton::EVENTS_PER_BUTTON)
                 return DescribeButtonEvent("\"" + button->GetVarName() + "\"", n);
         }
         return std::string();
@@ -141,13 +139,13 @@ public:
         for (unsigned i = 0; const ContactButton* contact = Contact(i); ++i)
         {
             const unsigned n = fired->event - contact->GetReleaseEventNum();
-            if (n < EVENTS_A_BUTTON)
+            if (n < PuckButton::EVENTS_PER_BUTTON)
                 return UseOfButton(true, i, n);
         }
         for (unsigned k = 0; const SnapOnButton* button = SnapOn(k); ++k)
         {
             const unsigned n = fired->event - button->GetReleaseEventNum();
-            if (n < EVENTS_A_BUTTON)
+            if (n < PuckButton::EVENTS_PER_BUTTON)
                 return UseOfButton(false, k, n);
         }
         return std::nullopt;
@@ -196,6 +194,13 @@ public:
     }
 
 private:
+    // What the controller can do with a snap-on button.
+    struct ButtonAction
+    {
+        const char* name;
+        Action (*prepare)(SnapOnButton& button, Fields& fields);
+    };
+
     Action PrepareLightLevel(Fields& fields)
     {
         const int level = static_cast<int>(fields.Integer("light_level", INT32_MIN, INT32_MAX));
@@ -261,68 +266,79 @@ private:
 
     static Action PrepareButton(SnapOnButton& button, Fields& fields)
     {
-        const std::string action = fields.Text("action");
-        if (action == "send_settings")
-            return [&button]
-            {
-                button.SendSettingsToHW();
-            };
-        if (action == "follow_bound")
+        static const ButtonAction actions[] = {
+            {"send_settings", &PrepareSendSettings},
+            {"follow_bound", &PrepareFollowBound},
+            {"behavior", &PrepareBehavior},
+            {"cur_state", &PrepareCurState},
+            {"local_led", &PrepareLocalLed},
+            {"on_color", &PrepareColor<&SnapOnButton::SetOnColor>},
+            {"off_color", &PrepareColor<&SnapOnButton::SetOffColor>},
+            {"cur_color", &PrepareColor<&SnapOnButton::SetCurColor>},
+        };
+        const std::string name = fields.Text("action");
+        for (const ButtonAction& action : actions)
         {
-            const bool value = fields.Boolean("value");
-            return [&button, value]
-            {
-                button.SetFollowBoundColor(value);
-            };
+            if (name == action.name)
+                return action.prepare(button, fields);
         }
-        if (action == "behavior")
-        {
-            const int value = static_cast<int>(fields.Integer("value", INT32_MIN, INT32_MAX));
-            const bool force = fields.BooleanOr("force", false);
-            return [&button, value, force]
-            {
-                button.SetBehavior(value, force);
-            };
-        }
-        const bool send = fields.BooleanOr("send", false);
-        if (action == "cur_state")
-        {
-            const int value = static_cast<int>(fields.Integer("value", INT32_MIN, INT32_MAX));
-            return [&button, value, send]
-            {
-                button.SetCurState(value, send);
-            };
-        }
-        if (action == "local_led")
-        {
-            const bool value = fields.Boolean("value");
-            return [&button, value, send]
-            {
-                button.SetLocalLEDManaged(value, send);
-            };
-        }
-        return PrepareColor(button, action, fields, send);
+        throw InputError(fmt::format("a snap-on button has no action \"{}\"", name));
     }
 
-    static Action PrepareColor(SnapOnButton& button, const std::string& action, Fields& fields,
-                               bool send)
+    static Action PrepareSendSettings(SnapOnButton& button, Fields&)
     {
-        if (action != "on_color" && action != "off_color" && action != "cur_color")
-            throw InputError(fmt::format("a snap-on button has no action \"{}\"", action));
+        return [&button]
+        {
+            button.SendSettingsToHW();
+        };
+    }
+
+    static Action PrepareFollowBound(SnapOnButton& button, Fields& fields)
+    {
+        return [&button, value = fields.Boolean("value")]
+        {
+            button.SetFollowBoundColor(value);
+        };
+    }
+
+    static Action PrepareBehavior(SnapOnButton& button, Fields& fields)
+    {
+        const int value = static_cast<int>(fields.Integer("value", INT32_MIN, INT32_MAX));
+        const bool force = fields.BooleanOr("force", false);
+        return [&button, value, force]
+        {
+            button.SetBehavior(value, force);
+        };
+    }
+
+    static Action PrepareCurState(SnapOnButton& button, Fields& fields)
+    {
+        const bool send = fields.BooleanOr("send", false);
+        const int value = static_cast<int>(fields.Integer("value", INT32_MIN, INT32_MAX));
+        return [&button, value, send]
+        {
+            button.SetCurState(value, send);
+        };
+    }
+
+    static Action PrepareLocalLed(SnapOnButton& button, Fields& fields)
+    {
+        const bool send = fields.BooleanOr("send", false);
+        const bool value = fields.Boolean("value");
+        return [&button, value, send]
+        {
+            button.SetLocalLEDManaged(value, send);
+        };
+    }
+
+    template <void (SnapOnButton::*SetColor)(const std::string& color, bool send)>
+    static Action PrepareColor(SnapOnButton& button, Fields& fields)
+    {
+        const bool send = fields.BooleanOr("send", false);
         const std::string color = fields.Text("color");
-        if (action == "on_color")
-            return [&button, color, send]
-            {
-                button.SetOnColor(color, send);
-            };
-        if (action == "off_color")
-            return [&button, color, send]
-            {
-                button.SetOffColor(color, send);
-            };
         return [&button, color, send]
         {
-            button.SetCurColor(color, send);
+            (button.*SetColor)(color, send);
         };
     }
 };
@@ -333,8 +349,8 @@ TypeTables PuckTables()
     return PuckAdapter::Tables();
 }
 
-NxBaseDriver* MakePuck(IInstanceManager& instances, LoadFacts&)
+MadeDriver MakePuck(IInstanceManager& instances, LoadFacts&)
 {
-    return new PuckAdapter(instances);
+    return MadeDriver(std::make_unique<PuckAdapter>(instances));
 }
 } // namespace lighting_host

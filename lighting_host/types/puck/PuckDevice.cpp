@@ -18,8 +18,6 @@ using simulated::PuckModule;
 constexpr unsigned HOLD_INTERVAL_MS = 500;
 constexpr unsigned LONGEST_HOLD_INTERVAL_MS = 60000;
 constexpr unsigned MOST_CLICKS = 20;
-constexpr std::uint64_t HOLD_MS = 1500;
-constexpr Pauses USUAL_PAUSES = {5000, 120000};
 
 // The device's number of the contact or snap-on button that an <act> is about.
 int ReadPlace(DeviceElement& act, unsigned buttons)
@@ -41,7 +39,7 @@ void ReadAct(const nx::XmlNode& node, PuckModule& module, unsigned buttons,
     DeviceElement act(node);
     const int number = ReadPlace(act, buttons);
     const unsigned clicks = act.Number("clicks", 1, MOST_CLICKS, 1);
-    const std::uint64_t holdMs = act.Time("for", HOLD_MS);
+    const std::uint64_t holdMs = act.Time("for", BUTTON_HOLD_MS);
     ActTable acts;
     acts.Add("press", [&module, number] { module.Push(number); });
     acts.Add("release", [&module, number] { module.Release(number); });
@@ -54,7 +52,7 @@ void ReadAct(const nx::XmlNode& node, PuckModule& module, unsigned buttons,
 void ReadPerson(const nx::XmlNode& node, PuckModule& module)
 {
     DeviceElement person(node);
-    const Pauses pauses = ReadPauses(person, USUAL_PAUSES, {0, 0});
+    const Pauses pauses = ReadPauses(person, PAUSES_AT_BUTTONS, {0, 0});
     person.Finish();
     module.LetAPersonPlay(static_cast<std::uint32_t>(pauses.minMs),
                           static_cast<std::uint32_t>(pauses.maxMs));

@@ -18,7 +18,8 @@ namespace
 {
 using simulated::PuckModule;
 
-// Above those of every button.
+constexpr const char* DARK = "000000";
+// Above the numbers of every button.
 constexpr unsigned LAST_EVENT = 9999;
 
 // Without a device, what the driver was told last: a press runs its hold timer.
@@ -45,6 +46,9 @@ public:
         const auto& driver = static_cast<const PuckDriver&>(sides.driver);
         const auto* const module = static_cast<const PuckModule*>(sides.device);
         members["hold"] = nullptr;
+        members["facts"] = Json::array();
+        if (driver.HasHoldFeedback())
+            members["facts"].push_back({"hold time", std::to_string(driver.HoldTimeMs()) + " ms"});
         Json contacts = Json::array();
         for (unsigned i = 0; const ContactButton* const contact = driver.Contact(i); ++i)
         {
@@ -57,6 +61,8 @@ public:
         for (unsigned i = 0; const SnapOnButton* const button = driver.SnapOn(i); ++i)
         {
             buttons.push_back(ButtonOf(module, *button, i));
+            if (!sides.powered)
+                buttons.back()["led"] = DARK;
             AddHold(sides, *button, {{"button", i}}, members);
         }
         members["buttons"] = std::move(buttons);

@@ -10,13 +10,12 @@ namespace lighting_host
 {
 namespace
 {
-constexpr unsigned EVENTS_PER_BUTTON = 10;
-
 bool IsUse(const embedded_host::Effect& effect, const HouseFileUse& use)
 {
     const auto* const fired = std::get_if<embedded_host::EventFired>(&effect);
     const int first = use.contact ? ContactButton::BASE_EVENT_NUM : SnapOnButton::BASE_EVENT_NUM;
-    return fired && fired->event == static_cast<unsigned>(first) + EVENTS_PER_BUTTON * use.number +
+    return fired && fired->event == static_cast<unsigned>(first) +
+                                        PuckButton::EVENTS_PER_BUTTON * use.number +
                                         static_cast<unsigned>(use.how);
 }
 } // namespace

@@ -5,7 +5,7 @@
 namespace lighting_host
 {
 // What the row of the type is made of; see DriverType.
-NxBaseDriver* MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts);
+MadeDriver MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts);
 TypeTables WiredDimmerTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeWiredDimmerDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);

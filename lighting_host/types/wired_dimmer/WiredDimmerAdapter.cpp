@@ -277,8 +277,8 @@ TypeTables WiredDimmerTables()
     return WiredDimmerAdapter::Tables();
 }
 
-NxBaseDriver* MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts)
+MadeDriver MakeWiredDimmer(IInstanceManager& instances, LoadFacts& facts)
 {
-    return new WiredDimmerAdapter(instances, facts);
+    return MadeDriver(std::make_unique<WiredDimmerAdapter>(instances, facts));
 }
 } // namespace lighting_host

@@ -112,6 +112,8 @@ public:
     void Describe(const Sides& sides, Json& members) const override
     {
         const auto& driver = static_cast<const WiredDimmerDriver&>(sides.driver);
+        // All that the table at the end of a run says stands elsewhere on the page.
+        members["facts"] = Json::array();
         members["lamp_watts"] = m_lampWatts;
         members["scene_map"] = SceneMapAnswer(driver.Scenes());
         members["wants"] = Wants(driver);

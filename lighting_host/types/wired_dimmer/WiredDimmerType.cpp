@@ -3,12 +3,15 @@
 
 #include "drivers/wired_dimmer/WiredDimmerSettings.h"
 #include "lighting_common/Names.h"
+#include "lighting_common/ParameterNames.h"
 #include "lighting_host/types/HousePlan.h"
 #include "lighting_host/types/TrafficWatch.h"
 #include "lighting_host/types/wired_dimmer/WiredDimmer.h"
 #include "nxshared/NxMIBPacket.h"
+#include "simulated_devices/WiredDimmer.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include <fmt/format.h>
@@ -42,8 +45,8 @@ std::vector<CmdMessage> Provision(const HousePlan& plan, const std::string& driv
         if (std::find(group.members.begin(), group.members.end(), driver) == group.members.end())
             continue;
         CmdMessage join(names::general::JOIN_GROUP);
-        join.AddParam(names::general::GROUP_ID, "INT", static_cast<long long>(group.id));
-        join.AddParam(names::general::KEEP_SYNC, "BOOL", std::string("false"));
+        join.AddParam(names::general::GROUP_ID, names::type::INT, static_cast<long long>(group.id));
+        join.AddParam(names::general::KEEP_SYNC, names::type::BOOL, std::string("false"));
         commands.push_back(join);
     }
     for (const HouseFileScene& scene : plan.scenes)
@@ -52,12 +55,86 @@ std::vector<CmdMessage> Provision(const HousePlan& plan, const std::string& driv
         if (steps.empty())
             continue;
         CmdMessage push(names::general::PUSH_SCENE);
-        push.AddParam(names::general::SCENE_ID, "INT", static_cast<long long>(scene.id));
-        push.AddParam(names::general::ELEMENTS, "STRING", steps);
+        push.AddParam(names::general::SCENE_ID, names::type::INT, static_cast<long long>(scene.id));
+        push.AddParam(names::general::ELEMENTS, names::type::STRING, steps);
         commands.push_back(push);
     }
     commands.emplace_back(names::general::ALL_SCENES_PUSHED);
     return commands;
+}
+
+bool IsWrite(const embedded_host::Effect& effect)
+{
+    const auto* const sent = std::get_if<embedded_host::MibSent>(&effect);
+    if (!sent)
+        return false;
+    const auto writes = {&names::mib::ALS_SAD, &names::mib::ALS_SRM, &names::mib::ALS_SRA,
+                         &names::mib::ALS_GAD, &names::mib::ALS_GRM, &names::mib::ALS_GRA};
+    return std::any_of(writes.begin(), writes.end(),
+                       [sent](const std::string* mib) { return sent->packet.GetMib() == *mib; });
+}
+
+std::map<std::uint16_t, simulated::DimmerElement> ElementsOf(const HousePlan& plan,
+                                                             const std::string& driver)
+{
+    // Set in what the controller pushes, and where the index stands in an id.
+    constexpr std::uint8_t PUSHED = 0x08;
+    constexpr unsigned INDEX_SHIFT = 12;
+    std::map<std::uint16_t, simulated::DimmerElement> elements;
+    for (const HouseFileScene& scene : plan.scenes)
+    {
+        unsigned index = 0;
+        for (const HouseFileLoad& load : scene.loads)
+        {
+            if (load.driver != driver)
+                continue;
+            simulated::DimmerElement element;
+            element.delay = static_cast<std::uint32_t>(load.delayMs);
+            element.rate = static_cast<std::uint32_t>(load.timeMs);
+            element.level = static_cast<std::uint8_t>(load.level);
+            element.flags = PUSHED;
+            elements[static_cast<std::uint16_t>(index++ << INDEX_SHIFT | scene.id)] = element;
+        }
+    }
+    return elements;
+}
+
+std::map<std::uint16_t, bool> GroupsOf(const HousePlan& plan, const std::string& driver)
+{
+    std::map<std::uint16_t, bool> groups;
+    for (const HouseFileGroup& group : plan.groups)
+    {
+        if (std::count(group.members.begin(), group.members.end(), driver) > 0)
+            groups[static_cast<std::uint16_t>(group.id)] = true;
+    }
+    return groups;
+}
+
+// A message for each that is to be stored and for each that has to go, or one to remove them all
+// and one for each that is wanted.
+template <class Table>
+unsigned Fewest(const Table& held, const Table& wanted)
+{
+    std::size_t messages = 0;
+    for (const auto& [id, value] : wanted)
+    {
+        const auto found = held.find(id);
+        messages += found != held.end() && found->second == value ? 0 : 1;
+    }
+    for (const auto& entry : held)
+        messages += wanted.count(entry.first) == 0 ? 1 : 0;
+    return static_cast<unsigned>(std::min(messages, 1 + wanted.size()));
+}
+
+unsigned Distance(const simulated::SimulatedDevice& device, const HousePlan& plan,
+                  const std::string& driver)
+{
+    const auto& tables = dynamic_cast<const simulated::WiredDimmer&>(device).Tables();
+    std::map<std::uint16_t, bool> groups;
+    for (const std::uint16_t group : tables.groups)
+        groups[group] = true;
+    return Fewest(tables.elements, ElementsOf(plan, driver)) +
+           Fewest(groups, GroupsOf(plan, driver));
 }
 
 // An element of a scene that was sent before, or that goes, is a repair; groups are always written
@@ -101,6 +178,8 @@ DriverType WiredDimmerType()
     type.device.make = &MakeWiredDimmerDevice;
     type.device.hasLamp = true;
     type.device.watch = &Watch;
+    type.device.distance = &Distance;
+    type.device.isWrite = &IsWrite;
     type.provision = &Provision;
     type.keepsScenes = true;
     type.recallCommand = "ACTIVATE_SCENE";

@@ -5,7 +5,7 @@
 namespace lighting_host
 {
 // What the row of the type is made of; see DriverType.
-NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts);
+MadeDriver MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts);
 TypeTables ZigbeeLightTables();
 std::unique_ptr<simulated::SimulatedDevice>
 MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironment& environment);

@@ -248,8 +248,8 @@ TypeTables ZigbeeLightTables()
     return ZigbeeLightAdapter::Tables();
 }
 
-NxBaseDriver* MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts)
+MadeDriver MakeZigbeeLight(IInstanceManager& instances, LoadFacts& facts)
 {
-    return new ZigbeeLightAdapter(instances, facts);
+    return MadeDriver(std::make_unique<ZigbeeLightAdapter>(instances, facts));
 }
 } // namespace lighting_host

@@ -343,6 +343,35 @@ TEST_F(RecordTest, RefusedInputs_AreReplayedByTheirWordsAndWhatIsNoJsonIsLeftOut
     EXPECT_EQ(folder.Check({"recorded.jsonl"}).status, 0);
 }
 
+// The state that the first conversation left decides what the second one does.
+TEST_F(RecordTest, RecordingWithAStateFile_HoldsTheStateAndAgreesWhenReplayedWithoutIt)
+{
+    folder.Write("house.xml",
+                 "<house><driver name=\"s\" type=\"energy_switch\" id=\"1\"/></house>");
+    SessionOptions options;
+    options.statePath = folder.Path("state.db");
+    folder.Stdio("house.xml", "{\"driver\":\"s\",\"set\":{\"energy_wh\":7}}\n", options);
+    const CommandRun second = folder.Stdio("house.xml", "{\"driver\":\"s\",\"query\":\"energy\"}\n",
+                                           options, "recorded.jsonl");
+    EXPECT_THAT(second.out, testing::Contains(HasSubstr("\"energy_used\":7")));
+    EXPECT_THAT(Lines(folder.Read("recorded.jsonl"))[0], HasSubstr(R"("states":{"s":"<State>)"));
+    EXPECT_EQ(folder.Check({"recorded.jsonl"}).status, 0);
+}
+
+TEST_F(RecordTest, RecordedStateThatIsNone_IsAnUnusableTranscript)
+{
+    const std::string head = R"({"transcript":"t","house":"house.xml","states":)";
+    folder.Write("text.jsonl", head + "\"x\"}\n");
+    folder.Write("number.jsonl", head + "{\"p\":5}}\n");
+    folder.Write("no_xml.jsonl", head + "{\"p\":\"<a\"}}\n");
+    for (const char* name : {"text.jsonl", "number.jsonl", "no_xml.jsonl"})
+    {
+        const CommandRun run = folder.Check({name});
+        EXPECT_EQ(run.status, 2) << name;
+        EXPECT_THAT(run.err, HasSubstr("state")) << name;
+    }
+}
+
 TEST_F(RecordTest, ChangedRecording_Differs)
 {
     Record("{\"driver\":\"p\",\"trap\":\"nx.dmx.bp\",\"params\":[\"7\"]}\n");

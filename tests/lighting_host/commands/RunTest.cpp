@@ -76,6 +76,31 @@ protected:
     HouseFolder folder;
 };
 
+// --- writes --------------------------------------------------------------------------------------
+
+// A light that lacks a group and a scene and has one that nobody wants, and a dimmer that lacks a
+// group and a scene of two steps.
+TEST_F(RunTest, WrittenTable_HasTheFewestWritesByWhatIsLacking)
+{
+    const auto written = Table(
+        RunText(
+            "<house><driver name=\"light\" type=\"zigbee_light\" id=\"1\"><device "
+            "simulated=\"true\"><scene group=\"9\" number=\"3\"/></device></driver>"
+            "<driver name=\"dimmer\" type=\"wired_dimmer\" id=\"2\"><device "
+            "simulated=\"true\"/></driver><driver name=\"plug\" type=\"energy_switch\" id=\"3\">"
+            "<device simulated=\"true\"/></driver>"
+            "<load_group id=\"4\"><member>dimmer</member></load_group>"
+            "<scene id=\"5\" name=\"Dinner\"><load driver=\"light\" level=\"40\"/>"
+            "<load driver=\"dimmer\" level=\"10\"/><load driver=\"dimmer\" level=\"20\" "
+            "delay=\"1s\"/></scene></house>"),
+        "written");
+    ASSERT_EQ(written.size(), 4u);
+    EXPECT_EQ(written.at("light")[3], "3");
+    EXPECT_EQ(written.at("dimmer")[3], "3");
+    EXPECT_EQ(written.at("all")[2], "6");
+    EXPECT_GE(std::stoul(written.at("light")[2]), 3u);
+}
+
 // --- the example house ---------------------------------------------------------------------------
 
 class VillaTest : public RunTest
@@ -122,6 +147,26 @@ TEST_F(VillaTest, RoomsTable_CountsWhatTheFilePlans)
         ASSERT_EQ(table.count(room), 1u) << room;
         EXPECT_EQ(Number(table.at(room)[0]), counts.first) << room;
         EXPECT_EQ(Number(table.at(room)[1]), counts.second) << room;
+    }
+}
+
+// Without faults the lights need no write too many; with them nobody gets by with fewer.
+TEST_F(VillaTest, WrittenTable_HasNoWritesTooManyForLightsAndNeverFewerThanPossible)
+{
+    for (const FaultLevel faults : {FaultLevel::None, FaultLevel::Heavy})
+    {
+        options.faults = faults;
+        const auto written = Table(Run(VILLA), "written");
+        EXPECT_EQ(written.size(), 27u);
+        for (const auto& [name, row] : written)
+        {
+            if (name == "written" || name == "all")
+                continue;
+            EXPECT_GE(Number(row[2]), Number(row[3])) << name;
+            EXPECT_GE(Number(row[1]), Number(row[2])) << name;
+            const bool exact = faults == FaultLevel::None && row[0] == "zigbee_light";
+            EXPECT_TRUE(!exact || row[2] == row[3]) << name;
+        }
     }
 }
 

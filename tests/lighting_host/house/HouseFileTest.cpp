@@ -277,6 +277,23 @@ TEST_F(HouseFileTest, ScenesAndUsesOfButtons_AreReadAndCounted)
     EXPECT_EQ(file.groups[0].acts[1].what, HouseFileGroupAct::StopRamp);
 }
 
+TEST_F(HouseFileTest, Binds_AreReadAlsoBeforeTheirDriversAndSeveralOfABinding)
+{
+    const HouseFile file =
+        ParseHouseFile("<house><bind from=\"a\" binding=\"1\" to=\"b\" to_binding=\"0\"/>"
+                       "<driver name=\"a\" type=\"puck\" id=\"1\"/>"
+                       "<driver name=\"b\" type=\"zigbee_light\" id=\"2\"/>"
+                       "<bind from=\"a\" binding=\"2\" to=\"b\" to_binding=\"0\"/></house>",
+                       "");
+    EXPECT_TRUE(file.errors.empty());
+    ASSERT_EQ(file.binds.size(), 2u);
+    EXPECT_EQ(file.binds[0].from, "a");
+    EXPECT_EQ(file.binds[0].binding, 1u);
+    EXPECT_EQ(file.binds[0].to, "b");
+    EXPECT_EQ(file.binds[1].binding, 2u);
+    EXPECT_EQ(file.binds[1].toBinding, 0u);
+}
+
 struct Mistake
 {
     const char* line;
@@ -321,6 +338,21 @@ INSTANTIATE_TEST_SUITE_P(
                 "3: \"contact\" of <on> is \"2\", not a number from 0 to 1"},
         Mistake{"<scene id=\"1\" name=\"x\"><on driver=\"p\" button=\"1\" do=\"kick\"/></scene>",
                 "3: \"do\" of <on> is \"kick\", not press, release or click"},
+        Mistake{"<load_group id=\"1\"><member>z</member><member>z</member></load_group>",
+                "3: \"z\" is a member of this load group already"},
+        Mistake{"<bind from=\"p\" binding=\"1\" to=\"q\" to_binding=\"0\"/>",
+                "3: there is no driver named \"q\""},
+        Mistake{"<bind from=\"p\" binding=\"1\" to=\"p\" to_binding=\"2\"/>",
+                "3: \"p\" is bound to itself"},
+        Mistake{"<bind from=\"p\" to=\"z\" to_binding=\"0\"/>",
+                "3: \"binding\" of <bind> is \"\", not a number from 0 to 65535"},
+        Mistake{"<bind from=\"p\" binding=\"1\" to=\"z\" to_binding=\"65536\"/>",
+                "3: \"to_binding\" of <bind> is \"65536\", not a number from 0 to 65535"},
+        Mistake{"<bind from=\"p\" binding=\"1\" to=\"z\" to_binding=\"0\" class=\"X\"/>",
+                "3: unknown attribute \"class\" of <bind>"},
+        Mistake{"<bind from=\"p\" binding=\"1\" to=\"z\" to_binding=\"0\"/>"
+                "<bind from=\"z\" binding=\"0\" to=\"p\" to_binding=\"1\"/>",
+                "3: binding 0 of \"z\" and binding 1 of \"p\" are bound already"},
         Mistake{"<load_group id=\"1\"><on driver=\"p\" button=\"1\"/></load_group>",
                 "3: \"level\" of <on> is \"\", not a number from 0 to 100"},
         Mistake{"<load_group id=\"1\"><on driver=\"p\" button=\"1\" ramp=\"left\"/></load_group>",

@@ -86,7 +86,7 @@ protected:
     RecordingStore::Record m_record;
     std::vector<std::string> m_errors;
     lighting_host::StateKeeper m_keeper{std::make_unique<RecordingStore>(m_record), m_house,
-                                        INTERVAL_MS,
+                                        std::chrono::milliseconds(INTERVAL_MS),
                                         [this](const std::string& what)
                                         {
                                             m_errors.push_back(what);

@@ -85,7 +85,7 @@ protected:
     void SetFact(const std::string& name, const Json& value)
     {
         for (const auto& driver : m_session->House().Drivers())
-            driver->Enter(m_session->AdapterOf(*driver)->PrepareFact(name, value));
+            driver->CallDriver("a test", m_session->AdapterOf(*driver)->PrepareFact(name, value));
     }
 
     void Pass(std::int64_t ms) { m_session->House().Advance(ms); }

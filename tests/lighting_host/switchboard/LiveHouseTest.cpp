@@ -234,6 +234,16 @@ TEST_F(LiveHouseTest, BackToNow_IsWhereItWas)
     EXPECT_EQ(AllLines(), now);
 }
 
+TEST_F(LiveHouseTest, BackToNowLongAfterTheLastOutput_IsWhereItWas)
+{
+    Begin();
+    Pass(200000);
+    EXPECT_TRUE(Say(R"({"house":"rewind","t_ms":3000})"));
+    EXPECT_TRUE(Say(R"({"house":"now"})"));
+    EXPECT_EQ(NowMs(), 200000);
+    EXPECT_FALSE(m_house->GetPast());
+}
+
 TEST_F(LiveHouseTest, GoOn_DropsWhatCameLater)
 {
     Begin();

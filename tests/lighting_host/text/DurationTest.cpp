@@ -49,11 +49,17 @@ INSTANTIATE_TEST_SUITE_P(Texts, BadDurationTest,
                                          "1ms1s", "1.2.3s", "0x10s", "1e3s", "nan", "inf", "infd",
                                          "36601d", "99999999999999999999d", "24:00"));
 
-TEST(FormatLocalTimeTest, IsWrittenInFullWithMilliseconds)
+TEST(DateAndTimeTest, LocalSeconds_AreADateAndATimeForAPerson)
 {
-    EXPECT_EQ(FormatLocalTime(0, 0), "1970-01-01 00:00:00.000");
-    EXPECT_EQ(FormatLocalTime(1767225600 + 86399, 7), "2026-01-01 23:59:59.007");
-    EXPECT_EQ(FormatLocalTime(-1, 999), "1969-12-31 23:59:59.999");
+    EXPECT_EQ(DateAndTime(0), "1970-01-01 00:00:00");
+    EXPECT_EQ(DateAndTime(1767225600 + 86399), "2026-01-01 23:59:59");
+    EXPECT_EQ(DateAndTime(-1), "1969-12-31 23:59:59");
+}
+
+TEST(DateAndTimeTest, TimeOfDay_IsWithoutTheDate)
+{
+    EXPECT_EQ(TimeOfDay(0), "00:00:00");
+    EXPECT_EQ(TimeOfDay(1767225600 + 86399), "23:59:59");
 }
 } // namespace
 } // namespace lighting_host

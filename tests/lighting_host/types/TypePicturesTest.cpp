@@ -85,7 +85,7 @@ public:
         return dynamic_cast<Device&>(*m_session.Devices()[0]->Device());
     }
 
-    Json Shown(bool withDevice = true) const
+    Json Shown(bool withDevice = true, bool powered = true) const
     {
         Json members;
         const auto timer = [](unsigned)
@@ -93,7 +93,8 @@ public:
             return std::optional(TypePicture::TimerTimes{1000, 2000});
         };
         picture->Describe({*m_session.House().Find("d")->Driver(),
-                           withDevice ? m_session.Devices()[0]->Device() : nullptr, m_nowMs, timer},
+                           withDevice ? m_session.Devices()[0]->Device() : nullptr, powered,
+                           m_nowMs, timer},
                           members);
         return members;
     }
@@ -136,6 +137,7 @@ TEST(TypePictures, KeypadButtonIsPressed_HeldAndItsLedIsOn)
     EXPECT_EQ(shown["buttons"][0]["name"], "Bright");
     EXPECT_EQ(shown["buttons"][0]["pressed"], true);
     EXPECT_EQ(shown["buttons"][0]["led"], "cccccc");
+    EXPECT_EQ(house.Shown(true, false)["buttons"][0]["led"], "000000");
     EXPECT_EQ(shown["buttons"][0]["uses"], 1);
     EXPECT_EQ(shown["hold"]["button"], 1);
     EXPECT_GE(shown["hold"]["since_ms"], 2000);

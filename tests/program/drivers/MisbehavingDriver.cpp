@@ -6,6 +6,13 @@
 #include "nxshared/IInstanceManager.h"
 #include "nxshared/ITimerManager.h"
 
+#ifdef OTHER_FACTS
+extern "C" __attribute__((visibility("default"))) const unsigned NxDriverFactsVersion = 999;
+class IDriverFacts;
+#elif defined(NO_FACTS) || defined(FACTS)
+#include "NxLibDriverBases/DriverFacts.h"
+#endif
+
 #include <cstdlib>
 #include <stdexcept>
 
@@ -58,6 +65,36 @@ private:
     bool m_spins = false;
 };
 } // namespace
+
+#ifdef FACTS
+// Knows one fact, which it fails to take, and one query, which it fails to answer.
+class FailingFacts : public IDriverFacts
+{
+public:
+    std::string WhyNot(const std::string& fact, const NxDriverValue&) const override
+    {
+        return fact == "weather" ? "" : "no such fact";
+    }
+    void SetFact(const std::string&, const NxDriverValue&) override
+    {
+        throw std::runtime_error("it rains");
+    }
+    bool Answer(const std::string& query, const NxDriverValues& params,
+                NxDriverValues& answer) const override
+    {
+        if (query == "fails")
+            throw std::runtime_error("no idea");
+        answer.emplace_back("", params.empty() ? NxDriverValue(1.5) : params.front().second);
+        return query == "echo";
+    }
+};
+
+extern "C" __attribute__((visibility("default"))) IDriverFacts* GetDriverFacts(NxBaseDriver&)
+{
+    static FailingFacts facts;
+    return &facts;
+}
+#endif
 
 #ifndef NO_ENTRY_POINT
 extern "C" __attribute__((visibility("default"))) NxBaseDriver*

@@ -64,6 +64,7 @@ const buttonName = (name, id) => {
   const found = (driver(name).value?.buttons || []).find(b => b.id === Number(id));
   return found?.name || `button ${id}`;
 };
+const BUS_USES = ['released', 'pressed', 'clicked', 'is still held'];
 const BUTTON_EVENTS = ['released', 'pressed', 'clicked', 'double-clicked', 'clicked three times'];
 
 const CALLS = {
@@ -119,7 +120,7 @@ export function inputWords(line) {
 function busWords(frame) {
   const opcode = Number(frame.opcode);
   const [button, use] = (frame.payload || '').match(/../g) || [];
-  if (opcode === 0x9030) return `button ${num(button)} ${BUTTON_EVENTS[num(use)] || 'is still held'}`;
+  if (opcode === 0x9030) return `button ${num(button)} ${BUS_USES[num(use)] || 'is used'}`;
   return opcodeText(opcode);
 }
 
