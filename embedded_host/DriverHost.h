@@ -1,5 +1,7 @@
 #pragma once
 
+// Long on purpose: every way into one driver, in one place.
+
 #include "NxLibDriverBases/NxBaseDriver.h"
 #include "embedded_host/CallScope.h"
 #include "embedded_host/DriverConfig.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// Long on purpose: these templates are read and changed together.
+
 #include "simulated_devices/FaultList.h"
 
 #include <algorithm>

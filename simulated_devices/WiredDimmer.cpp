@@ -10,6 +10,7 @@ namespace simulated
 {
 namespace
 {
+// On purpose not those of the library: a device is held to the wire, not to who drives it.
 constexpr unsigned INDEX_SHIFT = 12;
 constexpr unsigned SCENE_MASK = 0xfff;
 constexpr unsigned INDICES = 16;

@@ -141,3 +141,9 @@ void Doorbell::SendChime(bool on)
     packet->AddHexParam<char>(on ? 1 : 0);
     SendMibPacket(packet, QUEUE_RULE_DEFAULT);
 }
+
+// What the host looks for and can do without: what a doorbell can be told and asked.
+extern "C" IDriverFacts* GetDriverFacts(NxBaseDriver& driver)
+{
+    return dynamic_cast<Doorbell*>(&driver);
+}

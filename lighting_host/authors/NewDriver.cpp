@@ -11,6 +11,8 @@
 #include <map>
 #include <memory>
 
+#include <fmt/format.h>
+
 namespace lighting_host
 {
 namespace
@@ -54,6 +56,8 @@ std::map<std::string, std::string> FilesOf(const std::string& name, const std::s
                                            const std::string& base)
 {
     std::map<std::string, std::string> files;
+    // As the driver would include its own.
+    const std::string ownHeader = fmt::format("/{}.h\"", className);
     for (const EmbeddedFile& file : TemplateFiles())
     {
         const std::size_t slash = file.path.find('/');
@@ -64,9 +68,10 @@ std::map<std::string, std::string> FilesOf(const std::string& name, const std::s
         path.resize(path.size() - TEMPLATE_ENDING.size());
         std::string text = file.bytes;
         // A header of the library that is named like the class would be taken for the driver's own.
-        if (text.find("/" + className + ".h\"") != std::string::npos)
-            throw NewDriverError("\"" + name + "\" would make a class " + className +
-                                 ", as there is one that the driver uses");
+        if (text.find(ownHeader) != std::string::npos)
+            throw NewDriverError(
+                fmt::format("\"{}\" would make a class {}, as there is one that the driver uses",
+                            name, className));
         for (std::string* part : {&path, &text})
         {
             Replace(*part, "@CLASS@", className);

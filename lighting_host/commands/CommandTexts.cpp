@@ -353,6 +353,7 @@ const std::vector<std::string>& CompletionShells()
     static const std::vector<std::string> shells = []
     {
         std::vector<std::string> names;
+        names.reserve(SCRIPTS.size());
         for (const auto& script : SCRIPTS)
             names.push_back(script.first);
         return names;

@@ -29,7 +29,6 @@ namespace
 constexpr unsigned MOST_PERCENT = 100;
 // What the checksum of a dimmer's scenes covers.
 constexpr unsigned LAST_SCENE = 254;
-constexpr std::size_t MOST_DIGITS = 9;
 constexpr unsigned LAST_BINDING = 65535;
 
 // As a fragment, so that text beside the root element is seen instead of skipped. On purpose not

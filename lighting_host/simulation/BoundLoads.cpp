@@ -16,6 +16,7 @@ namespace lighting_host
 {
 namespace
 {
+// On purpose not that of a LED.
 constexpr int FULL_PERCENT = 100;
 constexpr const char* LIGHT_LEVEL = "light_level";
 } // namespace

@@ -24,8 +24,8 @@ class Session;
 // whoever writes the input says what a load does.
 //
 // A click, or a press that ends within HOLD_TIME, turns the load on or off. A press that is held
-// moves it up or down, by turns, until the release. Each SAMPLE_PERIOD the button's driver is told the
-// load's level in percent when that has changed, whoever moved the load. Lives on the house's
+// moves it up or down, by turns, until the release. Each SAMPLE_PERIOD the button's driver is told
+// the load's level in percent when that has changed, whoever moved the load. Lives on the house's
 // thread.
 class BoundLoads : public HouseListener, private ITimerManagerCallback
 {

@@ -12,10 +12,11 @@ namespace lighting_host
 {
 namespace
 {
-// Everything stays as it was written, blanks, line ends and remarks included.
+// Everything stays as it was written, blanks, line ends and remarks included; as a fragment, so
+// that this holds outside the root element too.
 constexpr unsigned PARSE = pugi::parse_pi | pugi::parse_comments | pugi::parse_cdata |
                            pugi::parse_escapes | pugi::parse_doctype | pugi::parse_declaration |
-                           pugi::parse_ws_pcdata;
+                           pugi::parse_ws_pcdata | pugi::parse_fragment;
 
 bool Is(const pugi::xml_node& node, const char* name)
 {

@@ -146,6 +146,9 @@ void LiveHouse::Stop(const std::string& why)
 {
     m_rewind.reset();
     m_stopped = true;
+    // What is due comes first here too: whoever runs this again up to now has it.
+    if (!m_past)
+        m_life.run->AdvanceTo(m_life.run->NowMs());
     const RecordDigest digest = m_past ? m_nowDigest : PresentDigest();
     m_life.run->Stop();
     if (m_options.recorder)
@@ -468,6 +471,7 @@ void LiveHouse::BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow)
         throw InputError("a rewind is under way");
     if (!m_past)
     {
+        m_life.run->AdvanceTo(m_life.run->NowMs());
         Tell(&LiveListener::OnLeavingNow);
         if (m_options.onPresent)
             m_options.onPresent(nullptr);

@@ -162,7 +162,7 @@ void Replay::Compare(const RecordDigest& recorded, const OutputDigest& digest)
         ++m_nextDigest;
         return;
     }
-    m_difference.emplace();
+    m_difference = Difference();
     m_difference->minuteMs = recorded.timeMs;
     m_difference->recordedCount = recorded.outputs;
     m_difference->hereCount = digest.Count();

@@ -66,8 +66,7 @@ bool ParseDuration(const std::string& text, std::int64_t& milliseconds)
 std::string FormatDuration(std::int64_t milliseconds)
 {
     const std::int64_t seconds = milliseconds / 1000;
-    const std::string days =
-        seconds >= 86400 ? fmt::format("{}d", seconds / 86400) : std::string();
+    const std::string days = seconds >= 86400 ? fmt::format("{}d", seconds / 86400) : std::string();
     return days + fmt::format("{:02}h{:02}m{:02}.{:03}s", seconds / 3600 % 24, seconds / 60 % 60,
                               seconds % 60, milliseconds % 1000);
 }

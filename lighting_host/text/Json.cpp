@@ -1,5 +1,6 @@
 #include "lighting_host/text/Json.h"
 
+#include "lighting_host/text/HexDigit.h"
 #include "lighting_host/text/JsonWriter.h"
 
 #include <cstring>
@@ -12,17 +13,6 @@ namespace
 {
 constexpr std::size_t MAX_FIELDS = 64;
 constexpr std::size_t LONGEST_REASON = 160;
-
-int HexDigit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 // Looks at punctuation only, so that a text that goes beyond the limits is never turned into a
 // tree: trees are copied, compared and written by calls as deep as they are, and their fields are

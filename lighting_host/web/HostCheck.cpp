@@ -1,5 +1,7 @@
 #include "lighting_host/web/HostCheck.h"
 
+#include "lighting_host/text/HexDigit.h"
+
 #include <algorithm>
 #include <arpa/inet.h>
 
@@ -24,17 +26,6 @@ bool IsAddress(const std::string& host)
     if (host.size() < 2 || host.front() != '[' || host.back() != ']')
         return false;
     return inet_pton(AF_INET6, host.substr(1, host.size() - 2).c_str(), address) == 1;
-}
-
-int HexValue(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
 }
 
 std::string Lower(std::string text)
@@ -79,11 +70,11 @@ std::string DecodePercent(const std::string& text, bool plusIsBlank)
     std::string out;
     for (std::size_t i = 0; i < text.size(); ++i)
     {
-        const bool escape = text[i] == '%' && i + 2 < text.size() && HexValue(text[i + 1]) >= 0 &&
-                            HexValue(text[i + 2]) >= 0;
+        const bool escape = text[i] == '%' && i + 2 < text.size() && HexDigit(text[i + 1]) >= 0 &&
+                            HexDigit(text[i + 2]) >= 0;
         if (escape)
         {
-            out += static_cast<char>(HexValue(text[i + 1]) * 16 + HexValue(text[i + 2]));
+            out += static_cast<char>(HexDigit(text[i + 1]) * 16 + HexDigit(text[i + 2]));
             i += 2;
         }
         else

@@ -13,6 +13,7 @@
 #include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/simulation/Simulation.h"
 #include "tests/soak/Audit.h"
+#include "tests/support/Sanitizer.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -24,7 +25,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <log4cplus/loglevel.h>
-#if defined(__SANITIZE_ADDRESS__)
+#if LIGHTING_ADDRESS_SANITIZER
 // Of the sanitizer's run time; GCC brings no header that declares it.
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 #endif
@@ -53,7 +54,7 @@ constexpr std::size_t LEAK = 4096;
 // To the byte under the sanitizers; 0 without them, where the heap counts what it keeps in reserve.
 std::size_t BytesInUse()
 {
-#if defined(__SANITIZE_ADDRESS__)
+#if LIGHTING_ADDRESS_SANITIZER
     return __sanitizer_get_current_allocated_bytes();
 #else
     return 0;

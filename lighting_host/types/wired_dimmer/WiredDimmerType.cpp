@@ -2,6 +2,7 @@
 // mean.
 
 #include "drivers/wired_dimmer/WiredDimmerSettings.h"
+#include "lighting_common/AdvSceneElement.h"
 #include "lighting_common/Names.h"
 #include "lighting_common/ParameterNames.h"
 #include "lighting_host/types/HousePlan.h"
@@ -77,9 +78,6 @@ bool IsWrite(const embedded_host::Effect& effect)
 std::map<std::uint16_t, simulated::DimmerElement> ElementsOf(const HousePlan& plan,
                                                              const std::string& driver)
 {
-    // Set in what the controller pushes, and where the index stands in an id.
-    constexpr std::uint8_t PUSHED = 0x08;
-    constexpr unsigned INDEX_SHIFT = 12;
     std::map<std::uint16_t, simulated::DimmerElement> elements;
     for (const HouseFileScene& scene : plan.scenes)
     {
@@ -92,8 +90,9 @@ std::map<std::uint16_t, simulated::DimmerElement> ElementsOf(const HousePlan& pl
             element.delay = static_cast<std::uint32_t>(load.delayMs);
             element.rate = static_cast<std::uint32_t>(load.timeMs);
             element.level = static_cast<std::uint8_t>(load.level);
-            element.flags = PUSHED;
-            elements[static_cast<std::uint16_t>(index++ << INDEX_SHIFT | scene.id)] = element;
+            element.flags = gen3_lights::scenes::AdvSceneElement::FLAG_PUSHED;
+            elements[static_cast<std::uint16_t>(
+                index++ << gen3_lights::scenes::AdvSceneElement::INDEX_SHIFT | scene.id)] = element;
         }
     }
     return elements;
@@ -129,7 +128,7 @@ unsigned Fewest(const Table& held, const Table& wanted)
 unsigned Distance(const simulated::SimulatedDevice& device, const HousePlan& plan,
                   const std::string& driver)
 {
-    const auto& tables = dynamic_cast<const simulated::WiredDimmer&>(device).Tables();
+    const auto& tables = static_cast<const simulated::WiredDimmer&>(device).Tables();
     std::map<std::uint16_t, bool> groups;
     for (const std::uint16_t group : tables.groups)
         groups[group] = true;

@@ -66,6 +66,7 @@ using Scene = std::pair<unsigned, unsigned>;
 Scene SceneOf(const simulated::LightScene& stored)
 {
     constexpr unsigned FULL_LIGHT = 254;
+    // On purpose not that of a LED.
     constexpr unsigned FULL_PERCENT = 100;
     const unsigned octet = stored.level.value_or(0);
     return {(octet * FULL_PERCENT + FULL_LIGHT / 2) / FULL_LIGHT, stored.seconds};
@@ -78,7 +79,7 @@ unsigned Distance(const simulated::SimulatedDevice& device, const HousePlan& pla
 {
     constexpr unsigned HALF_A_SECOND = 500;
     constexpr unsigned SECOND = 1000;
-    const auto& tables = dynamic_cast<const simulated::ZigbeeLight&>(device).Tables();
+    const auto& tables = static_cast<const simulated::ZigbeeLight&>(device).Tables();
     std::map<unsigned, Scene> wanted;
     for (const HouseFileScene& scene : plan.scenes)
     {

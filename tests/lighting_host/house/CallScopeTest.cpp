@@ -3,7 +3,7 @@
 #include "embedded_host/CallScope.h"
 
 #include "lighting_host/house/HouseFile.h"
-#include "lighting_host/house/Protocol.h"
+#include "lighting_host/switchboard/Protocol.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

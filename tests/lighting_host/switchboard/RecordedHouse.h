@@ -41,9 +41,10 @@ public:
     void Pass(std::int64_t ms)
     {
         m_nowNs += ms * 1000000;
-        while (m_house->Work(m_nowNs) == m_nowNs)
-        {
-        }
+        // What is due right now waits for the next moment, which does not come by itself here.
+        std::int64_t before = -1;
+        while (m_house->Work(m_nowNs) == m_nowNs && m_house->Run().NowMs() != before)
+            before = m_house->Run().NowMs();
     }
 
     void Say(const std::string& line)

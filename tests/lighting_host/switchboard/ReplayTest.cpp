@@ -73,10 +73,10 @@ std::string AnyLine(std::size_t drivers)
 // Lives for a while, with whatever is handed in, going back in time now and then.
 void LiveAnyLife(RecordedHouse& house, std::size_t drivers)
 {
-    const int turns = *rc::gen::inRange(0, 12);
+    const int turns = *rc::gen::inRange(0, 7);
     for (int turn = 0; turn < turns; ++turn)
     {
-        house.Pass(*rc::gen::inRange<std::int64_t>(0, 90000));
+        house.Pass(*rc::gen::inRange<std::int64_t>(0, 45000));
         const int kind = *rc::gen::inRange(0, 10);
         if (kind > 1)
             house.Say(AnyLine(drivers));
@@ -90,7 +90,7 @@ void LiveAnyLife(RecordedHouse& house, std::size_t drivers)
             house.Say(R"({"house":"play"})");
         }
     }
-    house.Pass(*rc::gen::inRange<std::int64_t>(0, 90000));
+    house.Pass(*rc::gen::inRange<std::int64_t>(0, 45000));
 }
 
 FlightRecord RecordOfPresses(bool keepsOutputs)
@@ -112,8 +112,8 @@ TEST(ReplayTest, AnyHouseSeedFaultsAndInputs_SameToTheByte)
     EXPECT_TRUE(rc::check(
         []
         {
-            const auto types =
-                *rc::gen::nonEmpty(rc::gen::container<std::vector<int>>(rc::gen::inRange(0, 5)));
+            const auto types = *rc::gen::container<std::vector<int>>(*rc::gen::inRange(1, 6),
+                                                                     rc::gen::inRange(0, 5));
             const auto seed = *rc::gen::arbitrary<std::uint64_t>();
             const auto faults =
                 *rc::gen::element(FaultLevel::None, FaultLevel::Light, FaultLevel::Heavy);
@@ -157,7 +157,9 @@ TEST(ReplayTest, InputThatIsMissing_FirstOutputThatDiffersIsFoundWithBothSides)
     ASSERT_TRUE(again.replay.Found());
     EXPECT_EQ(again.replay.Found()->minuteMs, 180000);
     EXPECT_THAT(again.replay.Found()->recorded, HasSubstr("\"t_ms\":161000"));
-    EXPECT_EQ(again.outputs[again.replay.Found()->output - 1], again.replay.Found()->here);
+    // What the input caused is missing: the run ends before the output that the record has there.
+    ASSERT_EQ(again.replay.Found()->output, again.outputs.size() + 1);
+    EXPECT_EQ(again.replay.Found()->here, "");
     EXPECT_TRUE(again.replay.Found()->isKept);
 }
 
