@@ -2,9 +2,11 @@
 
 #include "embedded_host/FileStateStore.h"
 #include "embedded_host/LocalTime.h"
+#include "lighting_host/broker/LiveHouseOnBroker.h"
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/ServeBroker.h"
 #include "lighting_host/commands/ServiceManager.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
@@ -30,6 +32,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <fmt/format.h>
 
@@ -93,6 +96,9 @@ public:
     // Something was handed in: the house may want to be worked on earlier than it said.
     void Wake() { Work(); }
 
+    // Null for none; must outlive the loop.
+    void SetBroker(LiveHouseOnBroker* onBroker) { m_onBroker = onBroker; }
+
 private:
     void Work()
     {
@@ -127,6 +133,8 @@ private:
                     return;
                 if (m_server.HasPages())
                     m_server.SendChanges(MonotonicNs());
+                if (m_onBroker)
+                    m_onBroker->Work(MonotonicNs());
                 SendChanges();
             });
     }
@@ -165,6 +173,7 @@ private:
     boost::asio::steady_timer m_end;
     boost::asio::posix::stream_descriptor m_signals;
     WebServer* m_web = nullptr;
+    LiveHouseOnBroker* m_onBroker = nullptr;
     std::chrono::steady_clock::time_point m_farewellEnds;
     std::string m_why;
 };
@@ -172,7 +181,12 @@ private:
 struct CutAtEnd
 {
     std::unique_ptr<WebServer>& web;
-    ~CutAtEnd() { web.reset(); }
+    std::unique_ptr<LiveHouseOnBroker>& onBroker;
+    ~CutAtEnd()
+    {
+        onBroker.reset();
+        web.reset();
+    }
 };
 
 // As it stands in a URL.
@@ -309,6 +323,38 @@ int StatusOfEnd(const ServeOptions& options)
     return signal == 0 || options.forMs == 0 ? 0 : StatusOfSignal(signal);
 }
 
+// Where the page is for somebody on another machine, as far as that is known.
+std::string PageUrl(const WebServerOptions& options, std::uint16_t port)
+{
+    const bool isAny = options.address == "0.0.0.0" || options.address == "::";
+    const std::string host =
+        isAny && !options.hosts.empty() ? options.hosts.front() : AddressText(options.address);
+    return fmt::format("http://{}:{}/", host, port);
+}
+
+// The house on a broker; null when it is to be on none.
+std::unique_ptr<LiveHouseOnBroker> MakeOnBroker(const ServeOptions& options, const HouseFile& file,
+                                                const std::string& name, std::uint16_t port,
+                                                boost::asio::io_context& context,
+                                                std::function<void()> wake, std::ostream& err)
+{
+    if (options.broker.address.host.empty())
+        return nullptr;
+    DiscoveryFacts facts;
+    facts.version = ProgramVersion();
+    facts.pageUrl = PageUrl(options.web, port);
+    const auto post = [&context](std::function<void()> work)
+    {
+        boost::asio::post(context, std::move(work));
+    };
+    const auto complain = [&err](const std::string& what)
+    {
+        err << fmt::format("lighting-host: mqtt: {}\n", what) << std::flush;
+    };
+    return std::make_unique<LiveHouseOnBroker>(options.broker, file, name, facts, post,
+                                               std::move(wake), complain);
+}
+
 // The house on its loop, once everything is known to be right.
 int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
                const Reliving* reliving, std::ostream& out, std::ostream& err)
@@ -322,10 +368,15 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     server.Attach(*web);
     // The house of a record begins with the states that the record has.
     const auto recorder = reliving ? nullptr : BeginRecord(housePath, file, options);
+    const std::string name = std::filesystem::path(housePath).stem().string();
+    std::unique_ptr<LiveHouseOnBroker> onBroker = MakeOnBroker(
+        options, file, name, web->Port(), context, [&wake] { wake(); }, err);
     std::unique_ptr<ConsoleReport> report;
     LiveHouse::Options houseOptions = HouseOptionsOf(options, saves.Options(), recorder.get());
-    houseOptions.onPresent = [&report, &out, &options](HouseRun* run)
+    houseOptions.onPresent = [&report, &out, &options, &onBroker](HouseRun* run)
     {
+        if (onBroker)
+            onBroker->OnPresent(run);
         report.reset();
         if (run)
             report = std::make_unique<ConsoleReport>(out, options.verbosity, options.style,
@@ -336,7 +387,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     ServiceManager manager;
     ServeLoop loop(context, house, server, manager, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
-    const CutAtEnd cut{web};
+    const CutAtEnd cut{web, onBroker};
     wake = [&loop]
     {
         loop.Wake();
@@ -345,11 +396,15 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     if (reliving)
         Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
     err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
-                       std::filesystem::path(housePath).stem().string(),
-                       AddressText(options.web.address), web->Port(), options.session.seed)
+                       name, AddressText(options.web.address), web->Port(), options.session.seed)
         << std::flush;
     manager.TellReady(fmt::format("live at port {}", web->Port()));
+    if (onBroker)
+        onBroker->Start(house);
+    loop.SetBroker(onBroker.get());
     const std::string why = loop.Run(*web);
+    if (onBroker)
+        onBroker->Stop();
     web.reset();
     saves.Restart();
     house.Stop(why);
@@ -407,6 +462,10 @@ int RunServe(const std::string& housePath, ServeOptions options, std::ostream& o
     {
         if (!options.tokenFile.empty())
             options.web.token = ReadToken(options.tokenFile);
+        const std::string wrong = CompleteBrokerOptions(
+            options.broker, file, std::filesystem::path(housePath).stem().string());
+        if (!wrong.empty())
+            throw std::runtime_error(wrong);
         options.web.openPaths = OPEN_PATHS;
         return ServeHouse(housePath, file, options, nullptr, out, err);
     }

@@ -9,6 +9,7 @@
 #include "lighting_host/commands/RecordCommandLine.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/Serve.h"
+#include "lighting_host/commands/ServeBroker.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/commands/Terminal.h"
 #include "lighting_host/text/Duration.h"
@@ -295,6 +296,7 @@ void CommandLine::AddServe()
                      "and addresses; may come again")
         ->type_name("NAME")
         ->allow_extra_args(false);
+    AddBrokerOptions(*m_serve, options.broker);
     AddSessionOptions(*m_serve, options.session);
 }
 
