@@ -2,8 +2,10 @@
 
 #include "embedded_host/FileStateStore.h"
 #include "embedded_host/LocalTime.h"
+#include "lighting_host/broker/HouseLamps.h"
 #include "lighting_host/broker/LiveHouseOnBroker.h"
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/LampBroker.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/ServeBroker.h"
@@ -98,6 +100,7 @@ public:
 
     // Null for none; must outlive the loop.
     void SetBroker(LiveHouseOnBroker* onBroker) { m_onBroker = onBroker; }
+    void SetLamps(HouseLamps* lamps) { m_lamps = lamps; }
 
 private:
     void Work()
@@ -135,6 +138,8 @@ private:
                     m_server.SendChanges(MonotonicNs());
                 if (m_onBroker)
                     m_onBroker->Work(MonotonicNs());
+                if (m_lamps)
+                    m_lamps->Work(MonotonicNs());
                 SendChanges();
             });
     }
@@ -174,16 +179,58 @@ private:
     boost::asio::posix::stream_descriptor m_signals;
     WebServer* m_web = nullptr;
     LiveHouseOnBroker* m_onBroker = nullptr;
+    HouseLamps* m_lamps = nullptr;
     std::chrono::steady_clock::time_point m_farewellEnds;
     std::string m_why;
+};
+
+// The lamps of the house that stand behind Zigbee2MQTTs: one more visitor.
+class LampVisitor : public HouseVisitor
+{
+public:
+    // All must outlive this.
+    LampVisitor(const BrokerAddress& address, LiveHouse& house, boost::asio::io_context& context,
+                std::function<void()> wake, std::ostream& err)
+        : m_house(house), m_wake(std::move(wake)),
+          m_lamps(
+              address, house.Run().GetSession(),
+              [&context](std::function<void()> work)
+              { boost::asio::post(context, std::move(work)); },
+              [this](const std::string& line) { return HandIn(line); },
+              [&err](const std::string& what)
+              { err << fmt::format("lighting-host: zigbee2mqtt: {}\n", what) << std::flush; })
+    {
+    }
+
+    HouseLamps& Lamps() { return m_lamps; }
+
+    // HouseVisitor.
+    const std::string& Name() const override { return m_name; }
+    void OnAnswer(const std::string&) override {}
+
+private:
+    bool HandIn(const std::string& line)
+    {
+        const bool isTaken = m_house.HandIn(*this, line, ++m_number, MonotonicNs());
+        m_wake();
+        return isTaken;
+    }
+
+    const std::string m_name = "zigbee2mqtt";
+    LiveHouse& m_house;
+    const std::function<void()> m_wake;
+    unsigned long m_number = 0;
+    HouseLamps m_lamps;
 };
 
 struct CutAtEnd
 {
     std::unique_ptr<WebServer>& web;
     std::unique_ptr<LiveHouseOnBroker>& onBroker;
+    std::unique_ptr<LampVisitor>& lamps;
     ~CutAtEnd()
     {
+        lamps.reset();
         onBroker.reset();
         web.reset();
     }
@@ -373,8 +420,11 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
         options, file, name, web->Port(), context, [&wake] { wake(); }, err);
     std::unique_ptr<ConsoleReport> report;
     LiveHouse::Options houseOptions = HouseOptionsOf(options, saves.Options(), recorder.get());
-    houseOptions.onPresent = [&report, &out, &options, &onBroker](HouseRun* run)
+    std::unique_ptr<LampVisitor> lamps;
+    houseOptions.onPresent = [&report, &out, &options, &onBroker, &lamps](HouseRun* run)
     {
+        if (lamps)
+            lamps->Lamps().OnPresent(run);
         if (onBroker)
             onBroker->OnPresent(run);
         report.reset();
@@ -387,11 +437,16 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     ServiceManager manager;
     ServeLoop loop(context, house, server, manager, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
-    const CutAtEnd cut{web, onBroker};
+    const CutAtEnd cut{web, onBroker, lamps};
     wake = [&loop]
     {
         loop.Wake();
     };
+    // Nobody is at the other end of the house of a record.
+    if (!reliving && !HouseLamps::DriversIn(house.Run().GetSession()).empty())
+        lamps = std::make_unique<LampVisitor>(
+            CompleteLampBroker(options.lampBroker, options.broker.address), house, context,
+            [&wake] { wake(); }, err);
     house.Start(MonotonicNs());
     if (reliving)
         Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
@@ -402,9 +457,16 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     if (onBroker)
         onBroker->Start(house);
     loop.SetBroker(onBroker.get());
+    if (lamps)
+    {
+        lamps->Lamps().Start(MonotonicNs());
+        loop.SetLamps(&lamps->Lamps());
+    }
     const std::string why = loop.Run(*web);
     if (onBroker)
         onBroker->Stop();
+    if (lamps)
+        lamps->Lamps().Stop();
     web.reset();
     saves.Restart();
     house.Stop(why);
