@@ -36,7 +36,7 @@ before(async () => {
     await rig.start();
     await rig.addLamp({ ieee: LAMP, address: 0x1234, groups: TABLE, scenes: TABLE });
     house = await House.start(rig, { lamp: { ieee: LAMP } });
-    await house.first(({ zcl }) => zcl, "the first question to the lamp");
+    await house.first(({ call }) => call, "the first synchronisation");
 });
 after(async () => {
     await house?.close();
@@ -143,7 +143,7 @@ test(`LampWithAnyPast_HoldsWhatIsWanted_WithTheFewestFrames (${HISTORIES} histor
         const fewest = fewestWrites(await tables(), wanted);
         await rig.act("frames", LAMP);
         await recover(wanted);
-        const writes = writesOf((await rig.act("frames", LAMP)).frames);
+        const writes = writesOf((await rig.act("frames", LAMP)).transcript);
         assert.deepEqual(heldText(await tables()), wantedText(wanted), `history ${at} of seed ${SEED}`);
         used.writes += writes;
         used.fewest += fewest;

@@ -8,12 +8,9 @@ import { within } from "./rig.mjs";
 
 const GROUPS = 4;
 const SCENES = 5;
-const SENT = {
-    groups: `${GROUPS}/0`,
-    left: `${GROUPS}/3`,
-    stored: `${SCENES}/0`,
-    removed: `${SCENES}/2`,
-};
+// Commands that change something: groups joined and left, scenes stored and removed.
+const WRITES = [`${GROUPS}/00`, `${GROUPS}/03`, `${SCENES}/00`, `${SCENES}/02`];
+const ASK_GROUPS = `${GROUPS}/02`;
 
 // A driver for each of `lamps`, by name: {ieee, attributes, config}; `more` is what else the house has.
 export const houseOf = (lamps, base, more = "") => `<house>
@@ -74,6 +71,17 @@ export class House {
         );
     }
 
+    // The driver's picture, once it is as wanted.
+    async picture(driver, isWanted, what) {
+        const look = async () => {
+            for (;;) {
+                const picture = await this.program.driver(driver);
+                if (isWanted(picture)) return picture;
+            }
+        };
+        return within(look(), what);
+    }
+
     // The first output that fits, whether it has come or not.
     async first(fits, what) {
         return this.heard.find(fits) ?? this.next(fits, what);
@@ -98,6 +106,12 @@ export class House {
         const synchronize = scenes ? { stall_delay_s: 0, scenes } : { stall_delay_s: 0 };
         await this.hand({ driver, synchronize });
         await done;
+    }
+
+    // Empties the lamp; at the end nothing is on its way to it any more.
+    async empty(driver) {
+        await this.synchronize(driver, []);
+        await this.synchronize(driver, []);
     }
 
     done(driver, ms) {
@@ -137,5 +151,14 @@ export const fewestWrites = (tables, wanted) => {
     return toJoin + toStore + toClear.size;
 };
 
-// The frames that changed something, of those that a lamp has counted.
-export const writesOf = (frames) => Object.values(SENT).reduce((sum, name) => sum + (frames[name] ?? 0), 0);
+// How many frames changed something in the first of the walks that a lamp has noted: from its question
+// for the groups to the next walk's.
+export const writesOf = (transcript) => {
+    const commands = transcript
+        .filter(({ hex }) => Number.parseInt(hex[1], 16) & 1)
+        .map(({ cluster, hex }) => `${cluster}/${hex.slice(4, 6)}`);
+    const first = commands.indexOf(ASK_GROUPS);
+    const second = commands.indexOf(ASK_GROUPS, first + 1);
+    const walk = commands.slice(first, second < 0 ? commands.length : second);
+    return walk.filter((one) => WRITES.includes(one)).length;
+};

@@ -22,7 +22,9 @@ before(async () => {
     await rig.addLamp({ ieee: LAMP, address: 0x1234, groups: 8, scenes: 12 });
     await rig.addLamp({ ieee: OTHER, address: 0x4321 });
     house = await House.start(rig, { lamp: { ieee: LAMP }, other: { ieee: OTHER } });
-    await house.first(({ driver, zcl }) => driver === "lamp" && zcl, "the first question to the lamp");
+    for (const lamp of ["lamp", "other"]) {
+        await house.first(({ driver, call }) => driver === lamp && call, `the first synchronisation of ${lamp}`);
+    }
 });
 after(async () => {
     await house?.close();
@@ -30,6 +32,7 @@ after(async () => {
 });
 beforeEach(async () => {
     await rig.act("clear_faults", LAMP);
+    await house.empty("lamp");
     await rig.act("set_tables", LAMP, { groups: [], scenes: [] });
     await rig.act("set", LAMP, { on: true, level: 254 });
     await rig.act("frames", LAMP);
@@ -45,10 +48,10 @@ async function agree(scenes = WANTED, { exact = true } = {}) {
     await house.synchronize("lamp", scenes);
     // A question behind the repairs: when it is answered, they have arrived.
     await house.synchronize("lamp", scenes);
-    const { frames } = await rig.act("frames", LAMP);
+    const { transcript } = await rig.act("frames", LAMP);
     assert.deepEqual(heldText(await tables()), wantedText(scenes));
-    console.log(`frames that changed something: ${writesOf(frames)}, fewest possible: ${fewest}`);
-    if (exact) assert.equal(writesOf(frames), fewest);
+    console.log(`frames that changed something: ${writesOf(transcript)}, fewest possible: ${fewest}`);
+    if (exact) assert.equal(writesOf(transcript), fewest);
 }
 
 test("CleanLamp_GetsAllScenes", () => agree());
@@ -121,7 +124,8 @@ test("LostAnswer_DoesNotHang_NorTheNextSynchronisation", async () => {
     await house.hand({ driver: "lamp", synchronize: { stall_delay_s: 0, scenes: WANTED } });
     await lost;
     await rig.act("clear_faults", LAMP);
-    await agree();
+    // Its answer to another walk may have ended the first before its time.
+    await agree(WANTED, { exact: false });
 });
 
 test("AnswerOfAnotherProgram_OrADoubledOne_IsNotPassedOn", async () => {
@@ -159,33 +163,31 @@ test("NewNetworkAddress_IsUsed", async () => {
 });
 
 test("LampThatLeaves_IsOffline_AndOnlineWhenItJoins", async () => {
-    const isOnline = async () => (await house.program.driver("lamp")).online;
-    const left = rig.topics.next(({ topic, text }) => topic.endsWith("event") && text.includes("device_leave"), "");
     await rig.act("leave", LAMP);
-    await left;
-    assert.equal(await isOnline(), false);
+    await house.picture("lamp", ({ online }) => !online.on, "a lamp that is offline");
     const done = house.done("lamp");
     await rig.act("join", LAMP);
     await done;
-    assert.equal(await isOnline(), true);
+    assert.equal((await house.program.driver("lamp")).online.on, true);
     await agree();
 });
 
 test("StoppedZigbee2Mqtt_TakesTheLampsOffline_AndBringsThemBack", async () => {
-    const gone = rig.topics.next(({ topic, text }) => topic.endsWith("bridge/state") && text.includes("offline"), "");
     await rig.act("stop_bridge");
-    await gone;
-    assert.equal((await house.program.driver("other")).online, false);
+    await house.picture("other", ({ online }) => !online.on, "a lamp that is offline");
     const done = house.done("lamp");
     await rig.act("start_bridge");
     await done;
     await agree();
 });
 
-test("LevelAndPower_ReachTheHouse", async () => {
-    const facts = house.program;
-    const known = house.next(({ driver, variable }) => driver === "lamp" && variable, "the power of the lamp");
+test("StateOfTheLamp_ReachesTheHouse", async () => {
     await rig.act("set", LAMP, { on: true, level: 127 });
-    await known;
-    assert.equal((await facts.driver("lamp")).level, 50);
+    await house.picture("lamp", ({ level }) => level === 50, "the level of the lamp");
+    const energy = async () => (await house.hand({ driver: "lamp", query: "energy" }))[0];
+    const isFive = async () => JSON.stringify(await energy()).includes('"current_power":5');
+    for (let left = 500; left > 0 && !(await isFive()); left--);
+    assert.ok(await isFive());
+    await rig.act("set", LAMP, { on: false });
+    await house.picture("lamp", ({ level }) => level === 0, "a lamp that is off");
 });
