@@ -1,5 +1,5 @@
 // Whatever a lamp behind a real Zigbee2MQTT has been through: once it behaves, it soon holds what is
-// wanted, and nothing else. HISTORIES says how many random histories (20 by default, 500 for a long
+// wanted, and nothing else. HISTORIES says how many random histories (10 by default, 500 for a long
 // run), HISTORIES_SEED which (1 by default).
 
 import assert from "node:assert/strict";
@@ -8,7 +8,7 @@ import { House, fewestWrites, heldText, wantedText, writesOf } from "./light.mjs
 import { Rig } from "./rig.mjs";
 
 const LAMP = "0x00124b0000000002";
-const HISTORIES = Number(process.env.HISTORIES ?? 20);
+const HISTORIES = Number(process.env.HISTORIES ?? 10);
 const SEED = Number(process.env.HISTORIES_SEED ?? 1);
 // With room for everything that is wanted and everything that was there.
 const TABLE = 24;
