@@ -127,7 +127,7 @@ void Session::Start()
         // Whether a real lamp is there comes as an input.
         if (IsRemoteLight(KindOf(device->Driver())))
             continue;
-        device->Schedule(0,
+        device->Schedule({},
                          [&device]
                          {
                              device->Device()->OnPowerOn();
