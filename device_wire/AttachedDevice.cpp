@@ -60,8 +60,8 @@ void AttachedDevice::ToDriver(const Message& message)
     const Link::Delivery delivery = NextDelivery(Link::Way::ToDriver);
     if (delivery.lost)
         return;
-    if (delivery.inOrder || delivery.twice || delivery.delayMs > 0)
-        Carry(delivery, m_lastAtDriverMs, [this, message] { Deliver(message); });
+    if (delivery.inOrder || delivery.twice || delivery.delay.count() > 0)
+        Carry(delivery, m_lastAtDriver, [this, message] { Deliver(message); });
     else
         Deliver(message);
 }
@@ -70,18 +70,18 @@ void AttachedDevice::ToDevice(std::function<void()> arrive)
 {
     const Link::Delivery delivery = NextDelivery(Link::Way::ToDevice);
     if (!delivery.lost)
-        Carry(delivery, m_lastAtDeviceMs, std::move(arrive));
+        Carry(delivery, m_lastAtDevice, std::move(arrive));
 }
 
-void AttachedDevice::Carry(const Link::Delivery& delivery, std::uint64_t& lastArrivalMs,
+void AttachedDevice::Carry(const Link::Delivery& delivery, std::chrono::milliseconds& lastArrival,
                            std::function<void()> arrive)
 {
-    std::uint64_t first = delivery.delayMs;
-    std::uint64_t second = delivery.secondMs;
+    std::chrono::milliseconds first = delivery.delay;
+    std::chrono::milliseconds second = delivery.second;
     if (delivery.inOrder)
     {
-        lastArrivalMs = std::max(lastArrivalMs, NowMs() + first);
-        first = second = lastArrivalMs - NowMs();
+        lastArrival = std::max(lastArrival, Now() + first);
+        first = second = lastArrival - Now();
     }
     if (delivery.twice)
         Schedule(first, arrive);

@@ -111,7 +111,7 @@ private:
     template <class Message>
     void ToDriver(const Message& message);
     void ToDevice(std::function<void()> arrive);
-    void Carry(const Link::Delivery& delivery, std::uint64_t& lastArrivalMs,
+    void Carry(const Link::Delivery& delivery, std::chrono::milliseconds& lastArrival,
                std::function<void()> arrive);
     Link::Delivery NextDelivery(Link::Way way);
 
@@ -119,8 +119,8 @@ private:
     Link* m_link = nullptr;
     bool m_power = true;
     // When the last message that keeps its turn arrives, in either direction.
-    std::uint64_t m_lastAtDriverMs = 0;
-    std::uint64_t m_lastAtDeviceMs = 0;
+    std::chrono::milliseconds m_lastAtDriver{};
+    std::chrono::milliseconds m_lastAtDevice{};
     std::unique_ptr<simulated::SimulatedDevice> m_device;
 };
 } // namespace device_wire

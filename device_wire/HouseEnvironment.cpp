@@ -18,15 +18,14 @@ void HouseEnvironment::Send(const wire::ZclFrame&) {}
 
 void HouseEnvironment::Send(const wire::BusFrame&) {}
 
-void HouseEnvironment::Schedule(std::uint64_t delayMs, std::function<void()> callback)
+void HouseEnvironment::Schedule(std::chrono::milliseconds delay, std::function<void()> callback)
 {
-    m_scheduled.emplace(m_house.AddDeviceTimer(std::chrono::milliseconds(delayMs), this),
-                        std::move(callback));
+    m_scheduled.emplace(m_house.AddDeviceTimer(delay, this), std::move(callback));
 }
 
-std::uint64_t HouseEnvironment::NowMs() const
+std::chrono::milliseconds HouseEnvironment::Now() const
 {
-    return static_cast<std::uint64_t>(m_house.GetClock().NowMs());
+    return m_house.GetClock().Now();
 }
 
 int HouseEnvironment::Random(int min, int max)

@@ -33,8 +33,8 @@ public:
     void Send(const wire::MibMessage& message) override;
     void Send(const wire::ZclFrame& frame) override;
     void Send(const wire::BusFrame& frame) override;
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override;
-    std::uint64_t NowMs() const override;
+    void Schedule(std::chrono::milliseconds delay, std::function<void()> callback) override;
+    std::chrono::milliseconds Now() const override;
     int Random(int min, int max) override;
     void ReportPerson(const std::string& what) override;
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 
 namespace device_wire
 {
@@ -15,10 +15,10 @@ public:
         // those behind it, and a second copy comes right behind the first.
         bool inOrder = false;
         // How much later it arrives.
-        std::uint64_t delayMs = 0;
+        std::chrono::milliseconds delay{};
         // Whether it arrives a second time, and how much later.
         bool twice = false;
-        std::uint64_t secondMs = 0;
+        std::chrono::milliseconds second{};
     };
 
     // Which way a message travels.

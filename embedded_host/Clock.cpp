@@ -11,10 +11,9 @@ namespace embedded_host
 {
 namespace
 {
-std::int64_t MonotonicNs()
+std::chrono::nanoseconds Monotonic()
 {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(now).count();
+    return std::chrono::steady_clock::now().time_since_epoch();
 }
 } // namespace
 
@@ -26,23 +25,23 @@ VirtualClock::VirtualClock(std::int64_t startLocalSeconds, std::shared_ptr<const
 
 std::int64_t VirtualClock::LocalSeconds() const
 {
-    const std::int64_t seconds = m_startSeconds + m_nowMs / 1000;
+    const std::int64_t seconds = m_startSeconds + m_now / std::chrono::seconds(1);
     return m_zone ? m_zone->ToLocal(seconds) : seconds;
 }
 
-void VirtualClock::MoveTo(std::int64_t ms)
+void VirtualClock::MoveTo(std::chrono::milliseconds time)
 {
-    m_nowMs = std::max(m_nowMs, std::min(ms, LATEST_MS));
+    m_now = std::max(m_now, std::min(time, LATEST));
 }
 
 RealClock::RealClock(std::shared_ptr<const TimeZone> zone, Source source)
-    : m_zone(std::move(zone)), m_source(source ? source : &MonotonicNs), m_startNs(m_source())
+    : m_zone(std::move(zone)), m_source(source ? source : &Monotonic), m_start(m_source())
 {
 }
 
 std::int64_t RealClock::LocalSeconds() const
 {
-    const std::time_t now = std::time(nullptr) + static_cast<std::time_t>(m_step);
+    const std::time_t now = std::time(nullptr) + m_step.count();
     if (m_zone)
         return m_zone->ToLocal(now);
     std::tm local{};

@@ -174,7 +174,7 @@ void DriverHost::Online(bool online)
     if (!m_driver)
         return;
     if (!m_told || m_told->online != online)
-        m_told = Told{online, m_house.GetClock().NowMs()};
+        m_told = Told{online, m_house.GetClock().Now().count()};
     CallDriver("the online status",
                [&]
                {
@@ -239,7 +239,7 @@ void DriverHost::TimerDue(unsigned id, ITimerManagerCallback* callback, std::int
 
 void DriverHost::Emit(Effect effect) const
 {
-    m_house.GetSink().Write({m_house.GetClock().NowMs(), *this, std::move(effect)});
+    m_house.GetSink().Write({m_house.GetClock().Now().count(), *this, std::move(effect)});
 }
 
 void DriverHost::ReportCall(const char* operation, const std::vector<CallArgument>& arguments) const
@@ -412,12 +412,12 @@ ID::Timer DriverHost::StartTimer(std::uint64_t amount, unsigned unit, unsigned c
     if (delayMs == 0)
     {
         TimersWithoutDelay& timers = Parts().timersWithoutDelay;
-        if (timers.StartAt(m_house.GetClock().NowMs()))
+        if (timers.StartAt(m_house.GetClock().Now().count()))
             Fault(TOO_MANY_TIMERS);
         delayMs = timers.TooMany() ? 1 : 0;
     }
-    return m_house.Timers().Add(Parts().timers, m_house.GetClock().NowNs(), delayMs, count,
-                                callback);
+    return m_house.Timers().Add(Parts().timers, m_house.GetClock().NowExactly().count(), delayMs,
+                                count, callback);
 }
 
 void DriverHost::Fault(const std::string& what) const

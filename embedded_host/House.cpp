@@ -110,8 +110,8 @@ public:
 private:
     void OnTimerDue(const TimerWheel::Due& due) override
     {
-        m_clock.MoveTo(due.dueMs);
-        const std::int64_t elapsedNs = m_clock.NowNs() - due.startedNs;
+        m_clock.MoveTo(std::chrono::milliseconds(due.dueMs));
+        const std::int64_t elapsedNs = m_clock.NowExactly().count() - due.startedNs;
         if (due.context)
             static_cast<nx::DriverHost*>(due.context)->TimerDue(due.id, due.callback, elapsedNs);
         else
@@ -188,17 +188,21 @@ nx::DriverHost* House::FindId(unsigned deviceId) const
     return found == m_byId.end() ? nullptr : found->second;
 }
 
-void House::Advance(std::int64_t ms)
+void House::Advance(std::chrono::milliseconds time)
 {
-    const std::int64_t now = m_clock.NowMs();
-    const std::int64_t until = now + std::clamp<std::int64_t>(ms, 0, Clock::LATEST_MS - now);
-    m_timers->Advance(until);
+    const std::chrono::milliseconds now = m_clock.Now();
+    const std::chrono::milliseconds until =
+        now + std::clamp(time, std::chrono::milliseconds(0), Clock::LATEST - now);
+    m_timers->Advance(until.count());
     m_clock.MoveTo(until);
 }
 
-std::int64_t House::NextWakeMs() const
+std::optional<std::chrono::milliseconds> House::NextWake() const
 {
-    return m_timers->wheel.NextWakeMs();
+    const std::int64_t wakeMs = m_timers->wheel.NextWakeMs();
+    if (wakeMs < 0)
+        return std::nullopt;
+    return std::chrono::milliseconds(wakeMs);
 }
 
 TimerWheel& House::Timers()
@@ -214,7 +218,8 @@ void House::ObserveTimers(TimerObserver* observer)
 unsigned House::AddDeviceTimer(std::chrono::milliseconds delay, ITimerManagerCallback* callback)
 {
     const auto delayMs = static_cast<std::uint64_t>(std::max<std::int64_t>(delay.count(), 0));
-    return m_timers->wheel.Add(m_timers->devices, m_clock.NowNs(), delayMs, 1, callback);
+    return m_timers->wheel.Add(m_timers->devices, m_clock.NowExactly().count(), delayMs, 1,
+                               callback);
 }
 
 void House::KillDeviceTimer(unsigned id)

@@ -10,6 +10,7 @@
 #include <deque>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -25,7 +26,7 @@ class TimerWheel;
 // of their effects.
 //
 // Lives on one thread; nothing here waits or sleeps. A house on a VirtualClock moves only by
-// Advance; for one on a RealClock somebody calls Advance when NextWakeMs says so, and before
+// Advance; for one on a RealClock somebody calls Advance when NextWake says so, and before
 // handing anything in.
 class House : private nx::IVariableManager
 {
@@ -61,13 +62,13 @@ public:
     nx::DriverHost* Find(const std::string& name) const;
     const std::vector<std::unique_ptr<nx::DriverHost>>& Drivers() const { return m_drivers; }
 
-    // Lets `ms` pass, counted from the clock's own present: fires every timer that is due on the
-    // way, the new time included, in order. Less than 0 is 0; time ends at Clock::LATEST_MS. Not
+    // Lets `time` pass, counted from the clock's own present: fires every timer that is due on the
+    // way, the new time included, in order. Less than 0 is 0; time ends at Clock::LATEST. Not
     // inside a driver, a device or the sink.
-    void Advance(std::int64_t ms);
+    void Advance(std::chrono::milliseconds time);
 
-    // A time, in milliseconds since the start, before which nothing is due; -1 when no timer runs.
-    std::int64_t NextWakeMs() const;
+    // A time since the start before which nothing is due; nothing when no timer runs.
+    std::optional<std::chrono::milliseconds> NextWake() const;
 
     // A timer of a simulated device: fires once, after the drivers' timers of the same millisecond.
     // Less than 0 is 0. Its ids are apart from the drivers'. Killing one that is 0, unknown or has

@@ -80,7 +80,7 @@ void DriverRun::Advance(std::uint64_t ms)
 {
     ms = std::min(ms, MOST_ADVANCE_MS - m_advancedMs);
     m_advancedMs += ms;
-    m_session->House().Advance(static_cast<std::int64_t>(ms));
+    m_session->House().Advance(std::chrono::milliseconds(ms));
 }
 
 void DriverRun::Fact(const std::string& name, const std::string& json)

@@ -16,7 +16,7 @@ namespace
 using namespace fuzzing;
 
 constexpr std::size_t MOST_DRIVERS = 12;
-constexpr std::int64_t RUN_MS = 3000;
+constexpr std::chrono::milliseconds RUN_TIME = std::chrono::seconds(3);
 
 // Requires of every effect what holds in any house.
 class Watching : public embedded_host::OutputSink
@@ -52,7 +52,7 @@ void Run(const lighting_host::HouseFile& house)
     options.logLevel = log4cplus::OFF_LOG_LEVEL;
     lighting_host::Session session(house, options, sink);
     session.Start();
-    session.House().Advance(RUN_MS);
+    session.House().Advance(RUN_TIME);
     for (const auto& driver : session.House().Drivers())
     {
         const std::string state = driver->Persist();

@@ -48,7 +48,7 @@ LiveHouse::Options HouseOptions()
     LiveHouse::Options options;
     options.run.session.logLevel = log4cplus::WARN_LOG_LEVEL;
     options.paused = true;
-    options.makeListener = [](HouseRun& run)
+    options.makeView = [](HouseRun& run)
     {
         return std::make_unique<HousePicture>(run);
     };

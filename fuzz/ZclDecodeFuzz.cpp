@@ -36,8 +36,11 @@ public:
         if (silent)
             last = reply;
     }
-    void Schedule(std::uint64_t, std::function<void()> callback) override { callback(); }
-    std::uint64_t NowMs() const override { return 0; }
+    void Schedule(std::chrono::milliseconds, std::function<void()> callback) override
+    {
+        callback();
+    }
+    std::chrono::milliseconds Now() const override { return {}; }
     int Random(int min, int) override { return min; }
     void ReportPerson(const std::string&) override {}
 

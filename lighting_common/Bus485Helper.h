@@ -16,16 +16,16 @@ class ICmdMessage;
 class IInstanceManager;
 class ITimerManager;
 
-// The transmit side of a driver whose device sits on an RS-485 bus behind a gateway: a queue that
-// sends one message at a time, sends it again after a random time without an answer, and gives the
-// device up as offline after the third.
+// The send queue of a driver whose device is on an RS-485 bus behind a gateway. It sends one
+// message at a time. A message without an answer is sent again after a random time; when the third
+// time brings no answer either, the device counts as offline.
 //
-// It does not talk to the bus: messages go to the gateway's driver through the owner, which also
-// tells of answers and of what is online. Owned by the device's driver; lives on its thread.
+// It does not talk to the bus. The owner passes messages to the gateway's driver, and tells this
+// object about answers and about what is online. Owned by the device's driver; lives on its thread.
 //
-// Invariants: a message is in transit exactly while the retry timer runs, and it is the front of
-// the queue; the front is never replaced. sendQueueFront is the one place that decides whether
-// something leaves the queue.
+// Invariants: a message is in transit exactly while the retry timer runs. The message in transit is
+// the front of the queue, and the front is never replaced. Only sendQueueFront decides whether a
+// message is sent.
 class LIGHTING_COMMON_API Bus485Helper : public ITimerManagerCallback
 {
 public:

@@ -71,8 +71,8 @@ public:
 
     // "GROUP_RAMP_TO_LEVEL" with "GROUP_ID", "LEVEL" and "TIME", "GROUP_SET_LEVEL" with "GROUP_ID"
     // and "LEVEL", "GROUP_START_RAMP" with "GROUP_ID", "RATE" and "RAMP_UP", and "GROUP_STOP_RAMP"
-    // with "GROUP_ID": the owner's action, whether or not the group is held; then, with a keep-sync
-    // group, the same as a command to the other keep-sync groups.
+    // with "GROUP_ID": calls the owner, even for a group that is not held. If the group is one with
+    // keep-sync, the other keep-sync groups then get the action too, each as a command.
     virtual void OnCmdGroupRampToLvl(const ICmdMessage& message);
     virtual void OnCmdGroupSetLvl(const ICmdMessage& message);
     virtual void OnCmdGroupStartRamp(const ICmdMessage& message);

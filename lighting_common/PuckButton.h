@@ -14,14 +14,14 @@ namespace nx
 class XmlNode;
 }
 
-// A button of the puck family: turns what the device reports (push, release, click, hold) and what
-// the controller asks for into numbered events, bound commands and requests to the device.
+// A button of the puck family. The device reports pushes, releases, clicks and holds, and the
+// controller makes requests. Both become events, bound commands and requests to the device.
 //
-// Not for drivers as it is: ContactButton and SnapOnButton say which settings a button has and how
-// they reach the device. Talks to its owner only, on the driver's thread, and re-enters the owner
-// from every operation. A hold watchdog runs while the button is pressed, if the owner has hold
-// feedback: when the device stops reporting, a release is made up. Invariant: holdTimerId is 0 when
-// no hold timer runs. The order of the virtual operations is part of the interface (do not change).
+// Drivers use ContactButton or SnapOnButton, which add the settings of a button and the way to send
+// them. Talks only to its owner, on the driver's thread; every operation may call the owner back.
+// While the button is pressed and the owner has hold feedback, a hold timer runs. When the device
+// stops reporting, the timer expires and the button acts as if it were released. Invariant:
+// holdTimerId is 0 when no hold timer runs. The order of the virtual operations must not change.
 class LIGHTING_COMMON_API PuckButton
 {
 public:

@@ -81,3 +81,34 @@ show_progress()
         say "  $line"
     fi
 }
+
+# skip WHY...: ends a test that cannot be run here, and says why.
+skip()
+{
+    say "Skipped: $*"
+    exit 77
+}
+
+# need_node VERSION: skips without npm and a Node that is at least that.
+need_node()
+{
+    local version
+    command -v npm >/dev/null || skip "there is no npm"
+    version=$(node --version)
+    version=${version#v}
+    [ "${version%%.*}" -ge "$1" ] || skip "Node $version is older than $1"
+}
+
+# npm_packages FOLDER [OPTION...]: installs exactly what the lock file of the folder names, once. Skips
+# where that cannot be had.
+npm_packages()
+{
+    local folder=$1
+    shift
+    [ ! -d "$folder/node_modules" ] || [ "$folder/package-lock.json" -nt "$folder/node_modules" ] ||
+        return 0
+    (cd "$folder" && npm ci --no-audit --no-fund --loglevel=error --fetch-retries=1 \
+        --fetch-retry-mintimeout=1000 --fetch-timeout=30000 "$@" >&2) ||
+        skip "the packages of ${folder#"$root"/} could not be installed"
+    touch "$folder/node_modules"
+}

@@ -18,7 +18,7 @@ constexpr std::uint8_t RELEASED = 0;
 constexpr std::uint8_t PRESSED = 1;
 constexpr std::uint8_t CLICKED = 2;
 constexpr std::uint8_t STILL_HELD = 3;
-constexpr std::uint64_t HOLD_REPORT_MS = 500;
+constexpr std::chrono::milliseconds HOLD_REPORT_INTERVAL{500};
 
 // On purpose not that of the driver: the device reads the bus with code of its own.
 constexpr std::size_t NUMBER_SIZE = 2;
@@ -82,9 +82,9 @@ void BusKeypad::OnPowerOn()
 // is asked for first.
 void BusKeypad::Await(const std::shared_ptr<BusKeypadFault>& fault)
 {
-    if (fault->PeriodMs() == 0)
+    if (fault->Period().count() == 0)
         return;
-    After(fault->PeriodMs(),
+    After(fault->Period(),
           [this, waiting = std::weak_ptr<BusKeypadFault>(fault)]
           {
               const std::shared_ptr<BusKeypadFault> due = waiting.lock();
@@ -97,7 +97,7 @@ void BusKeypad::Await(const std::shared_ptr<BusKeypadFault>& fault)
 
 void BusKeypad::AnnounceLater()
 {
-    After(ANNOUNCE_EVERY_MS,
+    After(ANNOUNCE_INTERVAL,
           [this]
           {
               SendAnnounce(m_hasLost);
@@ -123,7 +123,7 @@ void BusKeypad::OnFrame(const wire::BusFrame& frame)
         Apply(frame.opcode, Octets(frame.payload.begin() + NUMBER_SIZE, frame.payload.end()));
     if (frame.opcode == USE_BUTTON)
         m_lastAction = number;
-    SendFrame(ANSWER, {frame.payload[0], frame.payload[1]}, m_answerDelayMs);
+    SendFrame(ANSWER, {frame.payload[0], frame.payload[1]}, m_answerDelay);
 }
 
 void BusKeypad::Apply(std::uint16_t opcode, const Octets& payload)
@@ -186,24 +186,24 @@ void BusKeypad::Click(int button)
     TellUse(button, CLICKED);
 }
 
-void BusKeypad::Hold(int button, std::uint64_t ms)
+void BusKeypad::Hold(int button, std::chrono::milliseconds time)
 {
     Press(button);
-    KeepHeld(button, ms);
+    KeepHeld(button, time);
 }
 
-void BusKeypad::KeepHeld(int button, std::uint64_t ms)
+void BusKeypad::KeepHeld(int button, std::chrono::milliseconds time)
 {
-    if (ms <= HOLD_REPORT_MS)
+    if (time <= HOLD_REPORT_INTERVAL)
     {
-        After(ms, [this, button] { Release(button); });
+        After(time, [this, button] { Release(button); });
         return;
     }
-    After(HOLD_REPORT_MS,
-          [this, button, ms]
+    After(HOLD_REPORT_INTERVAL,
+          [this, button, time]
           {
               TellUse(button, STILL_HELD);
-              KeepHeld(button, ms - HOLD_REPORT_MS);
+              KeepHeld(button, time - HOLD_REPORT_INTERVAL);
           });
 }
 
@@ -232,7 +232,7 @@ void BusKeypad::OnTouch(Place, int number, Touch touch)
 
 void BusKeypad::StayHeld(int button, unsigned turn)
 {
-    After(HOLD_REPORT_MS,
+    After(HOLD_REPORT_INTERVAL,
           [this, button, turn]
           {
               const auto touched = m_touched.find(button);
@@ -249,16 +249,16 @@ void BusKeypad::TellUse(int button, std::uint8_t use)
         SendFrame(BUTTON_USED, {static_cast<std::uint8_t>(button), use});
 }
 
-void BusKeypad::SendFrame(std::uint16_t opcode, Octets payload, std::uint64_t delayMs)
+void BusKeypad::SendFrame(std::uint16_t opcode, Octets payload, std::chrono::milliseconds delay)
 {
     const wire::BusFrame frame{m_address, opcode, std::move(payload)};
-    for (const auto& leaving : m_faults.Leave(frame, delayMs))
+    for (const auto& leaving : m_faults.Leave(frame, delay))
     {
         Octets octets = EncodeBusFrame(BusDirection::FromDevice, leaving.message);
-        if (leaving.delayMs == 0)
+        if (leaving.delay.count() == 0)
             Transmit(std::move(octets));
         else
-            After(leaving.delayMs, [this, sent = std::move(octets)] { Transmit(sent); });
+            After(leaving.delay, [this, sent = std::move(octets)] { Transmit(sent); });
     }
 }
 

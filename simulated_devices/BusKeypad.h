@@ -43,8 +43,8 @@ public:
     static constexpr std::uint16_t ANNOUNCE = 0x9010;
     static constexpr std::uint16_t BUTTON_USED = 0x9030;
 
-    static constexpr std::uint64_t DEFAULT_ANSWER_DELAY_MS = 20;
-    static constexpr std::uint64_t ANNOUNCE_EVERY_MS = 600000;
+    static constexpr std::chrono::milliseconds DEFAULT_ANSWER_DELAY{20};
+    static constexpr std::chrono::milliseconds ANNOUNCE_INTERVAL = std::chrono::minutes(10);
 
     // `world` and `line` must outlive the keypad. `address` is its number on the bus.
     BusKeypad(DeviceEnvironment& world, BusLine& line, std::uint32_t address);
@@ -56,7 +56,7 @@ public:
     FaultList* GetFaults() override { return &m_faults; }
 
     // How long an answer takes.
-    void SetAnswerDelay(std::uint64_t ms) { m_answerDelayMs = ms; }
+    void SetAnswerDelay(std::chrono::milliseconds time) { m_answerDelay = time; }
 
     // The keypad gets power: its settings are gone, and its announce says so.
     void OnPowerOn() override;
@@ -67,7 +67,7 @@ public:
     void Press(int button);
     void Release(int button);
     void Click(int button);
-    void Hold(int button, std::uint64_t ms);
+    void Hold(int button, std::chrono::milliseconds time);
 
     // Every number from 0 to LAST_BUTTON is a button.
     static constexpr int LAST_BUTTON = 127;
@@ -96,19 +96,19 @@ public:
 
 private:
     // Sends a frame with the keypad's own address, that much later, as the faults have it.
-    void SendFrame(std::uint16_t opcode, Octets payload, std::uint64_t delayMs = 0);
+    void SendFrame(std::uint16_t opcode, Octets payload, std::chrono::milliseconds delay = {});
     void SendAnnounce(bool restarted);
     void Await(const std::shared_ptr<BusKeypadFault>& fault);
     void OnFrame(const wire::BusFrame& frame);
     void Apply(std::uint16_t opcode, const Octets& payload);
     void TellUse(int button, std::uint8_t use);
-    void KeepHeld(int button, std::uint64_t ms);
+    void KeepHeld(int button, std::chrono::milliseconds time);
     void StayHeld(int button, unsigned turn);
     void AnnounceLater();
 
     BusLine& m_line;
     std::uint32_t m_address;
-    std::uint64_t m_answerDelayMs = DEFAULT_ANSWER_DELAY_MS;
+    std::chrono::milliseconds m_answerDelay = DEFAULT_ANSWER_DELAY;
     BusFrameReader m_reader;
     bool m_power = false;
     // Whether it was told something, lost it, and was not told again.

@@ -47,14 +47,14 @@ const FaultTable<BusKeypadFault>& BusKeypadFaultTable()
     return table;
 }
 
-bool AnswersLate::OnSend(const Message& message, std::uint64_t& delayMs, Departures&)
+bool AnswersLate::OnSend(const Message& message, std::chrono::milliseconds& delay, Departures&)
 {
     if (IsAnswer(message))
-        delayMs = std::max(delayMs, DELAY_MS);
+        delay = std::max(delay, DELAY);
     return true;
 }
 
-bool AnswersSeldom::OnSend(const Message& message, std::uint64_t&, Departures&)
+bool AnswersSeldom::OnSend(const Message& message, std::chrono::milliseconds&, Departures&)
 {
     return !IsAnswer(message) || m_turn.Next();
 }

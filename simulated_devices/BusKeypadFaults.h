@@ -12,9 +12,9 @@ namespace simulated
 class BusKeypadFault : public WireFault<wire::BusFrame>
 {
 public:
-    // How often OnPeriod is called while the keypad has power, from its start on, in milliseconds;
-    // 0 for never, which is the default. Always the same.
-    virtual std::uint64_t PeriodMs() const { return 0; }
+    // How often OnPeriod is called while the keypad has power, from its start on; 0 for never,
+    // which is the default. Always the same.
+    virtual std::chrono::milliseconds Period() const { return {}; }
 
     // The time has passed once more. May do anything with the keypad but clear its faults.
     virtual void OnPeriod(BusKeypad& keypad, DeviceEnvironment& world)
@@ -39,8 +39,9 @@ public:
 class AnswersLate : public BusKeypadFault
 {
 public:
-    static constexpr std::uint64_t DELAY_MS = 25000;
-    bool OnSend(const Message& message, std::uint64_t& delayMs, Departures& also) override;
+    static constexpr std::chrono::milliseconds DELAY = std::chrono::seconds(25);
+    bool OnSend(const Message& message, std::chrono::milliseconds& delay,
+                Departures& also) override;
 };
 
 // Answers only every nth message that it hears, repeated ones counted.
@@ -48,7 +49,8 @@ class AnswersSeldom : public BusKeypadFault
 {
 public:
     explicit AnswersSeldom(unsigned every) : m_turn(every) {}
-    bool OnSend(const Message& message, std::uint64_t& delayMs, Departures& also) override;
+    bool OnSend(const Message& message, std::chrono::milliseconds& delay,
+                Departures& also) override;
 
 private:
     EveryNth m_turn;
@@ -58,8 +60,8 @@ private:
 class RestartsHourly : public BusKeypadFault
 {
 public:
-    static constexpr std::uint64_t RESTART_EVERY_MS = 3600000;
-    std::uint64_t PeriodMs() const override { return RESTART_EVERY_MS; }
+    static constexpr std::chrono::milliseconds RESTART_PERIOD = std::chrono::hours(1);
+    std::chrono::milliseconds Period() const override { return RESTART_PERIOD; }
     void OnPeriod(BusKeypad& keypad, DeviceEnvironment& world) override;
 };
 
@@ -68,8 +70,8 @@ public:
 class Babbles : public BusKeypadFault
 {
 public:
-    static constexpr std::uint64_t BABBLE_EVERY_MS = 5000;
-    std::uint64_t PeriodMs() const override { return BABBLE_EVERY_MS; }
+    static constexpr std::chrono::milliseconds BABBLE_PERIOD = std::chrono::seconds(5);
+    std::chrono::milliseconds Period() const override { return BABBLE_PERIOD; }
     void OnPeriod(BusKeypad& keypad, DeviceEnvironment& world) override;
 };
 } // namespace simulated

@@ -24,9 +24,10 @@ void SimulatedLine::Detach(BusStation& station)
     m_stations.erase(std::remove(m_stations.begin(), m_stations.end(), &station), m_stations.end());
 }
 
-std::uint64_t SimulatedLine::DurationMs(std::size_t octets) const
+std::chrono::milliseconds SimulatedLine::Duration(std::size_t octets) const
 {
-    return (octets * BITS_PER_OCTET * MS_PER_SECOND + m_baud - 1) / m_baud;
+    return std::chrono::milliseconds((octets * BITS_PER_OCTET * MS_PER_SECOND + m_baud - 1) /
+                                     m_baud);
 }
 
 void SimulatedLine::Transmit(const BusStation& from, Octets octets)
@@ -39,7 +40,7 @@ void SimulatedLine::Transmit(const BusStation& from, Octets octets)
 void SimulatedLine::StartFirst()
 {
     std::weak_ptr<int> life = m_life;
-    m_world.Schedule(DurationMs(m_transmissions.front().octets.size()),
+    m_world.Schedule(Duration(m_transmissions.front().octets.size()),
                      [this, life]
                      {
                          if (!life.expired())

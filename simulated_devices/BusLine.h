@@ -49,8 +49,8 @@ public:
     void Detach(BusStation& station) override;
     void Transmit(const BusStation& from, Octets octets) override;
 
-    // How long so many octets take, in milliseconds, rounded up; ten bits an octet.
-    std::uint64_t DurationMs(std::size_t octets) const;
+    // How long so many octets take, rounded up to whole milliseconds; ten bits an octet.
+    std::chrono::milliseconds Duration(std::size_t octets) const;
 
     // How many transmissions wait or are under way.
     std::size_t Waiting() const { return m_transmissions.size(); }

@@ -1,5 +1,7 @@
 #include "simulated_devices/FaultList.h"
 
+#include <algorithm>
+
 namespace simulated
 {
 namespace
@@ -13,9 +15,17 @@ FaultAttribute Every(std::uint64_t byDefault)
     return {"every", FaultAttribute::Unit::Count, 1, ANY_EVERY, byDefault};
 }
 
-FaultAttribute By(std::uint64_t byDefaultMs)
+FaultAttribute By(std::chrono::milliseconds byDefault)
 {
-    return {"by", FaultAttribute::Unit::Milliseconds, 0, ANY_TIME, byDefaultMs};
+    return {"by", FaultAttribute::Unit::Milliseconds, 0, ANY_TIME,
+            static_cast<std::uint64_t>(byDefault.count())};
+}
+
+std::chrono::milliseconds FaultTime(std::uint64_t milliseconds)
+{
+    constexpr std::chrono::milliseconds LONGEST = std::chrono::hours(1000 * 366 * 24);
+    return std::chrono::milliseconds(
+        std::min(milliseconds, static_cast<std::uint64_t>(LONGEST.count())));
 }
 
 const FaultKind* FaultList::FindKind(const std::string& name) const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -27,7 +28,7 @@ struct FaultAttribute
 // "every": one message, or other thing, in that many.
 FaultAttribute Every(std::uint64_t byDefault = 10);
 // "by": a time.
-FaultAttribute By(std::uint64_t byDefaultMs = 200);
+FaultAttribute By(std::chrono::milliseconds byDefault = std::chrono::milliseconds(200));
 
 // One kind of fault that a device can have.
 struct FaultKind
@@ -41,6 +42,10 @@ struct FaultKind
 
 // The values of a fault's attributes, by name.
 using FaultValues = std::map<std::string, std::uint64_t>;
+
+// The value of an attribute in milliseconds as a time. At most a thousand years, so that sums of
+// such times still fit.
+std::chrono::milliseconds FaultTime(std::uint64_t milliseconds);
 
 // The faults that a device has, and the kinds that it can have: what is the same for every device.
 // See Faults.h for the rest.

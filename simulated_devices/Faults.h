@@ -5,6 +5,7 @@
 #include "simulated_devices/FaultList.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <iterator>
@@ -30,7 +31,7 @@ template <class Message>
 struct Departure
 {
     Message message;
-    std::uint64_t delayMs;
+    std::chrono::milliseconds delay;
 };
 
 // What a fault can do to the messages of a device.
@@ -50,12 +51,12 @@ public:
         return true;
     }
 
-    // A message is about to leave, `delayMs` from now, which may be changed. False loses it. What
+    // A message is about to leave, `delay` from now, which may be changed. False loses it. What
     // is appended to `also` leaves too.
-    virtual bool OnSend(const Message& message, std::uint64_t& delayMs, Departures& also)
+    virtual bool OnSend(const Message& message, std::chrono::milliseconds& delay, Departures& also)
     {
         (void)message;
-        (void)delayMs;
+        (void)delay;
         (void)also;
         return true;
     }
@@ -98,7 +99,8 @@ std::unique_ptr<Fault> MakeEvery(const FaultValues& values)
 template <class Fault, class Made>
 std::unique_ptr<Fault> MakeEveryBy(const FaultValues& values)
 {
-    return std::make_unique<Made>(static_cast<unsigned>(values.at("every")), values.at("by"));
+    return std::make_unique<Made>(static_cast<unsigned>(values.at("every")),
+                                  FaultTime(values.at("by")));
 }
 
 // The faults of one device.
@@ -161,17 +163,18 @@ public:
         return true;
     }
 
-    // What leaves when a message would leave `delayMs` from now: what faults add, then the message
+    // What leaves when a message would leave `delay` from now: what faults add, then the message
     // itself unless one of them loses it. Every fault is asked.
     template <class Message>
-    std::vector<Departure<Message>> Leave(const Message& message, std::uint64_t delayMs) const
+    std::vector<Departure<Message>> Leave(const Message& message,
+                                          std::chrono::milliseconds delay) const
     {
         std::vector<Departure<Message>> leaving;
         bool lost = false;
         for (const Shared& fault : m_faults)
-            lost = !fault->OnSend(message, delayMs, leaving) || lost;
+            lost = !fault->OnSend(message, delay, leaving) || lost;
         if (!lost)
-            leaving.push_back({message, delayMs});
+            leaving.push_back({message, delay});
         return leaving;
     }
 
@@ -222,7 +225,7 @@ class Loses : public Fault
 {
 public:
     explicit Loses(unsigned every) : m_turn(every) {}
-    bool OnSend(const typename Fault::Message& message, std::uint64_t&,
+    bool OnSend(const typename Fault::Message& message, std::chrono::milliseconds&,
                 typename Fault::Departures&) override
     {
         return !Which::Includes(message) || !m_turn.Next();
@@ -237,18 +240,18 @@ template <class Fault, class Which = AnyMessage>
 class Delays : public Fault
 {
 public:
-    Delays(unsigned every, std::uint64_t byMs) : m_turn(every), m_byMs(byMs) {}
-    bool OnSend(const typename Fault::Message& message, std::uint64_t& delayMs,
+    Delays(unsigned every, std::chrono::milliseconds by) : m_turn(every), m_by(by) {}
+    bool OnSend(const typename Fault::Message& message, std::chrono::milliseconds& delay,
                 typename Fault::Departures&) override
     {
         if (Which::Includes(message) && m_turn.Next())
-            delayMs += m_byMs;
+            delay += m_by;
         return true;
     }
 
 private:
     EveryNth m_turn;
-    const std::uint64_t m_byMs;
+    const std::chrono::milliseconds m_by;
 };
 
 // Every nth message leaves a second time, that much later.
@@ -256,18 +259,18 @@ template <class Fault, class Which = AnyMessage>
 class Repeats : public Fault
 {
 public:
-    explicit Repeats(unsigned every, std::uint64_t byMs = 0) : m_turn(every), m_byMs(byMs) {}
-    bool OnSend(const typename Fault::Message& message, std::uint64_t& delayMs,
+    explicit Repeats(unsigned every, std::chrono::milliseconds by = {}) : m_turn(every), m_by(by) {}
+    bool OnSend(const typename Fault::Message& message, std::chrono::milliseconds& delay,
                 typename Fault::Departures& also) override
     {
         if (Which::Includes(message) && m_turn.Next())
-            also.push_back({message, delayMs + m_byMs});
+            also.push_back({message, delay + m_by});
         return true;
     }
 
 private:
     EveryNth m_turn;
-    const std::uint64_t m_byMs;
+    const std::chrono::milliseconds m_by;
 };
 
 // Does not hear every nth message; 1 is deaf.

@@ -4,7 +4,8 @@ namespace simulated
 {
 namespace
 {
-constexpr int LONGEST_HOLD_MS = 4000;
+constexpr std::chrono::milliseconds SHORTEST_HOLD{1};
+constexpr std::chrono::milliseconds LONGEST_HOLD = std::chrono::seconds(4);
 } // namespace
 
 KeypadOnBus::KeypadOnBus(DeviceEnvironment& world, std::uint32_t address)
@@ -26,18 +27,19 @@ void KeypadOnBus::OnPowerOn()
     m_keypad.OnPowerOn();
 }
 
-void KeypadOnBus::LetAPersonPlay(int firstButton, int lastButton, int minMs, int maxMs)
+void KeypadOnBus::LetAPersonPlay(int firstButton, int lastButton,
+                                 std::chrono::milliseconds shortest,
+                                 std::chrono::milliseconds longest)
 {
-    After(static_cast<std::uint64_t>(Environment().Random(minMs, maxMs)),
-          [this, firstButton, lastButton, minMs, maxMs]
+    After(RandomTime(shortest, longest),
+          [this, firstButton, lastButton, shortest, longest]
           {
               const int button = Environment().Random(firstButton, lastButton);
               if (Environment().Random(0, 2) != 0)
                   m_keypad.Click(button);
               else
-                  m_keypad.Hold(
-                      button, static_cast<std::uint64_t>(Environment().Random(1, LONGEST_HOLD_MS)));
-              LetAPersonPlay(firstButton, lastButton, minMs, maxMs);
+                  m_keypad.Hold(button, RandomTime(SHORTEST_HOLD, LONGEST_HOLD));
+              LetAPersonPlay(firstButton, lastButton, shortest, longest);
           });
 }
 } // namespace simulated

@@ -20,8 +20,10 @@ public:
     // Gateway and keypad get power.
     void OnPowerOn() override;
 
-    // Lets a person use one of these buttons now and then, the pauses being `minMs` to `maxMs`.
-    void LetAPersonPlay(int firstButton, int lastButton, int minMs, int maxMs);
+    // Lets a person use one of these buttons now and then, the pauses being `shortest` to
+    // `longest`, at most some 24 days.
+    void LetAPersonPlay(int firstButton, int lastButton, std::chrono::milliseconds shortest,
+                        std::chrono::milliseconds longest);
 
     // The keypad's.
     bool HasPlace(Place place, int number) const override

@@ -7,26 +7,32 @@ namespace simulated
 {
 namespace
 {
-constexpr std::uint64_t MINUTE_MS = 60000;
-constexpr std::uint64_t HOUR_MS = 60 * MINUTE_MS;
-constexpr std::uint64_t WATT_MS_PER_MILLIWATT_HOUR = HOUR_MS / 1000;
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+
+constexpr std::uint64_t WATT_MS_PER_MILLIWATT_HOUR = 3600;
 constexpr std::uint64_t MILLIWATT_HOURS_PER_WATT_HOUR = 1000;
 
-std::uint64_t At(unsigned hour, unsigned minute)
+milliseconds At(int hour, int minute)
 {
-    return hour * HOUR_MS + minute * MINUTE_MS;
+    return std::chrono::hours(hour) + minutes(minute);
+}
+
+std::uint64_t WattMilliseconds(std::uint32_t watts, milliseconds time)
+{
+    return watts * static_cast<std::uint64_t>(time.count());
 }
 
 // The compressor runs for a third of each 45 minutes; at night its heater defrosts it once.
 std::vector<LoadCurve::Step> Fridge()
 {
-    constexpr std::uint64_t CYCLE_MS = 45 * MINUTE_MS;
-    constexpr std::uint64_t RUN_MS = 15 * MINUTE_MS;
+    constexpr minutes CYCLE(45);
+    constexpr minutes RUN(15);
     std::vector<LoadCurve::Step> steps;
-    for (std::uint64_t start = 0; start < LoadCurve::DAY_MS; start += CYCLE_MS)
+    for (milliseconds start{}; start < LoadCurve::DAY; start += CYCLE)
     {
         steps.push_back({start, 85});
-        steps.push_back({start + RUN_MS, 2});
+        steps.push_back({start + RUN, 2});
     }
     steps.push_back({At(3, 20), 180});
     steps.push_back({At(3, 40), 2});
@@ -44,10 +50,10 @@ std::vector<LoadCurve::Step> WashingMachine()
 std::vector<LoadCurve::Step> Kettle()
 {
     std::vector<LoadCurve::Step> steps;
-    for (const std::uint64_t start : {At(6, 50), At(7, 25), At(10, 15), At(15, 40), At(20, 5)})
+    for (const milliseconds start : {At(6, 50), At(7, 25), At(10, 15), At(15, 40), At(20, 5)})
     {
         steps.push_back({start, 2200});
-        steps.push_back({start + 3 * MINUTE_MS, 0});
+        steps.push_back({start + minutes(3), 0});
     }
     return steps;
 }
@@ -69,9 +75,9 @@ std::string Hex(std::uint64_t value, int digits)
 LoadCurve::LoadCurve(std::vector<Step> steps) : m_steps(std::move(steps))
 {
     for (Step& step : m_steps)
-        step.atMs %= DAY_MS;
+        step.at %= DAY;
     std::stable_sort(m_steps.begin(), m_steps.end(),
-                     [](const Step& a, const Step& b) { return a.atMs < b.atMs; });
+                     [](const Step& a, const Step& b) { return a.at < b.at; });
 }
 
 bool LoadCurve::ByName(const std::string& name, LoadCurve& curve)
@@ -93,34 +99,34 @@ bool LoadCurve::ByName(const std::string& name, LoadCurve& curve)
     return false;
 }
 
-std::uint32_t LoadCurve::WattsAt(std::uint64_t ms) const
+std::uint32_t LoadCurve::WattsAt(milliseconds time) const
 {
     if (m_steps.empty())
         return 0;
-    const std::uint64_t ofDay = ms % DAY_MS;
+    const milliseconds ofDay = time % DAY;
     std::uint32_t watts = m_steps.back().watts;
     for (const Step& step : m_steps)
     {
-        if (step.atMs > ofDay)
+        if (step.at > ofDay)
             break;
         watts = step.watts;
     }
     return watts;
 }
 
-std::uint64_t LoadCurve::NextChangeAfter(std::uint64_t ms) const
+milliseconds LoadCurve::NextChangeAfter(milliseconds time) const
 {
-    const std::uint32_t watts = WattsAt(ms);
-    const std::uint64_t midnight = ms - ms % DAY_MS;
-    for (const std::uint64_t day : {midnight, midnight + DAY_MS})
+    const std::uint32_t watts = WattsAt(time);
+    const milliseconds midnight = time - time % DAY;
+    for (const milliseconds day : {midnight, midnight + DAY})
     {
         for (const Step& step : m_steps)
         {
-            if (day + step.atMs > ms && WattsAt(step.atMs) != watts)
-                return day + step.atMs;
+            if (day + step.at > time && WattsAt(step.at) != watts)
+                return day + step.at;
         }
     }
-    return 0;
+    return {};
 }
 
 MeteringPlug::MeteringPlug(DeviceEnvironment& environment, LoadCurve curve)
@@ -133,10 +139,10 @@ void MeteringPlug::OnPowerOn()
     CancelPending();
     m_before += MeterMilliwattHours();
     m_counted = 0;
-    m_countedMs = Environment().NowMs();
+    m_countedUpTo = Environment().Now();
     m_watts = 0;
     FollowTheCurve();
-    After(REPORT_MS, [this] { ReportEveryMinute(); });
+    After(REPORT_INTERVAL, [this] { ReportEveryMinute(); });
 }
 
 void MeteringPlug::SetFault(std::uint8_t fault)
@@ -149,36 +155,36 @@ void MeteringPlug::SetFault(std::uint8_t fault)
 
 std::uint32_t MeteringPlug::Watts() const
 {
-    return m_fault == 0 ? m_curve.WattsAt(Environment().NowMs()) : 0;
+    return m_fault == 0 ? m_curve.WattsAt(Environment().Now()) : 0;
 }
 
 std::uint64_t MeteringPlug::MeterMilliwattHours() const
 {
-    const std::uint64_t since = Environment().NowMs() - m_countedMs;
-    return (m_counted + m_watts * since) / WATT_MS_PER_MILLIWATT_HOUR;
+    const milliseconds since = Environment().Now() - m_countedUpTo;
+    return (m_counted + WattMilliseconds(m_watts, since)) / WATT_MS_PER_MILLIWATT_HOUR;
 }
 
 // Up to now at the power so far.
 void MeteringPlug::Count()
 {
-    const std::uint64_t now = Environment().NowMs();
-    m_counted += m_watts * (now - m_countedMs);
-    m_countedMs = now;
+    const milliseconds now = Environment().Now();
+    m_counted += WattMilliseconds(m_watts, now - m_countedUpTo);
+    m_countedUpTo = now;
 }
 
 void MeteringPlug::FollowTheCurve()
 {
     Count();
     m_watts = Watts();
-    const std::uint64_t now = Environment().NowMs();
-    if (const std::uint64_t next = m_curve.NextChangeAfter(now))
+    const milliseconds now = Environment().Now();
+    if (const milliseconds next = m_curve.NextChangeAfter(now); next.count() > 0)
         After(next - now, [this] { FollowTheCurve(); });
     Report();
 }
 
 void MeteringPlug::ReportEveryMinute()
 {
-    After(REPORT_MS, [this] { ReportEveryMinute(); });
+    After(REPORT_INTERVAL, [this] { ReportEveryMinute(); });
     Report();
 }
 

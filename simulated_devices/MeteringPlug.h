@@ -2,6 +2,7 @@
 
 #include "simulated_devices/SimulatedDevice.h"
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -15,11 +16,11 @@ namespace simulated
 class LoadCurve
 {
 public:
-    static constexpr std::uint64_t DAY_MS = 24 * 60 * 60 * 1000;
+    static constexpr std::chrono::milliseconds DAY = std::chrono::hours(24);
 
     struct Step
     {
-        std::uint64_t atMs;
+        std::chrono::milliseconds at;
         std::uint32_t watts;
     };
 
@@ -31,8 +32,8 @@ public:
     static bool ByName(const std::string& name, LoadCurve& curve);
 
     // The power at that moment, and the next moment at which it changes to another; 0 for never.
-    std::uint32_t WattsAt(std::uint64_t ms) const;
-    std::uint64_t NextChangeAfter(std::uint64_t ms) const;
+    std::uint32_t WattsAt(std::chrono::milliseconds time) const;
+    std::chrono::milliseconds NextChangeAfter(std::chrono::milliseconds time) const;
 
 private:
     std::vector<Step> m_steps;
@@ -47,7 +48,7 @@ private:
 class MeteringPlug : public SimulatedDevice
 {
 public:
-    static constexpr std::uint64_t REPORT_MS = 60000;
+    static constexpr std::chrono::milliseconds REPORT_INTERVAL = std::chrono::minutes(1);
     // A load that draws no more than this stands by: it is reported as off.
     static constexpr std::uint32_t STANDBY_WATTS = 5;
 
@@ -77,7 +78,7 @@ private:
     std::uint8_t m_fault = 0;
     // The power since the time up to which the meter has counted.
     std::uint32_t m_watts = 0;
-    std::uint64_t m_countedMs = 0;
+    std::chrono::milliseconds m_countedUpTo{};
     // What the meter showed at the power failures so far.
     std::uint64_t m_before = 0;
     // Watts times milliseconds.

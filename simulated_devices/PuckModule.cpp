@@ -98,10 +98,10 @@ int TargetOf(int behavior)
 } // namespace
 
 PuckModule::PuckModule(DeviceEnvironment& environment, unsigned buttons,
-                       std::uint32_t holdIntervalMs)
+                       std::chrono::milliseconds holdInterval)
     : SimulatedDevice(environment),
       m_buttons(std::min<unsigned>(buttons, static_cast<unsigned>(PuckSettings::BUTTONS))),
-      m_holdIntervalMs(holdIntervalMs), m_faults(PuckModuleFaultTable())
+      m_holdInterval(holdInterval), m_faults(PuckModuleFaultTable())
 {
 }
 
@@ -144,13 +144,13 @@ bool PuckModule::TellHoldTime(const Params& params)
 {
     if (Number(params[0], BYTE_DIGITS) != HOLD_TIME)
         return false;
-    After(ANSWER_MS,
+    After(ANSWER_TIME,
           [this]
           {
               Mib reply;
               reply.type = Mib::Reply;
               reply.mib = "nx.dmx.bmc";
-              reply.params = {Word(m_holdIntervalMs)};
+              reply.params = {Word(static_cast<std::uint32_t>(m_holdInterval.count()))};
               Transmit(reply);
           });
     return true;
@@ -278,8 +278,8 @@ void PuckModule::Push(int number)
         CountClick(number);
         return;
     }
-    if (m_holdIntervalMs > 0)
-        After(m_holdIntervalMs, [this, number, turn] { ReportHold(number, turn); });
+    if (m_holdInterval.count() > 0)
+        After(m_holdInterval, [this, number, turn] { ReportHold(number, turn); });
     Trap("nx.dmx.bp", {static_cast<std::uint32_t>(number)});
 }
 
@@ -331,19 +331,19 @@ void PuckModule::Click(int number, unsigned clicks)
 void PuckModule::ClickMore(int number, unsigned left)
 {
     Push(number);
-    After(CLICK_MS,
+    After(CLICK_TIME,
           [this, number, left]
           {
               Release(number);
               if (left > 1)
-                  After(CLICK_MS, [this, number, left] { ClickMore(number, left - 1); });
+                  After(CLICK_TIME, [this, number, left] { ClickMore(number, left - 1); });
           });
 }
 
-void PuckModule::Hold(int number, std::uint64_t ms)
+void PuckModule::Hold(int number, std::chrono::milliseconds time)
 {
     Push(number);
-    After(ms, [this, number] { Release(number); });
+    After(time, [this, number] { Release(number); });
 }
 
 void PuckModule::ReportHold(int number, unsigned turn)
@@ -353,7 +353,7 @@ void PuckModule::ReportHold(int number, unsigned turn)
         return;
     const char* mib = place.held ? "nx.dmx.hc" : "nx.dmx.hb";
     place.held = true;
-    After(m_holdIntervalMs, [this, number, turn] { ReportHold(number, turn); });
+    After(m_holdInterval, [this, number, turn] { ReportHold(number, turn); });
     Trap(mib, {static_cast<std::uint32_t>(number)});
 }
 
@@ -362,7 +362,7 @@ void PuckModule::CountClick(int number)
     Pushed& place = *Find(number);
     ++place.clicks;
     const unsigned turn = ++place.clickTurn;
-    After(CLICKS_TOGETHER_MS, [this, number, turn] { ReportClicks(number, turn); });
+    After(CLICKS_TOGETHER, [this, number, turn] { ReportClicks(number, turn); });
     Trap("nx.dmx.sc", {static_cast<std::uint32_t>(number)});
 }
 
@@ -376,12 +376,12 @@ void PuckModule::ReportClicks(int number, unsigned turn)
     Trap("nx.dmx.cc", {static_cast<std::uint32_t>(number), clicks});
 }
 
-void PuckModule::LetAPersonPlay(std::uint32_t minMs, std::uint32_t maxMs)
+void PuckModule::LetAPersonPlay(std::chrono::milliseconds shortest,
+                                std::chrono::milliseconds longest)
 {
     // A person needs some time, and the clock must come to an end of it.
-    constexpr std::uint32_t LONGEST = INT32_MAX;
-    m_personMinMs = std::clamp<std::uint32_t>(minMs, 1, LONGEST);
-    m_personMaxMs = std::clamp(maxMs, m_personMinMs, LONGEST);
+    m_shortestPause = std::max(shortest, std::chrono::milliseconds(1));
+    m_longestPause = std::max(longest, m_shortestPause);
     if (m_personIsThere)
         return;
     m_personIsThere = true;
@@ -390,10 +390,8 @@ void PuckModule::LetAPersonPlay(std::uint32_t minMs, std::uint32_t maxMs)
 
 void PuckModule::PersonPlays()
 {
-    constexpr std::uint64_t LONG_HOLD_MS = 3000;
-    const int pause =
-        Environment().Random(static_cast<int>(m_personMinMs), static_cast<int>(m_personMaxMs));
-    After(static_cast<std::uint64_t>(pause),
+    constexpr std::chrono::milliseconds LONG_HOLD = std::chrono::seconds(3);
+    After(RandomTime(m_shortestPause, m_longestPause),
           [this]
           {
               const int places = static_cast<int>(PuckSettings::CONTACTS + m_buttons);
@@ -403,7 +401,7 @@ void PuckModule::PersonPlays()
                   place < contacts ? FIRST_CONTACT + place : FIRST_BUTTON + place - contacts;
               const int mood = Environment().Random(0, 3);
               if (mood == 0)
-                  Hold(number, LONG_HOLD_MS);
+                  Hold(number, LONG_HOLD);
               else
                   Click(number, static_cast<unsigned>(mood));
               PersonPlays();
@@ -486,12 +484,12 @@ void PuckModule::Trap(const char* mib, std::vector<std::uint32_t> numbers)
 
 void PuckModule::Transmit(const wire::MibMessage& message)
 {
-    for (auto& leaving : m_faults.Leave(message, 0))
+    for (auto& leaving : m_faults.Leave(message, {}))
     {
-        if (leaving.delayMs == 0)
+        if (leaving.delay.count() == 0)
             Environment().Send(leaving.message);
         else
-            After(leaving.delayMs,
+            After(leaving.delay,
                   [this, sent = std::move(leaving.message)] { Environment().Send(sent); });
     }
 }

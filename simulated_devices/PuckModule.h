@@ -56,19 +56,19 @@ class PuckModule : public SimulatedDevice
 {
 public:
     // From a question to its answer.
-    static constexpr std::uint64_t ANSWER_MS = 10;
+    static constexpr std::chrono::milliseconds ANSWER_TIME{10};
     // How long a click of a person lasts, and how soon another must follow to be counted with it.
-    static constexpr std::uint64_t CLICK_MS = 80;
-    static constexpr std::uint64_t CLICKS_TOGETHER_MS = 350;
+    static constexpr std::chrono::milliseconds CLICK_TIME{80};
+    static constexpr std::chrono::milliseconds CLICKS_TOGETHER{350};
 
     // The device's numbers of contact 0 and of snap-on button 0.
     static constexpr int FIRST_CONTACT = 7;
     static constexpr int FIRST_BUTTON = 1;
 
-    // `buttons` is how many snap-on buttons are there, at most six. `holdIntervalMs` is the time
+    // `buttons` is how many snap-on buttons are there, at most six. `holdInterval` is the time
     // between two hold reports; 0 is a module that reports no holds.
     PuckModule(DeviceEnvironment& environment, unsigned buttons,
-               std::uint32_t holdIntervalMs = 500);
+               std::chrono::milliseconds holdInterval = std::chrono::milliseconds(500));
     ~PuckModule() override;
 
     // Adds a fault, which is asked from now on.
@@ -83,16 +83,16 @@ public:
     // Push and release at once, `clicks` times in quick succession.
     void Click(int number, unsigned clicks = 1);
     // Push, and release after that time.
-    void Hold(int number, std::uint64_t ms);
+    void Hold(int number, std::chrono::milliseconds time);
 
     // Buttons and contacts count from 0.
     bool HasPlace(Place place, int number) const override;
     void OnTouch(Place place, int number, Touch touch) override;
 
     // Lets a person push, click, double-click or hold something now and then, the pauses being
-    // `minMs` to `maxMs`, 1 at least. A second time only the pauses change. Power failures do not
-    // keep the person away.
-    void LetAPersonPlay(std::uint32_t minMs, std::uint32_t maxMs);
+    // `shortest` to `longest`, a millisecond at least. A second time only the pauses change. Power
+    // failures do not keep the person away.
+    void LetAPersonPlay(std::chrono::milliseconds shortest, std::chrono::milliseconds longest);
 
     const PuckSettings& Settings() const { return m_settings; }
     bool LoadIsOn() const { return m_loadOn; }
@@ -144,14 +144,14 @@ private:
     void Transmit(const wire::MibMessage& message);
 
     const unsigned m_buttons;
-    const std::uint32_t m_holdIntervalMs;
+    const std::chrono::milliseconds m_holdInterval;
     PuckSettings m_settings;
     bool m_loadOn = false;
     unsigned m_notUnderstood = 0;
     // By device number.
     std::array<Pushed, 9> m_places;
-    std::uint32_t m_personMinMs = 0;
-    std::uint32_t m_personMaxMs = 0;
+    std::chrono::milliseconds m_shortestPause{};
+    std::chrono::milliseconds m_longestPause{};
     bool m_personIsThere = false;
     Faults<PuckModuleFault> m_faults;
 };

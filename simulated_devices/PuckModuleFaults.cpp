@@ -6,7 +6,7 @@ namespace
 {
 using Base = PuckModuleFault;
 
-constexpr std::uint64_t BOUNCE_MS = 3;
+constexpr std::chrono::milliseconds BOUNCE_TIME{3};
 constexpr FaultAttribute BOUNCES = {"bounces", FaultAttribute::Unit::Count, 1, 20, 3};
 
 std::unique_ptr<Base> MakeChatters(const FaultValues& values)
@@ -35,22 +35,22 @@ const FaultTable<PuckModuleFault>& PuckModuleFaultTable()
     return table;
 }
 
-bool LosesReleases::OnSend(const Message& message, std::uint64_t&, Departures&)
+bool LosesReleases::OnSend(const Message& message, std::chrono::milliseconds&, Departures&)
 {
     return message.mib != "nx.dmx.he" && message.mib != "nx.dmx.sc";
 }
 
-bool Chatters::OnSend(const Message& message, std::uint64_t& delayMs, Departures& also)
+bool Chatters::OnSend(const Message& message, std::chrono::milliseconds& delay, Departures& also)
 {
     if (message.mib != "nx.dmx.bp")
         return true;
     Message end = message;
     end.mib = "nx.dmx.he";
-    std::uint64_t at = delayMs;
+    std::chrono::milliseconds at = delay;
     for (unsigned i = 0; i < m_bounces; ++i)
     {
-        also.push_back({end, at += BOUNCE_MS});
-        also.push_back({message, at += BOUNCE_MS});
+        also.push_back({end, at += BOUNCE_TIME});
+        also.push_back({message, at += BOUNCE_TIME});
     }
     return true;
 }

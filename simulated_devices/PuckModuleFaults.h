@@ -20,7 +20,8 @@ const FaultTable<PuckModuleFault>& PuckModuleFaultTable();
 class LosesReleases : public PuckModuleFault
 {
 public:
-    bool OnSend(const Message& message, std::uint64_t& delayMs, Departures& also) override;
+    bool OnSend(const Message& message, std::chrono::milliseconds& delay,
+                Departures& also) override;
 };
 
 // A contact that bounces: each push is followed by so many hold ends and pushes, a few milliseconds
@@ -29,7 +30,8 @@ class Chatters : public PuckModuleFault
 {
 public:
     explicit Chatters(unsigned bounces) : m_bounces(bounces) {}
-    bool OnSend(const Message& message, std::uint64_t& delayMs, Departures& also) override;
+    bool OnSend(const Message& message, std::chrono::milliseconds& delay,
+                Departures& also) override;
 
 private:
     const unsigned m_bounces;

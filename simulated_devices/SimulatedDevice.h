@@ -5,6 +5,8 @@
 #include "wire/MibMessage.h"
 #include "wire/ZclFrame.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -30,13 +32,13 @@ public:
     virtual void Send(const wire::ZclFrame& frame) = 0;
     virtual void Send(const wire::BusFrame& frame) = 0;
 
-    // Calls `callback` once, `delayMs` milliseconds from now on the device's clock; never inside
+    // Calls `callback` once, `delay` from now on the device's clock; never inside
     // this call, 0 included. Callbacks that are due together come in the order in which they were
     // asked for. Devices use SimulatedDevice::After, which takes care of their own end.
-    virtual void Schedule(std::uint64_t delayMs, std::function<void()> callback) = 0;
+    virtual void Schedule(std::chrono::milliseconds delay, std::function<void()> callback) = 0;
 
-    // Milliseconds on the device's clock since the world began.
-    virtual std::uint64_t NowMs() const = 0;
+    // The time on the device's clock since the world began.
+    virtual std::chrono::milliseconds Now() const = 0;
 
     // A uniformly random number from `min` to `max`, both included; repeats with the world's seed.
     virtual int Random(int min, int max) = 0;
@@ -65,7 +67,7 @@ struct LampLevel
 struct LampRamp
 {
     unsigned to = 0;
-    std::uint64_t endsMs = 0;
+    std::chrono::milliseconds ends{};
 };
 
 // The base of every simulated device: what reaches it from the wire and from the controller.
@@ -99,12 +101,12 @@ public:
     //
     // The scene of that id is played as the device has stored it.
     virtual void RecallScene(std::uint16_t scene) { (void)scene; }
-    // The lamp goes to `level` percent in `ms` milliseconds.
-    virtual void GroupRampToLevel(std::uint16_t group, int level, std::uint64_t ms)
+    // The lamp goes to `level` percent in `time`.
+    virtual void GroupRampToLevel(std::uint16_t group, int level, std::chrono::milliseconds time)
     {
         (void)group;
         (void)level;
-        (void)ms;
+        (void)time;
     }
     // The lamp goes all the way up or down, at the device's own pace.
     virtual void GroupStartRamp(std::uint16_t group, bool up)
@@ -115,12 +117,12 @@ public:
     // The lamp stays as bright as it is.
     virtual void GroupStopRamp(std::uint16_t group) { (void)group; }
 
-    // What the controller tells this load alone: the lamp goes to `level` percent in `ms`
-    // milliseconds. A device without a lamp ignores it, which is the default.
-    virtual void RampToLevel(int level, std::uint64_t ms)
+    // What the controller tells this load alone: the lamp goes to `level` percent in
+    // `time`. A device without a lamp ignores it, which is the default.
+    virtual void RampToLevel(int level, std::chrono::milliseconds time)
     {
         (void)level;
-        (void)ms;
+        (void)time;
     }
 
     // What a person can do at a button or contact of the device, by its number there.
@@ -181,17 +183,29 @@ protected:
     // The world. Valid as long as the device.
     DeviceEnvironment& Environment() const { return m_environment; }
 
-    // Calls `callback` `delayMs` milliseconds from now, unless the device is gone by then or
+    // Calls `callback` `delay` from now, unless the device is gone by then or
     // CancelPending was called meanwhile.
-    void After(std::uint64_t delayMs, std::function<void()> callback)
+    void After(std::chrono::milliseconds delay, std::function<void()> callback)
     {
         std::weak_ptr<int> life = m_life;
-        m_environment.Schedule(delayMs,
+        m_environment.Schedule(delay,
                                [life, callback = std::move(callback)]
                                {
                                    if (!life.expired())
                                        callback();
                                });
+    }
+
+    // A uniformly random whole number of milliseconds, both ends included; beyond 24 days it is 24
+    // days.
+    std::chrono::milliseconds RandomTime(std::chrono::milliseconds min,
+                                         std::chrono::milliseconds max) const
+    {
+        const auto toInt = [](std::chrono::milliseconds time)
+        {
+            return static_cast<int>(std::clamp<std::int64_t>(time.count(), 0, INT32_MAX));
+        };
+        return std::chrono::milliseconds(m_environment.Random(toInt(min), toInt(max)));
     }
 
     // Forgets every callback that After still has to make, as a power failure does.

@@ -189,7 +189,7 @@ void WiredDimmer::ReportAll(const Params& params)
         return;
     Answer("nx.als.sga", {});
     const unsigned report = ++m_report;
-    After(ANSWER_MS + REPORT_MS, [this, report] { ReportFrom(report, 0, 0); });
+    After(ANSWER_TIME + REPORT_INTERVAL, [this, report] { ReportFrom(report, 0, 0); });
 }
 
 // The next trap of the report: the first element from `firstId` on, as the store is at that moment.
@@ -201,7 +201,7 @@ void WiredDimmer::ReportFrom(unsigned report, std::uint32_t firstId, std::uint16
     if (element == m_tables.elements.end())
         return;
     const std::uint16_t id = element->first;
-    After(REPORT_MS, [this, report, id, sequence]
+    After(REPORT_INTERVAL, [this, report, id, sequence]
           { ReportFrom(report, id + 1u, static_cast<std::uint16_t>(sequence + 1)); });
     Trap("nx.als.sga", {Hex(sequence, 4), Hex(id, 4)});
 }
@@ -221,19 +221,19 @@ void WiredDimmer::ReportOne(const Params& params)
 
 void WiredDimmer::Answer(const char* mib, Params params)
 {
-    Transmit({wire::MibMessage::Reply, mib, std::move(params)}, ANSWER_MS);
+    Transmit({wire::MibMessage::Reply, mib, std::move(params)}, ANSWER_TIME);
 }
 
 void WiredDimmer::Trap(const char* mib, Params params)
 {
-    Transmit({wire::MibMessage::Trap, mib, std::move(params)}, 0);
+    Transmit({wire::MibMessage::Trap, mib, std::move(params)}, {});
 }
 
 // Everything that leaves goes through here, where faults have their say.
-void WiredDimmer::Transmit(const wire::MibMessage& message, std::uint64_t delayMs)
+void WiredDimmer::Transmit(const wire::MibMessage& message, std::chrono::milliseconds delay)
 {
-    for (auto& leaving : m_faults.Leave(message, delayMs))
-        After(leaving.delayMs,
+    for (auto& leaving : m_faults.Leave(message, delay))
+        After(leaving.delay,
               [this, sent = std::move(leaving.message)] { Environment().Send(sent); });
 }
 
@@ -245,7 +245,7 @@ void WiredDimmer::StartRamp(const Params& params)
     if (!ReadAll<5>(params, {4, 2, 8, 2, 2}, values))
         return;
     StopPlaying();
-    RampTo(values[3] != 0 ? FULL_LEVEL : 0, values[2]);
+    RampTo(values[3] != 0 ? FULL_LEVEL : 0, std::chrono::milliseconds(values[2]));
     Answer("nx.als.ssr", {Hex(values[0], 4)});
 }
 
@@ -258,22 +258,22 @@ void WiredDimmer::StopRamp(const Params& params)
     Answer("nx.als.skr", {Hex(scene, 4)});
 }
 
-void WiredDimmer::GroupRampToLevel(std::uint16_t group, int level, std::uint64_t ms)
+void WiredDimmer::GroupRampToLevel(std::uint16_t group, int level, std::chrono::milliseconds time)
 {
     if (m_tables.groups.count(group) == 0)
         return;
-    RampToLevel(level, ms);
+    RampToLevel(level, time);
 }
 
-void WiredDimmer::RampToLevel(int level, std::uint64_t ms)
+void WiredDimmer::RampToLevel(int level, std::chrono::milliseconds time)
 {
     StopPlaying();
-    RampTo(level, ms);
+    RampTo(level, time);
 }
 
 void WiredDimmer::GroupStartRamp(std::uint16_t group, bool up)
 {
-    GroupRampToLevel(group, up ? FULL_LEVEL : 0, RAMP_MS);
+    GroupRampToLevel(group, up ? FULL_LEVEL : 0, RAMP_TIME);
 }
 
 void WiredDimmer::GroupStopRamp(std::uint16_t group)
@@ -299,15 +299,16 @@ void WiredDimmer::PlayStep(unsigned run, std::uint16_t id)
         return;
     const DimmerElement element = step->second;
     const bool atOnce = (element.flags & FLAG_IGNORE_RAMP) != 0;
-    const std::uint64_t ramp = atOnce ? 0 : element.rate;
-    After(element.delay,
+    const std::chrono::milliseconds ramp(atOnce ? 0 : element.rate);
+    const std::chrono::milliseconds wait(element.delay);
+    After(wait,
           [this, run, element, ramp]
           {
               if (run == m_run)
                   RampTo(element.level, ramp);
           });
     // At least a millisecond a step, so that a scene of empty steps that flashes takes time.
-    const std::uint64_t whole = std::max<std::uint64_t>(element.delay + ramp, 1);
+    const std::chrono::milliseconds whole = std::max(wait + ramp, std::chrono::milliseconds(1));
     After(whole, [this, run, id] { EndStep(run, id); });
 }
 
@@ -330,12 +331,12 @@ void WiredDimmer::EndStep(unsigned run, std::uint16_t id)
     Trap("nx.als.sac", {Hex(id & SCENE_MASK, 4)});
 }
 
-void WiredDimmer::RampTo(int level, std::uint64_t ms)
+void WiredDimmer::RampTo(int level, std::chrono::milliseconds time)
 {
     m_rampFrom = Level();
     m_rampTo = level;
-    m_rampStart = Environment().NowMs();
-    m_rampMs = ms;
+    m_rampStart = Environment().Now();
+    m_rampTime = time;
 }
 
 // The load stays where it is.
@@ -343,23 +344,24 @@ void WiredDimmer::StopPlaying()
 {
     ++m_run;
     m_playing = false;
-    RampTo(Level(), 0);
+    RampTo(Level(), {});
 }
 
 std::optional<LampRamp> WiredDimmer::PresentRamp() const
 {
-    const std::uint64_t endsMs = m_rampStart + m_rampMs;
-    if (endsMs <= Environment().NowMs() || m_rampTo == m_rampFrom)
+    const std::chrono::milliseconds ends = m_rampStart + m_rampTime;
+    if (ends <= Environment().Now() || m_rampTo == m_rampFrom)
         return std::nullopt;
-    return LampRamp{static_cast<unsigned>(m_rampTo), endsMs};
+    return LampRamp{static_cast<unsigned>(m_rampTo), ends};
 }
 
 int WiredDimmer::Level() const
 {
-    const std::uint64_t passed = Environment().NowMs() - m_rampStart;
-    if (passed >= m_rampMs)
+    const std::chrono::milliseconds passed = Environment().Now() - m_rampStart;
+    if (passed >= m_rampTime)
         return m_rampTo;
-    const double part = static_cast<double>(passed) / static_cast<double>(m_rampMs);
+    const double part =
+        static_cast<double>(passed.count()) / static_cast<double>(m_rampTime.count());
     return m_rampFrom + static_cast<int>((m_rampTo - m_rampFrom) * part);
 }
 
@@ -373,23 +375,24 @@ void WiredDimmer::OnPowerOn()
     CancelPending();
     ++m_report;
     StopPlaying();
-    RampTo(0, 0);
+    RampTo(0, {});
     for (const auto& fault : m_faults)
         fault->OnPowerOn(m_tables);
-    if (m_personMaxMs > 0)
+    if (m_longestPause.count() > 0)
         AwaitPerson();
 }
 
-void WiredDimmer::LetAPersonPlay(int minMs, int maxMs)
+void WiredDimmer::LetAPersonPlay(std::chrono::milliseconds shortest,
+                                 std::chrono::milliseconds longest)
 {
-    m_personMinMs = minMs;
-    m_personMaxMs = maxMs;
+    m_shortestPause = shortest;
+    m_longestPause = longest;
 }
 
 void WiredDimmer::AwaitPerson()
 {
-    const int pause = Environment().Random(m_personMinMs, m_personMaxMs);
-    After(static_cast<std::uint64_t>(std::max(pause, 1)),
+    const std::chrono::milliseconds pause = RandomTime(m_shortestPause, m_longestPause);
+    After(std::max(pause, std::chrono::milliseconds(1)),
           [this]
           {
               AwaitPerson();

@@ -44,15 +44,15 @@ struct DimmerTables
 //
 // Written from the wire. Keeps both tables from the requests that reach it, answers them, reports
 // its elements one by one when asked, plays scenes, and tells when one has ended. An answer takes
-// ANSWER_MS, and the reported elements follow each other every REPORT_MS. Requests that make no
-// sense are not answered and change nothing. The tables survive a power failure, what was under way
-// does not. Misbehaviour is added with AddFault, so that any dimmer can have any mix of faults, and
-// they can end.
+// ANSWER_TIME, and the reported elements follow each other every REPORT_INTERVAL. Requests that
+// make no sense are not answered and change nothing. The tables survive a power failure, what was
+// under way does not. Misbehaviour is added with AddFault, so that any dimmer can have any mix of
+// faults, and they can end.
 class WiredDimmer : public SimulatedDevice
 {
 public:
-    static constexpr std::uint64_t ANSWER_MS = 5;
-    static constexpr std::uint64_t REPORT_MS = 20;
+    static constexpr std::chrono::milliseconds ANSWER_TIME{5};
+    static constexpr std::chrono::milliseconds REPORT_INTERVAL{20};
 
     explicit WiredDimmer(DeviceEnvironment& environment);
     ~WiredDimmer() override;
@@ -63,9 +63,9 @@ public:
     FaultList* GetFaults() override { return &m_faults; }
 
     // Lets a person at a keypad on the same bus start one of the stored scenes now and then, with
-    // pauses of `minMs` to `maxMs`, from the next time that the dimmer gets power. A `maxMs` of 0,
-    // the default, means nobody.
-    void LetAPersonPlay(int minMs, int maxMs);
+    // pauses of `shortest` to `longest`, from the next time that the dimmer gets power. 0 as the
+    // longest, the default, means nobody.
+    void LetAPersonPlay(std::chrono::milliseconds shortest, std::chrono::milliseconds longest);
 
     void OnMib(const wire::MibMessage& message) override;
 
@@ -73,12 +73,12 @@ public:
     void OnPowerOn() override;
 
     // How long GroupStartRamp takes from where the load is to either end.
-    static constexpr std::uint64_t RAMP_MS = 5000;
-    void GroupRampToLevel(std::uint16_t group, int level, std::uint64_t ms) override;
+    static constexpr std::chrono::milliseconds RAMP_TIME = std::chrono::seconds(5);
+    void GroupRampToLevel(std::uint16_t group, int level, std::chrono::milliseconds time) override;
     void GroupStartRamp(std::uint16_t group, bool up) override;
     void GroupStopRamp(std::uint16_t group) override;
 
-    void RampToLevel(int level, std::uint64_t ms) override;
+    void RampToLevel(int level, std::chrono::milliseconds time) override;
 
     // Starts a scene, 0 to 4095, as a keypad on the same bus does; one that is not stored is
     // ignored. At the end, which a scene that flashes does not have, the trap tells.
@@ -128,17 +128,17 @@ private:
 
     void Answer(const char* mib, Params params);
     void Trap(const char* mib, Params params);
-    void Transmit(const wire::MibMessage& message, std::uint64_t delayMs);
+    void Transmit(const wire::MibMessage& message, std::chrono::milliseconds delay);
     void ReportFrom(unsigned report, std::uint32_t firstId, std::uint16_t sequence);
     void PlayStep(unsigned run, std::uint16_t id);
     void EndStep(unsigned run, std::uint16_t id);
-    void RampTo(int level, std::uint64_t ms);
+    void RampTo(int level, std::chrono::milliseconds time);
     void StopPlaying();
     void AwaitPerson();
     void PersonPlays();
 
-    int m_personMinMs = 0;
-    int m_personMaxMs = 0;
+    std::chrono::milliseconds m_shortestPause{};
+    std::chrono::milliseconds m_longestPause{};
     DimmerTables m_tables;
     Faults<WiredDimmerFault> m_faults;
     // The report and the playing under way; a later one ends an earlier one.
@@ -147,7 +147,7 @@ private:
     bool m_playing = false;
     int m_rampFrom = 0;
     int m_rampTo = 0;
-    std::uint64_t m_rampStart = 0;
-    std::uint64_t m_rampMs = 0;
+    std::chrono::milliseconds m_rampStart{};
+    std::chrono::milliseconds m_rampTime{};
 };
 } // namespace simulated

@@ -43,7 +43,10 @@ struct DimmerTraps
 class ReordersTraps : public Delays<WiredDimmerFault, DimmerTraps>
 {
 public:
-    explicit ReordersTraps(unsigned every) : Delays(every, 2 * WiredDimmer::REPORT_MS + 1) {}
+    explicit ReordersTraps(unsigned every)
+        : Delays(every, 2 * WiredDimmer::REPORT_INTERVAL + std::chrono::milliseconds(1))
+    {
+    }
 };
 
 // Answers that it has removed every nth element, and keeps it.

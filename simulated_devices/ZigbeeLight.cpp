@@ -144,7 +144,7 @@ void ZigbeeLight::RecallScene(std::uint16_t scene)
     OnZcl({SCENES, endpoint, {FRAME_COMMAND, 0, RECALL_SCENE, Low(scene), High(scene), 0}});
 }
 
-void ZigbeeLight::RampToLevel(int level, std::uint64_t)
+void ZigbeeLight::RampToLevel(int level, std::chrono::milliseconds)
 {
     constexpr int PERCENT = 100;
     m_tables.on = level > 0;
@@ -542,8 +542,8 @@ void ZigbeeLight::Answer(const ZclRequest& request, bool general, std::uint8_t c
     frame.bytes.push_back(request.Sequence());
     frame.bytes.push_back(command);
     frame.bytes.insert(frame.bytes.end(), payload.begin(), payload.end());
-    for (auto& leaving : m_faults.Leave(frame, m_settings.answerDelayMs))
-        After(leaving.delayMs,
+    for (auto& leaving : m_faults.Leave(frame, m_settings.answerDelay))
+        After(leaving.delay,
               [this, sent = std::move(leaving.message)] { Environment().Send(sent); });
 }
 } // namespace simulated

@@ -61,7 +61,7 @@ public:
         std::size_t groupTableSize = 16;
         std::size_t sceneTableSize = 32;
         // From a request to its answer.
-        std::uint64_t answerDelayMs = 15;
+        std::chrono::milliseconds answerDelay{15};
     };
 
     // What a table can hold at most.
@@ -90,7 +90,7 @@ public:
     // Scene number 0 of the group of that id, as a broadcast over the air recalls it.
     void RecallScene(std::uint16_t scene) override;
     // At once: these lights know no ramps.
-    void RampToLevel(int level, std::uint64_t ms) override;
+    void RampToLevel(int level, std::chrono::milliseconds time) override;
     LampLevel PresentLevel() const override;
 
 private:

@@ -308,7 +308,7 @@ Input AnyInput::DrawTime()
     const int ms = OneIn(2) ? Draw(0, 2000) : Draw(0, LONGEST_WAIT_MS);
     return {"after " + std::to_string(ms) + " ms", [ms](OneDriverHouse& house)
             {
-                house.Advance(ms);
+                house.Advance(std::chrono::milliseconds(ms));
             }};
 }
 } // namespace test_kit

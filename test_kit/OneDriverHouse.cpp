@@ -155,14 +155,14 @@ void OneDriverHouse::Bus(int opcode, const std::vector<std::uint8_t>& payload)
     m_host->BusMessage(opcode, payload.empty() ? nullptr : payload.data(), payload.size());
 }
 
-void OneDriverHouse::Advance(std::int64_t ms)
+void OneDriverHouse::Advance(std::chrono::milliseconds time)
 {
-    m_house->Advance(ms);
+    m_house->Advance(time);
 }
 
-std::int64_t OneDriverHouse::NextWakeMs() const
+std::optional<std::chrono::milliseconds> OneDriverHouse::NextWake() const
 {
-    return m_house->NextWakeMs();
+    return m_house->NextWake();
 }
 
 void OneDriverHouse::Write(const embedded_host::Output& output)

@@ -4,10 +4,12 @@
 #include "embedded_host/House.h"
 #include "embedded_host/Random.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -109,11 +111,11 @@ public:
 
     // --- Time ------------------------------------------------------------------------------------
 
-    // Lets so many milliseconds pass; every timer that is due fires at its own time.
-    void Advance(std::int64_t ms);
+    // Lets that time pass; every timer that is due fires at its own time.
+    void Advance(std::chrono::milliseconds time);
 
-    // When the next timer is due, in milliseconds since the start; -1 when none runs.
-    std::int64_t NextWakeMs() const;
+    // A time since the start before which no timer is due; nothing when none runs.
+    std::optional<std::chrono::milliseconds> NextWake() const;
 
     // Runs `work` as if the host had called the driver.
     template <class Work>

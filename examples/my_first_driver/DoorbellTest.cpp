@@ -4,8 +4,11 @@
 #include "test_kit/Matchers.h"
 #include "test_kit/OneDriverHouse.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using namespace test_kit;
 
 namespace
@@ -39,9 +42,9 @@ TEST_F(DoorbellTest, Push_RingsForThreeSeconds)
     EXPECT_THAT(m_house.Effects(), FiredInOrder(6001, Doorbell::EVENT_RINGING));
     EXPECT_THAT(m_house.Effects(), Sent("bell.chime", "01"));
     EXPECT_THAT(m_house.Effects(), SetVariable(2000, "1"));
-    m_house.Advance(2999);
+    m_house.Advance(2999ms);
     EXPECT_THAT(m_house.Effects(), NothingElse());
-    m_house.Advance(1);
+    m_house.Advance(1ms);
     EXPECT_THAT(m_house.Effects(), FiredInOrder(Doorbell::EVENT_SILENT));
     EXPECT_THAT(m_house.Effects(), Sent("bell.chime", "00"));
     EXPECT_THAT(m_house.Effects(), NothingElse());
@@ -51,12 +54,12 @@ TEST_F(DoorbellTest, PushWhileItRings_StartsTheTimeAnew)
 {
     Push();
     Release();
-    m_house.Advance(2000);
+    m_house.Advance(2000ms);
     Push();
     EXPECT_THAT(m_house.Effects(), FiredInOrder(6001, Doorbell::EVENT_RINGING, 6000, 6001));
-    m_house.Advance(2999);
+    m_house.Advance(2999ms);
     EXPECT_THAT(m_house.Effects(), FiredInOrder());
-    m_house.Advance(1);
+    m_house.Advance(1ms);
     EXPECT_THAT(m_house.Effects(), FiredInOrder(Doorbell::EVENT_SILENT));
     m_house.Take();
 }

@@ -9,13 +9,13 @@
 
 namespace nx
 {
-// One element of an XML tree: a name, a text and child elements in order. Attributes exist for the
-// host's own messages.
+// One element of an XML tree: a name, a text and child elements in order. It can have attributes,
+// which only the host's own messages use.
 //
 // Nodes are shared: AddChild keeps the node that it is given. A node must not become its own
-// descendant. Missing children read as the empty text, 0 or false; numbers are the leading decimal
-// integer of the text, read as 64 bits and cut to the type asked for; booleans are true when the
-// text begins with T, t or 1.
+// descendant. A missing child reads as the empty text, 0 or false. A number is the decimal integer
+// at the start of the text: read as 64 bits, then cut to the type asked for. A boolean is true when
+// the text begins with T, t or 1.
 class NX_HOST_API XmlNode
 {
 public:

@@ -166,6 +166,8 @@ void RecordCommandLine::AddWhy(CLI::App& app)
     AddTime(*m_why, "--step", m_whyOptions.stepMs, 1,
             "How finely the moment is looked for; 1s by default");
     m_why->add_flag("--json", m_whyOptions.json, "Write one JSON object, for a plot");
+    AddText(*m_why, "--html", m_whyOptions.page, "FILE",
+            "Also draw it on a page, which any browser opens; the file must not be there yet");
     AddText(*m_why, "--folder", m_whyOptions.folder, "FOLDER",
             "What the house's own paths are relative to; where the house file was by default");
     AddCount(*m_why, "--jobs", m_whyOptions.jobs, MOST_JOBS,

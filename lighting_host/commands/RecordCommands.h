@@ -83,6 +83,8 @@ struct WhyCommandOptions
     std::int64_t stepMs = 1000;
     // One JSON object instead of text for a person.
     bool json = false;
+    // A file that gets a page which draws it; it must not be there yet. Empty for none.
+    std::string page;
     bool terminal = false;
     Style style;
 };

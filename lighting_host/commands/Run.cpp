@@ -77,10 +77,10 @@ void RunVirtual(embedded_host::House& house, std::int64_t forMs, Progress& progr
                 const std::ostream& out)
 {
     const embedded_host::Clock& clock = house.GetClock();
-    while (clock.NowMs() < forMs && out.good() && StopSignals::Received() == 0)
+    while (clock.Now().count() < forMs && out.good() && StopSignals::Received() == 0)
     {
-        house.Advance(std::min(STRIDE_MS, forMs - clock.NowMs()));
-        progress.Show(clock.NowMs(), forMs, DateAndTime(clock.LocalSeconds()));
+        house.Advance(std::chrono::milliseconds(std::min(STRIDE_MS, forMs - clock.Now().count())));
+        progress.Show(clock.Now().count(), forMs, DateAndTime(clock.LocalSeconds()));
     }
 }
 
@@ -118,9 +118,9 @@ public:
 private:
     void Work()
     {
-        m_house.Advance(0);
+        m_house.Advance({});
         const embedded_host::Clock& clock = m_house.GetClock();
-        const std::int64_t now = clock.NowMs();
+        const std::int64_t now = clock.Now().count();
         m_progress.Show(now, m_forMs, DateAndTime(clock.LocalSeconds()));
         const bool timeIsUp = m_forMs > 0 && now >= m_forMs;
         if (timeIsUp || !m_out.good())
@@ -141,8 +141,8 @@ private:
     std::int64_t NextWakeMs(std::int64_t now) const
     {
         std::int64_t wake = now + (m_progress.OnTerminal() ? PROGRESS_STEP_MS : STRIDE_MS);
-        if (m_house.NextWakeMs() >= 0)
-            wake = std::min(wake, m_house.NextWakeMs());
+        if (const auto due = m_house.NextWake())
+            wake = std::min<std::int64_t>(wake, due->count());
         return m_forMs > 0 ? std::min(wake, m_forMs) : wake;
     }
 

@@ -299,7 +299,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.paused = options.paused;
     house.recorder = recorder;
     house.recordOutputs = recorder && options.recordOutputs;
-    house.makeListener = [](HouseRun& run)
+    house.makeView = [](HouseRun& run)
     {
         return std::make_unique<HousePicture>(run);
     };
@@ -308,12 +308,20 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
 
 // The record's file; null when none is asked for. `file` gets the states that drivers begin with.
 std::unique_ptr<FlightRecorder> BeginRecord(const std::string& housePath, HouseFile& file,
-                                            const ServeOptions& options)
+                                            const ServeOptions& options, std::ostream& err)
 {
     RecordHead head = MakeHead(housePath, options);
     head.states = TakeStates(file, options.session.statePath);
-    return options.record.empty() ? nullptr
-                                  : std::make_unique<FlightRecorder>(options.record, head);
+    if (options.record.empty())
+        return nullptr;
+    // Told at once, for somebody may make room; the house goes on without it.
+    const auto onFailure = [&err, path = options.record]
+    {
+        err << fmt::format("lighting-host: {}: cannot be written any more: {}\n", path,
+                           std::strerror(errno))
+            << std::flush;
+    };
+    return std::make_unique<FlightRecorder>(options.record, head, onFailure);
 }
 
 // One without an end is complete when a signal ends it.
@@ -362,12 +370,17 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     SaveWatch saves(options.session);
     boost::asio::io_context context(1);
     std::function<void()> wake;
-    LiveServer server(ServerOptionsOf(housePath, options), [&wake] { wake(); });
+    LiveServer::Options serverOptions = ServerOptionsOf(housePath, options);
+    serverOptions.tell = [&err](const std::string& text)
+    {
+        err << fmt::format("lighting-host: {}\n", text) << std::flush;
+    };
+    LiveServer server(serverOptions, [&wake] { wake(); });
     // First of all that can fail, so that nothing is left behind when it does.
     auto web = std::make_unique<WebServer>(context, options.web, server);
     server.Attach(*web);
     // The house of a record begins with the states that the record has.
-    const auto recorder = reliving ? nullptr : BeginRecord(housePath, file, options);
+    const auto recorder = reliving ? nullptr : BeginRecord(housePath, file, options, err);
     const std::string name = std::filesystem::path(housePath).stem().string();
     std::unique_ptr<LiveHouseOnBroker> onBroker = MakeOnBroker(
         options, file, name, web->Port(), context, [&wake] { wake(); }, err);

@@ -18,6 +18,7 @@ volatile std::sig_atomic_t g_received = 0;
 volatile std::sig_atomic_t g_descriptor = -1;
 std::array<struct sigaction, SIGNALS.size()> g_before;
 struct sigaction g_pipeBefore;
+struct sigaction g_sizeBefore;
 
 // Runs at any moment of the program: only what is safe there.
 void NoteSignal(int signal)
@@ -50,6 +51,7 @@ StopSignals::StopSignals()
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &ignore, &g_pipeBefore);
+    ::sigaction(SIGXFSZ, &ignore, &g_sizeBefore);
 }
 
 StopSignals::~StopSignals()
@@ -57,6 +59,7 @@ StopSignals::~StopSignals()
     for (std::size_t i = 0; i < SIGNALS.size(); ++i)
         ::sigaction(SIGNALS[i], &g_before[i], nullptr);
     ::sigaction(SIGPIPE, &g_pipeBefore, nullptr);
+    ::sigaction(SIGXFSZ, &g_sizeBefore, nullptr);
     ::close(g_descriptor);
     g_descriptor = -1;
     g_received = 0;

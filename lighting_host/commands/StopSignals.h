@@ -4,8 +4,8 @@ namespace lighting_host
 {
 // The signals that ask the program to end: SIGTERM, SIGINT and SIGHUP. While one of these objects
 // lives they only leave a note, so that whoever works can save what it holds and then end. SIGPIPE
-// is ignored meanwhile: a reader that went away is an error of the write. A signal that was ignored
-// before, as by nohup, stays so.
+// and SIGXFSZ are ignored meanwhile: a reader that went away, and a file that may not grow, are
+// errors of the write. A signal that was ignored before, as by nohup, stays so.
 //
 // One at a time; signals are the process's, so what was noted is static. Without such an object
 // nothing is ever noted.

@@ -4,8 +4,12 @@
 #include "lighting_host/switchboard/SymptomOdds.h"
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/text/JsonWriter.h"
+#include "lighting_host/web/PageBytes.h"
 
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <cstring>
 #include <ostream>
 
 #include <fmt/format.h>
@@ -37,7 +41,7 @@ const char* NameOf(SymptomOdds::Cause cause)
     }
 }
 
-void TellJson(const SymptomOdds& odds, std::ostream& out)
+std::string JsonOf(const SymptomOdds& odds)
 {
     std::string text = "{\"symptom\":";
     AppendJsonText(text, odds.Met().words);
@@ -60,8 +64,69 @@ void TellJson(const SymptomOdds& odds, std::ostream& out)
         text += comma + line;
         comma = ",";
     }
-    out << text << "]}\n";
+    return text + "]}";
 }
+
+// The file of the page. It is made at once, so that one that cannot be is told before the work, and
+// taken away again when nothing comes of it.
+class PageFile
+{
+public:
+    // Throws RecordError when the file is there already or cannot be made.
+    explicit PageFile(const std::string& path) : m_path(path)
+    {
+        if (path.empty())
+            return;
+        m_file = std::fopen(path.c_str(), "wx");
+        if (!m_file)
+            Fail();
+    }
+    ~PageFile()
+    {
+        if (!m_file)
+            return;
+        std::fclose(m_file);
+        std::remove(m_path.c_str());
+    }
+    PageFile(const PageFile&) = delete;
+    PageFile& operator=(const PageFile&) = delete;
+
+    // Throws RecordError when it cannot be written.
+    void Write(const std::string& json)
+    {
+        if (!m_file)
+            return;
+        const std::string page = PageOf(json);
+        const bool written = std::fwrite(page.data(), 1, page.size(), m_file) == page.size() &&
+                             std::fflush(m_file) == 0;
+        if (!written)
+            Fail();
+        std::fclose(m_file);
+        m_file = nullptr;
+    }
+
+private:
+    [[noreturn]] void Fail() const
+    {
+        throw RecordError(fmt::format("{}: {}", m_path, std::strerror(errno)));
+    }
+
+    static std::string PageOf(const std::string& json)
+    {
+        std::string page;
+        FindPageBytes("why.html", page);
+        const std::string mark = "id=\"odds\">";
+        const std::size_t begin = page.find(mark) + mark.size();
+        // Nothing in a text may end the element that holds it.
+        std::string data;
+        for (const char c : json)
+            data += c == '<' ? std::string("\\u003c") : std::string(1, c);
+        return page.replace(begin, page.find('<', begin) - begin, data);
+    }
+
+    const std::string m_path;
+    std::FILE* m_file = nullptr;
+};
 
 void TellShares(const SymptomOdds& odds, std::ostream& out, const Style& style)
 {
@@ -98,6 +163,7 @@ int Why(const std::string& path, const WhyCommandOptions& options, std::ostream&
         std::ostream& err)
 {
     const FlightRecord record = LoadRecord(path, err);
+    PageFile page(options.page);
     Symptom symptom;
     symptom.conditions = ConditionsOf(options.until, record);
     SymptomOdds::Options how;
@@ -129,9 +195,10 @@ int Why(const std::string& path, const WhyCommandOptions& options, std::ostream&
         err << "\r\x1b[K" << std::flush;
     if (odds.WasStopped())
         return StatusOfSignal(StopSignals::Received());
+    page.Write(JsonOf(odds));
     if (options.json)
     {
-        TellJson(odds, out);
+        out << JsonOf(odds) << '\n';
         return 0;
     }
     out << fmt::format("{}: {} at {}\n", path, odds.Met().words, Moment(odds.Met().timeMs));

@@ -200,7 +200,7 @@ struct InputLines::Inputs
         RequireTrue(fields, "persist");
         fields.Finish();
         const std::string state = driver.Persist();
-        AppendHead(lines.m_line, driver.GetHouse().GetClock().NowMs(), driver.Config().name);
+        AppendHead(lines.m_line, driver.GetHouse().GetClock().Now().count(), driver.Config().name);
         lines.m_line += "\"state\":";
         AppendJsonText(lines.m_line, state);
         lines.m_line += '}';
@@ -226,7 +226,7 @@ struct InputLines::Inputs
             throw InputError(fmt::format("a driver of type \"{}\" has no query \"{}\"",
                                          driver.Config().type, word));
         fields.Finish();
-        AppendHead(lines.m_line, driver.GetHouse().GetClock().NowMs(), driver.Config().name);
+        AppendHead(lines.m_line, driver.GetHouse().GetClock().Now().count(), driver.Config().name);
         lines.m_line += "\"answer\":";
         AppendJsonText(lines.m_line, word);
         lines.m_line += ",\"value\":";
@@ -259,7 +259,7 @@ struct InputLines::Inputs
             list.push_back({{"name", driver->Config().name},
                             {"type", driver->Config().type},
                             {"id", driver->Config().id}});
-        lines.m_line += fmt::format("{{\"t_ms\":{},\"house\":", house.GetClock().NowMs());
+        lines.m_line += fmt::format("{{\"t_ms\":{},\"house\":", house.GetClock().Now().count());
         AppendJson(lines.m_line, list);
         lines.m_line += '}';
         lines.Flush("house");
@@ -268,9 +268,9 @@ struct InputLines::Inputs
     static void AdvanceMs(InputLines& lines, Fields& fields)
     {
         House& house = lines.m_session.House();
-        const auto ms = fields.Integer("advance_ms", 0, LAST_MS - house.GetClock().NowMs());
+        const auto ms = fields.Integer("advance_ms", 0, LAST_MS - house.GetClock().Now().count());
         fields.Finish();
-        house.Advance(ms);
+        house.Advance(std::chrono::milliseconds(ms));
     }
 };
 

@@ -122,7 +122,7 @@ void Session::Start()
     if (m_keeper)
         m_keeper->Start();
     for (const auto& device : m_devices)
-        device->Schedule(0,
+        device->Schedule({},
                          [&device]
                          {
                              device->Device()->OnPowerOn();

@@ -129,7 +129,7 @@ void BoundLoads::Toggle(Pair& pair)
 {
     const bool on = LevelOf(pair) == 0;
     Say(pair, on ? "turns on" : "turns off");
-    Move(pair, on ? FULL_PERCENT : 0, 0);
+    Move(pair, on ? FULL_PERCENT : 0, {});
 }
 
 void BoundLoads::BeginRamp(Pair& pair)
@@ -141,20 +141,19 @@ void BoundLoads::BeginRamp(Pair& pair)
     pair.rampsUp = atAnEnd ? level == 0 : !pair.rampsUp;
     Say(pair, pair.rampsUp ? "brightens" : "dims");
     const int left = pair.rampsUp ? FULL_PERCENT - level : level;
-    Move(pair, pair.rampsUp ? FULL_PERCENT : 0,
-         RAMP_MS * static_cast<unsigned>(left) / FULL_PERCENT);
+    Move(pair, pair.rampsUp ? FULL_PERCENT : 0, RAMP_TIME * left / FULL_PERCENT);
 }
 
 void BoundLoads::EndRamp(Pair& pair)
 {
     pair.ramps = false;
-    Move(pair, LevelOf(pair), 0);
+    Move(pair, LevelOf(pair), {});
 }
 
-void BoundLoads::Move(const Pair& pair, int level, std::uint64_t ms)
+void BoundLoads::Move(const Pair& pair, int level, std::chrono::milliseconds time)
 {
-    pair.load->FromElsewhere([level, ms](simulated::SimulatedDevice& device)
-                             { device.RampToLevel(level, ms); });
+    pair.load->FromElsewhere([level, time](simulated::SimulatedDevice& device)
+                             { device.RampToLevel(level, time); });
 }
 
 void BoundLoads::Say(const Pair& pair, const char* what)

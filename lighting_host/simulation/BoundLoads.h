@@ -33,7 +33,7 @@ public:
     static constexpr std::chrono::milliseconds SAMPLE_PERIOD{1000};
     static constexpr std::chrono::milliseconds HOLD_TIME{500};
     // From dark to full, or back.
-    static constexpr std::uint64_t RAMP_MS = 4000;
+    static constexpr std::chrono::milliseconds RAMP_TIME = std::chrono::seconds(4);
 
     // All must outlive this. `listeners` are told what the loads do.
     BoundLoads(const HouseFile& file, Session& session, Listeners& listeners);
@@ -77,7 +77,7 @@ private:
     void Toggle(Pair& pair);
     void BeginRamp(Pair& pair);
     void EndRamp(Pair& pair);
-    void Move(const Pair& pair, int level, std::uint64_t ms);
+    void Move(const Pair& pair, int level, std::chrono::milliseconds time);
     void Say(const Pair& pair, const char* what);
     void Sample(Pair& pair);
     static int LevelOf(const Pair& pair);

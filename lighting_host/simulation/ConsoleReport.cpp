@@ -175,7 +175,7 @@ void ConsoleReport::Line(const nx::DriverHost& driver, const std::string& what,
     const Clock& clock = driver.GetHouse().GetClock();
     std::string when = TimeOfDay(clock.LocalSeconds());
     if (m_verbosity != Verbosity::Normal)
-        when += fmt::format(".{:03}", clock.NowMs() % 1000);
+        when += fmt::format(".{:03}", clock.Now().count() % 1000);
     std::string line = m_style.Aside(when) + "  ";
     if (m_roomWidth > 0)
         line += fmt::format("{:<{}}  ", m_session.RoomOf(driver), m_roomWidth);

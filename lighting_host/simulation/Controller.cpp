@@ -154,7 +154,7 @@ void Controller::React(const Reaction& reaction)
     if (scene || reaction.act->what != HouseFileGroupAct::StopRamp)
     {
         CountOne(scene ? m_sceneCounts[reaction.scene] : m_groupCounts[reaction.group],
-                 m_session.House().GetClock().NowMs());
+                 m_session.House().GetClock().Now().count());
         m_listeners.OnControllerAct(
             *m_session.House().Find(reaction.use.driver),
             scene ? fmt::format("recalls \"{}\" ({} loads)", scene->name, LoadCount(*scene))
@@ -178,7 +178,7 @@ bool Controller::RecallScene(unsigned id)
     {
         if (m_file.scenes[i].id != id)
             continue;
-        CountOne(m_sceneCounts[i], m_session.House().GetClock().NowMs());
+        CountOne(m_sceneCounts[i], m_session.House().GetClock().Now().count());
         Recall(m_file.scenes[i]);
         return true;
     }
@@ -192,17 +192,17 @@ bool Controller::ActOnGroup(unsigned id, const HouseFileGroupAct& act)
         if (m_file.groups[i].id != id)
             continue;
         if (act.what != HouseFileGroupAct::StopRamp)
-            CountOne(m_groupCounts[i], m_session.House().GetClock().NowMs());
+            CountOne(m_groupCounts[i], m_session.House().GetClock().Now().count());
         MoveGroup(m_file.groups[i], act);
         return true;
     }
     return false;
 }
 
-void Controller::SetLevel(const std::string& driver, int level, std::uint64_t ms)
+void Controller::SetLevel(const std::string& driver, int level, std::chrono::milliseconds time)
 {
-    ToDevice(driver,
-             [level, ms](simulated::SimulatedDevice& device) { device.RampToLevel(level, ms); });
+    ToDevice(driver, [level, time](simulated::SimulatedDevice& device)
+             { device.RampToLevel(level, time); });
 }
 
 // The loads follow by themselves, each as it has stored the scene; the drivers are told.
@@ -257,7 +257,7 @@ void Controller::MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct&
                     device.GroupStopRamp(id);
                 else if (act.what == HouseFileGroupAct::ToLevel)
                     device.GroupRampToLevel(id, static_cast<int>(act.level),
-                                            static_cast<std::uint64_t>(act.timeMs));
+                                            std::chrono::milliseconds(act.timeMs));
                 else
                     device.GroupStartRamp(id, act.what == HouseFileGroupAct::RampUp);
             });

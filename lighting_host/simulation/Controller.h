@@ -62,7 +62,7 @@ public:
     // act's `use` is not looked at.
     bool RecallScene(unsigned id);
     bool ActOnGroup(unsigned id, const HouseFileGroupAct& act);
-    void SetLevel(const std::string& driver, int level, std::uint64_t ms);
+    void SetLevel(const std::string& driver, int level, std::chrono::milliseconds time);
 
     // Whether the controller is just telling a driver something.
     bool IsSpeaking() const { return m_speaking; }

@@ -43,13 +43,13 @@ public:
     {
         Delivery delivery = m_behind ? m_behind->ForNextMessage(way) : Delivery();
         delivery.lost = delivery.lost || (m_faults.deaf && way == Way::ToDevice) || IsLost();
-        delivery.delayMs += m_faults.delayMs;
+        delivery.delay += std::chrono::milliseconds(m_faults.delayMs);
         if (delivery.twice)
-            delivery.secondMs += m_faults.delayMs;
+            delivery.second += std::chrono::milliseconds(m_faults.delayMs);
         else if (m_faults.repeats && way == Way::ToDriver)
         {
             delivery.twice = true;
-            delivery.secondMs = delivery.delayMs;
+            delivery.second = delivery.delay;
         }
         return delivery;
     }
@@ -93,7 +93,7 @@ void DeviceSwitches::Start()
 
 std::int64_t DeviceSwitches::NowMs() const
 {
-    return m_session.House().GetClock().NowMs();
+    return m_session.House().GetClock().Now().count();
 }
 
 void DeviceSwitches::SetPower(std::size_t device, bool on)

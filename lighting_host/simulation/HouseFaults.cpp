@@ -76,16 +76,16 @@ public:
             return delivery;
         delivery.lost = Meets(m_rates.lost);
         if (Meets(m_rates.late))
-            delivery.delayMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
+            delivery.delay = DrawTime();
         delivery.twice = Meets(m_rates.twice);
         if (delivery.twice)
-            delivery.secondMs = static_cast<std::uint64_t>(m_random.Between(1, m_rates.latestMs));
+            delivery.second = DrawTime();
         if (delivery.lost)
         {
             ++m_counts.lost;
             return delivery;
         }
-        m_counts.late += delivery.delayMs > 0 ? 1 : 0;
+        m_counts.late += delivery.delay.count() > 0 ? 1 : 0;
         m_counts.twice += delivery.twice ? 1 : 0;
         return delivery;
     }
@@ -98,6 +98,10 @@ public:
     Counts& GetCounts() { return m_counts; }
 
 private:
+    std::chrono::milliseconds DrawTime()
+    {
+        return std::chrono::milliseconds(m_random.Between(1, m_rates.latestMs));
+    }
     bool Meets(int ofAThousand) { return m_random.Between(1, THOUSAND) <= ofAThousand; }
 
     embedded_host::Random m_random;

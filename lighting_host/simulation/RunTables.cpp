@@ -143,7 +143,7 @@ void RunTables::WriteScenes(const Controller& controller) const
     {
         std::string last = "never";
         // Whole seconds of the wall, rounded down.
-        const std::chrono::milliseconds ago(clock.NowMs() - count.lastMs);
+        const std::chrono::milliseconds ago(clock.Now().count() - count.lastMs);
         const auto seconds = std::chrono::ceil<std::chrono::seconds>(ago);
         if (count.times > 0)
             last = DateAndTime(clock.LocalSeconds() - seconds.count());

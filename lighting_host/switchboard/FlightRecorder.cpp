@@ -15,9 +15,10 @@ constexpr std::size_t MOST_WAITING = 64 * 1024;
 constexpr std::chrono::milliseconds LONGEST_WAIT{500};
 } // namespace
 
-FlightRecorder::FlightRecorder(const std::string& path, const RecordHead& head)
+FlightRecorder::FlightRecorder(const std::string& path, const RecordHead& head,
+                               std::function<void()> onFailure)
     : m_file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666)),
-      m_since(Clock::now())
+      m_onFailure(std::move(onFailure)), m_since(Clock::now())
 {
     if (m_file < 0 && errno == EEXIST)
         throw RecordError(fmt::format("{}: is there already; a record is never overwritten", path));
@@ -83,6 +84,8 @@ void FlightRecorder::Flush(bool now)
         if (got < 0)
         {
             m_failure = std::strerror(errno);
+            if (m_onFailure)
+                m_onFailure();
             break;
         }
         written += static_cast<std::size_t>(got);

@@ -3,6 +3,7 @@
 #include "lighting_host/switchboard/FlightRecord.h"
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 namespace lighting_host
@@ -15,7 +16,9 @@ class FlightRecorder
 {
 public:
     // Makes the file, which must not be there yet, and writes the first line. Throws RecordError.
-    FlightRecorder(const std::string& path, const RecordHead& head);
+    // `onFailure`: called once, as soon as Failure says something; must not call into this.
+    FlightRecorder(const std::string& path, const RecordHead& head,
+                   std::function<void()> onFailure = {});
 
     // Writes what is left.
     ~FlightRecorder();
@@ -42,6 +45,7 @@ private:
     void Add(const std::string& line);
 
     int m_file = -1;
+    const std::function<void()> m_onFailure;
     std::string m_waiting;
     Clock::time_point m_since;
     std::string m_failure;

@@ -93,12 +93,11 @@ Action PrepareLevel(HouseRun& run, Fields& fields)
     if (!kind || !kind->hasLamp)
         throw InputError(fmt::format("\"{}\" has no lamp", driver.Config().name));
     const auto level = static_cast<int>(fields.Integer("level", 0, FULL_LEVEL));
-    const auto timeMs =
-        static_cast<std::uint64_t>(fields.IntegerOr("time_ms", 0, LONGEST_RAMP_MS, 0));
+    const std::chrono::milliseconds time(fields.IntegerOr("time_ms", 0, LONGEST_RAMP_MS, 0));
     fields.Finish();
-    return [&simulation, &driver, level, timeMs]
+    return [&simulation, &driver, level, time]
     {
-        simulation.GetController().SetLevel(driver.Config().name, level, timeMs);
+        simulation.GetController().SetLevel(driver.Config().name, level, time);
     };
 }
 

@@ -75,9 +75,15 @@ void HouseRun::Stop()
     m_session->Stop();
 }
 
+std::int64_t HouseRun::NextWakeMs() const
+{
+    const auto wake = m_session->House().NextWake();
+    return wake ? wake->count() : -1;
+}
+
 void HouseRun::AdvanceTo(std::int64_t ms)
 {
-    m_session->House().Advance(std::max<std::int64_t>(ms - NowMs(), 0));
+    m_session->House().Advance(std::chrono::milliseconds(ms - NowMs()));
     TellMinutes(NowMs());
 }
 
@@ -98,7 +104,7 @@ void HouseRun::AdvanceTo(std::int64_t ms, const bool& stop)
 bool HouseRun::HandIn(const std::string& visitor, const std::string& line, unsigned long number)
 {
     if (!m_linesMoveTime)
-        m_session->House().Advance(0);
+        m_session->House().Advance({});
     if (m_numbered)
         m_causes.BeginInput(visitor, IsJson(line) ? line : "null", NowMs());
     const bool taken = m_inputs->Handle(line, number);
@@ -109,7 +115,7 @@ bool HouseRun::HandIn(const std::string& visitor, const std::string& line, unsig
 void HouseRun::Do(const std::string& visitor, const std::string& line,
                   const std::function<void()>& action)
 {
-    m_session->House().Advance(0);
+    m_session->House().Advance({});
     m_causes.BeginInput(visitor, line, NowMs());
     m_causes.BeginAct();
     action();

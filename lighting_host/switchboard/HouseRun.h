@@ -96,9 +96,9 @@ public:
     // From now on chance decides otherwise: all that is drawn is drawn from that seed.
     void Redraw(std::uint64_t seed);
 
-    std::int64_t NowMs() const { return m_session->House().GetClock().NowMs(); }
+    std::int64_t NowMs() const { return m_session->House().GetClock().Now().count(); }
     // -1 for nothing ever.
-    std::int64_t NextWakeMs() const { return m_session->House().NextWakeMs(); }
+    std::int64_t NextWakeMs() const;
 
     Session& GetSession() { return *m_session; }
     // Null for a house that does not live by itself.

@@ -107,10 +107,10 @@ LiveHouse::Life LiveHouse::MakeLife(bool again)
     };
     Life life;
     life.run = std::make_unique<HouseRun>(m_file, options, std::move(sinks));
-    if (m_options.makeListener)
+    if (m_options.makeView)
     {
-        life.listener = m_options.makeListener(*life.run);
-        life.run->AddListener(*life.listener);
+        life.view = m_options.makeView(*life.run);
+        life.run->AddListener(*life.view);
     }
     life.run->AddListener(m_breaks);
     return life;
@@ -186,7 +186,7 @@ std::int64_t LiveHouse::LagMs(std::int64_t nowNs) const
 
 void LiveHouse::AdvanceTo(std::int64_t ms)
 {
-    m_life.run->AdvanceTo(std::min(ms, embedded_host::Clock::LATEST_MS), m_breaks.IsMet());
+    m_life.run->AdvanceTo(std::min(ms, embedded_host::Clock::LATEST.count()), m_breaks.IsMet());
     PauseAtBreak();
 }
 
@@ -443,7 +443,8 @@ bool LiveHouse::Dispatch(const std::string& visitor, const std::string& line, un
     if (fields.Has("advance_ms"))
     {
         const std::int64_t now = m_life.run->NowMs();
-        const long long ms = fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST_MS - now);
+        const long long ms =
+            fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST.count() - now);
         fields.Finish();
         RequirePresent("advance_ms");
         AdvanceTo(now + ms);

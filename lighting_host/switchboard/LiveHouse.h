@@ -3,6 +3,7 @@
 #include "lighting_host/switchboard/Breaks.h"
 #include "lighting_host/switchboard/FlightRecorder.h"
 #include "lighting_host/switchboard/HouseRun.h"
+#include "lighting_host/switchboard/HouseView.h"
 #include "lighting_host/switchboard/OutputRing.h"
 
 #include <cstdint>
@@ -78,9 +79,9 @@ public:
         FlightRecorder* recorder = nullptr;
         // Whether the record keeps every output too, so that a replay can show both sides.
         bool recordOutputs = false;
-        // Makes a listener of its own for each run of the house, which hears it from its start;
-        // empty for none.
-        std::function<std::unique_ptr<HouseListener>(HouseRun&)> makeListener;
+        // Makes a view of its own for each run of the house, which hears it from its start; empty
+        // for none.
+        std::function<std::unique_ptr<HouseView>(HouseRun&)> makeView;
         // Told which run is the one that lives, before anything comes out of it: when the house is
         // made, when it goes on from the past and when it comes back from there; null when it
         // leaves for the past, while the run that was told still is. Empty for nobody.
@@ -117,8 +118,8 @@ public:
     // --- What can be asked ---
 
     HouseRun& Run() { return *m_life.run; }
-    // What Options::makeListener made for the present run.
-    HouseListener* Listener() { return m_life.listener.get(); }
+    // What Options::makeView made for the present run; null without it.
+    HouseView* View() { return m_life.view.get(); }
     const OutputRing& Ring() const { return m_ring; }
     const Breaks& GetBreaks() const { return m_breaks; }
     bool IsPaused() const { return m_paused; }
@@ -149,10 +150,10 @@ public:
 private:
     struct Control;
     struct Rewind;
-    // A run and who hears it.
+    // A run and what is shown of it.
     struct Life
     {
-        std::unique_ptr<HouseListener> listener;
+        std::unique_ptr<HouseView> view;
         std::unique_ptr<HouseRun> run;
     };
     struct Input

@@ -9,10 +9,10 @@ namespace lighting_host
 namespace
 {
 // A time of several parts, as in "7h5m".
-bool ParseParts(const std::string& text, std::uint64_t& milliseconds)
+bool ParseParts(const std::string& text, std::chrono::milliseconds& time)
 {
     const char* const digits = "0123456789.";
-    milliseconds = 0;
+    time = {};
     std::size_t begin = 0;
     do
     {
@@ -21,7 +21,7 @@ bool ParseParts(const std::string& text, std::uint64_t& milliseconds)
         std::int64_t part = 0;
         if (!ParseDuration(text.substr(begin, end - begin), part))
             return false;
-        milliseconds += static_cast<std::uint64_t>(part);
+        time += std::chrono::milliseconds(part);
         begin = end;
     } while (begin < text.size());
     return true;
@@ -29,24 +29,24 @@ bool ParseParts(const std::string& text, std::uint64_t& milliseconds)
 } // namespace
 
 ActTime::ActTime(DeviceElement& act)
-    : m_everyMs(act.Time("every", 0)), m_says(act.Word("says", std::string()))
+    : m_every(act.Time("every", {})), m_says(act.Word("says", std::string()))
 {
     if (!act.Has("at"))
         act.Fail("\"at\" is missing");
-    if (!ParseParts(act.Word("at", std::string()), m_atMs))
+    if (!ParseParts(act.Word("at", std::string()), m_at))
         act.Fail("\"at\" is no time like 500ms, 2s or 7h5m");
-    if (act.Has("every") && m_everyMs == 0)
+    if (act.Has("every") && m_every.count() == 0)
         act.Fail("\"every\" is no time at all");
 }
 
 void ActTime::Plan(simulated::DeviceEnvironment& world, const std::function<void()>& act) const
 {
-    world.Schedule(m_atMs,
+    world.Schedule(m_at,
                    [&world, act, time = *this]() mutable
                    {
-                       if (time.m_everyMs > 0)
+                       if (time.m_every.count() > 0)
                        {
-                           time.m_atMs = time.m_everyMs;
+                           time.m_at = time.m_every;
                            time.Plan(world, act);
                        }
                        if (!time.m_says.empty())

@@ -3,7 +3,7 @@
 #include "lighting_host/types/DeviceElement.h"
 #include "simulated_devices/SimulatedDevice.h"
 
-#include <cstdint>
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -22,9 +22,9 @@ public:
     void Plan(simulated::DeviceEnvironment& world, const std::function<void()>& act) const;
 
 private:
-    std::uint64_t m_atMs = 0;
+    std::chrono::milliseconds m_at{};
     // 0 for once.
-    std::uint64_t m_everyMs;
+    std::chrono::milliseconds m_every;
     std::string m_says;
 };
 } // namespace lighting_host

@@ -25,7 +25,8 @@ std::string AnyOf(const std::vector<const char*>& names)
 std::uint64_t ReadAttribute(DeviceElement& fault, const simulated::FaultAttribute& attribute)
 {
     if (attribute.unit == simulated::FaultAttribute::Unit::Milliseconds)
-        return fault.Time(attribute.name, attribute.byDefault);
+        return static_cast<std::uint64_t>(
+            fault.Time(attribute.name, std::chrono::milliseconds(attribute.byDefault)).count());
     return fault.Number(attribute.name, static_cast<unsigned>(attribute.min),
                         static_cast<unsigned>(attribute.max),
                         static_cast<unsigned>(attribute.byDefault));
@@ -41,7 +42,11 @@ void ReadChild(const nx::XmlNode& device, const nx::XmlNode& child, const ChildT
             DeviceElement(child).Fail("unknown element <" + child.GetChildAt(0)->GetName() + ">");
         return read(child);
     }
-    DeviceElement(device).Fail("unknown element <" + child.GetName() + ">");
+    std::vector<std::string> taken;
+    for (const auto& row : table.rows)
+        taken.push_back(fmt::format("<{}>", row.first));
+    DeviceElement(device).Fail(
+        fmt::format("unknown element <{}>; it takes {}", child.GetName(), fmt::join(taken, ", ")));
 }
 } // namespace
 
@@ -102,13 +107,11 @@ void ReadFault(const nx::XmlNode& node, simulated::SimulatedDevice& device)
 
 Pauses ReadPauses(DeviceElement& person, Pauses byDefault, Pauses least)
 {
-    const auto defaultMin = static_cast<std::uint64_t>(byDefault.minMs);
-    const auto defaultMax = static_cast<std::uint64_t>(byDefault.maxMs);
-    const std::uint64_t min = person.Time("pause_min", defaultMin);
-    const std::uint64_t max = person.Time("pause_max", std::max(min, defaultMax));
-    if (max < min || max > INT32_MAX || min < static_cast<std::uint64_t>(least.minMs) ||
-        max < static_cast<std::uint64_t>(least.maxMs))
+    constexpr std::chrono::milliseconds LONGEST{INT32_MAX};
+    const std::chrono::milliseconds min = person.Time("pause_min", byDefault.min);
+    const std::chrono::milliseconds max = person.Time("pause_max", std::max(min, byDefault.max));
+    if (max < min || max > LONGEST || min < least.min || max < least.max)
         person.Fail("the pauses are not a range");
-    return {static_cast<int>(min), static_cast<int>(max)};
+    return {min, max};
 }
 } // namespace lighting_host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -47,17 +48,17 @@ void PlanAct(DeviceElement& act, simulated::DeviceEnvironment& world, const char
 // <fault kind="..." .../>: adds a fault of a kind that the device knows.
 void ReadFault(const nx::XmlNode& node, simulated::SimulatedDevice& device);
 
-// The pauses of somebody who uses a device now and then, in milliseconds.
+// The pauses of somebody who uses a device now and then.
 struct Pauses
 {
-    int minMs;
-    int maxMs;
+    std::chrono::milliseconds min;
+    std::chrono::milliseconds max;
 };
 
 // Those of somebody at a keypad or a wall switch, when the file does not say.
-constexpr Pauses PAUSES_AT_BUTTONS = {5000, 120000};
+constexpr Pauses PAUSES_AT_BUTTONS = {std::chrono::seconds(5), std::chrono::minutes(2)};
 // How long a button is held, when the file does not say.
-constexpr std::uint64_t BUTTON_HOLD_MS = 1500;
+constexpr std::chrono::milliseconds BUTTON_HOLD{1500};
 
 // "pause_min" and "pause_max". `byDefault` holds for an absent one; when "pause_min" alone is given
 // and is longer than that, it is also the longest pause. Neither may be below that of `least`.

@@ -24,6 +24,7 @@ std::string DeviceElement::Kind()
 
 bool DeviceElement::Has(const char* name) const
 {
+    m_seen.insert(name);
     for (const auto& attribute : Tree(m_node).Attributes())
     {
         if (attribute.first == name)
@@ -34,7 +35,6 @@ bool DeviceElement::Has(const char* name) const
 
 unsigned DeviceElement::Number(const char* name, unsigned min, unsigned max, unsigned absent)
 {
-    m_seen.insert(name);
     if (!Has(name))
         return absent;
     const std::string& text = m_node.GetAttribute(name);
@@ -46,20 +46,18 @@ unsigned DeviceElement::Number(const char* name, unsigned min, unsigned max, uns
     return static_cast<unsigned>(value);
 }
 
-std::uint64_t DeviceElement::Time(const char* name, std::uint64_t absent)
+std::chrono::milliseconds DeviceElement::Time(const char* name, std::chrono::milliseconds absent)
 {
-    m_seen.insert(name);
     if (!Has(name))
         return absent;
     std::int64_t milliseconds = 0;
     if (!ParseDuration(m_node.GetAttribute(name), milliseconds))
         Fail(fmt::format("\"{}\" is no time like 500ms or 2s", name));
-    return static_cast<std::uint64_t>(milliseconds);
+    return std::chrono::milliseconds(milliseconds);
 }
 
 std::string DeviceElement::Word(const char* name, const std::string& absent)
 {
-    m_seen.insert(name);
     return Has(name) ? m_node.GetAttribute(name) : absent;
 }
 
@@ -69,10 +67,10 @@ unsigned DeviceElement::RequireNumber(const char* name, unsigned min, unsigned m
     return Number(name, min, max, 0);
 }
 
-std::uint64_t DeviceElement::RequireTime(const char* name)
+std::chrono::milliseconds DeviceElement::RequireTime(const char* name)
 {
     Require(name);
-    return Time(name, 0);
+    return Time(name, {});
 }
 
 void DeviceElement::Require(const char* name) const
@@ -86,7 +84,8 @@ void DeviceElement::Finish() const
     for (const auto& attribute : Tree(m_node).Attributes())
     {
         if (m_seen.count(attribute.first) == 0)
-            Fail(fmt::format("unknown attribute \"{}\"", attribute.first));
+            Fail(fmt::format("unknown attribute \"{}\"; it takes {}", attribute.first,
+                             fmt::join(m_seen, ", ")));
     }
 }
 

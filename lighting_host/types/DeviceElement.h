@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <set>
 #include <stdexcept>
@@ -35,17 +36,17 @@ public:
     // driver's type. Takes note of the attributes that every kind of device has.
     std::string Kind();
 
-    // A whole number from `min` to `max`; a time as on the command line ("500ms", "2s"), in
-    // milliseconds; a word. Each returns `absent` when there is no such attribute.
+    // A whole number from `min` to `max`; a time as on the command line ("500ms", "2s"); a
+    // word. Each returns `absent` when there is no such attribute.
     unsigned Number(const char* name, unsigned min, unsigned max, unsigned absent);
-    std::uint64_t Time(const char* name, std::uint64_t absent);
+    std::chrono::milliseconds Time(const char* name, std::chrono::milliseconds absent);
     std::string Word(const char* name, const std::string& absent);
 
     // The same for what must be there.
     unsigned RequireNumber(const char* name, unsigned min, unsigned max);
-    std::uint64_t RequireTime(const char* name);
+    std::chrono::milliseconds RequireTime(const char* name);
 
-    // Refuses attributes that nobody asked for.
+    // Refuses attributes that nobody asked for, and says which ones somebody did.
     void Finish() const;
 
     [[noreturn]] void Fail(const std::string& what) const;
@@ -54,6 +55,7 @@ private:
     void Require(const char* name) const;
 
     const nx::XmlNode& m_node;
-    std::set<std::string> m_seen;
+    // What was asked for: what the element can have.
+    mutable std::set<std::string> m_seen;
 };
 } // namespace lighting_host

@@ -17,8 +17,8 @@ public:
     void Send(const wire::MibMessage&) override {}
     void Send(const wire::ZclFrame&) override {}
     void Send(const wire::BusFrame&) override {}
-    void Schedule(std::uint64_t, std::function<void()>) override {}
-    std::uint64_t NowMs() const override { return 0; }
+    void Schedule(std::chrono::milliseconds, std::function<void()>) override {}
+    std::chrono::milliseconds Now() const override { return {}; }
     int Random(int min, int) override { return min; }
     void ReportPerson(const std::string&) override {}
 };

@@ -23,6 +23,9 @@ struct ZclFrame;
 
 namespace lighting_host
 {
+// The color of an LED that is off.
+constexpr const char* DARK = "000000";
+
 // What a page shows of one driver and its device that only the driver's type knows: both sides'
 // tables, the queue between them, a repair under way. One for each driver of a type that has
 // pictures (see DriverType), from the driver's start on.

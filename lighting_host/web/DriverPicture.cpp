@@ -12,7 +12,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <optional>
+#include <tuple>
 
 #include <fmt/format.h>
 #include <log4cplus/loglevel.h>
@@ -43,10 +43,29 @@ unsigned LevelOf(const device_wire::AttachedDevice& device)
     return (lamp.level * PERCENT + lamp.full / 2) / lamp.full;
 }
 
-std::string RampOf(const device_wire::AttachedDevice& device)
+bool IsSame(const std::optional<simulated::LampRamp>& one,
+            const std::optional<simulated::LampRamp>& other)
 {
-    const auto ramp = device.HasPower() ? device.Device()->PresentRamp() : std::nullopt;
-    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->endsMs) : "null";
+    if (!one || !other)
+        return !one && !other;
+    return one->to == other->to && one->ends == other->ends;
+}
+
+bool IsSame(const DeviceSwitches::Switched& one, const DeviceSwitches::Switched& other)
+{
+    const auto all = [](const DeviceSwitches::Switched& switched)
+    {
+        const DeviceFaults& faults = switched.faults;
+        return std::make_tuple(faults.deaf, faults.forgets, faults.repeats, faults.lossPercent,
+                               faults.delayMs, switched.power, switched.powerMs, switched.deafMs);
+    };
+    return all(one) == all(other);
+}
+
+std::string RampText(const std::optional<simulated::LampRamp>& ramp)
+{
+    return ramp ? fmt::format("{{\"to\":{},\"ends_ms\":{}}}", ramp->to, ramp->ends.count())
+                : "null";
 }
 // What a run's last table says of a driver.
 std::string FactsText(const DriverAdapter* adapter)
@@ -102,6 +121,8 @@ DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run)
         m_device = devices[m_deviceIndex].get();
         break;
     }
+    const DeviceKind* const kind = run.GetSession().KindOf(driver);
+    m_hasLamp = m_device && kind && kind->hasLamp;
     const HouseFileDriver& file = run.File().drivers[run.PlaceOf(&driver)];
     const DriverType* const type = FindDriverType(file.type);
     // A driver of a library is of a class of its own, whatever its type is called.
@@ -109,7 +130,7 @@ DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run)
         return;
     if (type->picture)
         m_type = type->picture(file);
-    m_isOwnKind = run.GetSession().KindOf(driver) == &type->device;
+    m_isOwnKind = kind == &type->device;
 }
 
 DriverPicture::~DriverPicture() = default;
@@ -223,21 +244,40 @@ void DriverPicture::AddEnergy(DriverAdapter& adapter, Members& members)
                                      energy->wattHours, energy->wattHoursToday, energy->minutesOn));
 }
 
-void DriverPicture::AddDevice(Members& members)
+bool DriverPicture::Glance::operator==(const Glance& other) const
+{
+    return level == other.level && IsSame(ramp, other.ramp) && IsSame(switched, other.switched);
+}
+
+DriverPicture::Glance DriverPicture::LookAtDevice() const
+{
+    Glance glance;
+    if (!m_device)
+        return glance;
+    if (m_hasLamp)
+    {
+        glance.level = LevelOf(*m_device);
+        if (m_device->HasPower())
+            glance.ramp = m_device->Device()->PresentRamp();
+    }
+    if (m_run.GetSimulation())
+        glance.switched = m_run.GetSimulation()->Switches().Of(m_deviceIndex);
+    return glance;
+}
+
+void DriverPicture::AddDevice(const Glance& glance, Members& members) const
 {
     if (!m_device)
         return;
-    const DeviceKind* const kind = m_run.GetSession().KindOf(m_driver);
-    if (kind && kind->hasLamp)
+    if (m_hasLamp)
     {
-        members.emplace_back("level", std::to_string(LevelOf(*m_device)));
-        members.emplace_back("ramp", RampOf(*m_device));
+        members.emplace_back("level", std::to_string(glance.level));
+        members.emplace_back("ramp", RampText(glance.ramp));
     }
     if (!m_run.GetSimulation())
         return;
-    const DeviceSwitches& switches = m_run.GetSimulation()->Switches();
-    members.emplace_back("faults",
-                         FaultsText(switches.Of(m_deviceIndex), switches.CanForget(m_deviceIndex)));
+    const bool canForget = m_run.GetSimulation()->Switches().CanForget(m_deviceIndex);
+    members.emplace_back("faults", FaultsText(glance.switched, canForget));
 }
 
 // What only the driver's type knows.
@@ -281,7 +321,7 @@ Members DriverPicture::Describe(bool whole)
     members.emplace_back("online", Online());
     members.emplace_back("warnings", std::to_string(m_warnings));
     members.emplace_back("variables", Variables());
-    AddDevice(members);
+    AddDevice(LookAtDevice(), members);
     AddOfType(members);
     DriverAdapter* const adapter = Adapter();
     if (adapter)
@@ -306,13 +346,12 @@ DriverAdapter* DriverPicture::Adapter() const
 // A lamp and the switches of a device change without a word.
 Members DriverPicture::TakeChanges()
 {
-    Members device;
-    AddDevice(device);
+    const Glance glance = LookAtDevice();
     if (m_dirty)
         m_lookUntilMs = m_run.NowMs() + LOOK_MS;
-    if (m_run.NowMs() > m_lookUntilMs && device == m_deviceTold)
+    if (m_run.NowMs() > m_lookUntilMs && glance == m_glance)
         return {};
-    m_deviceTold = std::move(device);
+    m_glance = glance;
     m_dirty = false;
     return Changed(Describe(false), m_told);
 }
@@ -328,20 +367,20 @@ Json DriverPicture::QueueOf() const
     return adapter && adapter->Query("bus", fields, value) ? value : Json();
 }
 
-Metrics::Driver DriverPicture::GetMetrics()
+DriverFigures DriverPicture::Figures()
 {
-    Metrics::Driver metrics;
-    metrics.warnings = m_warnings;
-    metrics.powerFailures = m_powerFailures;
+    DriverFigures figures;
+    figures.warnings = m_warnings;
+    figures.powerFailures = m_powerFailures;
     if (m_run.GetSimulation())
     {
         const RunStatistics::Counts counts = m_run.GetSimulation()->Statistics().Of(m_driver);
-        metrics.retries = counts.retries;
-        metrics.repairs = counts.repairs;
+        figures.retries = counts.retries;
+        figures.repairs = counts.repairs;
     }
     const Json queue = QueueOf();
     if (!queue.is_null())
-        metrics.queued = queue["queued"].get<long>();
-    return metrics;
+        figures.queued = queue["queued"].get<long>();
+    return figures;
 }
 } // namespace lighting_host

@@ -2,13 +2,15 @@
 
 #include "embedded_host/Output.h"
 #include "lighting_host/simulation/DeviceSwitches.h"
+#include "lighting_host/switchboard/HouseView.h"
 #include "lighting_host/text/Json.h"
-#include "lighting_host/web/Metrics.h"
+#include "simulated_devices/SimulatedDevice.h"
 
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -68,7 +70,7 @@ public:
     // What has changed since it was last asked, of what Describe(false) gives.
     Members TakeChanges();
 
-    Metrics::Driver GetMetrics();
+    DriverFigures Figures();
 
     // Whether a record is a warning or worse.
     static bool IsWarning(const embedded_host::LogRecord& record);
@@ -87,8 +89,19 @@ private:
         std::string value;
     };
 
+    // What of the device can change without a word, cheap to look at.
+    struct Glance
+    {
+        unsigned level = 0;
+        std::optional<simulated::LampRamp> ramp;
+        DeviceSwitches::Switched switched;
+
+        bool operator==(const Glance& other) const;
+    };
+
+    Glance LookAtDevice() const;
     void OnVariable(const embedded_host::VariableChanged& variable, std::int64_t nowMs);
-    void AddDevice(Members& members);
+    void AddDevice(const Glance& glance, Members& members) const;
     void AddEnergy(DriverAdapter& adapter, Members& members);
     void AddOfType(Members& members) const;
     Json QueueOf() const;
@@ -114,7 +127,9 @@ private:
     // Whether something was heard since the changes were taken, and how the device was then.
     bool m_dirty = true;
     std::int64_t m_lookUntilMs = 0;
-    Members m_deviceTold;
+    Glance m_glance;
+    // Whether the device's kind has a lamp.
+    bool m_hasLamp = false;
     Members m_told;
 };
 } // namespace lighting_host

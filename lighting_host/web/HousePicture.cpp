@@ -281,11 +281,11 @@ std::string HousePicture::DifferencesFrom(const std::string& drivers)
     return text + "}";
 }
 
-std::map<std::string, Metrics::Driver> HousePicture::DriverMetrics()
+std::map<std::string, DriverFigures> HousePicture::Figures()
 {
-    std::map<std::string, Metrics::Driver> metrics;
+    std::map<std::string, DriverFigures> figures;
     for (const auto& driver : m_drivers)
-        metrics[driver->Name()] = driver->GetMetrics();
-    return metrics;
+        figures[driver->Name()] = driver->Figures();
+    return figures;
 }
 } // namespace lighting_host

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "lighting_host/simulation/HouseListener.h"
 #include "lighting_host/switchboard/HouseRun.h"
+#include "lighting_host/switchboard/HouseView.h"
 #include "lighting_host/web/DriverPicture.h"
-#include "lighting_host/web/HouseView.h"
 
 #include <cstdint>
 #include <deque>
@@ -18,7 +17,7 @@ namespace lighting_host
 // drivers and devices can be asked.
 //
 // Bounded: of everything that grows it keeps the last. Lives on the house's thread.
-class HousePicture : public HouseListener, public HouseView
+class HousePicture : public HouseView
 {
 public:
     // `run` must outlive this, and is asked from its start on.
@@ -32,7 +31,7 @@ public:
                    const std::string& words) override;
     std::string Drivers() override;
     std::string DifferencesFrom(const std::string& drivers) override;
-    std::map<std::string, Metrics::Driver> DriverMetrics() override;
+    std::map<std::string, DriverFigures> Figures() override;
 
     // HouseListener.
     void OnOutput(const embedded_host::Output& output) override;

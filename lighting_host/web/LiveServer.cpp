@@ -18,6 +18,8 @@ namespace
 constexpr std::size_t MOST_NAME = 32;
 constexpr std::int64_t DAY_MS = embedded_host::SECONDS_PER_DAY * 1000;
 constexpr std::chrono::seconds CLOCK_INTERVAL{1};
+// How many lines may come between two looks at who has fallen behind.
+constexpr std::uint64_t LINES_A_LOOK = 1024;
 
 std::int64_t MonotonicNs()
 {
@@ -97,7 +99,7 @@ void LiveServer::Attach(LiveHouse& house)
 
 HouseView& LiveServer::View()
 {
-    return dynamic_cast<HouseView&>(*m_house->Listener());
+    return *m_house->View();
 }
 
 // --- HTTP ---
@@ -220,7 +222,7 @@ WebResponse LiveServer::MetricsText()
     moment.branch = m_house->Branch();
     WebResponse response;
     response.contentType = "text/plain; version=0.0.4; charset=utf-8";
-    response.body = m_metrics->Text(moment, View().DriverMetrics());
+    response.body = m_metrics->Text(moment, View().Figures());
     return response;
 }
 
@@ -250,6 +252,13 @@ void LiveServer::Released(Visitor& visitor)
     }
 }
 
+void LiveServer::NoteDropped(const std::string& name, const std::string& why)
+{
+    ++m_droppedVisitors;
+    if (m_options.tell)
+        m_options.tell(fmt::format("{} was dropped: {}", name, why));
+}
+
 void LiveServer::WakeAll()
 {
     for (Visitor* visitor : m_visitors)
@@ -260,8 +269,8 @@ void LiveServer::OnLines()
 {
     const OutputRing& ring = m_house->Ring();
     m_metrics->CountOutput(ring.At(ring.Last()).kind);
-    // Who is awake already collects this line too.
-    if (!m_allAwake)
+    // Who is awake already collects this line too; who has stopped reading collects nothing.
+    if (!m_allAwake || ring.Last() % LINES_A_LOOK == 0)
         WakeAll();
     m_allAwake = true;
 }
@@ -331,6 +340,7 @@ void LiveServer::OnMoment()
 {
     if (!m_house->GetPast())
         m_now.clear();
+    m_shared.Clear();
     const std::uint64_t seq = m_house->Ring().Last();
     const std::string line = fmt::format("{{\"moved\":{{\"branch\":{},\"seq\":{},\"t_ms\":{}}}}}",
                                          m_house->Branch(), seq, m_house->Run().NowMs());

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "lighting_host/switchboard/HouseView.h"
 #include "lighting_host/switchboard/LiveHouse.h"
-#include "lighting_host/web/HouseView.h"
+#include "lighting_host/web/SharedLines.h"
 #include "lighting_host/web/WallShifts.h"
 #include "lighting_host/web/WebServer.h"
 
@@ -38,6 +39,8 @@ public:
         std::string zone;
         // A folder to serve the page from instead of the one built in; empty for that.
         std::string pageFolder;
+        // Gets a line, without its end, for whoever runs the house; empty for nobody.
+        std::function<void(const std::string&)> tell;
     };
 
     // What is behind the visitors is set by Attach before anything is served. `wake` is called when
@@ -47,8 +50,7 @@ public:
     LiveServer(const LiveServer&) = delete;
     LiveServer& operator=(const LiveServer&) = delete;
 
-    // Both must outlive this; the listener that the house makes for each run must be a HouseView
-    // too.
+    // Both must outlive this; the house must make a view for each run.
     void Attach(LiveHouse& house);
     void Attach(const WebServer& server) { m_server = &server; }
 
@@ -90,6 +92,7 @@ private:
     WebResponse Asset(const std::string& path) const;
     WebResponse MetricsText();
     void Released(Visitor& visitor);
+    void NoteDropped(const std::string& name, const std::string& why);
 
     const Options m_options;
     const WallShifts m_shifts;
@@ -97,6 +100,7 @@ private:
     LiveHouse* m_house = nullptr;
     const WebServer* m_server = nullptr;
     std::set<Visitor*> m_visitors;
+    SharedLines m_shared;
     std::unique_ptr<Metrics> m_metrics;
     std::string m_run;
     std::uint64_t m_rev = 0;

@@ -81,10 +81,43 @@ void LiveServer::Visitor::OnMessage(const std::string& text)
     m_server.m_wake();
 }
 
-bool LiveServer::Visitor::Collect(std::string& out, std::size_t mostBytes)
+void LiveServer::Visitor::Wake()
+{
+    if (!DropWhenBehind())
+        m_peer.Wake();
+}
+
+bool LiveServer::Visitor::DropWhenBehind()
+{
+    const OutputRing& ring = m_server.m_house->Ring();
+    if (m_cursor + 1 >= ring.First())
+        return false;
+    Drop(fmt::format("too slow: {} lines behind", ring.Last() - m_cursor));
+    return true;
+}
+
+std::shared_ptr<const std::string> LiveServer::Visitor::Collect(std::size_t mostBytes)
 {
     m_server.m_allAwake = false;
+    if (!m_own.empty())
+    {
+        std::string text = OwnText(mostBytes);
+        return text.empty() ? nullptr : std::make_shared<const std::string>(std::move(text));
+    }
+    if (DropWhenBehind())
+        return nullptr;
+    const SharedLines::Part part =
+        m_server.m_shared.From(m_server.m_house->Ring(), m_heard, m_cursor, mostBytes,
+                               [this](const OutputRing::Line& line) { return Hears(line); });
+    m_cursor = part.upTo;
+    return part.text;
+}
+
+// The next lines, with those among them that are for this visitor alone.
+std::string LiveServer::Visitor::OwnText(std::size_t mostBytes)
+{
     const OutputRing& ring = m_server.m_house->Ring();
+    std::string out;
     while (out.size() < mostBytes)
     {
         if (!m_own.empty() && m_own.front().after <= m_cursor)
@@ -96,20 +129,19 @@ bool LiveServer::Visitor::Collect(std::string& out, std::size_t mostBytes)
         }
         if (m_cursor >= ring.Last())
             break;
-        if (m_cursor + 1 < ring.First())
-        {
-            Drop(fmt::format("too slow: {} lines behind", ring.Last() - m_cursor));
-            return false;
-        }
+        if (DropWhenBehind())
+            return std::string();
         const OutputRing::Line& line = ring.At(++m_cursor);
         if (Hears(line))
             Append(out, line.text);
     }
-    return !out.empty();
+    return out;
 }
 
 void LiveServer::Visitor::Add(const std::string& text)
 {
+    if (m_dropped)
+        return;
     m_own.push_back({m_server.m_house->Ring().Last(), text});
     m_ownBytes += text.size();
     if (m_own.size() > MOST_OWN_LINES || m_ownBytes > MOST_OWN_BYTES)
@@ -128,9 +160,10 @@ void LiveServer::Visitor::MoveTo(std::uint64_t seq, const std::string& line)
 
 void LiveServer::Visitor::Drop(const std::string& why)
 {
-    if (!m_dropped)
-        ++m_server.m_droppedVisitors;
+    if (m_dropped)
+        return;
     m_dropped = true;
+    m_server.NoteDropped(m_name, why);
     m_peer.Close(TRY_AGAIN_LATER, why);
 }
 
@@ -198,6 +231,21 @@ void LiveServer::Visitor::ReadHear(Fields& hear)
     hear.Finish();
     m_kinds = std::move(kinds);
     m_drivers = std::move(drivers);
+    NoteHeard();
+}
+
+// JSON, so that no kind's name can look like another list of kinds.
+void LiveServer::Visitor::NoteHeard()
+{
+    m_heard = m_page ? "page" : "";
+    if (m_kinds)
+        m_heard += " kinds";
+    for (const std::string& kind : m_kinds.value_or(std::set<std::string>()))
+        AppendJsonText(m_heard, kind);
+    if (m_drivers)
+        m_heard += " drivers";
+    for (const std::size_t driver : m_drivers.value_or(std::set<std::size_t>()))
+        m_heard += fmt::format(" {}", driver);
 }
 
 void LiveServer::Visitor::Resume(std::uint64_t since, long long branch)

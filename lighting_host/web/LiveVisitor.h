@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -27,8 +28,8 @@ public:
     // The lines that release the buttons that it holds.
     const std::set<std::string>& Pressed() const { return m_pressed; }
 
-    // There are new lines in the ring.
-    void Wake() { m_peer.Wake(); }
+    // There are new lines in the ring. Drops the visitor when it has missed some of those before.
+    void Wake();
 
     // A line for this visitor alone, after all that came so far.
     void Add(const std::string& text);
@@ -43,7 +44,7 @@ public:
 
     // WebVisitor.
     void OnMessage(const std::string& text) override;
-    bool Collect(std::string& out, std::size_t mostBytes) override;
+    std::shared_ptr<const std::string> Collect(std::size_t mostBytes) override;
 
 private:
     struct Own
@@ -53,10 +54,13 @@ private:
     };
 
     void Drop(const std::string& why);
+    bool DropWhenBehind();
+    std::string OwnText(std::size_t mostBytes);
     bool Hears(const OutputRing::Line& line) const;
     bool IsOf(const OutputRing::Line& line) const;
     bool OwnLine(const std::string& text);
     void ReadHear(Fields& hear);
+    void NoteHeard();
     void Resume(std::uint64_t since, long long branch);
     void NotePressed(const std::string& text);
 
@@ -69,6 +73,8 @@ private:
     // Nothing for all of them.
     std::optional<std::set<std::string>> m_kinds;
     std::optional<std::set<std::size_t>> m_drivers;
+    // The same for all visitors that hear the same lines.
+    std::string m_heard;
     // The last number that was sent or passed over.
     std::uint64_t m_cursor;
     std::deque<Own> m_own;

@@ -105,7 +105,7 @@ void Metrics::CountOutput(const char* kind)
     counter->Increment();
 }
 
-std::string Metrics::Text(const Moment& moment, const std::map<std::string, Driver>& drivers)
+std::string Metrics::Text(const Moment& moment, const std::map<std::string, DriverFigures>& drivers)
 {
     Impl& impl = *m_impl;
     BringTo(impl.inputs, moment.inputs);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lighting_host/switchboard/HouseView.h"
+
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -29,16 +31,6 @@ public:
         std::uint64_t inputs = 0;
         unsigned branch = 0;
     };
-    // Of each driver with such a thing.
-    struct Driver
-    {
-        // Messages in the transmit queue; less than 0 for none.
-        long queued = -1;
-        std::uint64_t retries = 0;
-        std::uint64_t repairs = 0;
-        std::uint64_t powerFailures = 0;
-        std::uint64_t warnings = 0;
-    };
 
     explicit Metrics(const std::string& program);
     ~Metrics();
@@ -49,7 +41,7 @@ public:
     void CountOutput(const char* kind);
 
     // All of it as text.
-    std::string Text(const Moment& moment, const std::map<std::string, Driver>& drivers);
+    std::string Text(const Moment& moment, const std::map<std::string, DriverFigures>& drivers);
 
 private:
     struct Impl;

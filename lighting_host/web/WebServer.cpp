@@ -1,6 +1,7 @@
 #include "lighting_host/web/WebServer.h"
 
 #include "lighting_host/web/HostCheck.h"
+#include "lighting_host/web/MessageMoments.h"
 
 #include <algorithm>
 #include <chrono>
@@ -64,7 +65,7 @@ public:
 
     Impl(asio::io_context& context, const WebServerOptions& options, WebHandler& handler)
         : m_context(context), m_options(options), m_handler(handler), m_acceptor(context),
-          m_pause(context)
+          m_pause(context), m_moments(context, std::chrono::milliseconds(options.gatherMs))
     {
     }
 
@@ -89,6 +90,7 @@ public:
     asio::io_context& Context() { return m_context; }
     const WebServerOptions& Options() const { return m_options; }
     WebHandler& Handler() { return m_handler; }
+    MessageMoments& Moments() { return m_moments; }
     bool IsClosed() const { return m_closed; }
 
     Counts counts;
@@ -102,6 +104,7 @@ private:
     WebHandler& m_handler;
     asio::ip::tcp::acceptor m_acceptor;
     asio::steady_timer m_pause;
+    MessageMoments m_moments;
     std::set<std::shared_ptr<Connection>> m_connections;
     bool m_closed = false;
 };
@@ -110,12 +113,13 @@ namespace
 {
 // One WebSocket: reads a message at a time, and writes what its visitor has collected.
 class WebSocketConnection : public WebServer::Impl::Connection,
+                            public MessageMoments::Writer,
                             public WebSocketPeer,
                             public std::enable_shared_from_this<WebSocketConnection>
 {
 public:
     WebSocketConnection(std::shared_ptr<WebServer::Impl> server, Stream stream)
-        : m_server(std::move(server)), m_socket(std::move(stream)), m_gather(m_server->Context())
+        : m_server(std::move(server)), m_socket(std::move(stream)), m_lastWord(m_server->Context())
     {
     }
 
@@ -149,15 +153,7 @@ public:
         if (!m_open || m_writing || m_waking || m_closing)
             return;
         m_waking = true;
-        const auto now = std::chrono::steady_clock::now();
-        const auto next = m_lastWrite + std::chrono::milliseconds(m_server->Options().gatherMs);
-        if (now >= next)
-        {
-            asio::post(m_server->Context(), [self = shared_from_this()] { self->Write(); });
-            return;
-        }
-        m_gather.expires_at(next);
-        m_gather.async_wait([self = shared_from_this()](error_code) { self->Write(); });
+        m_server->Moments().Add(shared_from_this());
     }
 
     void Close(unsigned code, const std::string& reason) override
@@ -168,8 +164,8 @@ public:
         m_reason = websocket::close_reason(static_cast<websocket::close_code>(code),
                                            reason.substr(0, 123));
         // Who does not read has no room for a last word.
-        m_gather.expires_after(LAST_WORD_TIME);
-        m_gather.async_wait(
+        m_lastWord.expires_after(LAST_WORD_TIME);
+        m_lastWord.async_wait(
             [self = shared_from_this()](error_code error)
             {
                 if (!error)
@@ -188,6 +184,21 @@ public:
     {
         Finish();
         m_visitor.reset();
+    }
+
+    // Writer.
+    void Write() override
+    {
+        m_waking = false;
+        if (m_writing || m_closing || m_finished)
+            return;
+        m_out = m_visitor->Collect(MOST_MESSAGE_BYTES);
+        if (!m_out || m_closing)
+            return;
+        m_writing = true;
+        m_socket.async_write(asio::buffer(*m_out),
+                             [self = shared_from_this()](error_code error, std::size_t)
+                             { self->OnWritten(error); });
     }
 
 private:
@@ -223,26 +234,15 @@ private:
         Read();
     }
 
-    void Write()
+    void OnWritten(error_code error)
     {
-        m_waking = false;
-        if (m_writing || m_closing || m_finished)
-            return;
-        m_out.clear();
-        if (!m_visitor->Collect(m_out, MOST_MESSAGE_BYTES) || m_closing)
-            return;
-        m_writing = true;
-        m_lastWrite = std::chrono::steady_clock::now();
-        m_socket.async_write(asio::buffer(m_out),
-                             [self = shared_from_this()](error_code error, std::size_t)
-                             {
-                                 self->m_writing = false;
-                                 if (error || self->m_finished)
-                                     return self->Finish();
-                                 if (self->m_closing)
-                                     return self->SendClose();
-                                 self->Wake();
-                             });
+        m_writing = false;
+        m_out.reset();
+        if (error || m_finished)
+            return Finish();
+        if (m_closing)
+            return SendClose();
+        Wake();
     }
 
     void SendClose()
@@ -259,7 +259,7 @@ private:
             return;
         m_finished = true;
         m_closing = true;
-        m_gather.cancel();
+        m_lastWord.cancel();
         beast::get_lowest_layer(m_socket).close();
         // Not inside a call of the visitor.
         asio::post(m_server->Context(),
@@ -272,12 +272,11 @@ private:
 
     std::shared_ptr<WebServer::Impl> m_server;
     Socket m_socket;
-    asio::steady_timer m_gather;
+    asio::steady_timer m_lastWord;
     beast::flat_buffer m_buffer;
-    std::string m_out;
+    std::shared_ptr<const std::string> m_out;
     std::unique_ptr<WebVisitor> m_visitor;
     websocket::close_reason m_reason;
-    std::chrono::steady_clock::time_point m_lastWrite;
     bool m_open = false;
     bool m_writing = false;
     bool m_waking = false;
@@ -562,6 +561,7 @@ void WebServer::Impl::CutAll()
     for (const auto& connection : connections)
         connection->Cut();
     m_connections.clear();
+    m_moments.Clear();
 }
 
 WebServer::WebServer(asio::io_context& context, const WebServerOptions& options,

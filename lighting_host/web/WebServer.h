@@ -71,10 +71,11 @@ public:
     // Called for each text message. May call Wake and Close.
     virtual void OnMessage(const std::string& text) = 0;
 
-    // Called when the connection can take more: appends whole lines to `out`, about `mostBytes` of
-    // them at the most, and returns whether there were any. Not called while a message is still on
-    // its way, so a peer that does not read costs no memory here.
-    virtual bool Collect(std::string& out, std::size_t mostBytes) = 0;
+    // Called when the connection can take more: the next whole lines, about `mostBytes` of them at
+    // the most; null for none. Visitors who hear the same may give the same text, so that it is
+    // made once. Not called while a message is still on its way, so a peer that does not read costs
+    // no memory here.
+    virtual std::shared_ptr<const std::string> Collect(std::size_t mostBytes) = 0;
 };
 
 // Who answers. Must outlive the server; called on its thread; what it throws becomes status 500.
@@ -117,7 +118,8 @@ struct WebServerOptions
     // How long a request may take to arrive, and how long a connection may be idle between two.
     std::chrono::milliseconds requestTime{10000};
     std::chrono::milliseconds idleTime{60000};
-    // The shortest time between two messages to one visitor, so that many visitors cost little.
+    // The shortest time between two messages to a visitor, so that many visitors cost little. All
+    // who have something to hear get it at the same moments.
     unsigned gatherMs = 20;
 };
 

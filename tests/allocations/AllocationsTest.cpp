@@ -17,6 +17,7 @@
 #include "nxshared/ITimerManagerCallback.h"
 #include "nxshared/NxMIBPacket.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <vector>
@@ -28,6 +29,7 @@
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace embedded_host;
 
 // Counts what leaves, by kind.
@@ -171,7 +173,7 @@ TEST_F(AllocationsTest, HoldTimerThatExpiresIntoAReleaseEvent_AllocatesNothing)
                   [this]
                   {
                       m_hall->Trap(m_push);
-                      m_house.Advance(800);
+                      m_house.Advance(800ms);
                   }),
               0u);
     EXPECT_EQ(m_counts.events, 2u * 17u);
@@ -184,7 +186,7 @@ TEST_F(AllocationsTest, TimersThatStartAnewWhenTheyFire_AllocateNothing)
     Again again(timers);
     for (unsigned long i = 0; i < 1000; ++i)
         again.Start(i);
-    EXPECT_EQ(allocations::Of([this] { m_house.Advance(100); }), 0u);
+    EXPECT_EQ(allocations::Of([this] { m_house.Advance(100ms); }), 0u);
     // Each at its own millisecond of the first second and every 10 ms from then on, for 1700 ms:
     // the sum of 1701 - 10 k over k from 0 to 99.
     EXPECT_EQ(again.fired, 120600u);

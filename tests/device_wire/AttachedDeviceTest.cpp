@@ -6,11 +6,13 @@
 #include "embedded_host/House.h"
 #include "embedded_host/Messages.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 
+using namespace std::chrono_literals;
 using namespace device_wire;
 using embedded_host::CmdMessage;
 using testing::ElementsAre;
@@ -103,14 +105,14 @@ TEST_F(AttachedDeviceTest, MessageForTheGateway_ReachesTheDeviceOnlyAfterTheCall
 {
     SendPayload("Zm9v");
     EXPECT_THAT(device->heard, IsEmpty());
-    house.Advance(0);
+    house.Advance(0ms);
     EXPECT_THAT(device->heard, ElementsAre("7 1 foo"));
 }
 
 TEST_F(AttachedDeviceTest, PayloadThatIsNoBase64_IsAFaultAndReachesNobody)
 {
     SendPayload("Zm9");
-    house.Advance(1000);
+    house.Advance(1000ms);
     EXPECT_THAT(device->heard, IsEmpty());
     EXPECT_THAT(faults.seen,
                 ElementsAre("the payload of a message for the gateway is no base64 text"));
@@ -121,22 +123,22 @@ TEST_F(AttachedDeviceTest, DeviceTakenOffTheWire_GetsNothingMore)
     SendPayload("Zm9v");
     attached.reset();
     SendPayload("Zm9v");
-    house.Advance(1000);
+    house.Advance(1000ms);
     EXPECT_THAT(faults.seen, IsEmpty());
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
 }
 
 TEST_F(AttachedDeviceTest, LinkThatSaysTwice_DeliversTwice)
 {
     SteadyLink link;
     link.delivery.twice = true;
-    link.delivery.delayMs = 5;
-    link.delivery.secondMs = 9;
+    link.delivery.delay = 5ms;
+    link.delivery.second = 9ms;
     attached->SetLink(&link);
     SendPayload("Zm9v");
-    house.Advance(5);
+    house.Advance(5ms);
     EXPECT_EQ(device->heard.size(), 1u);
-    house.Advance(4);
+    house.Advance(4ms);
     EXPECT_EQ(device->heard.size(), 2u);
 }
 

@@ -10,6 +10,7 @@
 #include "simulated_devices/BusKeypad.h"
 #include "tests/drivers/BusText.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
@@ -104,8 +105,8 @@ public:
             port->keypad->OnPowerOn();
     }
 
-    void Advance(std::int64_t ms) { m_house->Advance(ms); }
-    std::uint64_t NowMs() const { return m_world.NowMs(); }
+    void Advance(std::chrono::milliseconds time) { m_house->Advance(time); }
+    std::chrono::milliseconds Now() const { return m_world.Now(); }
     unsigned Count() const { return static_cast<unsigned>(m_ports.size()); }
     Gen3KeypadDriver& Driver(unsigned id)
     {

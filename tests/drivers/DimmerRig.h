@@ -9,6 +9,7 @@
 #include "simulated_devices/WiredDimmer.h"
 #include "simulated_devices/WiredDimmerFaults.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
@@ -79,14 +80,14 @@ public:
     // --- the world ------------------------------------------------------------------------------
 
     void Online() { m_host->Online(true); }
-    void Advance(std::int64_t ms) { m_house.Advance(ms); }
+    void Advance(std::chrono::milliseconds time) { m_house.Advance(time); }
     void RestartDriver() { m_host->Restart(); }
 
     // No fault any more, and time for all that is under way to end.
     void Settle()
     {
         m_device->ClearFaults();
-        Advance(SETTLE_MS);
+        Advance(SETTLE_TIME);
     }
 
     // The controller says that it has pushed everything, then the device comes online, and nothing
@@ -96,7 +97,7 @@ public:
         Settle();
         Command("ALL_SCENES_PUSHED");
         Online();
-        Advance(SETTLE_MS);
+        Advance(SETTLE_TIME);
     }
 
     WiredDimmerDriver& Driver() { return *m_driver; }
@@ -121,7 +122,7 @@ public:
 
 private:
     // A whole report of a full store, the timer after it, and what it sends.
-    static constexpr std::int64_t SETTLE_MS = 120000;
+    static constexpr std::chrono::milliseconds SETTLE_TIME = std::chrono::minutes(2);
 
     void Write(const embedded_host::Output& output) override
     {

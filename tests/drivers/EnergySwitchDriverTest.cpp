@@ -2,11 +2,13 @@
 
 #include "test_kit/OneDriverHouse.h"
 
+#include <chrono>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using test_kit::Lines;
 using test_kit::OneDriverHouse;
 using testing::Contains;
@@ -101,7 +103,7 @@ TEST_F(EnergySwitchDriverTest, ReportedFault_CountsOff)
     Start();
     Report("01", "03", "00000000", "00000000");
     EXPECT_EQ(m_driver->GetFault(), 3);
-    m_house.Advance(60000);
+    m_house.Advance(60000ms);
     EXPECT_THAT(m_house.Take(), ElementsAre(Set(10001, "MINUTES_OFF", 1)));
 }
 
@@ -207,5 +209,5 @@ TEST_F(EnergySwitchDriverTest, Destruction_LeavesNoTimer)
     Start();
     m_house.Stop();
     m_house.Take();
-    EXPECT_EQ(m_house.NextWakeMs(), -1);
+    EXPECT_FALSE(m_house.NextWake());
 }

@@ -4,6 +4,7 @@
 #include "test_kit/OneDriverHouse.h"
 #include "tests/drivers/BusText.h"
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <rapidcheck/gtest.h>
 
+using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Lines = test_kit::Lines;
@@ -156,10 +158,10 @@ TEST_F(Gen3KeypadDriverTest, ReplacedOrDeletedButton_TakesItsHoldTimerAlong)
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     house.CallDriver([&] { driver.Button(1)->DoPush(); });
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
     house.CallDriver([&] { driver.Button(1)->DoPush(); });
     house.Command("DELETE_KEYPAD_BUTTON", {{"BUTTON_ID", "1"}});
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
     EXPECT_EQ(driver.Button(1), nullptr);
     EXPECT_THAT(driver.events, ElementsAre("1:1", "1:1"));
 }
@@ -237,11 +239,11 @@ TEST_F(Gen3KeypadDriverTest, PressWithoutRelease_EndsAfterASecond)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     house.CallDriver([&] { driver.Button(1)->DoPush(); });
-    house.Advance(999);
+    house.Advance(999ms);
     EXPECT_THAT(driver.events, ElementsAre("1:1"));
-    house.Advance(1);
+    house.Advance(1ms);
     EXPECT_THAT(driver.events, ElementsAre("1:1", "1:0"));
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
 }
 
 TEST_F(Gen3KeypadDriverTest, TwoHeldButtons_EachHaveTheirTimer)
@@ -249,11 +251,11 @@ TEST_F(Gen3KeypadDriverTest, TwoHeldButtons_EachHaveTheirTimer)
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     house.Command("NEW_KEYPAD_BUTTON", {{"BUTTON_ID", "2"}});
     house.CallDriver([&] { driver.Button(2)->DoPush(); });
-    house.Advance(500);
+    house.Advance(500ms);
     house.CallDriver([&] { driver.Button(1)->DoPush(); });
-    house.Advance(500);
+    house.Advance(500ms);
     EXPECT_THAT(driver.events, ElementsAre("2:1", "1:1", "2:0"));
-    house.Advance(500);
+    house.Advance(500ms);
     EXPECT_EQ(driver.events.back(), "1:0");
 }
 
@@ -262,16 +264,16 @@ TEST_F(Gen3KeypadDriverTest, WithoutHoldTimers_APressStays)
     driver.SetUsesHoldTimer(false);
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     house.CallDriver([&] { driver.Button(1)->DoPush(); });
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
 }
 
 TEST_F(Gen3KeypadDriverTest, UseTheKeypadTells_ReachesTheButton)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
     Hear(0x9030, {1, 1});
-    house.Advance(900);
+    house.Advance(900ms);
     Hear(0x9030, {1, 3});
-    house.Advance(900);
+    house.Advance(900ms);
     Hear(0x9030, {1, 0});
     Hear(0x9030, {1, 2});
     Hear(0x9030, {1, 9});
@@ -513,7 +515,7 @@ TEST_F(Gen3KeypadDriverTest, GivenUpKeypadThatAnswersAfterAll_GetsWhatItMissed)
     SetColor("100000");
     SetColor("200000");
     const int number = std::stoi(Sent().at(0).substr(5, 4), nullptr, 16);
-    house.Advance(121000);
+    house.Advance(121000ms);
     EXPECT_FALSE(driver.Bus().isDeviceOnline());
     EXPECT_EQ(Sent().size(), 2u);
     SetColor("300000");
@@ -532,7 +534,7 @@ TEST_F(Gen3KeypadDriverTest, AnnounceAfterBeingGivenUp_SendsOnlyWhatWasNotConfir
     AnnounceRestart();
     ASSERT_EQ(SentUntilIdle().size(), 4u);
     SetColor("100000");
-    house.Advance(121000);
+    house.Advance(121000ms);
     Sent();
     Hear(0x9010, std::vector<std::uint8_t>(12, 0));
     const Lines sent = SentUntilIdle();
@@ -547,7 +549,7 @@ TEST_F(Gen3KeypadDriverTest, GatewayComingBack_SendsWhatIsStuck)
     SetColor("100000");
     Hear(0x9100, {0});
     EXPECT_FALSE(driver.Bus().isGatewayOnline());
-    house.Advance(40000);
+    house.Advance(40000ms);
     EXPECT_EQ(Sent().size(), 1u);
     Hear(0x9100, {1});
     EXPECT_EQ(Sent().size(), 1u);
@@ -588,10 +590,10 @@ TEST_F(Gen3KeypadDriverTest, UseThatWaitsTooLong_IsDroppedWithARecord)
     Online();
     SetColor("100000");
     house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
-    house.Advance(9999);
+    house.Advance(9999ms);
     EXPECT_EQ(Waiting(), 2u);
     EXPECT_THAT(Warnings(), IsEmpty());
-    house.Advance(1);
+    house.Advance(1ms);
     EXPECT_EQ(Waiting(), 1u);
     EXPECT_THAT(Warnings(),
                 ElementsAre("a use of a button was dropped, since it waited 10 seconds"));
@@ -604,9 +606,9 @@ TEST_F(Gen3KeypadDriverTest, UseWithoutAnAnswer_IsNotSentAgainWhenItIsTooLate)
     house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
     EXPECT_EQ(Sent().size(), 1u);
     SetColor("100000");
-    house.Advance(19999);
+    house.Advance(19999ms);
     EXPECT_THAT(house.Take(), IsEmpty());
-    house.Advance(20001);
+    house.Advance(20001ms);
     EXPECT_EQ(driver.Bus().getRetryCount(), 1);
     EXPECT_THAT(ContentsUntilIdle(), ElementsAre("1280 010c0000"));
     EXPECT_EQ(Waiting(), 0u);
@@ -618,7 +620,7 @@ TEST_F(Gen3KeypadDriverTest, StateWithoutAnAnswer_IsSentAgain)
     Online();
     SetColor("100000");
     const Lines first = Sent();
-    house.Advance(40000);
+    house.Advance(40000ms);
     EXPECT_EQ(Sent(), first);
 }
 
@@ -629,7 +631,7 @@ TEST_F(Gen3KeypadDriverTest, KeypadThatAnswersNoUse_IsGivenUpAfterThree)
     for (int i = 0; i < 12; ++i)
     {
         house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
-        house.Advance(10000);
+        house.Advance(10000ms);
     }
     EXPECT_FALSE(driver.Bus().isDeviceOnline());
     house.Take();
@@ -641,7 +643,7 @@ TEST_F(Gen3KeypadDriverTest, AnsweredUse_LeavesNoTimer)
     Online();
     house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
     EXPECT_EQ(ContentsUntilIdle().size(), 1u);
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
 }
 
 TEST_F(Gen3KeypadDriverTest, TimeLimitOfUses_ComesFromTheConfiguration)
@@ -653,9 +655,9 @@ TEST_F(Gen3KeypadDriverTest, TimeLimitOfUses_ComesFromTheConfiguration)
     made.Bus().setDeviceOnline(true);
     other.CallDriver([&] { made.SendButtonAction(1, 2, 3); });
     other.CallDriver([&] { made.SendButtonAction(1, 2, 3); });
-    other.Advance(1999);
+    other.Advance(1999ms);
     EXPECT_EQ(made.WaitingCount(), 1u);
-    other.Advance(1);
+    other.Advance(1ms);
     EXPECT_EQ(made.WaitingCount(), 0u);
     other.Take();
 }
@@ -693,7 +695,7 @@ RC_GTEST_FIXTURE_PROP(Gen3KeypadDriverTest, AnyMessageFromTheBus_IsTakenOrIgnore
     Online();
     const int opcode = *rc::gen::element(0x9000, 0x9010, 0x9020, 0x9030, 0x9100, 0x1280, 0);
     Hear(opcode, payload);
-    house.Advance(200000);
+    house.Advance(200000ms);
     RC_ASSERT(driver.Button(1) != nullptr);
     RC_ASSERT(driver.Bus().getQueuedCount() < 10u);
 }

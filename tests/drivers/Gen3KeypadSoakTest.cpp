@@ -3,6 +3,7 @@
 #include "tests/drivers/MessageLedger.h"
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using namespace simulated;
 using bus_test::BusHouse;
 using bus_test::MessageLedger;
@@ -18,10 +20,10 @@ using testing::IsEmpty;
 namespace
 {
 constexpr unsigned KEYPADS = 32;
-constexpr std::int64_t STEP_MS = 15000;
-constexpr std::int64_t DAY_MS = 24 * 3600 * 1000;
+constexpr std::chrono::milliseconds STEP = 15s;
+constexpr std::chrono::milliseconds DAY = 24h;
 // What the keypads get to come to rest: a late one needs 25 seconds for each of a few messages.
-constexpr std::int64_t REST_MS = 1800 * 1000;
+constexpr std::chrono::milliseconds REST = 30min;
 
 // The queue has one message of the driver at a time, and for a moment the use of a button that it
 // drops because the keypad is offline. What waits for it are four kinds of state, and one use: a
@@ -58,7 +60,7 @@ protected:
             ledger.Watch(house.Keypad(id));
         wanted.resize(KEYPADS + 1, "00ff00");
         house.Start();
-        house.Advance(STEP_MS);
+        house.Advance(STEP);
     }
 
     bool IsSound(unsigned id) const { return id > faulty; }
@@ -87,7 +89,7 @@ protected:
                 break;
             }
         }
-        house.Advance(STEP_MS);
+        house.Advance(STEP);
     }
 
     void Show(unsigned id)
@@ -163,12 +165,12 @@ protected:
 TEST_P(Gen3KeypadSoak, ADayWithThreeFaultyOfThirtyTwo)
 {
     ExpectSoundOnesWork();
-    for (std::int64_t passed = 0; passed < DAY_MS && !HasFatalFailure(); passed += STEP_MS)
+    for (std::chrono::milliseconds passed{}; passed < DAY && !HasFatalFailure(); passed += STEP)
     {
         LiveOneStep();
         ExpectSoundOnesWork();
     }
-    house.Advance(REST_MS);
+    house.Advance(REST);
     for (unsigned id = 1; id <= KEYPADS; ++id)
     {
         ExpectBooksInOrder(id);

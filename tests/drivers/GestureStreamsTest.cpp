@@ -10,6 +10,7 @@
 #include "embedded_host/Random.h"
 #include "nxshared/NxMIBPacket.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <iostream>
 #include <random>
@@ -27,9 +28,9 @@ constexpr unsigned FIRST_EVENT = 6000;
 constexpr unsigned EVENTS_A_CONTACT = 10;
 // How often the module reports a held contact, and how long after the last report the driver takes
 // it for released: by 300 ms more than the module says that it reports at the latest.
-constexpr int REPORTS_EVERY_MS = 300;
+constexpr std::chrono::milliseconds REPORT_INTERVAL{300};
 constexpr const char* REPORTS_AT_THE_LATEST = "000001f4";
-constexpr int RELEASED_AFTER_MS = 500 + 300;
+constexpr std::chrono::milliseconds RELEASED_AFTER{500 + 300};
 
 // Counts presses and releases, by contact.
 class EventCounts : public OutputSink
@@ -97,7 +98,7 @@ protected:
         bool lost = true;
         for (unsigned i = 0; i < reports; ++i)
         {
-            m_house.Advance(REPORTS_EVERY_MS);
+            m_house.Advance(REPORT_INTERVAL);
             lost = !lost && Draw(3) == 0;
             if (!lost)
                 ReportOnceOrTwice(i == 0 ? "nx.dmx.hb" : "nx.dmx.hc", contact);
@@ -110,15 +111,15 @@ protected:
         ReportOnceOrTwice("nx.dmx.bp", contact);
         const bool click = Draw(2) == 0;
         if (click)
-            m_house.Advance(Draw(200));
+            m_house.Advance(std::chrono::milliseconds(Draw(200)));
         else
             Hold(contact, 1 + Draw(5));
         if (Draw(5) == 0)
-            m_house.Advance(RELEASED_AFTER_MS);
+            m_house.Advance(RELEASED_AFTER);
         else
             Report(click ? "nx.dmx.sc" : "nx.dmx.he", contact);
         ++m_gestures[contact];
-        m_house.Advance(Draw(2000));
+        m_house.Advance(std::chrono::milliseconds(Draw(2000)));
     }
 
     VirtualClock m_clock{0};
@@ -144,7 +145,7 @@ TEST_F(GestureStreams, AnyStream_HasOneOutcomeForEachGesture)
             ASSERT_EQ(m_events.presses[contact], m_gestures[contact]) << "stream " << stream;
             ASSERT_EQ(m_events.releases[contact], m_gestures[contact]) << "stream " << stream;
         }
-        ASSERT_EQ(m_house.NextWakeMs(), -1) << "a timer is left after stream " << stream;
+        ASSERT_FALSE(m_house.NextWake()) << "a timer is left after stream " << stream;
     }
     EXPECT_EQ(m_events.others, 0u);
     EXPECT_GE(m_gestures[0] + m_gestures[1], streams);

@@ -4,11 +4,13 @@
 #include "tests/drivers/MessageLedger.h"
 
 #include <algorithm>
+#include <chrono>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using namespace simulated;
 using bus_test::BusHouse;
 using bus_test::MessageLedger;
@@ -16,9 +18,9 @@ using testing::IsEmpty;
 
 namespace
 {
-constexpr std::int64_t SECOND = 1000;
-constexpr std::int64_t MINUTE = 60 * SECOND;
-constexpr std::int64_t HOUR = 60 * MINUTE;
+constexpr std::chrono::milliseconds SECOND = 1s;
+constexpr std::chrono::milliseconds MINUTE = 1min;
+constexpr std::chrono::milliseconds HOUR = 1h;
 
 // What one LED shows after the driver has dimmed a colour to 80 per cent.
 const BusKeypad::Color RED_DIMMED = {0xCC, 0, 0};
@@ -190,10 +192,10 @@ TEST_F(KeypadOnBusTest, PersonAtTheKeypad_ReachesTheButton)
     house.Start();
     house.Advance(10 * SECOND);
     house.Keypad(1).Press(1);
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_NE(house.Driver(1).Button(1)->GetHoldTimer(), 0u);
     house.Keypad(1).Release(1);
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_EQ(house.Driver(1).Button(1)->GetHoldTimer(), 0u);
 }
 
@@ -224,16 +226,16 @@ TEST_P(DeadKeypads, LeaveTheOthersWithinTheBoundOfTheLine)
     house.Start();
     house.Advance(MINUTE);
     // The longest frame that is sent here: one LED's set-up, every octet of it escaped.
-    const std::uint64_t frame = house.Line().DurationMs(2 + 2 * (7 + 2 + 10 + 2));
-    const std::uint64_t bound = 2 * KEYPADS * frame;
-    const std::uint64_t from = house.NowMs();
+    const std::chrono::milliseconds frame = house.Line().Duration(2 + 2 * (7 + 2 + 10 + 2));
+    const std::chrono::milliseconds bound = 2 * static_cast<int>(KEYPADS) * frame;
+    const std::chrono::milliseconds from = house.Now();
     for (int round = 0; round < 40; ++round)
     {
         for (unsigned id = 1; id <= KEYPADS; ++id)
             house.Show(id, round % 2 == 0 ? "ff0000" : "0000ff");
         house.Advance(7 * SECOND);
     }
-    std::uint64_t slowest = 0;
+    std::chrono::milliseconds slowest{};
     for (unsigned id = dead + 1; id <= KEYPADS; ++id)
     {
         const MessageLedger::Account& account = ledger.Of(id);
@@ -247,7 +249,7 @@ TEST_P(DeadKeypads, LeaveTheOthersWithinTheBoundOfTheLine)
         EXPECT_EQ(account.heardTwice, 0u);
         EXPECT_TRUE(house.Driver(id).Bus().isDeviceOnline());
     }
-    EXPECT_GT(slowest, 0u);
+    EXPECT_GT(slowest, 0ms);
     EXPECT_LE(slowest, bound);
     for (unsigned id = 1; id <= dead; ++id)
         EXPECT_FALSE(house.Driver(id).Bus().isDeviceOnline());
@@ -263,7 +265,7 @@ TEST(KeypadOnTty, MessagesAndAnswers_CrossARealTerminal)
     BusHouse house;
     house.UseLines(tty.GatewayEnd(), tty.DeviceEnd());
     for (int i = 0; i < 2; ++i)
-        house.Add().SetAnswerDelay(0);
+        house.Add().SetAnswerDelay(0ms);
     house.AddFaulty("deaf");
     house.Start();
     const auto pollUntil = [&](const auto& done)
@@ -271,7 +273,7 @@ TEST(KeypadOnTty, MessagesAndAnswers_CrossARealTerminal)
         for (int i = 0; i < 5000 && !done(); ++i)
         {
             tty.Poll(std::chrono::milliseconds(10));
-            house.Advance(0);
+            house.Advance(0ms);
         }
     };
     const auto idle = [&](unsigned id)

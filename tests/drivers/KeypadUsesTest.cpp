@@ -3,22 +3,24 @@
 #include "tests/drivers/BusHouse.h"
 
 #include <algorithm>
+#include <chrono>
 #include <functional>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using namespace simulated;
 using bus_test::BusHouse;
 using testing::IsEmpty;
 
 namespace
 {
-constexpr std::int64_t SECOND_MS = 1000;
-constexpr std::int64_t HOUR_MS = 3600 * SECOND_MS;
+constexpr std::chrono::milliseconds SECOND = 1s;
+constexpr std::chrono::milliseconds HOUR = 1h;
 // From the driver's start to the keypad's next word of its own.
-constexpr std::int64_t UNTIL_ANNOUNCED_MS = BusKeypad::ANNOUNCE_EVERY_MS + SECOND_MS;
+constexpr std::chrono::milliseconds UNTIL_ANNOUNCED = BusKeypad::ANNOUNCE_INTERVAL + SECOND;
 
 // How much a bus may ever hold: one message in transit, four kinds of state, and what was used in
 // the last ten seconds.
@@ -46,12 +48,12 @@ protected:
     {
         house.Add();
         house.Start();
-        house.Advance(15 * SECOND_MS);
+        house.Advance(15 * SECOND);
     }
     void Use()
     {
         house.RemoteClick(1);
-        house.Advance(SECOND_MS);
+        house.Advance(SECOND);
     }
 
     BusHouse house{3};
@@ -65,12 +67,12 @@ TEST_P(KeypadInFrequentUse, EightHours_HoldTheBoundOfWhatWaits)
     GetParam().add(house);
     house.Start();
     std::size_t longest = 0;
-    for (std::int64_t passed = 0; passed < 8 * HOUR_MS; passed += 10 * SECOND_MS)
+    for (std::chrono::milliseconds passed{}; passed < 8 * HOUR; passed += 10 * SECOND)
     {
         house.RemoteClick(1);
-        house.Show(1, colors[passed / 10000 % 3]);
+        house.Show(1, colors[passed / (10 * SECOND) % 3]);
         longest = std::max(longest, house.Waiting(1));
-        house.Advance(10 * SECOND_MS);
+        house.Advance(10 * SECOND);
     }
     EXPECT_LE(longest, MOST_WAITING);
     EXPECT_GE(longest, 2u);
@@ -100,7 +102,7 @@ TEST_F(KeypadUses, DriverThatRestarts_IsNotTakenToRepeatItsLastUse)
     Use();
     ASSERT_EQ(house.Keypad(1).ActionCount(), 1u);
     house.RestartDriver(1);
-    house.Advance(UNTIL_ANNOUNCED_MS);
+    house.Advance(UNTIL_ANNOUNCED);
     Use();
     EXPECT_EQ(house.Keypad(1).ActionCount(), 2u);
 }
@@ -110,7 +112,7 @@ TEST_F(KeypadUses, ButtonUsedAfterARestart_ShowsThatTheKeypadIsThere)
     house.RestartDriver(1);
     ASSERT_FALSE(house.Driver(1).Bus().isDeviceOnline());
     house.Keypad(1).Click(1);
-    house.Advance(SECOND_MS);
+    house.Advance(SECOND);
     EXPECT_TRUE(house.Driver(1).Bus().isDeviceOnline());
     Use();
     EXPECT_EQ(house.Keypad(1).ActionCount(), 1u);

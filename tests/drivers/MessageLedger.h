@@ -2,6 +2,7 @@
 
 #include "tests/drivers/BusHouse.h"
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -34,8 +35,8 @@ public:
         std::map<unsigned, Fate> messages;
         std::deque<unsigned> queue;
         // What the keypad heard, and when the first time.
-        std::map<unsigned, std::uint64_t> heardAt;
-        std::map<unsigned, std::uint64_t> queuedAt;
+        std::map<unsigned, std::chrono::milliseconds> heardAt;
+        std::map<unsigned, std::chrono::milliseconds> queuedAt;
         std::size_t longestQueue = 0;
         std::size_t heardTwice = 0;
         // The front is known to be too late and about to be removed.
@@ -59,7 +60,7 @@ public:
         keypad.onHeard = [this, device = keypad.Address()](std::uint16_t number)
         {
             Account& account = m_accounts[device];
-            if (!account.heardAt.emplace(number, m_house.NowMs()).second)
+            if (!account.heardAt.emplace(number, m_house.Now()).second)
                 ++account.heardTwice;
         };
     }
@@ -73,7 +74,7 @@ public:
         const unsigned number = octets[0] * 256u + octets[1];
         Account& account = m_accounts[device];
         ASSERT_TRUE(account.messages.emplace(number, WAITS).second) << number << " came twice";
-        account.queuedAt[number] = m_house.NowMs();
+        account.queuedAt[number] = m_house.Now();
         account.queue.push_back(number);
         account.longestQueue = std::max(account.longestQueue, account.queue.size());
     }

@@ -4,9 +4,12 @@
 #include "lighting_common/SnapOnButton.h"
 #include "test_kit/OneDriverHouse.h"
 
+#include <chrono>
+
 #include <climits>
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using test_kit::Lines;
 using test_kit::OneDriverHouse;
 
@@ -178,16 +181,16 @@ TEST_F(PuckDriverTest, HoldTimers_ReleaseTheButtonThatOwnsThem)
     Start("2");
     house.Reply("nx.dmx.bmc", {"00000064"});
     Press("00000002");
-    house.Advance(100);
+    house.Advance(100ms);
     Press("00000007");
-    house.Advance(100);
+    house.Advance(100ms);
     Press("00000001");
     EXPECT_EQ(house.Take(), Lines({"event 5011", "event 6001", "event 5001"}));
-    house.Advance(200);
+    house.Advance(200ms);
     EXPECT_EQ(house.Take(), Lines({"event 5010"}));
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_EQ(house.Take(), Lines({"event 6000"}));
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_EQ(house.Take(), Lines({"event 5000"}));
 }
 
@@ -217,10 +220,10 @@ TEST_F(PuckDriverTest, Destruction_LeavesNoTimerOfASnapOnButtonBehind)
     house.Reply("nx.dmx.bmc", {"000001f4"});
     Press("00000001");
     EXPECT_EQ(house.Take(), Lines({"event 5001"}));
-    EXPECT_NE(house.NextWakeMs(), -1);
+    EXPECT_TRUE(house.NextWake());
     house.Restart();
     house.Take();
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
 }
 
 // --- Commands and bindings ----------------------------------------------------------------------

@@ -9,10 +9,13 @@
 #include "simulated_devices/PuckModuleFaults.h"
 #include "test_kit/OneDriverHouse.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
+using namespace std::chrono_literals;
 using namespace simulated;
 using test_kit::Lines;
 using test_kit::OneDriverHouse;
@@ -37,7 +40,7 @@ struct Pair
         module.OnPowerOn();
         if (online)
             house.Online(true);
-        Pass(100);
+        Pass(100ms);
         house.Take();
     }
     ~Pair()
@@ -53,10 +56,10 @@ struct Pair
         return &house.Start<PuckDriver>();
     }
 
-    void Pass(std::int64_t ms) { house.Advance(ms); }
-    Lines EventsWithin(std::int64_t ms)
+    void Pass(std::chrono::milliseconds time) { house.Advance(time); }
+    Lines EventsWithin(std::chrono::milliseconds time)
     {
-        Pass(ms);
+        Pass(time);
         return house.TakeOnly("event");
     }
     void SetContact(int contact, int behavior, int leds)
@@ -64,7 +67,7 @@ struct Pair
         house.Command("CONTACT_STATUS", {{"CONTACT_NUMBER", std::to_string(contact)},
                                          {"AUX_BEHAVIOR", std::to_string(behavior)},
                                          {"AUX_LEDS", std::to_string(leds)}});
-        Pass(1);
+        Pass(1ms);
         house.Take();
     }
     template <class Fault, class... Arguments>
@@ -94,57 +97,57 @@ TEST_F(PuckOnItsModule, GoingOnline_BringsHoldTimeAndSettings)
 TEST_F(PuckOnItsModule, Click_FiresPressReleaseAndOneClick)
 {
     pair.module.Click(CONTACT_0);
-    EXPECT_EQ(pair.EventsWithin(1000), Lines({"event 6001", "event 6000", "event 6002"}));
+    EXPECT_EQ(pair.EventsWithin(1000ms), Lines({"event 6001", "event 6000", "event 6002"}));
 }
 
 TEST_F(PuckOnItsModule, DoubleClickOfASnapOnButton_FiresItsTwoClickEvent)
 {
     pair.module.Click(BUTTON_0, 2);
-    EXPECT_EQ(pair.EventsWithin(1000),
+    EXPECT_EQ(pair.EventsWithin(1000ms),
               Lines({"event 5001", "event 5000", "event 5001", "event 5000", "event 5003"}));
 }
 
 TEST_F(PuckOnItsModule, LongHold_StaysPressedUntilItEnds)
 {
-    pair.module.Hold(CONTACT_1, 60000);
-    EXPECT_EQ(pair.EventsWithin(59999), Lines({"event 6011"}));
-    EXPECT_EQ(pair.EventsWithin(1), Lines({"event 6010"}));
-    EXPECT_EQ(pair.EventsWithin(60000), NOTHING);
+    pair.module.Hold(CONTACT_1, 60000ms);
+    EXPECT_EQ(pair.EventsWithin(59999ms), Lines({"event 6011"}));
+    EXPECT_EQ(pair.EventsWithin(1ms), Lines({"event 6010"}));
+    EXPECT_EQ(pair.EventsWithin(60000ms), NOTHING);
 }
 
 TEST_F(PuckOnItsModule, LostEndOfAHold_IsMadeUpAfterTheHoldTime)
 {
     pair.AddFault<LosesReleases>();
-    pair.module.Hold(CONTACT_0, 1200);
-    EXPECT_EQ(pair.EventsWithin(1799), Lines({"event 6001"}));
-    EXPECT_EQ(pair.EventsWithin(1), Lines({"event 6000"}));
+    pair.module.Hold(CONTACT_0, 1200ms);
+    EXPECT_EQ(pair.EventsWithin(1799ms), Lines({"event 6001"}));
+    EXPECT_EQ(pair.EventsWithin(1ms), Lines({"event 6000"}));
 }
 
 TEST_F(PuckOnItsModule, RepeatedMessages_FireNoSecondPress)
 {
-    pair.AddFault<Repeats<PuckModuleFault>>(1, 10);
+    pair.AddFault<Repeats<PuckModuleFault>>(1, 10ms);
     pair.module.Push(CONTACT_0);
-    EXPECT_EQ(pair.EventsWithin(100), Lines({"event 6001"}));
+    EXPECT_EQ(pair.EventsWithin(100ms), Lines({"event 6001"}));
 }
 
 TEST_F(PuckOnItsModule, LateHoldReports_EndTheHoldEarlyButNotForEver)
 {
-    pair.AddFault<Delays<PuckModuleFault>>(2, 400);
-    pair.module.Hold(CONTACT_0, 1100);
-    const Lines events = pair.EventsWithin(10000);
+    pair.AddFault<Delays<PuckModuleFault>>(2, 400ms);
+    pair.module.Hold(CONTACT_0, 1100ms);
+    const Lines events = pair.EventsWithin(10000ms);
     ASSERT_FALSE(events.empty());
     EXPECT_EQ(events.front(), "event 6001");
     EXPECT_EQ(events.back(), "event 6000");
-    EXPECT_EQ(pair.house.NextWakeMs(), -1);
+    EXPECT_FALSE(pair.house.NextWake());
 }
 
 TEST_F(PuckOnItsModule, ChatteringContact_EndsReleased)
 {
     pair.AddFault<Chatters>(3);
-    pair.module.Hold(CONTACT_0, 200);
-    const Lines events = pair.EventsWithin(100);
+    pair.module.Hold(CONTACT_0, 200ms);
+    const Lines events = pair.EventsWithin(100ms);
     EXPECT_EQ(events.size(), 7u);
-    EXPECT_EQ(pair.EventsWithin(2000), Lines({"event 6000", "event 6002"}));
+    EXPECT_EQ(pair.EventsWithin(2000ms), Lines({"event 6000", "event 6002"}));
 }
 
 TEST_F(PuckOnItsModule, ForgetfulModule_HasItsSettingsBackAfterGoingOnline)
@@ -154,7 +157,7 @@ TEST_F(PuckOnItsModule, ForgetfulModule_HasItsSettingsBackAfterGoingOnline)
     pair.module.OnPowerOn();
     EXPECT_EQ(pair.module.Settings().contacts[0].behavior, 2);
     pair.house.Online(true);
-    pair.Pass(100);
+    pair.Pass(100ms);
     pair.house.Take();
     EXPECT_EQ(pair.module.Settings().contacts[0].behavior, 3);
     EXPECT_EQ(pair.module.Settings().contacts[0].led[1], 2);
@@ -166,10 +169,10 @@ TEST_F(PuckOnItsModule, ModuleThatNeverHearsTheHoldQuestion_NeverGetsAMadeUpRele
     deaf.AddFault<HearsBadly<PuckModuleFault>>(1);
     deaf.AddFault<LosesReleases>();
     deaf.house.Online(true);
-    deaf.Pass(100);
+    deaf.Pass(100ms);
     deaf.house.Take();
-    deaf.module.Hold(CONTACT_0, 1200);
-    EXPECT_EQ(deaf.EventsWithin(600000), Lines({"event 6001"}));
+    deaf.module.Hold(CONTACT_0, 1200ms);
+    EXPECT_EQ(deaf.EventsWithin(600000ms), Lines({"event 6001"}));
 }
 
 TEST_F(PuckOnItsModule, ContactLeds_ShowTheDriversState)
@@ -188,7 +191,7 @@ TEST_F(PuckOnItsModule, ContactLeds_ShowTheDriversState)
             EXPECT_EQ(pair.module.ContactLed(1), on ? "ffffff" : "000000") << leds;
         }
     }
-    pair.EventsWithin(1000);
+    pair.EventsWithin(1000ms);
 }
 
 TEST_F(PuckOnItsModule, LoadLeds_ShowTheDriversState)
@@ -199,7 +202,7 @@ TEST_F(PuckOnItsModule, LoadLeds_ShowTheDriversState)
         for (int round = 0; round < 2; ++round)
         {
             pair.house.Command("CLICK_CNT", {{"CONTACT_NUMBER", "1"}});
-            pair.EventsWithin(10);
+            pair.EventsWithin(10ms);
             const bool load = pair.module.LoadIsOn();
             pair.house.CallDriver([&] { pair.driver->ReportLightLevel(load ? 100 : 0); });
             const bool on = pair.driver->Contact(0)->GetCurState() == 1;
@@ -215,7 +218,7 @@ TEST_F(PuckOnItsModule, ControllersLed_ShowsWhatTheControllerSets)
     for (const char* command : {"TURN_LED_ON", "TURN_LED_OFF", "TURN_LED_ON"})
     {
         pair.house.Command(command, {{"CONTACT_NUMBER", "0"}});
-        pair.Pass(1);
+        pair.Pass(1ms);
         pair.house.Take();
         const bool on = pair.driver->Contact(0)->GetCurState() == 1;
         EXPECT_EQ(on, std::string(command) == "TURN_LED_ON");
@@ -231,7 +234,7 @@ TEST_F(PuckOnItsModule, RemoteActions_MoveTheLoadByBehavior)
     {
         pair.SetContact(0, row.first, 2);
         pair.house.Command("CLICK_CNT", {{"CONTACT_NUMBER", "0"}});
-        pair.EventsWithin(10);
+        pair.EventsWithin(10ms);
         EXPECT_EQ(pair.module.LoadIsOn(), row.second) << row.first;
     }
 }
@@ -248,7 +251,7 @@ TEST_F(PuckOnItsModule, SnapOnSettings_ReachTheModuleWhenTheyAreSent)
             button.SetCurState(1, false);
             button.SendSettingsToHW();
         });
-    pair.Pass(1);
+    pair.Pass(1ms);
     EXPECT_EQ(pair.house.Take().size(), 6u);
     EXPECT_EQ(pair.module.Settings().buttons[1].colors[0], "00ff00");
     EXPECT_EQ(pair.module.Settings().buttons[1].state, 1);
@@ -265,7 +268,7 @@ RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverAPersonDoes_FiresItsEventsAndNoOt
     {
         if (count == 0)
         {
-            pair.module.Hold(CONTACT_0, static_cast<std::uint64_t>(*rc::gen::inRange(501, 5000)));
+            pair.module.Hold(CONTACT_0, std::chrono::milliseconds(*rc::gen::inRange(501, 5000)));
             expected.insert(expected.end(), {"event 6001", "event 6000"});
         }
         else
@@ -274,9 +277,9 @@ RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverAPersonDoes_FiresItsEventsAndNoOt
             expected.insert(expected.end(), {"event 6001", "event 6000"});
         if (count > 0)
             expected.push_back("event " + std::to_string(6001 + count));
-        pair.Pass(6000);
+        pair.Pass(6000ms);
     }
-    RC_ASSERT(pair.EventsWithin(0) == expected);
+    RC_ASSERT(pair.EventsWithin(0ms) == expected);
 }
 
 // However badly the wire behaves: once it is quiet, nobody is left holding.
@@ -285,17 +288,17 @@ RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverTheFaults_EveryHoldEnds, ())
     Pair pair;
     pair.AddFault<Loses<PuckModuleFault>>(*rc::gen::inRange(0u, 4u));
     pair.AddFault<Delays<PuckModuleFault>>(*rc::gen::inRange(0u, 4u),
-                                           *rc::gen::inRange<std::uint64_t>(1, 2000));
+                                           std::chrono::milliseconds(*rc::gen::inRange(1, 2000)));
     pair.AddFault<Repeats<PuckModuleFault>>(*rc::gen::inRange(0u, 4u),
-                                            *rc::gen::inRange<std::uint64_t>(1, 2000));
+                                            std::chrono::milliseconds(*rc::gen::inRange(1, 2000)));
     for (int i = 0; i < 5; ++i)
     {
         pair.module.Hold(*rc::gen::element(CONTACT_0, CONTACT_1, BUTTON_0),
-                         static_cast<std::uint64_t>(*rc::gen::inRange(1, 3000)));
-        pair.Pass(*rc::gen::inRange(1, 3000));
+                         std::chrono::milliseconds(*rc::gen::inRange(1, 3000)));
+        pair.Pass(std::chrono::milliseconds(*rc::gen::inRange(1, 3000)));
     }
-    pair.Pass(20000);
-    const Lines events = pair.EventsWithin(0);
+    pair.Pass(20000ms);
+    const Lines events = pair.EventsWithin(0ms);
     std::map<std::string, bool> pressed;
     for (const std::string& event : events)
     {
@@ -305,5 +308,5 @@ RC_GTEST_PROP(PuckOnItsModuleProperty, WhateverTheFaults_EveryHoldEnds, ())
     }
     for (const auto& button : pressed)
         RC_ASSERT(!button.second);
-    RC_ASSERT(pair.house.NextWakeMs() == -1);
+    RC_ASSERT(!pair.house.NextWake());
 }

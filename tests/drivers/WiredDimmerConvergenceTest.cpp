@@ -3,6 +3,7 @@
 
 #include "DimmerRig.h"
 
+#include <chrono>
 #include <embedded_host/LibraryLog.h>
 #include <ostream>
 
@@ -12,6 +13,7 @@
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace dimmer_rig;
 
 // Scenes at both ends of what the checksum covers, of the bits of an id, and in between.
@@ -117,7 +119,7 @@ void Happen(DimmerRig& rig, const Event& event)
     case Event::GoOnline:
         return rig.Online();
     case Event::TimePasses:
-        return rig.Advance(event.b % 7000);
+        return rig.Advance(std::chrono::milliseconds(event.b % 7000));
     case Event::DriverRestarts:
         return rig.RestartDriver();
     case Event::PowerFails:
@@ -206,7 +208,7 @@ TEST_F(WiredDimmerConvergence, AfterAnyHistory_TheNextCycleSendsNoElementAgain)
                               const auto held = rig.Device().Tables().elements.size();
                               const unsigned before = rig.Sent();
                               rig.Online();
-                              rig.Advance(120000);
+                              rig.Advance(120000ms);
                               const auto groups = rig.Driver().Groups().getGroups().size();
                               // The wipe and the groups, the question, and one more for each.
                               RC_ASSERT(rig.Sent() - before == 1 + groups + 1 + held);
@@ -248,9 +250,9 @@ TEST_F(WiredDimmerConvergence, Exception_PruneRestart_LeavesDeviceElementsOnBoth
         rig.Device().Tables().elements[key] = {0, 0, 9, 8};
     // Reported before the controller has said that it has pushed everything, so they are kept.
     rig.Online();
-    rig.Advance(1000);
+    rig.Advance(1000ms);
     rig.Command("ALL_SCENES_PUSHED");
-    rig.Advance(20000);
+    rig.Advance(20000ms);
     // 1 went and made 2 the first, which was passed over; 3 went. At the timer's walk 2 is examined
     // again and goes.
     EXPECT_TRUE(rig.Device().Tables().elements.empty());
@@ -259,9 +261,9 @@ TEST_F(WiredDimmerConvergence, Exception_PruneRestart_LeavesDeviceElementsOnBoth
         rig.Device().Tables().elements[key] = {0, 0, 9, 8};
     rig.RestartDriver();
     rig.Online();
-    rig.Advance(20000);
+    rig.Advance(20000ms);
     rig.Command("ALL_SCENES_PUSHED");
-    rig.Advance(20000);
+    rig.Advance(20000ms);
     EXPECT_EQ(rig.Device().Tables().elements.count(2), 1u);
     EXPECT_TRUE(rig.SameAt(2));
     EXPECT_TRUE(ChecksumsAgree(rig));
@@ -275,7 +277,7 @@ TEST_F(WiredDimmerConvergence, Exception_ElementsBehindAGap_StayUntilAWalkMeetsT
     // A device element two indices behind the scene's end.
     rig.Device().Tables().elements[0x6005] = {0, 0, 9, 8};
     rig.Online();
-    rig.Advance(20000);
+    rig.Advance(20000ms);
     const auto covered = rig.Device().ElementChecksum();
     rig.Remove(5);
     rig.Settle();
@@ -311,7 +313,7 @@ TEST_F(WiredDimmerConvergence, LostTrap_IsRepairedByTheTimerAlone)
         std::make_unique<simulated::Loses<simulated::WiredDimmerFault, simulated::DimmerTraps>>(2));
     const unsigned before = rig.Sent();
     rig.Online();
-    rig.Advance(20000);
+    rig.Advance(20000ms);
     // The wipe of the groups, the question, two of three elements, and the third one sent again.
     EXPECT_EQ(rig.Sent() - before, 5u);
     EXPECT_TRUE(ChecksumsAgree(rig));

@@ -4,8 +4,12 @@
 
 #include "test_kit/OneDriverHouse.h"
 
+#include <chrono>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
 
 namespace
 {
@@ -117,9 +121,9 @@ TEST_F(WiredDimmerDriverTest, SyncTimer_IsFiveSecondsWithoutASetting)
     m_house.Online(true);
     Push("5", "1", "false");
     Sent();
-    m_house.Advance(4999);
+    m_house.Advance(4999ms);
     EXPECT_THAT(Sent(), IsEmpty());
-    m_house.Advance(1);
+    m_house.Advance(1ms);
     EXPECT_THAT(Sent(), ElementsAre("mib 3 nx.als.sad 0005 00000000 00000000 01 08"));
 }
 
@@ -130,11 +134,11 @@ TEST_F(WiredDimmerDriverTest, SyncTimer_TakesItsTimeFromTheSettings)
     m_house.Online(true);
     Push("5", "1", "false");
     Sent();
-    m_house.Advance(19);
+    m_house.Advance(19ms);
     m_house.Trap("nx.als.sga", {"0000", "0009"});
-    m_house.Advance(19);
+    m_house.Advance(19ms);
     EXPECT_THAT(Sent(), ElementsAre("mib 3 nx.als.sgt 0009"));
-    m_house.Advance(1);
+    m_house.Advance(1ms);
     EXPECT_EQ(Sent().size(), 1u);
 }
 
@@ -145,7 +149,7 @@ TEST_F(WiredDimmerDriverTest, SyncTimerOfZero_ExpiresAtTheNextChance)
     m_house.Online(true);
     Push("5", "1", "false");
     Sent();
-    m_house.Advance(0);
+    m_house.Advance(0ms);
     EXPECT_EQ(Sent().size(), 1u);
 }
 
@@ -154,14 +158,14 @@ TEST_F(WiredDimmerDriverTest, TimerThatALaterGoingOnlineLeftRunning_AlsoCounts)
     Start();
     Push("5", "1", "false");
     m_house.Online(true);
-    m_house.Advance(1000);
+    m_house.Advance(1000ms);
     m_house.Online(true);
     Sent();
-    m_house.Advance(4000);
+    m_house.Advance(4000ms);
     EXPECT_EQ(Sent().size(), 1u);
-    m_house.Advance(1000);
+    m_house.Advance(1000ms);
     EXPECT_EQ(Sent().size(), 1u);
-    m_house.Advance(20000);
+    m_house.Advance(20000ms);
     EXPECT_THAT(Sent(), IsEmpty());
 }
 
@@ -280,14 +284,14 @@ TEST_F(WiredDimmerDriverTest, Restart_KeepsScenesAndEnergyAndForgetsGroupsAndAdv
 TEST_F(WiredDimmerDriverTest, Minutes_AreCountedByWhatTheLoadIs)
 {
     WiredDimmerDriver& driver = Start();
-    m_house.Advance(60000);
+    m_house.Advance(60000ms);
     EXPECT_EQ(driver.Energy().GetMinutesOff(), 1);
     driver.SetLoadOn(true);
-    m_house.Advance(120000);
+    m_house.Advance(120000ms);
     const int on = driver.Energy().GetMinutesOn();
     EXPECT_GE(on, 1);
     driver.SetEnergyReady(false);
-    m_house.Advance(120000);
+    m_house.Advance(120000ms);
     EXPECT_EQ(driver.Energy().GetMinutesOn(), on);
     EXPECT_EQ(driver.Energy().GetMinutesOff(), 1);
 }
@@ -304,8 +308,8 @@ TEST_F(WiredDimmerDriverTest, DestructionWhileASynchronisationRuns_KillsItsTimer
 {
     Start();
     m_house.Online(true);
-    EXPECT_NE(m_house.NextWakeMs(), -1);
+    EXPECT_TRUE(m_house.NextWake());
     m_house.Stop();
-    EXPECT_EQ(m_house.NextWakeMs(), -1);
+    EXPECT_FALSE(m_house.NextWake());
 }
 } // namespace

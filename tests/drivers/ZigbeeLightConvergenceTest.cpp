@@ -1,6 +1,7 @@
 #include "ZigbeeLightRig.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <set>
 
@@ -10,6 +11,7 @@
 // Whatever a light has been through: once it behaves, it soon holds what is wanted, and nothing
 // else.
 
+using namespace std::chrono_literals;
 using namespace zigbee_rig;
 
 namespace
@@ -17,7 +19,7 @@ namespace
 constexpr std::size_t GROUP_TABLE = 24;
 constexpr std::size_t SCENE_TABLE = 24;
 // No fault delays an answer by more.
-constexpr int LATEST_MS = 120000;
+constexpr std::chrono::milliseconds LATEST = 2min;
 
 // A scene as driver and light can agree on it: group, number, percent, seconds. Several level
 // octets mean the same percent.
@@ -31,7 +33,7 @@ struct Case
     std::vector<std::tuple<int, int, int, int>> wanted; // group, number, percent, milliseconds
     std::vector<int> faults;
     int stallDelay;
-    int faultyMs;
+    std::chrono::milliseconds faultyTime;
 };
 
 void showValue(const Case& c, std::ostream& out)
@@ -44,7 +46,7 @@ void showValue(const Case& c, std::ostream& out)
     for (const auto& [group, number, percent, ms] : c.wanted)
         out << " " << group << "/" << number << "=" << percent << "%," << ms << "ms";
     out << "; faults " << testing::PrintToString(c.faults) << ", stall " << c.stallDelay << " s, "
-        << c.faultyMs << " ms of faults";
+        << c.faultyTime.count() << " ms of faults";
 }
 
 // Few groups and numbers, so that the light's scenes and the wanted ones meet.
@@ -87,7 +89,8 @@ rc::Gen<Case> AnyCase()
                             rc::gen::element(0, 400, 499, 500, 1000, 1499, 1500, 3000, 65535499))),
         rc::gen::set(&Case::faults, rc::gen::container<std::vector<int>>(rc::gen::inRange(0, 10))),
         rc::gen::set(&Case::stallDelay, rc::gen::element(0, 1, 5)),
-        rc::gen::set(&Case::faultyMs, rc::gen::inRange(0, 100000)));
+        rc::gen::set(&Case::faultyTime, rc::gen::map(rc::gen::inRange(0, 100000), [](int ms)
+                                                     { return std::chrono::milliseconds(ms); })));
 }
 
 void AddFault(simulated::ZigbeeLight& light, int fault)
@@ -103,13 +106,13 @@ void AddFault(simulated::ZigbeeLight& light, int fault)
         made = std::make_unique<Loses<ZigbeeLightFault>>(1);
         break;
     case 2:
-        made = std::make_unique<Delays<ZigbeeLightFault>>(2, 700);
+        made = std::make_unique<Delays<ZigbeeLightFault>>(2, 700ms);
         break;
     case 3:
-        made = std::make_unique<Delays<ZigbeeLightFault>>(4, LATEST_MS);
+        made = std::make_unique<Delays<ZigbeeLightFault>>(4, LATEST);
         break;
     case 4:
-        made = std::make_unique<Repeats<ZigbeeLightFault>>(3, 2500);
+        made = std::make_unique<Repeats<ZigbeeLightFault>>(3, 2500ms);
         break;
     case 5:
         made = std::make_unique<Forgets<ZigbeeLightFault>>();
@@ -202,7 +205,7 @@ class Convergence
 {
 public:
     explicit Convergence(const Case& c)
-        : m_case(c), light(rig.Attach({1, GROUP_TABLE, SCENE_TABLE, 15}))
+        : m_case(c), light(rig.Attach({1, GROUP_TABLE, SCENE_TABLE, 15ms}))
     {
         auto& tables = light.Tables();
         std::set<std::uint16_t> groups(c.emptyGroups.begin(), c.emptyGroups.end());
@@ -238,11 +241,11 @@ public:
             AddFault(light, fault);
         light.OnPowerOn();
         Start();
-        rig.house.Advance(m_case.faultyMs / 2);
+        rig.house.Advance(m_case.faultyTime / 2);
         Start();
-        rig.house.Advance(m_case.faultyMs / 2);
+        rig.house.Advance(m_case.faultyTime / 2);
         light.ClearFaults();
-        rig.house.Advance(LATEST_MS + 5 * 16 * 1000);
+        rig.house.Advance(LATEST + 5 * 16s);
         rig.ForgetCounts();
     }
 
@@ -250,14 +253,14 @@ public:
     void Synchronize()
     {
         Start();
-        rig.house.Advance(600000);
+        rig.house.Advance(600000ms);
     }
 
     // Ends everything at once, then the same without a watchdog that could cut it short.
     void SynchronizeUndisturbed()
     {
         rig.host->CallDriver("a test", [&] { rig.Driver().Synchronize(m_wanted, 0); });
-        rig.house.Advance(600000);
+        rig.house.Advance(600000ms);
     }
 
     LightRig rig;

@@ -1,7 +1,10 @@
 #include "ZigbeeLightRig.h"
 
+#include <chrono>
+
 #include <gmock/gmock.h>
 
+using namespace std::chrono_literals;
 using namespace zigbee_rig;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -141,13 +144,13 @@ TEST(ZigbeeLightDriver, SynchronizationOnline_PausesAsConfigured)
 {
     LightRig plain;
     plain.host->Online(true);
-    plain.house.Advance(5 * 16 * 1000 - 1);
+    plain.house.Advance(5 * 16s - 1ms);
     EXPECT_EQ(plain.Driver().done, 0);
-    plain.house.Advance(1);
+    plain.house.Advance(1ms);
     EXPECT_EQ(plain.Driver().done, 1);
     LightRig quick("<config><stall_delay_s>1</stall_delay_s></config>");
     quick.host->Online(true);
-    quick.house.Advance(16 * 1000);
+    quick.house.Advance(16 * 1000ms);
     EXPECT_EQ(quick.Driver().done, 1);
 }
 
@@ -156,7 +159,7 @@ TEST(ZigbeeLightDriver, SynchronizeCommand_UsesItsStallDelay)
     LightRig rig;
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "2"}});
     EXPECT_THAT(rig.Sent(), ElementsAre("get_group_membership @1"));
-    rig.house.Advance(32000);
+    rig.house.Advance(32000ms);
     EXPECT_EQ(rig.Driver().done, 1);
 }
 
@@ -164,7 +167,7 @@ TEST(ZigbeeLightDriver, SynchronizeCommandWithoutStallDelay_HasNoWatchdog)
 {
     LightRig rig;
     rig.Command("SYNCHRONIZE");
-    rig.house.Advance(1000000);
+    rig.house.Advance(1000000ms);
     EXPECT_EQ(rig.Driver().done, 0);
 }
 
@@ -203,7 +206,7 @@ TEST(ZigbeeLightDriver, Abort_EndsItWithoutBeingDone)
     LightRig rig;
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "1"}});
     rig.host->CallDriver("a test", [&] { rig.Driver().AbortSynchronization(); });
-    rig.house.Advance(100000);
+    rig.house.Advance(100000ms);
     EXPECT_EQ(rig.Driver().done, 0);
 }
 
@@ -223,15 +226,15 @@ TEST(ZigbeeLightDriver, DoneSeveralTimes_DoesNoHarm)
 TEST(ZigbeeLightDriver, RefusedScene_StaysWantedAndIsTriedAgain)
 {
     LightRig rig;
-    auto& light = rig.Attach({1, 16, 16, 15});
+    auto& light = rig.Attach({1, 16, 16, 15ms});
     light.AddFault(std::make_unique<simulated::SmallTables>(16, 0));
     rig.Command("ADD_TO_SCENE", Scene("7", "10", "0"));
-    rig.house.Advance(100);
+    rig.house.Advance(100ms);
     EXPECT_THAT(rig.Driver().failed, ElementsAre("7 137 1"));
     EXPECT_THAT(Remembered(rig), ElementsAre("7 10 0"));
     light.ClearFaults();
     rig.Command("SYNCHRONIZE");
-    rig.house.Advance(1000);
+    rig.house.Advance(1000ms);
     EXPECT_NE(light.Tables().Find(7, 0), nullptr);
     EXPECT_EQ(rig.Driver().done, 1);
 }
@@ -239,15 +242,15 @@ TEST(ZigbeeLightDriver, RefusedScene_StaysWantedAndIsTriedAgain)
 TEST(ZigbeeLightDriver, LightThatForgotEverything_GetsItAllBackWhenItReturns)
 {
     LightRig rig("<config><endpoint>3</endpoint></config>");
-    auto& light = rig.Attach({3, 16, 16, 15});
+    auto& light = rig.Attach({3, 16, 16, 15ms});
     light.AddFault(std::make_unique<simulated::Forgets<simulated::ZigbeeLightFault>>());
     rig.Command("ADD_TO_SCENE", Scene("65541", "50", "1500"));
     rig.Command("ADD_TO_SCENE", Scene("6", "0", "0"));
-    rig.house.Advance(100);
+    rig.house.Advance(100ms);
     light.OnPowerOn();
     EXPECT_THAT(light.Tables().scenes, IsEmpty());
     rig.host->Online(true);
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(rig.Driver().done, 1);
     EXPECT_THAT(light.Tables().groups, ElementsAre(5, 6));
     ASSERT_NE(light.Tables().Find(5, 1), nullptr);
@@ -271,13 +274,13 @@ TEST(ZigbeeLightDriver, ResetEnergyUsed_ShowsTheZeroedFigures)
 TEST(ZigbeeLightDriver, Minutes_CountByWhatTheDriverWasTold)
 {
     LightRig rig;
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(rig.Driver().Energy().GetMinutesOff(), 1);
     rig.Driver().SetLoadOn(true);
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(rig.Driver().Energy().GetMinutesOn(), 1);
     rig.Driver().SetEnergyReady(false);
-    rig.house.Advance(600000);
+    rig.house.Advance(600000ms);
     EXPECT_EQ(rig.Driver().Energy().GetMinutesOn(), 1);
     EXPECT_EQ(rig.Driver().Energy().GetMinutesOff(), 1);
 }

@@ -3,10 +3,12 @@
 #include "ZigbeeLightRig.h"
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 
 #include <gmock/gmock.h>
 
+using namespace std::chrono_literals;
 using namespace zigbee_rig;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -27,9 +29,9 @@ const Asked EVERYTHING = {
 class RestartedSynchronization
 {
 public:
-    explicit RestartedSynchronization(unsigned answerMs)
+    explicit RestartedSynchronization(std::chrono::milliseconds answer)
     {
-        auto& light = rig.Attach({1, 16, 16, answerMs});
+        auto& light = rig.Attach({1, 16, 16, answer});
         light.Tables().groups = {1, 2, 3};
         for (const auto& [group, number] : SCENES)
         {
@@ -63,19 +65,19 @@ TEST(ZigbeeLightRestart, SecondStartAtAnyMoment_AsksForEverything)
     int timings = 0;
     for (const unsigned stallDelay : {0U, 1U, 2U})
     {
-        for (const unsigned answerMs : {15U, 300U, 600U})
+        for (const std::chrono::milliseconds answer : {15ms, 300ms, 600ms})
         {
             for (unsigned at = 0; at < 180; ++at, ++timings)
             {
-                RestartedSynchronization both(answerMs);
+                RestartedSynchronization both(answer);
                 both.Start(stallDelay);
-                both.rig.house.Advance(at * (answerMs + stallDelay * 1000) / 15);
+                both.rig.house.Advance(at * (answer + stallDelay * 1000ms) / 15);
                 both.rig.Sent();
                 const int done = both.rig.Driver().done;
                 both.Start(stallDelay);
-                both.rig.house.Advance(60000);
+                both.rig.house.Advance(60000ms);
                 EXPECT_THAT(both.rig.Sent(), IsSupersetOf(EVERYTHING))
-                    << at << " of stall " << stallDelay << " s, answer " << answerMs << " ms";
+                    << at << " of stall " << stallDelay << " s, answer " << answer.count() << " ms";
                 EXPECT_EQ(both.rig.Driver().done, done + 1);
             }
         }
@@ -86,12 +88,12 @@ TEST(ZigbeeLightRestart, SecondStartAtAnyMoment_AsksForEverything)
 TEST(ZigbeeLightRestart, SceneDeletedMeanwhile_IsGoneInTheEnd)
 {
     LightRig rig;
-    auto& light = rig.Attach({1, 16, 16, 15});
+    auto& light = rig.Attach({1, 16, 16, 15ms});
     rig.Command("ADD_TO_SCENE", {{"SCENE_ID", "5"}, {"LEVEL", "50"}, {"TIME", "0"}});
     rig.Command("ADD_TO_SCENE", {{"SCENE_ID", "6"}, {"LEVEL", "50"}, {"TIME", "0"}});
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "1"}});
     rig.Command("DELETE_FROM_SCENE", {{"SCENE_ID", "5"}});
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(light.Tables().Find(5, 0), nullptr);
     EXPECT_NE(light.Tables().Find(6, 0), nullptr);
     EXPECT_EQ(rig.Driver().done, 2);
@@ -100,11 +102,11 @@ TEST(ZigbeeLightRestart, SceneDeletedMeanwhile_IsGoneInTheEnd)
 TEST(ZigbeeLightRestart, SceneChangedMeanwhile_IsRightInTheEnd)
 {
     LightRig rig;
-    auto& light = rig.Attach({1, 16, 16, 15});
+    auto& light = rig.Attach({1, 16, 16, 15ms});
     rig.Command("ADD_TO_SCENE", {{"SCENE_ID", "5"}, {"LEVEL", "50"}, {"TIME", "0"}});
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "1"}});
     rig.Command("MODIFY_SCENE", {{"SCENE_ID", "5"}, {"LEVEL", "100"}, {"TIME", "0"}});
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(*light.Tables().Find(5, 0)->level, 254);
     EXPECT_EQ(rig.Driver().done, 2);
 }
@@ -112,21 +114,21 @@ TEST(ZigbeeLightRestart, SceneChangedMeanwhile_IsRightInTheEnd)
 TEST(ZigbeeLightRestart, NothingChangedMeanwhile_EndsOnce)
 {
     LightRig rig;
-    rig.Attach({1, 16, 16, 15});
+    rig.Attach({1, 16, 16, 15ms});
     rig.Command("ADD_TO_SCENE", {{"SCENE_ID", "5"}, {"LEVEL", "50"}, {"TIME", "0"}});
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "1"}});
     rig.Command("MODIFY_SCENE", {{"SCENE_ID", "5"}, {"LEVEL", "50"}, {"TIME", "0"}});
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(rig.Driver().done, 1);
 }
 
 TEST(ZigbeeLightRestart, ScenesOfTheCaller_AreNotSynchronizedAgain)
 {
     LightRig rig;
-    rig.Attach({1, 16, 16, 15});
+    rig.Attach({1, 16, 16, 15ms});
     rig.host->CallDriver("a test", [&] { rig.Driver().Synchronize({}, 1); });
     rig.Command("ADD_TO_SCENE", {{"SCENE_ID", "5"}, {"LEVEL", "50"}, {"TIME", "0"}});
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(rig.Driver().done, 1);
 }
 
@@ -135,13 +137,13 @@ TEST(ZigbeeLightRestart, LevelsAndTimesThatNoLightHolds_AreStoredOnce)
     LightRig rig("<config/>", "<State><SceneMap><SceneMapEntry><SceneID>5</SceneID>"
                               "<Level>101</Level><Time>-7</Time></SceneMapEntry></SceneMap>"
                               "</State>");
-    rig.Attach({1, 16, 16, 15});
+    rig.Attach({1, 16, 16, 15ms});
     rig.Command("ADD_TO_SCENE", {{"SCENE_ID", "6"}, {"LEVEL", "-1"}, {"TIME", "-2000"}});
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "1"}});
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     rig.ForgetCounts();
     rig.Command("SYNCHRONIZE", {{"STALL_DELAY", "1"}});
-    rig.house.Advance(60000);
+    rig.house.Advance(60000ms);
     EXPECT_EQ(rig.Counts().count("add_scene"), 0U);
     EXPECT_EQ(rig.Driver().done, 2);
 }

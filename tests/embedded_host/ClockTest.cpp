@@ -1,5 +1,6 @@
 #include "embedded_host/Clock.h"
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -8,6 +9,7 @@
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace embedded_host;
 
 constexpr std::int64_t START = 1767225600;
@@ -29,38 +31,38 @@ protected:
 
 TEST_P(AnyClock, NewClock_IsAtItsStart)
 {
-    EXPECT_LE(0, clock->NowMs());
-    EXPECT_GT(60000, clock->NowMs());
+    EXPECT_LE(0ms, clock->Now());
+    EXPECT_GT(1min, clock->Now());
 }
 
 TEST_P(AnyClock, Nanoseconds_AreTheSameTimeMoreFinely)
 {
-    const std::int64_t before = clock->NowMs();
-    const std::int64_t ns = clock->NowNs();
-    const std::int64_t after = clock->NowMs();
-    EXPECT_LE(before, ns / 1000000);
-    EXPECT_GE(after, ns / 1000000);
+    const std::chrono::milliseconds before = clock->Now();
+    const auto exactly = std::chrono::duration_cast<std::chrono::milliseconds>(clock->NowExactly());
+    const std::chrono::milliseconds after = clock->Now();
+    EXPECT_LE(before, exactly);
+    EXPECT_GE(after, exactly);
 }
 
 TEST_P(AnyClock, MovedToThePast_DoesNotGoBack)
 {
-    clock->MoveTo(5);
-    const std::int64_t before = clock->NowNs();
-    clock->MoveTo(0);
-    clock->MoveTo(-1000);
-    EXPECT_LE(before, clock->NowNs());
+    clock->MoveTo(5ms);
+    const std::chrono::nanoseconds before = clock->NowExactly();
+    clock->MoveTo(0ms);
+    clock->MoveTo(-1000ms);
+    EXPECT_LE(before, clock->NowExactly());
 }
 
 TEST_P(AnyClock, SteppedWall_MovesTheWallOnly)
 {
     const std::int64_t wall = clock->LocalSeconds();
-    clock->StepWall(-7200);
+    clock->StepWall(-2h);
     EXPECT_LE(wall - 7200, clock->LocalSeconds());
     EXPECT_GT(wall - 7200 + 60, clock->LocalSeconds());
-    clock->StepWall(7200 + 3600);
+    clock->StepWall(2h + 1h);
     EXPECT_LE(wall + 3600, clock->LocalSeconds());
     EXPECT_GT(wall + 3600 + 60, clock->LocalSeconds());
-    EXPECT_GT(60000, clock->NowMs());
+    EXPECT_GT(1min, clock->Now());
 }
 
 INSTANTIATE_TEST_SUITE_P(Clocks, AnyClock, testing::Values(false, true),
@@ -69,58 +71,58 @@ INSTANTIATE_TEST_SUITE_P(Clocks, AnyClock, testing::Values(false, true),
 TEST(VirtualClock, StandsUntilItIsMoved)
 {
     VirtualClock clock(START);
-    EXPECT_EQ(0, clock.NowMs());
-    EXPECT_EQ(0, clock.NowNs());
+    EXPECT_EQ(0ms, clock.Now());
+    EXPECT_EQ(0ns, clock.NowExactly());
     EXPECT_EQ(START, clock.LocalSeconds());
-    clock.MoveTo(1999);
-    EXPECT_EQ(1999, clock.NowMs());
-    EXPECT_EQ(1999000000, clock.NowNs());
+    clock.MoveTo(1999ms);
+    EXPECT_EQ(1999ms, clock.Now());
+    EXPECT_EQ(1999000000ns, clock.NowExactly());
     EXPECT_EQ(START + 1, clock.LocalSeconds());
 }
 
 TEST(VirtualClock, StartBefore1970_CountsOn)
 {
     VirtualClock clock(-10);
-    clock.MoveTo(11000);
+    clock.MoveTo(11000ms);
     EXPECT_EQ(1, clock.LocalSeconds());
 }
 
 TEST(VirtualClock, EndOfTime_IsHeld)
 {
     VirtualClock clock(0);
-    clock.MoveTo(std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(Clock::LATEST_MS, clock.NowMs());
-    EXPECT_EQ(Clock::LATEST_MS * 1000000, clock.NowNs());
+    clock.MoveTo(std::chrono::milliseconds::max());
+    EXPECT_EQ(Clock::LATEST, clock.Now());
+    EXPECT_EQ(std::chrono::nanoseconds(Clock::LATEST), clock.NowExactly());
 }
 
 TEST(RealClock, Present_NeverGoesBack)
 {
     const RealClock clock;
-    std::int64_t last = clock.NowNs();
+    std::chrono::nanoseconds last = clock.NowExactly();
     for (int i = 0; i < 1000; ++i)
     {
-        const std::int64_t now = clock.NowNs();
+        const std::chrono::nanoseconds now = clock.NowExactly();
         EXPECT_LE(last, now);
         last = now;
     }
 }
 
-std::int64_t sourceNs = 0;
+std::chrono::nanoseconds sourceTime{};
 
 TEST(RealClock, Source_IsCountedFromTheStart)
 {
-    sourceNs = 123456789;
-    const RealClock clock(nullptr, [] { return sourceNs; });
-    EXPECT_EQ(0, clock.NowNs());
-    sourceNs += 1999999;
-    EXPECT_EQ(1999999, clock.NowNs());
-    EXPECT_EQ(1, clock.NowMs());
+    sourceTime = 123456789ns;
+    const RealClock clock(nullptr, [] { return sourceTime; });
+    EXPECT_EQ(0ns, clock.NowExactly());
+    sourceTime += 1999999ns;
+    EXPECT_EQ(1999999ns, clock.NowExactly());
+    EXPECT_EQ(1ms, clock.Now());
 }
 
 TEST(RealClock, MoveTo_DoesNotMoveIt)
 {
     RealClock clock;
-    clock.MoveTo(3600000);
-    EXPECT_GT(3600000, clock.NowMs());
+    clock.MoveTo(1h);
+    EXPECT_GT(1h, clock.Now());
 }
 } // namespace

@@ -8,12 +8,14 @@
 #include "nxshared/IVariableManager.h"
 #include "nxshared/NxTime.h"
 
+#include <chrono>
 #include <stdexcept>
 
 #include <gtest/gtest.h>
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace embedded_host;
 using host_test::Command;
 using host_test::Node;
@@ -68,7 +70,7 @@ TEST_F(DriverHostTest, Effects_LeaveInOrderWithTheirTime)
             };
         });
     Trap("nx.a");
-    house.Advance(100);
+    house.Advance(100ms);
     Trap("nx.a");
     EXPECT_EQ(
         (Strings{"0 hall event 6001", "0 hall mib 3 nx.dmx.led 00 ffffff", "5 hall event 6000",
@@ -437,7 +439,7 @@ TEST_F(DriverHostTest, ExceptionsOfHandlers_BecomeFaults)
     driver.AddTimer(10, 1, 2);
     Trap("nx.a");
     Trap("nx.b");
-    house.Advance(20);
+    house.Advance(20ms);
     EXPECT_EQ((Strings{"0 hall fault the driver failed: out of ideas",
                        "0 hall fault the driver failed: something that is no exception",
                        "10 hall fault the driver failed: timer",
@@ -489,7 +491,7 @@ TEST_F(DriverHostTest, DriverThatThrowsInItsConstructor_IsNotThereAndLeavesNothi
     failed.Command(Command("X"), 0);
     failed.Trap(Packet(NxMIB::Trap, "nx.a"));
     failed.Online(true);
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_EQ(Strings(), Seen());
 }
 
@@ -607,7 +609,7 @@ TEST_F(DriverHostTest, Restart_GivesTheStateToTheNextLife)
                 driver.Say("destroyed");
             };
         });
-    house.Advance(7);
+    house.Advance(7ms);
     host->Restart();
     EXPECT_EQ((Strings{"0 hall initialized with nothing", "7 hall destroyed",
                        "7 hall initialized with  5 "}),
@@ -640,7 +642,7 @@ TEST_F(DriverHostTest, Restart_ForgetsTimersHandlersVariablesBindingsAndRequests
     Trap("nx.t");
     Reply("nx.a");
     host->Command(Command("X"), 0);
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_EQ((Strings{"0 hall reply nx.a to nothing", "0 hall unhandled X"}), Seen());
 }
 
@@ -681,7 +683,7 @@ TEST_F(DriverHostTest, TimersThatADriverLeaves_AreKilled)
     TestDriver& other = Made("other", 102);
     other.AddTimer(10, 1, 1);
     host->Stop();
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_EQ((Strings{"10 other timer 2 after 10000000"}), Seen());
 }
 
@@ -695,7 +697,7 @@ TEST_F(DriverHostTest, DriverTimers_CountUnitsAndTimes)
     driver.KillTimer(0);
     driver.KillTimer(99);
     driver.AddTimer(~0ul, ITimerManager::UNIT_SECONDS, 1);
-    house.Advance(1000000);
+    house.Advance(1000000ms);
     EXPECT_EQ((Strings{"250 hall timer 2 after 250000000", "500 hall timer 2 after 500000000",
                        "1000 hall timer 1 after 1000000000"}),
               Seen());
@@ -725,7 +727,7 @@ TEST_F(DriverHostTest, InsideADriver_TimeChanceAndAssertionsAreItsHouses)
                       driver.Say("day " + std::to_string(NxTime::GetCurrentTime().GetDay()));
                       nx::AssertWrite("lighting_common/X", 5, nx::StackTrace());
                   });
-    house.Advance(86400000);
+    house.Advance(86400000ms);
     Trap("nx.a");
     EXPECT_EQ((Strings{"86400000 hall day 1", "86400000 hall assert lighting_common/X:5"}), Seen());
     EXPECT_EQ(nullptr, HostScope::Current());
@@ -791,7 +793,7 @@ TEST(DriverHostMemory, OnceWarm_ATrapWithItsTimerPacketAndEventAllocatesNothing)
     {
         host.Trap(trap);
         host.Reply(*packet);
-        house.Advance(20);
+        house.Advance(20ms);
     };
     for (int i = 0; i < 20; ++i)
         press();

@@ -8,6 +8,7 @@
 #include "nxshared/NxTime.h"
 #include "nxshared/StackTrace.h"
 
+#include <chrono>
 #include <regex>
 #include <string>
 #include <vector>
@@ -97,7 +98,7 @@ TEST(HostFunctions, CurrentTime_IsThatOfWhoseTurnItIs)
 {
     TestServices services(3 * DAY + 61);
     const HostScope scope(services);
-    services.clock.MoveTo(1999);
+    services.clock.MoveTo(std::chrono::milliseconds(1999));
     EXPECT_EQ(3, NxTime::GetCurrentTime().GetDay());
     EXPECT_EQ(1, NxTime::GetCurrentTime().GetMinute());
     EXPECT_EQ(2, NxTime::GetCurrentTime().GetSecond());

@@ -176,7 +176,7 @@ TEST_F(HouseOfDriversTest, DriversOfOneMillisecond_FireInOrderOfTheirStartBefore
     house.AddDeviceTimer(10ms, &device);
     two.AddTimer(10, 1, 1);
     one.AddTimer(10, 1, 1);
-    house.Advance(10);
+    house.Advance(10ms);
     EXPECT_EQ((Strings{"10 two timer 1 after 10000000", "10 one timer 2 after 10000000",
                        "10 one device after 10000000"}),
               Seen());
@@ -189,27 +189,27 @@ TEST_F(HouseOfDriversTest, KilledDeviceTimer_DoesNotFire)
     house.KillDeviceTimer(id);
     house.KillDeviceTimer(id);
     house.KillDeviceTimer(0);
-    house.Advance(100);
+    house.Advance(100ms);
 }
 
 TEST_F(HouseOfDriversTest, KillDeviceTimer_LeavesDriversAlone)
 {
     TestDriver& driver = Made("one", 1);
     house.KillDeviceTimer(driver.AddTimer(10, 1, 1));
-    house.Advance(10);
+    house.Advance(10ms);
     EXPECT_EQ((Strings{"10 one timer 1 after 10000000"}), Seen());
 }
 
 TEST_F(HouseOfDriversTest, Advance_TakesNegativeAsZeroAndEndsWithTime)
 {
-    house.Advance(5);
-    house.Advance(-3);
-    EXPECT_EQ(5, clock.NowMs());
-    house.Advance(std::numeric_limits<std::int64_t>::max());
-    EXPECT_EQ(Clock::LATEST_MS, clock.NowMs());
+    house.Advance(5ms);
+    house.Advance(-3ms);
+    EXPECT_EQ(5ms, clock.Now());
+    house.Advance(std::chrono::milliseconds::max());
+    EXPECT_EQ(Clock::LATEST, clock.Now());
     Made("late", 1).AddTimer(0, 1, 1);
-    house.Advance(1);
-    EXPECT_EQ((Strings{std::to_string(Clock::LATEST_MS) + " late timer 1 after 0"}), Seen());
+    house.Advance(1ms);
+    EXPECT_EQ((Strings{std::to_string(Clock::LATEST.count()) + " late timer 1 after 0"}), Seen());
 }
 
 TEST_F(HouseOfDriversTest, InsideATimer_TheClockShowsItsDueTime)
@@ -217,11 +217,11 @@ TEST_F(HouseOfDriversTest, InsideATimer_TheClockShowsItsDueTime)
     TestDriver& driver = Made("one", 1);
     driver.onTimer = [&](ID::Timer, time_t)
     {
-        driver.FireEvent(static_cast<unsigned>(clock.NowMs()));
+        driver.FireEvent(static_cast<unsigned>(clock.Now().count()));
     };
     driver.AddTimer(300, 1, 2);
-    house.Advance(1000);
-    EXPECT_EQ(1000, clock.NowMs());
+    house.Advance(1000ms);
+    EXPECT_EQ(1000ms, clock.Now());
     EXPECT_EQ((Strings{"300 one event 300", "600 one event 600"}), Seen());
 }
 

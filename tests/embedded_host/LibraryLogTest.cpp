@@ -3,11 +3,14 @@
 #include "HostDoubles.h"
 #include "nxshared/Assert.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 #include <log4cplus/logger.h>
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace embedded_host;
 using host_test::Command;
 using host_test::Strings;
@@ -131,7 +134,7 @@ TEST_F(LibraryLogTest, RecordsOfConstructorsTimersAndDestructors_AreTheDrivers)
                                   };
                               });
     driver.AddTimer(5, 1, 1);
-    house.Advance(5);
+    house.Advance(5ms);
     house.StopAll();
     const Strings seen = Seen();
     ASSERT_EQ(3u, seen.size());

@@ -4,6 +4,7 @@
 #include "embedded_host/Clock.h"
 #include "nxshared/ITimerManager.h"
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -13,12 +14,13 @@
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace embedded_host;
 using host_test::TestDriver;
 using Ids = std::vector<ID::Timer>;
 
 // What the real clock takes for the machine's.
-std::int64_t machineNs = 0;
+std::chrono::nanoseconds machineTime{};
 
 // A client of the timers that keeps which of them came.
 class Client : public ITimerManagerCallback
@@ -44,9 +46,9 @@ protected:
     TimersContract()
     {
         // In the midst of a millisecond of the machine's.
-        machineNs = 123456789;
+        machineTime = 123456789ns;
         if (GetParam())
-            m_clock = std::make_unique<RealClock>(nullptr, [] { return machineNs; });
+            m_clock = std::make_unique<RealClock>(nullptr, [] { return machineTime; });
         else
             m_clock = std::make_unique<VirtualClock>(0);
         m_house = std::make_unique<House>(*m_clock, m_random, m_sink);
@@ -63,12 +65,13 @@ protected:
     // house moves its clock; a real one is told that the machine's has moved.
     Ids After(std::int64_t ms)
     {
-        machineNs += ms * 1000000;
-        m_house->Advance(GetParam() ? 0 : ms);
+        const std::chrono::milliseconds passing(ms);
+        machineTime += passing;
+        m_house->Advance(GetParam() ? 0ms : passing);
         return std::exchange(client.expired, {});
     }
 
-    std::int64_t NextWakeMs() const { return m_house->NextWakeMs(); }
+    std::optional<std::chrono::milliseconds> NextWake() const { return m_house->NextWake(); }
 
     Client client;
     ITimerManager* timers;
@@ -284,12 +287,12 @@ TEST_P(TimersContract, ElapsedTime_IsThatSinceTheStart)
 
 TEST_P(TimersContract, NextWake_IsWhenTheNearestIsDue)
 {
-    EXPECT_EQ(-1, NextWakeMs());
+    EXPECT_FALSE(NextWake());
     After(7);
     Start(10);
-    EXPECT_EQ(17, NextWakeMs());
+    EXPECT_EQ(17ms, NextWake());
     EXPECT_EQ((Ids{1}), After(10));
-    EXPECT_EQ(-1, NextWakeMs());
+    EXPECT_FALSE(NextWake());
 }
 
 // --- The machine's clock only -------------------------------------------------------------------
@@ -300,11 +303,11 @@ class RealTimers : public TimersContract
 
 TEST_P(RealTimers, StartedInTheMidstOfAMillisecond_AreNeverEarly)
 {
-    machineNs += 300000;
+    machineTime += 300000ns;
     Start(1);
-    machineNs += 999999;
+    machineTime += 999999ns;
     EXPECT_EQ(Ids(), After(0));
-    machineNs += 700001;
+    machineTime += 700001ns;
     EXPECT_EQ((Ids{1}), After(0));
     EXPECT_EQ((std::vector<time_t>{1700000}), client.times);
 }

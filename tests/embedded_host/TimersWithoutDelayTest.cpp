@@ -5,10 +5,13 @@
 #include "HostDoubles.h"
 #include "nxshared/ITimerManager.h"
 
+#include <chrono>
+
 #include <gtest/gtest.h>
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace embedded_host;
 using host_test::Strings;
 using host_test::TestDriver;
@@ -66,13 +69,13 @@ protected:
 
 TEST_F(SpinningDriverTest, TimerThatRestartsItself_IsAFaultOnceAndThenTakesAMillisecond)
 {
-    house.Advance(0);
+    house.Advance(0ms);
     EXPECT_EQ(m_fired, MOST);
     EXPECT_EQ(
         (Strings{"0 hall fault the driver failed: its timers of 0 ms start each other without "
                  "end; from now on each takes 1 ms"}),
         Seen());
-    house.Advance(10);
+    house.Advance(10ms);
     EXPECT_EQ(m_fired, MOST + 10);
     EXPECT_EQ(Strings(), Seen());
 }
@@ -81,7 +84,7 @@ TEST_F(SpinningDriverTest, OtherDriversTimers_StillFire)
 {
     Made("lamp", 2).AddTimer(5, ITimerManager::UNIT_MILLISECONDS, 1);
     Seen();
-    house.Advance(5);
+    house.Advance(5ms);
     const Strings seen = Seen();
     ASSERT_EQ(seen.size(), 2u);
     EXPECT_EQ(seen[1].substr(0, 13), "5 lamp timer ");

@@ -3,6 +3,7 @@
 #include "tests/lighting_common/EnergyDoubles.h"
 #include "tests/support/StandingHost.h"
 
+#include <chrono>
 #include <string>
 
 #include <log4cplus/loglevel.h>
@@ -36,7 +37,7 @@ public:
     }
 
     // Moves the wall, forwards or back.
-    void PassSeconds(std::int64_t seconds) { GetClock().StepWall(seconds); }
+    void PassSeconds(std::int64_t seconds) { GetClock().StepWall(std::chrono::seconds(seconds)); }
 
     std::int64_t Now() { return GetClock().LocalSeconds(); }
 

@@ -281,8 +281,8 @@ TEST_F(NxBasePuckDriverCommandTest, KillHoldTimerOfZero_DoesNothing)
         {
             const unsigned timer = driver->AddHoldTimer();
             driver->KillHoldTimer(0);
-            EXPECT_NE(house.NextWakeMs(), -1);
+            EXPECT_TRUE(house.NextWake());
             driver->KillHoldTimer(timer);
         });
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
 }

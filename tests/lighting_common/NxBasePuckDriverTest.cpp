@@ -1,6 +1,9 @@
 #include "nxshared/NxMIBPacket.h"
 #include "tests/lighting_common/NxBasePuckDriverFixture.h"
 
+#include <chrono>
+
+using namespace std::chrono_literals;
 using namespace base_puck_test;
 
 TEST_F(NxBasePuckDriverTest, Constants_HoldTheirValues)
@@ -133,7 +136,7 @@ TEST_F(NxBasePuckDriverTest, Destruction_LeavesNoTimerBehind)
     EXPECT_EQ(house.Take(), Lines({"event 6001"}));
     house.Stop();
     house.Take();
-    house.Advance(10000);
+    house.Advance(10000ms);
     EXPECT_EQ(house.Take(), NOTHING);
     m_contactsAtEnd = 0;
 }
@@ -168,13 +171,13 @@ TEST_F(NxBasePuckDriverTest, HoldTraps_KeepTheContactPressed)
     house.Trap("nx.dmx.bp", {"00000007"});
     for (const char* mib : {"nx.dmx.hb", "nx.dmx.hc", "nx.dmx.hc"})
     {
-        house.Advance(700);
+        house.Advance(700ms);
         house.Trap(mib, {"00000007"});
     }
     EXPECT_EQ(house.Take(), Lines({"event 6001"}));
-    house.Advance(799);
+    house.Advance(799ms);
     EXPECT_EQ(house.Take(), NOTHING);
-    house.Advance(1);
+    house.Advance(1ms);
     EXPECT_EQ(house.Take(), Lines({"event 6000"}));
 }
 
@@ -309,7 +312,7 @@ TEST_F(NxBasePuckDriverTest, PushWithoutHoldFeedback_NeverReleasesByItself)
     Start();
     house.Trap("nx.dmx.bp", {"00000007"});
     EXPECT_EQ(house.Take(), Lines({"event 6001"}));
-    EXPECT_EQ(house.NextWakeMs(), -1);
+    EXPECT_FALSE(house.NextWake());
 }
 
 TEST_F(NxBasePuckDriverTest, HoldTimerOfEachContact_ReleasesThatContact)
@@ -317,12 +320,12 @@ TEST_F(NxBasePuckDriverTest, HoldTimerOfEachContact_ReleasesThatContact)
     Start();
     HoldTimeIs("00000064");
     house.Trap("nx.dmx.bp", {"00000008"});
-    house.Advance(100);
+    house.Advance(100ms);
     house.Trap("nx.dmx.bp", {"00000007"});
     EXPECT_EQ(house.Take(), Lines({"event 6011", "event 6001"}));
-    house.Advance(300);
+    house.Advance(300ms);
     EXPECT_EQ(house.Take(), Lines({"event 6010"}));
-    house.Advance(100);
+    house.Advance(100ms);
     EXPECT_EQ(house.Take(), Lines({"event 6000"}));
 }
 

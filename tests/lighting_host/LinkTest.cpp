@@ -5,11 +5,14 @@
 #include "lighting_host/house/Session.h"
 #include "tests/lighting_host/HouseFolder.h"
 
+#include <chrono>
 #include <deque>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <log4cplus/loglevel.h>
+
+using namespace std::chrono_literals;
 
 namespace lighting_host
 {
@@ -58,7 +61,7 @@ protected:
     LinkTest()
     {
         session.Start();
-        session.House().Advance(1000);
+        session.House().Advance(1000ms);
         Device().SetLink(&link);
     }
     ~LinkTest() override { session.Stop(); }
@@ -84,33 +87,33 @@ TEST_F(LinkTest, MessageThatIsLost_DoesNotArrive)
 {
     link.deliveries = {{true}};
     Push();
-    session.House().Advance(5000);
+    session.House().Advance(5000ms);
     EXPECT_THAT(events.seen, IsEmpty());
 }
 
 TEST_F(LinkTest, LateMessage_IsOvertaken)
 {
-    link.deliveries = {{false, false, 300}};
+    link.deliveries = {{false, false, 300ms}};
     Push();
     Release();
-    session.House().Advance(400);
+    session.House().Advance(400ms);
     EXPECT_THAT(events.seen, ElementsAre("6000@1000", "6001@1300"));
 }
 
 TEST_F(LinkTest, LateMessageWhereTheOrderIsKept_HoldsUpThoseBehindIt)
 {
-    link.deliveries = {{false, true, 300}, {false, true, 0}};
+    link.deliveries = {{false, true, 300ms}, {false, true, 0ms}};
     Push();
     Release();
-    session.House().Advance(300);
+    session.House().Advance(300ms);
     EXPECT_THAT(events.seen, ElementsAre("6001@1300", "6000@1300"));
 }
 
 TEST_F(LinkTest, MessageThatComesTwice_ArrivesTwice)
 {
-    link.deliveries = {{false, false, 0, true, 200}};
+    link.deliveries = {{false, false, 0ms, true, 200ms}};
     Release();
-    session.House().Advance(200);
+    session.House().Advance(200ms);
     EXPECT_THAT(events.seen, ElementsAre("6000@1000", "6000@1200"));
 }
 
@@ -122,7 +125,7 @@ protected:
     RestartTest()
     {
         session.Start();
-        session.House().Advance(1000);
+        session.House().Advance(1000ms);
     }
     ~RestartTest() override { session.Stop(); }
 
@@ -155,7 +158,7 @@ protected:
 
 TEST_F(RestartTest, AfterASave_NothingIsForgotten)
 {
-    session.House().Advance(5 * 60000);
+    session.House().Advance(5 * 60000ms);
     EXPECT_EQ(WattHours(), 300);
     session.RestartDrivers(true);
     EXPECT_EQ(WattHours(), 300);
@@ -163,7 +166,7 @@ TEST_F(RestartTest, AfterASave_NothingIsForgotten)
 
 TEST_F(RestartTest, WithoutASave_WhatWasCountedSinceTheLastOneIsLost)
 {
-    session.House().Advance(12 * 60000);
+    session.House().Advance(12 * 60000ms);
     EXPECT_EQ(WattHours(), 720);
     session.RestartDrivers(false);
     EXPECT_EQ(WattHours(), 540);

@@ -5,6 +5,7 @@
 """
 import json
 import os
+import resource
 import signal
 import socket
 import subprocess
@@ -342,6 +343,24 @@ class Ends(Live):
 
     def test_full_device_for_the_record_is_told_and_ends_with_two(self):
         self.assertEqual(2, self.refused("--listen", "127.0.0.1:0", "--record", "/dev/full")[0])
+
+    def test_record_that_may_not_grow_is_told_at_once_and_the_house_goes_on(self):
+        most = 4096
+        live = self.serve("--speed", "pause", "--record", self.path("record"), preexec_fn=lambda:
+                          resource.setrlimit(resource.RLIMIT_FSIZE, (most, most)))
+        visitor = self.visit(live)
+        visitor.line()
+        for _ in range(200):
+            visitor.ask({"driver": "hall", "trap": "nx.dmx.bp", "params": ["7"]})
+        self.assertIn("cannot be written any more", live.process.stderr.readline())
+        self.assertEqual(200, live.request("GET", "/healthz")[0])
+        visitor.ask({"house": "step", "ms": 60000})
+        status, told = live.end()
+        self.assertEqual(2, status)
+        self.assertIn("could not be written to its end", told)
+        replay = subprocess.run([PROGRAM, "replay", self.path("record")], capture_output=True,
+                                text=True, timeout=60, check=False)
+        self.assertEqual(0, replay.returncode, replay.stdout + replay.stderr)
 
     def test_reader_of_standard_output_that_closes_ends_it(self):
         read_end, write_end = os.pipe()

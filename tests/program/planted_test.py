@@ -7,6 +7,8 @@ moment at which the defect struck.
 import json
 import os
 import random
+import re
+import resource
 import signal
 import subprocess
 import sys
@@ -37,9 +39,9 @@ class Planted(unittest.TestCase):
         self.addCleanup(self.folder.cleanup)
         self.path = os.path.join(self.folder.name, "flight.jsonl")
 
-    def run_program(self, *arguments):
+    def run_program(self, *arguments, **others):
         return subprocess.run([PROGRAM, *arguments], capture_output=True, text=True, check=False,
-                              timeout=300)
+                              timeout=300, **others)
 
     def house(self, library, count, inner="", kind="lamp"):
         drivers = "".join(
@@ -122,6 +124,29 @@ class Planted(unittest.TestCase):
             self.assertIn("stopped before its end", shrink.stderr.read())
             self.assertEqual(128 + signal.SIGINT, shrink.wait())
         self.assertEqual(0, self.run_program("replay", small, *self.until()).returncode)
+
+    def test_page_of_why_holds_what_it_found_and_overwrites_nothing(self):
+        self.record_lost_release()
+        page = os.path.join(self.folder.name, "why.html")
+        why = ("why", self.path, *self.until(), "--json", "--draws", "4", "--html", page)
+        done = self.run_program(*why)
+        with open(page, encoding="utf-8") as file:
+            held = re.search(r'id="odds">(.*?)</script>', file.read()).group(1)
+        self.assertEqual(json.loads(done.stdout), json.loads(held))
+        again = self.run_program(*why)
+        self.assertEqual((2, ""), (again.returncode, again.stdout))
+        self.assertIn("File exists", again.stderr)
+
+    def test_page_of_why_that_cannot_be_is_told_and_none_is_left(self):
+        self.record_lost_release()
+        page = os.path.join(self.folder.name, "why.html")
+        full = self.run_program("why", self.path, *self.until(), "--draws", "4", "--html", page,
+                                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (9, 9)))
+        self.assertEqual(2, full.returncode, full.stderr)
+        self.assertIn(page, full.stderr)
+        self.assertFalse(os.path.exists(page))
+        nowhere = self.run_program("why", self.path, *self.until(), "--html", "/nowhere/why.html")
+        self.assertEqual(2, nowhere.returncode)
 
     def test_lost_release(self):
         self.record_lost_release()

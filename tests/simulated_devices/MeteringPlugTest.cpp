@@ -2,6 +2,7 @@
 
 #include "tests/simulated_devices/TestWorld.h"
 
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -10,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <rapidcheck.h>
 
+using namespace std::chrono_literals;
 using simulated::LoadCurve;
 using simulated::MeteringPlug;
 using simulated_test::TestWorld;
@@ -17,8 +19,8 @@ using testing::ElementsAre;
 
 namespace
 {
-constexpr std::uint64_t MINUTE = 60000;
-constexpr std::uint64_t HOUR = 60 * MINUTE;
+constexpr std::chrono::milliseconds MINUTE = 1min;
+constexpr std::chrono::milliseconds HOUR = 1h;
 
 // The report as it crosses the wire.
 std::string Report(bool on, unsigned fault, unsigned watts, unsigned wattHours)
@@ -48,8 +50,8 @@ LoadCurve Named(const std::string& name)
 std::uint64_t DayOf(const LoadCurve& curve)
 {
     std::uint64_t wattMinutes = 0;
-    for (std::uint64_t minute = 0; minute < 24 * 60; ++minute)
-        wattMinutes += curve.WattsAt(minute * MINUTE);
+    for (std::chrono::milliseconds time{}; time < 24 * HOUR; time += MINUTE)
+        wattMinutes += curve.WattsAt(time);
     return wattMinutes;
 }
 } // namespace
@@ -60,34 +62,34 @@ std::uint64_t DayOf(const LoadCurve& curve)
 TEST(LoadCurve, NoSteps_DrawsNothingForEver)
 {
     const LoadCurve curve({});
-    EXPECT_EQ(curve.WattsAt(12345), 0U);
-    EXPECT_EQ(curve.NextChangeAfter(0), 0U);
+    EXPECT_EQ(curve.WattsAt(12345ms), 0U);
+    EXPECT_EQ(curve.NextChangeAfter(0ms), 0ms);
 }
 
 TEST(LoadCurve, OneStep_IsTheWholeDay)
 {
     const LoadCurve curve({{8 * HOUR, 40}});
-    EXPECT_EQ(curve.WattsAt(0), 40U);
+    EXPECT_EQ(curve.WattsAt(0ms), 40U);
     EXPECT_EQ(curve.WattsAt(9 * HOUR), 40U);
-    EXPECT_EQ(curve.NextChangeAfter(0), 0U);
+    EXPECT_EQ(curve.NextChangeAfter(0ms), 0ms);
 }
 
 TEST(LoadCurve, BeforeTheFirstStep_TheLastOneHolds)
 {
     const LoadCurve curve({{20 * HOUR, 5}, {8 * HOUR, 40}});
-    EXPECT_EQ(curve.WattsAt(8 * HOUR - 1), 5U);
+    EXPECT_EQ(curve.WattsAt(8 * HOUR - 1ms), 5U);
     EXPECT_EQ(curve.WattsAt(8 * HOUR), 40U);
-    EXPECT_EQ(curve.WattsAt(20 * HOUR - 1), 40U);
+    EXPECT_EQ(curve.WattsAt(20 * HOUR - 1ms), 40U);
     EXPECT_EQ(curve.WattsAt(20 * HOUR), 5U);
-    EXPECT_EQ(curve.WattsAt(LoadCurve::DAY_MS + 8 * HOUR), 40U);
+    EXPECT_EQ(curve.WattsAt(LoadCurve::DAY + 8 * HOUR), 40U);
 }
 
 TEST(LoadCurve, NextChange_CrossesMidnightAndSkipsStepsThatChangeNothing)
 {
     const LoadCurve curve({{8 * HOUR, 40}, {9 * HOUR, 40}, {20 * HOUR, 5}});
     EXPECT_EQ(curve.NextChangeAfter(8 * HOUR), 20 * HOUR);
-    EXPECT_EQ(curve.NextChangeAfter(20 * HOUR), LoadCurve::DAY_MS + 8 * HOUR);
-    EXPECT_EQ(curve.NextChangeAfter(3 * LoadCurve::DAY_MS), 3 * LoadCurve::DAY_MS + 8 * HOUR);
+    EXPECT_EQ(curve.NextChangeAfter(20 * HOUR), LoadCurve::DAY + 8 * HOUR);
+    EXPECT_EQ(curve.NextChangeAfter(3 * LoadCurve::DAY), 3 * LoadCurve::DAY + 8 * HOUR);
 }
 
 TEST(LoadCurve, Appliances_UseWhatTheyDoInAHousehold)
@@ -105,9 +107,9 @@ TEST(LoadCurve, Appliances_UseWhatTheyDoInAHousehold)
 
 TEST(LoadCurve, UnknownAppliance_IsRefused)
 {
-    LoadCurve curve({{0, 7}});
+    LoadCurve curve({{0ms, 7}});
     EXPECT_FALSE(LoadCurve::ByName("toaster", curve));
-    EXPECT_EQ(curve.WattsAt(0), 7U);
+    EXPECT_EQ(curve.WattsAt(0ms), 7U);
 }
 
 // --- The plug
@@ -116,13 +118,13 @@ TEST(LoadCurve, UnknownAppliance_IsRefused)
 TEST(MeteringPlug, PowerOn_ReportsAtOnceAndOnceAMinute)
 {
     TestWorld world;
-    MeteringPlug plug(world, LoadCurve({{0, 600}}));
+    MeteringPlug plug(world, LoadCurve({{0ms, 600}}));
     EXPECT_EQ(world.NextMib(), "nothing");
     plug.OnPowerOn();
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 600, 0)));
-    world.Advance(MINUTE - 1);
+    world.Advance(MINUTE - 1ms);
     EXPECT_EQ(world.NextMib(), "nothing");
-    world.Advance(1);
+    world.Advance(1ms);
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 600, 10)));
     world.Advance(MINUTE);
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 600, 20)));
@@ -131,20 +133,20 @@ TEST(MeteringPlug, PowerOn_ReportsAtOnceAndOnceAMinute)
 TEST(MeteringPlug, PowerChange_IsReportedAtItsMoment)
 {
     TestWorld world;
-    MeteringPlug plug(world, LoadCurve({{0, 0}, {30500, 3600}}));
+    MeteringPlug plug(world, LoadCurve({{0ms, 0}, {30500ms, 3600}}));
     plug.OnPowerOn();
-    world.Advance(30499);
+    world.Advance(30499ms);
     EXPECT_THAT(Reports(world), ElementsAre(Report(false, 0, 0, 0)));
-    world.Advance(1);
+    world.Advance(1ms);
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 3600, 0)));
-    world.Advance(29500);
+    world.Advance(29500ms);
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 3600, 29)));
 }
 
 TEST(MeteringPlug, StandingBy_IsOff)
 {
     TestWorld world;
-    MeteringPlug plug(world, LoadCurve({{0, 5}, {HOUR, 6}}));
+    MeteringPlug plug(world, LoadCurve({{0ms, 5}, {HOUR, 6}}));
     plug.OnPowerOn();
     EXPECT_THAT(Reports(world), ElementsAre(Report(false, 0, 5, 0)));
     world.Advance(HOUR);
@@ -154,11 +156,11 @@ TEST(MeteringPlug, StandingBy_IsOff)
 TEST(MeteringPlug, Fault_DrawsNothingUntilItIsMended)
 {
     TestWorld world;
-    MeteringPlug plug(world, LoadCurve({{0, 3600}}));
+    MeteringPlug plug(world, LoadCurve({{0ms, 3600}}));
     plug.OnPowerOn();
-    world.Advance(10000);
+    world.Advance(10000ms);
     plug.SetFault(7);
-    world.Advance(10000);
+    world.Advance(10000ms);
     plug.SetFault(0);
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 3600, 0), Report(false, 7, 0, 10),
                                             Report(true, 0, 3600, 10)));
@@ -167,13 +169,13 @@ TEST(MeteringPlug, Fault_DrawsNothingUntilItIsMended)
 TEST(MeteringPlug, PowerFailure_BeginsTheMeterAnew)
 {
     TestWorld world;
-    MeteringPlug plug(world, LoadCurve({{0, 3600}}));
+    MeteringPlug plug(world, LoadCurve({{0ms, 3600}}));
     plug.OnPowerOn();
-    world.Advance(50000);
+    world.Advance(50000ms);
     plug.OnPowerOn();
-    world.Advance(10000);
+    world.Advance(10000ms);
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 3600, 0), Report(true, 0, 3600, 0)));
-    world.Advance(50000);
+    world.Advance(50000ms);
     EXPECT_THAT(Reports(world), ElementsAre(Report(true, 0, 3600, 60)));
 }
 
@@ -194,23 +196,26 @@ TEST(MeteringPlug, AnyCurve_MeterIsTheExactIntegral)
         {
             const auto steps = *rc::gen::container<std::vector<std::pair<unsigned, unsigned>>>(
                 rc::gen::pair(rc::gen::inRange(0U, 86400000U), rc::gen::inRange(0U, 4000U)));
-            const auto runMs = *rc::gen::inRange<std::uint64_t>(1, 3 * LoadCurve::DAY_MS);
+            const std::chrono::milliseconds runTime(
+                *rc::gen::inRange<std::int64_t>(1, 3 * LoadCurve::DAY.count()));
             std::vector<LoadCurve::Step> curve;
             for (const auto& [at, watts] : steps)
-                curve.push_back({at, watts});
+                curve.push_back({std::chrono::milliseconds(at), watts});
             TestWorld world;
             MeteringPlug plug(world, LoadCurve(curve));
             plug.OnPowerOn();
-            world.Advance(runMs);
+            world.Advance(runTime);
             // The same, by walking over the moments at which the power can change.
-            std::vector<std::uint64_t> moments{0, runMs};
+            std::vector<std::chrono::milliseconds> moments{0ms, runTime};
             for (const auto& step : steps)
-                for (std::uint64_t day = 0; day < 4; ++day)
-                    moments.push_back(std::min(day * LoadCurve::DAY_MS + step.first, runMs));
+                for (int day = 0; day < 4; ++day)
+                    moments.push_back(std::min(
+                        day * LoadCurve::DAY + std::chrono::milliseconds(step.first), runTime));
             std::sort(moments.begin(), moments.end());
             std::uint64_t wattMs = 0;
             for (std::size_t i = 0; i + 1 < moments.size(); ++i)
-                wattMs += LoadCurve(curve).WattsAt(moments[i]) * (moments[i + 1] - moments[i]);
+                wattMs += LoadCurve(curve).WattsAt(moments[i]) *
+                          static_cast<std::uint64_t>((moments[i + 1] - moments[i]).count());
             RC_ASSERT(plug.MeterMilliwattHours() == wattMs / 3600);
             Reports(world);
         }));
@@ -219,7 +224,7 @@ TEST(MeteringPlug, AnyCurve_MeterIsTheExactIntegral)
 TEST(MeteringPlug, TotalGoesOnOverPowerFailures_WhileTheMeterBeginsAgain)
 {
     TestWorld world;
-    MeteringPlug plug(world, LoadCurve({{0, 100}}));
+    MeteringPlug plug(world, LoadCurve({{0ms, 100}}));
     plug.OnPowerOn();
     world.Advance(HOUR);
     plug.OnPowerOn();

@@ -3,6 +3,7 @@
 #include "simulated_devices/PuckModuleFaults.h"
 #include "tests/simulated_devices/TestWorld.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
+using namespace std::chrono_literals;
 using namespace simulated;
 using simulated_test::TestWorld;
 
@@ -56,9 +58,9 @@ protected:
         module.OnMib({type, mib, params});
     }
     Lines Sent() { return TakeMibs(world); }
-    Lines SentWithin(std::uint64_t ms)
+    Lines SentWithin(std::chrono::milliseconds time)
     {
-        world.Advance(ms);
+        world.Advance(time);
         return Sent();
     }
     void TearDown() override { TakeTold(world); }
@@ -76,16 +78,16 @@ protected:
 TEST_F(PuckModuleTest, HoldTimeQuery_IsAnsweredALittleLater)
 {
     Tell(QUERY, "nx.dmx.bmc", {"01"});
-    EXPECT_EQ(SentWithin(9), NOTHING);
-    EXPECT_EQ(SentWithin(1), Lines({"0 nx.dmx.bmc 000001f4"}));
+    EXPECT_EQ(SentWithin(9ms), NOTHING);
+    EXPECT_EQ(SentWithin(1ms), Lines({"0 nx.dmx.bmc 000001f4"}));
     EXPECT_EQ(module.NotUnderstood(), 0u);
 }
 
 TEST_F(PuckModuleTest, HoldTimeQueryOfAModuleWithoutHoldReports_IsAnsweredWithZero)
 {
-    PuckModule without(world, 0, 0);
+    PuckModule without(world, 0, 0ms);
     without.OnMib({QUERY, "nx.dmx.bmc", {"01"}});
-    EXPECT_EQ(SentWithin(10), Lines({"0 nx.dmx.bmc 00000000"}));
+    EXPECT_EQ(SentWithin(10ms), Lines({"0 nx.dmx.bmc 00000000"}));
 }
 
 TEST_F(PuckModuleTest, BehaviorOfAContact_IsKeptByItsDeviceNumber)
@@ -179,7 +181,7 @@ TEST_F(PuckModuleTest, WhatMakesNoSense_IsCountedAndChangesNothing)
         module.OnMib(row);
         EXPECT_EQ(module.NotUnderstood(), ++count) << row.mib;
     }
-    EXPECT_EQ(SentWithin(1000), NOTHING);
+    EXPECT_EQ(SentWithin(1000ms), NOTHING);
     EXPECT_FALSE(module.LoadIsOn());
     EXPECT_EQ(module.Settings().buttons[0].behavior, 2);
     EXPECT_EQ(module.Settings().contacts[1].behavior, 2);
@@ -194,7 +196,7 @@ RC_GTEST_FIXTURE_PROP(PuckModuleTest, AnyMessage_LeavesTheModuleWorking, ())
         rc::gen::oneOf(digits, rc::gen::element<std::string>("00", "01", "07", "08", "ff", "ffffff",
                                                              "0000000f", "00000001")));
     module.OnMib({*rc::gen::inRange(-1, 6), mib, params});
-    world.Advance(20);
+    world.Advance(20ms);
     TakeMibs(world);
     module.Push(CONTACT_0);
     RC_ASSERT(module.IsPushed(CONTACT_0));
@@ -208,18 +210,18 @@ TEST_F(PuckModuleTest, ShortPush_IsReportedAsPushClickAndTheirNumber)
 {
     module.Push(CONTACT_0);
     EXPECT_EQ(Sent(), Lines({"1 nx.dmx.bp 00000007"}));
-    world.Advance(100);
+    world.Advance(100ms);
     module.Release(CONTACT_0);
     EXPECT_EQ(Sent(), Lines({"1 nx.dmx.sc 00000007"}));
-    EXPECT_EQ(SentWithin(349), NOTHING);
-    EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.cc 00000007 00000001"}));
-    EXPECT_EQ(SentWithin(10000), NOTHING);
+    EXPECT_EQ(SentWithin(349ms), NOTHING);
+    EXPECT_EQ(SentWithin(1ms), Lines({"1 nx.dmx.cc 00000007 00000001"}));
+    EXPECT_EQ(SentWithin(10000ms), NOTHING);
 }
 
 TEST_F(PuckModuleTest, Clicks_AreCountedTogether)
 {
     module.Click(CONTACT_1, 3);
-    EXPECT_EQ(SentWithin(1000),
+    EXPECT_EQ(SentWithin(1000ms),
               Lines({"1 nx.dmx.bp 00000008", "1 nx.dmx.sc 00000008", "1 nx.dmx.bp 00000008",
                      "1 nx.dmx.sc 00000008", "1 nx.dmx.bp 00000008", "1 nx.dmx.sc 00000008",
                      "1 nx.dmx.cc 00000008 00000003"}));
@@ -228,9 +230,9 @@ TEST_F(PuckModuleTest, Clicks_AreCountedTogether)
 TEST_F(PuckModuleTest, ClicksFarApart_AreCountedApart)
 {
     module.Click(CONTACT_1);
-    world.Advance(1000);
+    world.Advance(1000ms);
     module.Click(CONTACT_1);
-    world.Advance(1000);
+    world.Advance(1000ms);
     const Lines sent = Sent();
     ASSERT_EQ(sent.size(), 6u);
     EXPECT_EQ(sent[2], "1 nx.dmx.cc 00000008 00000001");
@@ -239,27 +241,27 @@ TEST_F(PuckModuleTest, ClicksFarApart_AreCountedApart)
 
 TEST_F(PuckModuleTest, LongPush_IsReportedAgainAndAgainUntilItsEnd)
 {
-    module.Hold(CONTACT_0, 1600);
-    EXPECT_EQ(SentWithin(499), Lines({"1 nx.dmx.bp 00000007"}));
-    EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.hb 00000007"}));
-    EXPECT_EQ(SentWithin(1000), Lines({"1 nx.dmx.hc 00000007", "1 nx.dmx.hc 00000007"}));
-    EXPECT_EQ(SentWithin(100), Lines({"1 nx.dmx.he 00000007"}));
-    EXPECT_EQ(SentWithin(10000), NOTHING);
+    module.Hold(CONTACT_0, 1600ms);
+    EXPECT_EQ(SentWithin(499ms), Lines({"1 nx.dmx.bp 00000007"}));
+    EXPECT_EQ(SentWithin(1ms), Lines({"1 nx.dmx.hb 00000007"}));
+    EXPECT_EQ(SentWithin(1000ms), Lines({"1 nx.dmx.hc 00000007", "1 nx.dmx.hc 00000007"}));
+    EXPECT_EQ(SentWithin(100ms), Lines({"1 nx.dmx.he 00000007"}));
+    EXPECT_EQ(SentWithin(10000ms), NOTHING);
 }
 
 TEST_F(PuckModuleTest, SnapOnButton_ReportsItsOwnNumber)
 {
     module.Click(BUTTON_2);
-    EXPECT_EQ(SentWithin(1000), Lines({"1 nx.dmx.bp 00000003", "1 nx.dmx.sc 00000003",
-                                       "1 nx.dmx.cc 00000003 00000001"}));
+    EXPECT_EQ(SentWithin(1000ms), Lines({"1 nx.dmx.bp 00000003", "1 nx.dmx.sc 00000003",
+                                         "1 nx.dmx.cc 00000003 00000001"}));
 }
 
 TEST_F(PuckModuleTest, WithoutHoldInterval_ALongPushEndsAsAClick)
 {
-    PuckModule without(world, 0, 0);
-    without.Hold(CONTACT_0, 60000);
-    EXPECT_EQ(SentWithin(60000), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.sc 00000007"}));
-    EXPECT_EQ(SentWithin(350), Lines({"1 nx.dmx.cc 00000007 00000001"}));
+    PuckModule without(world, 0, 0ms);
+    without.Hold(CONTACT_0, 60000ms);
+    EXPECT_EQ(SentWithin(60000ms), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.sc 00000007"}));
+    EXPECT_EQ(SentWithin(350ms), Lines({"1 nx.dmx.cc 00000007 00000001"}));
 }
 
 TEST_F(PuckModuleTest, BehaviorsFourAndFive_ReportClicksOnly)
@@ -267,8 +269,8 @@ TEST_F(PuckModuleTest, BehaviorsFourAndFive_ReportClicksOnly)
     for (const char* behavior : {"04", "05"})
     {
         Tell(SET, "nx.dmx.btn", {"07", "01", behavior});
-        module.Hold(CONTACT_0, 2000);
-        EXPECT_EQ(SentWithin(5000),
+        module.Hold(CONTACT_0, 2000ms);
+        EXPECT_EQ(SentWithin(5000ms),
                   Lines({"1 nx.dmx.sc 00000007", "1 nx.dmx.cc 00000007 00000001"}));
     }
 }
@@ -276,11 +278,11 @@ TEST_F(PuckModuleTest, BehaviorsFourAndFive_ReportClicksOnly)
 TEST_F(PuckModuleTest, BehaviorChangedWhilePushed_EndsTheHoldReports)
 {
     module.Push(CONTACT_0);
-    world.Advance(600);
+    world.Advance(600ms);
     Tell(SET, "nx.dmx.btn", {"07", "01", "04"});
     module.Release(CONTACT_0);
     EXPECT_EQ(Sent(), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.hb 00000007"}));
-    EXPECT_EQ(SentWithin(5000), NOTHING);
+    EXPECT_EQ(SentWithin(5000ms), NOTHING);
 }
 
 TEST_F(PuckModuleTest, PushingWhatIsPushedAndReleasingWhatIsNot_DoNothing)
@@ -299,11 +301,11 @@ TEST_F(PuckModuleTest, NumbersThatAreNotThere_AreIgnored)
         module.Push(number);
         module.Release(number);
         module.Click(number, 2);
-        module.Hold(number, 10);
+        module.Hold(number, 10ms);
         EXPECT_FALSE(module.IsPushed(number));
     }
     module.Click(CONTACT_0, 0);
-    EXPECT_EQ(SentWithin(1000), NOTHING);
+    EXPECT_EQ(SentWithin(1000ms), NOTHING);
     EXPECT_EQ(TakeTold(world), NOTHING);
 }
 
@@ -320,7 +322,7 @@ TEST_F(PuckModuleTest, MoreThanSixButtons_AreSix)
 TEST_F(PuckModuleTest, People_AreToldOf)
 {
     module.Click(BUTTON_0);
-    world.Advance(80);
+    world.Advance(80ms);
     module.Push(CONTACT_1);
     Sent();
     EXPECT_EQ(TakeTold(world), Lines({"pushes button 0", "releases button 0", "pushes contact 1"}));
@@ -338,7 +340,7 @@ TEST_F(PuckModuleTest, PushesMoveTheLoadByBehavior)
         for (const bool on : row.second)
         {
             module.Click(CONTACT_0);
-            world.Advance(1000);
+            world.Advance(1000ms);
             EXPECT_EQ(module.LoadIsOn(), on) << row.first;
         }
     }
@@ -347,20 +349,20 @@ TEST_F(PuckModuleTest, PushesMoveTheLoadByBehavior)
 
 TEST_F(PuckModuleTest, APersonWhoPlays_DoesOneThingAfterThePauses)
 {
-    module.LetAPersonPlay(5000, 9000);
-    EXPECT_EQ(SentWithin(4999), NOTHING);
-    EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.bp 00000007"}));
+    module.LetAPersonPlay(5000ms, 9000ms);
+    EXPECT_EQ(SentWithin(4999ms), NOTHING);
+    EXPECT_EQ(SentWithin(1ms), Lines({"1 nx.dmx.bp 00000007"}));
     EXPECT_EQ(world.Draws()[0], std::make_pair(5000, 9000));
     EXPECT_EQ(world.Draws()[1], std::make_pair(0, 4));
     world.DrawHigh(true);
-    EXPECT_EQ(SentWithin(4999).back(), "1 nx.dmx.he 00000007");
-    EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.bp 00000003"}));
+    EXPECT_EQ(SentWithin(4999ms).back(), "1 nx.dmx.he 00000007");
+    EXPECT_EQ(SentWithin(1ms), Lines({"1 nx.dmx.bp 00000003"}));
 }
 
 TEST_F(PuckModuleTest, APersonWithoutPauses_LeavesTimeToPass)
 {
-    module.LetAPersonPlay(0, 0);
-    world.Advance(10);
+    module.LetAPersonPlay(0ms, 0ms);
+    world.Advance(10ms);
     EXPECT_FALSE(Sent().empty());
 }
 
@@ -397,21 +399,21 @@ TEST_F(PuckModuleTest, ButtonLed_ShowsItsStateOrTheControllersColor)
 TEST_F(PuckModuleTest, PowerFailure_EndsAPushAndKeepsTheSettings)
 {
     Tell(SET, "nx.dmx.btn", {"07", "01", "03"});
-    module.Hold(CONTACT_0, 10000);
+    module.Hold(CONTACT_0, 10000ms);
     Sent();
     module.OnPowerOn();
     EXPECT_FALSE(module.IsPushed(CONTACT_0));
     EXPECT_EQ(module.Settings().contacts[0].behavior, 3);
-    EXPECT_EQ(SentWithin(20000), NOTHING);
+    EXPECT_EQ(SentWithin(20000ms), NOTHING);
 }
 
 TEST_F(PuckModuleTest, PowerFailure_LosesAnAnswerButNotThePerson)
 {
     Tell(QUERY, "nx.dmx.bmc", {"01"});
-    module.LetAPersonPlay(5000, 5000);
+    module.LetAPersonPlay(5000ms, 5000ms);
     module.OnPowerOn();
-    EXPECT_EQ(SentWithin(4999), NOTHING);
-    EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.bp 00000007"}));
+    EXPECT_EQ(SentWithin(4999ms), NOTHING);
+    EXPECT_EQ(SentWithin(1ms), Lines({"1 nx.dmx.bp 00000007"}));
 }
 
 TEST(PuckModuleEnd, AModuleThatIsGone_SendsNothingMore)
@@ -419,11 +421,11 @@ TEST(PuckModuleEnd, AModuleThatIsGone_SendsNothingMore)
     TestWorld world;
     {
         PuckModule module(world, 0);
-        module.Hold(CONTACT_0, 100);
+        module.Hold(CONTACT_0, 100ms);
         TakeMibs(world);
         TakeTold(world);
     }
-    world.Advance(1000);
+    world.Advance(1000ms);
     EXPECT_EQ(TakeMibs(world), NOTHING);
 }
 
@@ -433,49 +435,49 @@ TEST_F(PuckModuleTest, LosesMessages_EveryNthNeverLeaves)
 {
     AddFault<Loses<PuckModuleFault>>(2);
     module.Click(CONTACT_0);
-    EXPECT_EQ(SentWithin(1000), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
+    EXPECT_EQ(SentWithin(1000ms), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
 }
 
 TEST_F(PuckModuleTest, LosesMessages_OfOneIsAllAndOfZeroIsNone)
 {
     AddFault<Loses<PuckModuleFault>>(0);
     module.Click(CONTACT_0);
-    EXPECT_EQ(SentWithin(1000).size(), 3u);
+    EXPECT_EQ(SentWithin(1000ms).size(), 3u);
     AddFault<Loses<PuckModuleFault>>(1);
     module.Click(CONTACT_0);
-    EXPECT_EQ(SentWithin(1000), NOTHING);
+    EXPECT_EQ(SentWithin(1000ms), NOTHING);
 }
 
 TEST_F(PuckModuleTest, SendsLate_EveryNthComesAfterLaterOnes)
 {
-    AddFault<Delays<PuckModuleFault>>(2, 1000);
+    AddFault<Delays<PuckModuleFault>>(2, 1000ms);
     module.Click(CONTACT_0);
-    EXPECT_EQ(SentWithin(1079), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
-    EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.sc 00000007"}));
+    EXPECT_EQ(SentWithin(1079ms), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
+    EXPECT_EQ(SentWithin(1ms), Lines({"1 nx.dmx.sc 00000007"}));
 }
 
 TEST_F(PuckModuleTest, RepeatsMessages_EveryNthComesTwice)
 {
-    AddFault<Repeats<PuckModuleFault>>(1, 20);
+    AddFault<Repeats<PuckModuleFault>>(1, 20ms);
     module.Push(CONTACT_0);
-    EXPECT_EQ(SentWithin(19), Lines({"1 nx.dmx.bp 00000007"}));
-    EXPECT_EQ(SentWithin(1), Lines({"1 nx.dmx.bp 00000007"}));
+    EXPECT_EQ(SentWithin(19ms), Lines({"1 nx.dmx.bp 00000007"}));
+    EXPECT_EQ(SentWithin(1ms), Lines({"1 nx.dmx.bp 00000007"}));
 }
 
 TEST_F(PuckModuleTest, LosesReleases_LeavesAPushWithoutAnEnd)
 {
     AddFault<LosesReleases>();
-    module.Hold(CONTACT_0, 600);
-    EXPECT_EQ(SentWithin(5000), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.hb 00000007"}));
+    module.Hold(CONTACT_0, 600ms);
+    EXPECT_EQ(SentWithin(5000ms), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.hb 00000007"}));
     module.Click(CONTACT_0);
-    EXPECT_EQ(SentWithin(5000), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
+    EXPECT_EQ(SentWithin(5000ms), Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.cc 00000007 00000001"}));
 }
 
 TEST_F(PuckModuleTest, Chatters_FollowsAPushWithMore)
 {
     AddFault<Chatters>(2);
     module.Push(CONTACT_0);
-    EXPECT_EQ(SentWithin(100),
+    EXPECT_EQ(SentWithin(100ms),
               Lines({"1 nx.dmx.bp 00000007", "1 nx.dmx.he 00000007", "1 nx.dmx.bp 00000007",
                      "1 nx.dmx.he 00000007", "1 nx.dmx.bp 00000007"}));
 }
@@ -501,12 +503,12 @@ TEST_F(PuckModuleTest, ForgetsSettings_ComesBackAsFromTheFactory)
 
 TEST_F(PuckModuleTest, Faults_CanBeMixedAndEnd)
 {
-    AddFault<Repeats<PuckModuleFault>>(1, 20);
+    AddFault<Repeats<PuckModuleFault>>(1, 20ms);
     AddFault<Loses<PuckModuleFault>>(1);
     module.Push(CONTACT_0);
-    EXPECT_EQ(SentWithin(100), Lines({"1 nx.dmx.bp 00000007"}));
+    EXPECT_EQ(SentWithin(100ms), Lines({"1 nx.dmx.bp 00000007"}));
     module.ClearFaults();
     module.Release(CONTACT_0);
-    EXPECT_EQ(SentWithin(100), Lines({"1 nx.dmx.sc 00000007"}));
-    EXPECT_EQ(SentWithin(1000), Lines({"1 nx.dmx.cc 00000007 00000001"}));
+    EXPECT_EQ(SentWithin(100ms), Lines({"1 nx.dmx.sc 00000007"}));
+    EXPECT_EQ(SentWithin(1000ms), Lines({"1 nx.dmx.cc 00000007 00000001"}));
 }

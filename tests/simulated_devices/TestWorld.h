@@ -2,6 +2,7 @@
 
 #include "simulated_devices/SimulatedDevice.h"
 
+#include <chrono>
 #include <cstddef>
 #include <deque>
 #include <string>
@@ -26,15 +27,15 @@ public:
     void Send(const wire::MibMessage& message) override { m_mibs.push_back(message); }
     void Send(const wire::ZclFrame& frame) override { m_frames.push_back(frame); }
     void Send(const wire::BusFrame& frame) override { m_bus.push_back(frame); }
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
+    void Schedule(std::chrono::milliseconds delay, std::function<void()> callback) override
     {
         std::size_t place = 0;
-        while (place < m_due.size() && m_due[place].at <= m_now + delayMs)
+        while (place < m_due.size() && m_due[place].at <= m_now + delay)
             ++place;
         m_due.insert(m_due.begin() + static_cast<std::ptrdiff_t>(place),
-                     {m_now + delayMs, std::move(callback)});
+                     {m_now + delay, std::move(callback)});
     }
-    std::uint64_t NowMs() const override { return m_now; }
+    std::chrono::milliseconds Now() const override { return m_now; }
     int Random(int min, int max) override
     {
         m_draws.push_back({min, max});
@@ -43,9 +44,9 @@ public:
     void ReportPerson(const std::string& what) override { m_told.push_back(what); }
 
     // Moves the clock on; everything that is due on the way happens at its own time.
-    void Advance(std::uint64_t ms)
+    void Advance(std::chrono::milliseconds time)
     {
-        const std::uint64_t until = m_now + ms;
+        const std::chrono::milliseconds until = m_now + time;
         while (!m_due.empty() && m_due.front().at <= until)
         {
             const Due due = m_due.front();
@@ -93,7 +94,7 @@ public:
 private:
     struct Due
     {
-        std::uint64_t at;
+        std::chrono::milliseconds at;
         std::function<void()> callback;
     };
 
@@ -118,7 +119,7 @@ private:
         return first;
     }
 
-    std::uint64_t m_now = 0;
+    std::chrono::milliseconds m_now{};
     bool m_drawHigh = false;
     std::deque<Due> m_due;
     std::deque<wire::MibMessage> m_mibs;

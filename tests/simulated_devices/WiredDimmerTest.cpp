@@ -5,11 +5,13 @@
 #include "TestWorld.h"
 #include "simulated_devices/WiredDimmerFaults.h"
 
+#include <chrono>
 #include <memory>
 #include <vector>
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace simulated;
 using Params = std::vector<std::string>;
 
@@ -29,7 +31,7 @@ protected:
     // All that comes within the next moments, dropped.
     void Settle()
     {
-        m_world.Advance(1000);
+        m_world.Advance(1000ms);
         while (m_world.NextMib() != "nothing")
         {
         }
@@ -55,7 +57,7 @@ TEST_F(WiredDimmerTest, GroupRequests_KeepTheTableAndAreAnswered)
     Request("nx.als.grm", {"0006"});
     EXPECT_EQ(m_dimmer.Tables().groups, (std::set<std::uint16_t>{5, 0xffff}));
     EXPECT_EQ(Next(), "nothing");
-    m_world.Advance(WiredDimmer::ANSWER_MS);
+    m_world.Advance(WiredDimmer::ANSWER_TIME);
     for (const char* answer :
          {"0 nx.als.gad 0005", "0 nx.als.gad ffff", "0 nx.als.gad 0005", "0 nx.als.grm 0006"})
         EXPECT_EQ(Next(), answer);
@@ -77,7 +79,7 @@ TEST_F(WiredDimmerTest, ElementRequests_KeepTheStoreAndAreAnswered)
     Request("nx.als.sgt", {"1005"});
     Request("nx.als.srm", {"00001005"});
     EXPECT_TRUE(m_dimmer.Tables().elements.empty());
-    m_world.Advance(WiredDimmer::ANSWER_MS);
+    m_world.Advance(WiredDimmer::ANSWER_TIME);
     EXPECT_EQ(Next(), "0 nx.als.sad 00001005");
     EXPECT_EQ(Next(), "0 nx.als.sgt 1005 00000007 ffffffff 64 0a");
     EXPECT_EQ(Next(), "0 nx.als.srm 00001005");
@@ -108,7 +110,7 @@ TEST_F(WiredDimmerTest, NonsenseIsNotAnsweredAndChangesNothing)
     Request("nx.als.sga", {});
     Request("nx.dmx.led", {"00", "00", "00"});
     m_dimmer.OnMib({wire::MibMessage::Set, "nx.als.gad", {"0005", "00"}});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     EXPECT_EQ(Next(), "nothing");
     EXPECT_TRUE(m_dimmer.Tables().groups.empty());
     EXPECT_TRUE(m_dimmer.Tables().elements.empty());
@@ -144,23 +146,23 @@ TEST_F(WiredDimmerTest, Report_NumbersItsTrapsFromZeroInOrderOfId)
         Store(id, "01");
     Settle();
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(WiredDimmer::ANSWER_MS);
+    m_world.Advance(WiredDimmer::ANSWER_TIME);
     EXPECT_EQ(Next(), "0 nx.als.sga");
     EXPECT_EQ(Next(), "nothing");
     for (const char* trap :
          {"1 nx.als.sga 0000 0005", "1 nx.als.sga 0001 0006", "1 nx.als.sga 0002 1005"})
     {
-        m_world.Advance(WiredDimmer::REPORT_MS);
+        m_world.Advance(WiredDimmer::REPORT_INTERVAL);
         EXPECT_EQ(Next(), trap);
     }
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     EXPECT_EQ(Next(), "nothing");
 }
 
 TEST_F(WiredDimmerTest, ReportOfAnEmptyStore_IsTheAnswerAlone)
 {
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     EXPECT_EQ(Next(), "0 nx.als.sga");
     EXPECT_EQ(Next(), "nothing");
 }
@@ -171,10 +173,10 @@ TEST_F(WiredDimmerTest, ReportFollowsTheStoreWhileItChanges)
         Store(id, "01");
     Settle();
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(WiredDimmer::ANSWER_MS + WiredDimmer::REPORT_MS);
+    m_world.Advance(WiredDimmer::ANSWER_TIME + WiredDimmer::REPORT_INTERVAL);
     m_dimmer.Tables().elements.erase(2);
     m_dimmer.Tables().elements[4] = {};
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "1 nx.als.sga 0001 0003",
                              "1 nx.als.sga 0002 0004"})
         EXPECT_EQ(Next(), sent);
@@ -186,9 +188,9 @@ TEST_F(WiredDimmerTest, SecondRequestForAReport_StartsItAnew)
     Store("ffff", "01");
     Settle();
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(WiredDimmer::ANSWER_MS + WiredDimmer::REPORT_MS);
+    m_world.Advance(WiredDimmer::ANSWER_TIME + WiredDimmer::REPORT_INTERVAL);
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "0 nx.als.sga",
                              "1 nx.als.sga 0000 0001", "1 nx.als.sga 0001 ffff"})
         EXPECT_EQ(Next(), sent);
@@ -201,7 +203,7 @@ TEST_F(WiredDimmerTest, PowerFailure_EndsWhatIsUnderWayAndKeepsTheTables)
     Request("nx.als.sga", {"00fa"});
     m_dimmer.RecallScene(1);
     m_dimmer.OnPowerOn();
-    m_world.Advance(10000);
+    m_world.Advance(10000ms);
     EXPECT_EQ(Next(), "nothing");
     EXPECT_EQ(m_dimmer.Tables().elements.size(), 1u);
     EXPECT_EQ(m_dimmer.Tables().groups.size(), 1u);
@@ -217,16 +219,16 @@ TEST_F(WiredDimmerTest, Scene_WaitsRampsAndReportsItsEnd)
     Store("1005", "0a", "08", "00000000", "00000064"); // 100 ms to 10
     Settle();
     m_dimmer.RecallScene(5);
-    m_world.Advance(500);
+    m_world.Advance(500ms);
     EXPECT_EQ(m_dimmer.Level(), 0);
-    m_world.Advance(500);
+    m_world.Advance(500ms);
     EXPECT_EQ(m_dimmer.Level(), 50);
-    m_world.Advance(500);
+    m_world.Advance(500ms);
     EXPECT_EQ(m_dimmer.Level(), 100);
     EXPECT_TRUE(m_dimmer.IsPlaying());
-    m_world.Advance(99);
+    m_world.Advance(99ms);
     EXPECT_EQ(Next(), "nothing");
-    m_world.Advance(1);
+    m_world.Advance(1ms);
     EXPECT_EQ(m_dimmer.Level(), 10);
     EXPECT_EQ(Next(), "1 nx.als.sac 0005");
     EXPECT_FALSE(m_dimmer.IsPlaying());
@@ -240,10 +242,10 @@ TEST_F(WiredDimmerTest, PresentLevel_IsTheLoadsAndNeverMoreThanFull)
     EXPECT_EQ(m_dimmer.PresentLevel().full, 100u);
     EXPECT_EQ(m_dimmer.PresentLevel().level, 0u);
     m_dimmer.RecallScene(5);
-    m_world.Advance(1);
+    m_world.Advance(1ms);
     EXPECT_EQ(m_dimmer.PresentLevel().level, 50u);
     m_dimmer.RecallScene(6);
-    m_world.Advance(1);
+    m_world.Advance(1ms);
     EXPECT_EQ(m_dimmer.PresentLevel().level, 100u);
     EXPECT_EQ(m_dimmer.Level(), 255);
     Settle();
@@ -254,7 +256,7 @@ TEST_F(WiredDimmerTest, StepThatIgnoresItsRamp_JumpsToItsLevel)
     Store("0005", "64", "0c", "00000000", "000003e8");
     Settle();
     m_dimmer.RecallScene(5);
-    m_world.Advance(1);
+    m_world.Advance(1ms);
     EXPECT_EQ(m_dimmer.Level(), 100);
     EXPECT_EQ(Next(), "1 nx.als.sac 0005");
 }
@@ -267,12 +269,12 @@ TEST_F(WiredDimmerTest, FlashingScene_GoesRoundUntilItIsStopped)
     m_dimmer.RecallScene(5);
     for (int round = 0; round < 3; ++round)
     {
-        m_world.Advance(1);
+        m_world.Advance(1ms);
         EXPECT_EQ(m_dimmer.Level(), 100) << round;
-        m_world.Advance(10);
+        m_world.Advance(10ms);
     }
     Request("nx.als.skr", {"0005"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     EXPECT_EQ(Next(), "0 nx.als.skr 0005");
     EXPECT_EQ(Next(), "nothing");
     EXPECT_FALSE(m_dimmer.IsPlaying());
@@ -293,9 +295,9 @@ TEST_F(WiredDimmerTest, SecondScene_EndsTheFirst)
     Store("0006", "0a");
     Settle();
     m_dimmer.RecallScene(5);
-    m_world.Advance(500);
+    m_world.Advance(500ms);
     m_dimmer.RecallScene(6);
-    m_world.Advance(5000);
+    m_world.Advance(5000ms);
     EXPECT_EQ(m_dimmer.Level(), 10);
     EXPECT_EQ(Next(), "1 nx.als.sac 0006");
 }
@@ -305,9 +307,9 @@ TEST_F(WiredDimmerTest, RemovingAllWhileItPlays_StopsTheLoadWhereItIs)
     Store("0005", "64");
     Settle();
     m_dimmer.RecallScene(5);
-    m_world.Advance(500);
+    m_world.Advance(500ms);
     Request("nx.als.sra");
-    m_world.Advance(5000);
+    m_world.Advance(5000ms);
     EXPECT_EQ(m_dimmer.Level(), 50);
     EXPECT_EQ(Next(), "0 nx.als.sra");
 }
@@ -315,12 +317,12 @@ TEST_F(WiredDimmerTest, RemovingAllWhileItPlays_StopsTheLoadWhereItIs)
 TEST_F(WiredDimmerTest, RampUpAndStop_LeaveTheLevelReached)
 {
     Request("nx.als.ssr", {"0005", "00", "000003e8", "01", "00"});
-    m_world.Advance(250);
+    m_world.Advance(250ms);
     Request("nx.als.skr", {"0005"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     EXPECT_EQ(m_dimmer.Level(), 25);
     Request("nx.als.ssr", {"0005", "00", "00000064", "00", "00"});
-    m_world.Advance(100);
+    m_world.Advance(100ms);
     EXPECT_EQ(m_dimmer.Level(), 0);
     for (const char* answer : {"0 nx.als.ssr 0005", "0 nx.als.skr 0005", "0 nx.als.ssr 0005"})
         EXPECT_EQ(Next(), answer);
@@ -330,14 +332,14 @@ TEST(WiredDimmerPerson, StartsAStoredSceneNowAndThen)
 {
     simulated_test::TestWorld world;
     WiredDimmer dimmer(world);
-    dimmer.LetAPersonPlay(100, 200);
+    dimmer.LetAPersonPlay(100ms, 200ms);
     dimmer.OnPowerOn();
-    world.Advance(100);
+    world.Advance(100ms);
     EXPECT_EQ(world.NextTold(), "nothing");
     dimmer.Tables().elements[5] = {0, 10, 64, 8};
-    world.Advance(100);
+    world.Advance(100ms);
     EXPECT_EQ(world.NextTold(), "starts scene 5");
-    world.Advance(10);
+    world.Advance(10ms);
     EXPECT_EQ(world.NextMib(), "1 nx.als.sac 0005");
 }
 
@@ -360,7 +362,7 @@ TEST_F(WiredDimmerTest, LosesAnswers_ButObeysAndSendsTraps)
     AddFault<Loses<WiredDimmerFault, DimmerAnswers>>(1);
     Store("0005", "01");
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     EXPECT_EQ(Next(), "1 nx.als.sga 0000 0005");
     EXPECT_EQ(Next(), "nothing");
 }
@@ -372,7 +374,7 @@ TEST_F(WiredDimmerTest, LosesTraps_ButAnswers)
     Settle();
     AddFault<Loses<WiredDimmerFault, DimmerTraps>>(2);
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "1 nx.als.sga 0002 0003"})
         EXPECT_EQ(Next(), sent);
 }
@@ -384,7 +386,7 @@ TEST_F(WiredDimmerTest, RepeatsTraps_EverySecondComesTwice)
     Settle();
     AddFault<Repeats<WiredDimmerFault, DimmerTraps>>(2);
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "1 nx.als.sga 0001 0002",
                              "1 nx.als.sga 0001 0002", "1 nx.als.sga 0002 0003"})
         EXPECT_EQ(Next(), sent);
@@ -397,7 +399,7 @@ TEST_F(WiredDimmerTest, ReordersTraps_EverySecondComesLate)
     Settle();
     AddFault<ReordersTraps>(2);
     Request("nx.als.sga", {"00fa"});
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     for (const char* sent : {"0 nx.als.sga", "1 nx.als.sga 0000 0001", "1 nx.als.sga 0002 0003",
                              "1 nx.als.sga 0001 0002", "1 nx.als.sga 0003 0004"})
         EXPECT_EQ(Next(), sent);
@@ -421,7 +423,7 @@ TEST_F(WiredDimmerTest, KeepsStaleElements_ButAnswersThatTheyAreGone)
     AddFault<KeepsStaleElements>(1);
     Request("nx.als.srm", {"00000001"});
     EXPECT_EQ(m_dimmer.Tables().elements.size(), 1u);
-    m_world.Advance(1000);
+    m_world.Advance(1000ms);
     EXPECT_EQ(Next(), "0 nx.als.srm 00000001");
 }
 // --- load groups ---------------------------------------------------------------------------------
@@ -430,13 +432,13 @@ TEST_F(WiredDimmerTest, GroupRamp_MovesOnlyMembers)
 {
     Request("nx.als.gad", {"0005", "00"});
     Settle();
-    m_dimmer.GroupRampToLevel(6, 40, 1000);
-    m_world.Advance(1000);
+    m_dimmer.GroupRampToLevel(6, 40, 1000ms);
+    m_world.Advance(1000ms);
     EXPECT_EQ(m_dimmer.Level(), 0);
-    m_dimmer.GroupRampToLevel(5, 40, 1000);
-    m_world.Advance(500);
+    m_dimmer.GroupRampToLevel(5, 40, 1000ms);
+    m_world.Advance(500ms);
     EXPECT_EQ(m_dimmer.Level(), 20);
-    m_world.Advance(500);
+    m_world.Advance(500ms);
     EXPECT_EQ(m_dimmer.Level(), 40);
 }
 
@@ -445,14 +447,14 @@ TEST_F(WiredDimmerTest, GroupRampThatIsStopped_StaysWhereItIs)
     Request("nx.als.gad", {"0005", "00"});
     Settle();
     m_dimmer.GroupStartRamp(5, true);
-    m_world.Advance(WiredDimmer::RAMP_MS / 4);
+    m_world.Advance(WiredDimmer::RAMP_TIME / 4);
     m_dimmer.GroupStopRamp(6);
-    m_world.Advance(WiredDimmer::RAMP_MS / 4);
+    m_world.Advance(WiredDimmer::RAMP_TIME / 4);
     m_dimmer.GroupStopRamp(5);
-    m_world.Advance(WiredDimmer::RAMP_MS);
+    m_world.Advance(WiredDimmer::RAMP_TIME);
     EXPECT_EQ(m_dimmer.Level(), 50);
     m_dimmer.GroupStartRamp(5, false);
-    m_world.Advance(WiredDimmer::RAMP_MS);
+    m_world.Advance(WiredDimmer::RAMP_TIME);
     EXPECT_EQ(m_dimmer.Level(), 0);
 }
 } // namespace

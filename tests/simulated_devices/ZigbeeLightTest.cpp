@@ -3,11 +3,13 @@
 #include "TestWorld.h"
 #include "simulated_devices/ZigbeeLightFaults.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include <gmock/gmock.h>
 
+using namespace std::chrono_literals;
 using namespace simulated;
 using simulated_test::TestWorld;
 using testing::ElementsAre;
@@ -17,7 +19,7 @@ namespace
 {
 constexpr std::uint16_t GROUPS = 4;
 constexpr std::uint16_t SCENES = 5;
-constexpr std::uint64_t ANSWER_MS = 15;
+constexpr std::chrono::milliseconds ANSWER_TIME{15};
 
 std::string Hex(const std::vector<std::uint8_t>& bytes)
 {
@@ -51,7 +53,7 @@ protected:
     std::string Ask(std::uint16_t cluster, const std::string& hex)
     {
         Send(cluster, hex);
-        world.Advance(ANSWER_MS);
+        world.Advance(ANSWER_TIME);
         return Next(cluster);
     }
 
@@ -81,16 +83,16 @@ protected:
     }
 
     TestWorld world;
-    ZigbeeLight light{world, {1, 3, 2, ANSWER_MS}};
+    ZigbeeLight light{world, {1, 3, 2, ANSWER_TIME}};
 };
 } // namespace
 
 TEST_F(ZigbeeLightTest, AnswerLeavesAfterItsDelayAndNotBefore)
 {
     Send(GROUPS, "01070200");
-    world.Advance(ANSWER_MS - 1);
+    world.Advance(ANSWER_TIME - 1ms);
     EXPECT_EQ(world.ZclWaiting(), 0u);
-    world.Advance(1);
+    world.Advance(1ms);
     EXPECT_EQ(Next(GROUPS), "1907020300");
 }
 
@@ -234,7 +236,7 @@ TEST_F(ZigbeeLightTest, SceneRecalledForAllLoads_IsNumberZeroOfItsGroup)
     light.Tables().scenes.push_back(scene);
     EXPECT_EQ(light.PresentLevel().level, 0u);
     light.RecallScene(0x0105);
-    world.Advance(ANSWER_MS);
+    world.Advance(ANSWER_TIME);
     EXPECT_EQ(light.PresentLevel().level, 127u);
     EXPECT_EQ(light.PresentLevel().full, 254u);
     EXPECT_EQ(world.ZclWaiting(), 0u);
@@ -292,7 +294,7 @@ TEST_F(ZigbeeLightTest, WhatIsNoRequestForIt_IsIgnored)
     EXPECT_EQ(Ask(SCENES, "00070b0000"), "nothing");
     EXPECT_EQ(Ask(SCENES, "02070b0000"), "nothing");
     Send(GROUPS, "01070200", 2);
-    world.Advance(1000);
+    world.Advance(1000ms);
     EXPECT_EQ(world.ZclWaiting(), 0u);
 }
 
@@ -301,7 +303,7 @@ TEST_F(ZigbeeLightTest, PowerFailure_LosesAnswersAndKeepsTables)
     light.Tables().groups = {5};
     Send(GROUPS, "01070200");
     light.OnPowerOn();
-    world.Advance(1000);
+    world.Advance(1000ms);
     EXPECT_EQ(world.ZclWaiting(), 0u);
     EXPECT_THAT(light.Tables().groups, ElementsAre(5));
 }
@@ -329,24 +331,24 @@ TEST_F(ZigbeeLightTest, LosesAnswers_EveryNth)
 
 TEST_F(ZigbeeLightTest, AnswersLate_MayOvertakeEachOther)
 {
-    AddFault<Delays<ZigbeeLightFault>>(2u, std::uint64_t{100});
+    AddFault<Delays<ZigbeeLightFault>>(2u, std::chrono::milliseconds(100));
     Send(GROUPS, "01010200");
     Send(GROUPS, "01020200");
     Send(GROUPS, "01030200");
-    world.Advance(ANSWER_MS);
+    world.Advance(ANSWER_TIME);
     EXPECT_EQ(Next(GROUPS), "1901020300");
     EXPECT_EQ(Next(GROUPS), "1903020300");
-    world.Advance(99);
+    world.Advance(99ms);
     EXPECT_EQ(world.ZclWaiting(), 0u);
-    world.Advance(1);
+    world.Advance(1ms);
     EXPECT_EQ(Next(GROUPS), "1902020300");
 }
 
 TEST_F(ZigbeeLightTest, RepeatsAnswers_Later)
 {
-    AddFault<Repeats<ZigbeeLightFault>>(1u, std::uint64_t{50});
+    AddFault<Repeats<ZigbeeLightFault>>(1u, std::chrono::milliseconds(50));
     EXPECT_EQ(Ask(GROUPS, "01010200"), "1901020300");
-    world.Advance(50);
+    world.Advance(50ms);
     EXPECT_EQ(Next(GROUPS), "1901020300");
 }
 

@@ -2,8 +2,11 @@
 #include "simulated_devices/ZigbeeLight.h"
 #include "tests/embedded_host/ZigbeeCapture.h"
 
+#include <chrono>
+
 #include <gmock/gmock.h>
 
+using namespace std::chrono_literals;
 using testing::Each;
 using testing::ElementsAre;
 
@@ -31,13 +34,13 @@ protected:
     void Ask(std::uint16_t cluster, const std::vector<std::uint8_t>& frame)
     {
         light.OnZcl({cluster, 1, frame});
-        world.Advance(1000);
+        world.Advance(1000ms);
         const wire::ZclFrame answer = world.NextZcl();
         capture.Add(answer.cluster, answer.bytes);
     }
 
     simulated_test::TestWorld world;
-    simulated::ZigbeeLight light{world, {1, 3, 9, 15}};
+    simulated::ZigbeeLight light{world, {1, 3, 9, 15ms}};
     ZigbeeCapture capture;
 };
 } // namespace

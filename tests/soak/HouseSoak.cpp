@@ -16,6 +16,7 @@
 #include "tests/support/Sanitizer.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -32,6 +33,7 @@ extern "C" std::size_t __sanitizer_get_current_allocated_bytes();
 
 namespace
 {
+using namespace std::chrono_literals;
 using namespace lighting_host;
 
 constexpr std::int64_t MINUTE_MS = 60 * 1000;
@@ -193,7 +195,7 @@ public:
             m_houseRestarts, m_crashes);
         TellFaults();
         m_simulation.Faults().Stop();
-        m_session.House().Advance(SETTLE_MS);
+        m_session.House().Advance(std::chrono::milliseconds(SETTLE_MS));
         return Judge();
     }
 
@@ -202,13 +204,13 @@ private:
     {
         embedded_host::House& house = m_session.House();
         const embedded_host::Clock& clock = house.GetClock();
-        while (clock.NowMs() < ms)
+        while (clock.Now().count() < ms)
         {
             if (m_nextRestartMs < 0)
                 m_nextRestartMs =
-                    clock.NowMs() + m_random.Between(SHORTEST_LIFE_MS, LONGEST_LIFE_MS);
-            house.Advance(std::min(ms, m_nextRestartMs) - clock.NowMs());
-            if (clock.NowMs() < m_nextRestartMs)
+                    clock.Now().count() + m_random.Between(SHORTEST_LIFE_MS, LONGEST_LIFE_MS);
+            house.Advance(std::chrono::milliseconds(std::min(ms, m_nextRestartMs)) - clock.Now());
+            if (clock.Now().count() < m_nextRestartMs)
                 continue;
             m_nextRestartMs = -1;
             if (m_random.Between(1, WHOLE_HOUSE_OF) == 1)
@@ -273,7 +275,7 @@ private:
         if (!m_options.spoil.empty() && m_options.spoil != SPOIL_MEMORY &&
             !soak::Spoil(m_session, m_options.spoil))
             throw std::runtime_error("there is nothing to spoil: " + m_options.spoil);
-        m_session.House().Advance(1);
+        m_session.House().Advance(1ms);
         const std::vector<std::string> wrong = m_audit.Check();
         for (const std::string& what : wrong)
             std::cout << "wrong: " << what << '\n';

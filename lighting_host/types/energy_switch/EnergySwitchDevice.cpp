@@ -19,10 +19,10 @@ constexpr unsigned MOST_WATTS = 100000;
 LoadCurve::Step ReadStep(const nx::XmlNode& node)
 {
     DeviceElement step(node);
-    const std::uint64_t at = step.RequireTime("at");
+    const std::chrono::milliseconds at = step.RequireTime("at");
     const unsigned watts = step.RequireNumber("watts", 0, MOST_WATTS);
     step.Finish();
-    if (at >= LoadCurve::DAY_MS)
+    if (at >= LoadCurve::DAY)
         step.Fail("\"at\" is not within a day");
     return {at, watts};
 }

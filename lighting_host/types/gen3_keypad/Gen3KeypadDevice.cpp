@@ -19,12 +19,12 @@ void ReadAct(const nx::XmlNode& node, BusKeypad& keypad, DeviceEnvironment& worl
 {
     DeviceElement act(node);
     const int button = static_cast<int>(act.RequireNumber("button", 0, HouseFileUse::LAST_BUTTON));
-    const std::uint64_t holdMs = act.Time("for", BUTTON_HOLD_MS);
+    const std::chrono::milliseconds hold = act.Time("for", BUTTON_HOLD);
     ActTable acts;
     acts.Add("press", [&keypad, button] { keypad.Press(button); });
     acts.Add("release", [&keypad, button] { keypad.Release(button); });
     acts.Add("click", [&keypad, button] { keypad.Click(button); });
-    acts.Add("hold", [&keypad, button, holdMs] { keypad.Hold(button, holdMs); });
+    acts.Add("hold", [&keypad, button, hold] { keypad.Hold(button, hold); });
     PlanAct(act, world, "click", acts);
 }
 
@@ -34,12 +34,12 @@ void ReadPerson(const nx::XmlNode& node, KeypadOnBus& device)
     DeviceElement person(node);
     const unsigned first = person.Number("first_button", 0, HouseFileUse::LAST_BUTTON, 1);
     const unsigned last = person.Number("last_button", 0, HouseFileUse::LAST_BUTTON, first);
-    const Pauses pauses = ReadPauses(person, PAUSES_AT_BUTTONS, {1, 1});
+    const Pauses pauses = ReadPauses(person, PAUSES_AT_BUTTONS,
+                                     {std::chrono::milliseconds(1), std::chrono::milliseconds(1)});
     person.Finish();
     if (last < first)
         person.Fail("the last button is below the first");
-    device.LetAPersonPlay(static_cast<int>(first), static_cast<int>(last), pauses.minMs,
-                          pauses.maxMs);
+    device.LetAPersonPlay(static_cast<int>(first), static_cast<int>(last), pauses.min, pauses.max);
 }
 } // namespace
 
@@ -48,7 +48,8 @@ std::unique_ptr<SimulatedDevice> MakeKeypadDevice(const HouseFileDriver& driver,
 {
     DeviceElement element(*driver.device);
     element.Kind();
-    const std::uint64_t delay = element.Time("answer_delay", BusKeypad::DEFAULT_ANSWER_DELAY_MS);
+    const std::chrono::milliseconds delay =
+        element.Time("answer_delay", BusKeypad::DEFAULT_ANSWER_DELAY);
     element.Finish();
 
     auto device = std::make_unique<KeypadOnBus>(world, driver.id);

@@ -26,7 +26,6 @@ using simulated::BusKeypad;
 
 // Half of a blink, for every way of blinking.
 constexpr int BLINK_MS = 500;
-constexpr const char* DARK = "000000";
 
 std::string TextOf(const BusKeypad::Color& color)
 {

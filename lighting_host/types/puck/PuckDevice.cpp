@@ -15,8 +15,8 @@ namespace
 {
 using simulated::PuckModule;
 
-constexpr unsigned HOLD_INTERVAL_MS = 500;
-constexpr unsigned LONGEST_HOLD_INTERVAL_MS = 60000;
+constexpr std::chrono::milliseconds HOLD_INTERVAL{500};
+constexpr std::chrono::milliseconds LONGEST_HOLD_INTERVAL = std::chrono::minutes(1);
 constexpr unsigned MOST_CLICKS = 20;
 
 // The device's number of the contact or snap-on button that an <act> is about.
@@ -39,12 +39,12 @@ void ReadAct(const nx::XmlNode& node, PuckModule& module, unsigned buttons,
     DeviceElement act(node);
     const int number = ReadPlace(act, buttons);
     const unsigned clicks = act.Number("clicks", 1, MOST_CLICKS, 1);
-    const std::uint64_t holdMs = act.Time("for", BUTTON_HOLD_MS);
+    const std::chrono::milliseconds hold = act.Time("for", BUTTON_HOLD);
     ActTable acts;
     acts.Add("press", [&module, number] { module.Push(number); });
     acts.Add("release", [&module, number] { module.Release(number); });
     acts.Add("click", [&module, number, clicks] { module.Click(number, clicks); });
-    acts.Add("hold", [&module, number, holdMs] { module.Hold(number, holdMs); });
+    acts.Add("hold", [&module, number, hold] { module.Hold(number, hold); });
     PlanAct(act, world, "click", acts);
 }
 
@@ -52,10 +52,9 @@ void ReadAct(const nx::XmlNode& node, PuckModule& module, unsigned buttons,
 void ReadPerson(const nx::XmlNode& node, PuckModule& module)
 {
     DeviceElement person(node);
-    const Pauses pauses = ReadPauses(person, PAUSES_AT_BUTTONS, {0, 0});
+    const Pauses pauses = ReadPauses(person, PAUSES_AT_BUTTONS, {});
     person.Finish();
-    module.LetAPersonPlay(static_cast<std::uint32_t>(pauses.minMs),
-                          static_cast<std::uint32_t>(pauses.maxMs));
+    module.LetAPersonPlay(pauses.min, pauses.max);
 }
 } // namespace
 
@@ -67,12 +66,11 @@ std::unique_ptr<simulated::SimulatedDevice> MakePuckModule(const HouseFileDriver
         std::clamp(wanted, 0, static_cast<int>(simulated::PuckSettings::BUTTONS)));
     DeviceElement device(*driver.device);
     device.Kind();
-    const auto interval = device.Time("hold_interval", HOLD_INTERVAL_MS);
+    const std::chrono::milliseconds interval = device.Time("hold_interval", HOLD_INTERVAL);
     device.Finish();
-    if (interval > LONGEST_HOLD_INTERVAL_MS)
+    if (interval > LONGEST_HOLD_INTERVAL)
         device.Fail("the hold interval is longer than a minute");
-    auto module =
-        std::make_unique<PuckModule>(world, buttons, static_cast<std::uint32_t>(interval));
+    auto module = std::make_unique<PuckModule>(world, buttons, interval);
     ChildTable children;
     children.Add("act", [&](const auto& node) { ReadAct(node, *module, buttons, world); });
     children.Add("person", [&](const auto& node) { ReadPerson(node, *module); });

@@ -19,7 +19,6 @@ namespace
 using simulated::PuckModule;
 
 // On purpose not that of a keypad: each type draws its own lights.
-constexpr const char* DARK = "000000";
 // Above the numbers of every button.
 constexpr unsigned LAST_EVENT = 9999;
 

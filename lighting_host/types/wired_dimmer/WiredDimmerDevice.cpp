@@ -15,7 +15,7 @@ namespace
 using simulated::WiredDimmer;
 
 constexpr unsigned HIGHEST_SCENE = 4095;
-constexpr Pauses USUAL_PAUSES = {10000, 300000};
+constexpr Pauses USUAL_PAUSES = {std::chrono::seconds(10), std::chrono::minutes(5)};
 constexpr const char* PLAY = "play";
 
 // <act at="2s" do="play" scene="5"/>, <act at="2s" do="power_failure"/>
@@ -34,9 +34,9 @@ void ReadAct(const nx::XmlNode& node, WiredDimmer& dimmer, simulated::DeviceEnvi
 void ReadPerson(const nx::XmlNode& node, WiredDimmer& dimmer)
 {
     DeviceElement person(node);
-    const Pauses pauses = ReadPauses(person, USUAL_PAUSES, {0, 1});
+    const Pauses pauses = ReadPauses(person, USUAL_PAUSES, {{}, std::chrono::milliseconds(1)});
     person.Finish();
-    dimmer.LetAPersonPlay(pauses.minMs, pauses.maxMs);
+    dimmer.LetAPersonPlay(pauses.min, pauses.max);
 }
 } // namespace
 

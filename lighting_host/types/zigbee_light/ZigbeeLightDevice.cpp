@@ -54,7 +54,7 @@ MakeZigbeeLightDevice(const HouseFileDriver& driver, simulated::DeviceEnvironmen
     settings.endpoint = 0;
     settings.groupTableSize = device.Number("groups", 1, ZigbeeLight::LARGEST_TABLE, 16);
     settings.sceneTableSize = device.Number("scenes", 1, ZigbeeLight::LARGEST_TABLE, 32);
-    settings.answerDelayMs = device.Time("answer", settings.answerDelayMs);
+    settings.answerDelay = device.Time("answer", settings.answerDelay);
     device.Finish();
     auto light = std::make_unique<ZigbeeLight>(world, settings);
     std::vector<simulated::LightScene> scenes;

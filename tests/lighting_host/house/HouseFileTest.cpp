@@ -202,13 +202,16 @@ TEST_F(HouseFileTest, ThingThatADeviceDoesNotKnow_IsToldWithItsOwnLine)
     {
         return InDriver(GOOD, "<device simulated=\"true\">\n<person/>\n" + inside + "</device>");
     };
-    EXPECT_THAT(complaints("<attic/>"), ElementsAre("4: <device>: unknown element <attic>"));
+    EXPECT_THAT(
+        complaints("<attic/>"),
+        ElementsAre("4: <device>: unknown element <attic>; it takes <act>, <person>, <fault>"));
     EXPECT_THAT(complaints("<fault kind=\"forgets\" every=\"2\"/>"),
-                ElementsAre("4: <fault>: unknown attribute \"every\""));
+                ElementsAre("4: <fault>: unknown attribute \"every\"; it takes kind"));
     EXPECT_THAT(complaints("\n<act at=\"1s\" contact=\"0\"><hand/></act>"),
                 ElementsAre("5: <act>: unknown element <hand>"));
     EXPECT_THAT(InDriver(GOOD, "<device simulated=\"true\" depth=\"1\">\n<person/></device>"),
-                ElementsAre("2: <device>: unknown attribute \"depth\""));
+                ElementsAre("2: <device>: unknown attribute \"depth\"; it takes hold_interval, "
+                            "kind, simulated"));
 }
 
 TEST_F(HouseFileTest, BottomlessState_IsTold)

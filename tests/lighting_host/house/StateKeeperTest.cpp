@@ -7,6 +7,7 @@
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/XmlNode.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
@@ -15,6 +16,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using embedded_host::DriverState;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -79,14 +81,14 @@ protected:
     }
     std::vector<std::string> TakeSaves() { return std::exchange(m_record.saves, {}); }
 
-    static constexpr std::int64_t INTERVAL_MS = 1000;
+    static constexpr std::chrono::milliseconds INTERVAL{1000};
     embedded_host::VirtualClock m_clock{0};
     embedded_host::Random m_random{1, embedded_host::Draw::Low};
     embedded_host::House m_house{m_clock, m_random, *this};
     RecordingStore::Record m_record;
     std::vector<std::string> m_errors;
     lighting_host::StateKeeper m_keeper{std::make_unique<RecordingStore>(m_record), m_house,
-                                        std::chrono::milliseconds(INTERVAL_MS),
+                                        INTERVAL,
                                         [this](const std::string& what)
                                         {
                                             m_errors.push_back(what);
@@ -113,9 +115,9 @@ TEST_F(StateKeeperTest, DriverThatAsks_IsSavedAlone)
 {
     Ask("sofa");
     EXPECT_THAT(TakeSaves(), IsEmpty()) << "not while the driver is in the middle of something";
-    m_house.Advance(0);
+    m_house.Advance(0ms);
     EXPECT_THAT(TakeSaves(), ElementsAre("sofa asking;"));
-    m_house.Advance(INTERVAL_MS - 1);
+    m_house.Advance(INTERVAL - 1ms);
     EXPECT_THAT(TakeSaves(), IsEmpty());
 }
 
@@ -123,7 +125,7 @@ TEST_F(StateKeeperTest, SeveralThatAskAtOnce_AreSavedTogetherOnceEach)
 {
     for (const char* driver : {"lamp", "hall", "lamp"})
         Ask(driver);
-    m_house.Advance(0);
+    m_house.Advance(0ms);
     EXPECT_THAT(TakeSaves(), ElementsAre("lamp asking;hall asking;"));
 }
 
@@ -132,7 +134,7 @@ TEST_F(StateKeeperTest, AskingAgain_IsSavedAgain)
     for (int i = 0; i < 2; ++i)
     {
         Ask("hall");
-        m_house.Advance(0);
+        m_house.Advance(0ms);
     }
     EXPECT_THAT(TakeSaves(), ElementsAre("hall asking;", "hall asking;"));
 }
@@ -140,7 +142,7 @@ TEST_F(StateKeeperTest, AskingAgain_IsSavedAgain)
 TEST_F(StateKeeperTest, Interval_SavesTheWholeHouse)
 {
     Ask("sofa");
-    m_house.Advance(INTERVAL_MS);
+    m_house.Advance(INTERVAL);
     EXPECT_THAT(TakeSaves(), ElementsAre("sofa asking;", "hall asking;sofa asking;lamp asking;"));
 }
 
@@ -148,9 +150,9 @@ TEST_F(StateKeeperTest, SaveThatFails_IsToldAndTheIntervalTriesAgain)
 {
     m_record.fails = true;
     Ask("sofa");
-    m_house.Advance(0);
+    m_house.Advance(0ms);
     EXPECT_THAT(m_errors, ElementsAre("the disk is full"));
     m_record.fails = false;
-    m_house.Advance(INTERVAL_MS);
+    m_house.Advance(INTERVAL);
     EXPECT_THAT(TakeSaves(), ElementsAre("hall asking;sofa asking;lamp asking;"));
 }

@@ -4,6 +4,7 @@
 #include "lighting_host/house/Session.h"
 #include "lighting_host/text/Json.h"
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
@@ -88,8 +89,11 @@ protected:
             driver->CallDriver("a test", m_session->AdapterOf(*driver)->PrepareFact(name, value));
     }
 
-    void Pass(std::int64_t ms) { m_session->House().Advance(ms); }
-    void SetTheClock(std::int64_t seconds) { m_session->House().GetClock().StepWall(seconds); }
+    void Pass(std::int64_t ms) { m_session->House().Advance(std::chrono::milliseconds(ms)); }
+    void SetTheClock(std::int64_t seconds)
+    {
+        m_session->House().GetClock().StepWall(std::chrono::seconds(seconds));
+    }
     std::string Wall()
     {
         return embedded_host::FormatLocalTime(m_session->House().GetClock().LocalSeconds());

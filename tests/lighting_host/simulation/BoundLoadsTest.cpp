@@ -10,10 +10,13 @@
 #include "simulated_devices/SimulatedDevice.h"
 #include "tests/lighting_host/HouseFolder.h"
 
+#include <chrono>
 #include <memory>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+using namespace std::chrono_literals;
 
 namespace lighting_host
 {
@@ -56,7 +59,7 @@ protected:
             std::make_unique<Simulation>(m_file, *m_session, m_listeners, FaultLevel::None, 1);
         m_session->Start();
         m_simulation->Start();
-        Pass(100);
+        Pass(100ms);
     }
     ~BoundLoadsTest() override
     {
@@ -70,12 +73,12 @@ protected:
         NxMIBPacket trap(NxMIB::Trap, mib);
         trap.AddHexParam<int>(7);
         m_session->House().Find("hall")->Trap(trap);
-        Pass(10);
+        Pass(10ms);
     }
     void Push() { Report("nx.dmx.bp"); }
     void Click() { Report("nx.dmx.sc"); }
     void Release() { Report("nx.dmx.he"); }
-    void Pass(std::int64_t ms) { m_session->House().Advance(ms); }
+    void Pass(std::chrono::milliseconds time) { m_session->House().Advance(time); }
 
     unsigned Percent() const
     {
@@ -106,7 +109,7 @@ TEST_P(BoundLoadsTest, PressThatEndsAsAClick_TurnsTheLoadOnOnce)
 {
     Push();
     Click();
-    Pass(BoundLoads::HOLD_TIME.count());
+    Pass(BoundLoads::HOLD_TIME);
     EXPECT_EQ(Percent(), 100u);
     EXPECT_THAT(m_notes.acts, ElementsAre("hall turns on \"lamp\""));
 }
@@ -114,13 +117,13 @@ TEST_P(BoundLoadsTest, PressThatEndsAsAClick_TurnsTheLoadOnOnce)
 TEST_P(BoundLoadsTest, HeldPress_MovesTheLoadUntilTheReleaseAndThenTheOtherWay)
 {
     Push();
-    Pass(BoundLoads::HOLD_TIME.count());
-    Pass(BoundLoads::RAMP_MS);
+    Pass(BoundLoads::HOLD_TIME);
+    Pass(BoundLoads::RAMP_TIME);
     Release();
     EXPECT_EQ(Percent(), 100u);
     Push();
-    Pass(BoundLoads::HOLD_TIME.count());
-    Pass(BoundLoads::RAMP_MS);
+    Pass(BoundLoads::HOLD_TIME);
+    Pass(BoundLoads::RAMP_TIME);
     Release();
     EXPECT_EQ(Percent(), 0u);
     EXPECT_THAT(m_notes.acts, ElementsAre("hall brightens \"lamp\"", "hall dims \"lamp\""));
@@ -135,10 +138,10 @@ class BoundDimmerTest : public BoundLoadsTest
 TEST_P(BoundDimmerTest, ReleaseHalfWay_LeavesTheLoadThere)
 {
     Push();
-    Pass(BoundLoads::HOLD_TIME.count());
-    Pass(BoundLoads::RAMP_MS / 2);
+    Pass(BoundLoads::HOLD_TIME);
+    Pass(BoundLoads::RAMP_TIME / 2);
     Release();
-    Pass(BoundLoads::RAMP_MS);
+    Pass(BoundLoads::RAMP_TIME);
     EXPECT_GE(Percent(), 48u);
     EXPECT_LE(Percent(), 52u);
 }

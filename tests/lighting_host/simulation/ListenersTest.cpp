@@ -4,6 +4,7 @@
 #include "lighting_host/simulation/Simulation.h"
 #include "nxshared/NxMIBPacket.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+using namespace std::chrono_literals;
 using namespace lighting_host;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -89,7 +91,7 @@ TEST_F(ListenersTest, PowerFailure_ReachesTheListeners)
     m_session.Start();
     simulation.Start();
     EXPECT_THAT(m_lines, IsEmpty());
-    m_session.House().Advance(24 * 3600 * 1000);
+    m_session.House().Advance(24 * 3600 * 1000ms);
     EXPECT_THAT(m_lines, testing::Contains("first power bell"));
 }
 

@@ -6,6 +6,7 @@
 #include "nxshared/XmlDocument.h"
 #include "simulated_devices/WiredDimmer.h"
 
+#include <chrono>
 #include <cstddef>
 #include <map>
 #include <utility>
@@ -55,11 +56,11 @@ public:
     }
     void Send(const wire::ZclFrame&) override { sent.emplace_back("frame"); }
     void Send(const wire::BusFrame&) override { sent.emplace_back("bus"); }
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
+    void Schedule(std::chrono::milliseconds delay, std::function<void()> callback) override
     {
-        m_due.emplace(m_nowMs + delayMs, std::move(callback));
+        m_due.emplace(m_nowMs + static_cast<std::uint64_t>(delay.count()), std::move(callback));
     }
-    std::uint64_t NowMs() const override { return m_nowMs; }
+    std::chrono::milliseconds Now() const override { return std::chrono::milliseconds(m_nowMs); }
     int Random(int min, int) override { return min; }
     void ReportPerson(const std::string& what) override
     {
@@ -300,7 +301,7 @@ TEST_F(DevicePlay, KeypadWithAFault_StillHasItsPeople)
         world.people.clear();
         Play("gen3_keypad",
              With("<fault kind=\"" + std::string(kind) + "\"/><act at=\"1s\" button=\"1\"/>"),
-             world.NowMs() + 5000);
+             static_cast<std::uint64_t>(world.Now().count()) + 5000);
         EXPECT_FALSE(world.people.empty()) << kind;
     }
 }

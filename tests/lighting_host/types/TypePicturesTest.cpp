@@ -13,6 +13,7 @@
 #include "simulated_devices/ZigbeeLight.h"
 #include "wire/ZclFrame.h"
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -74,7 +75,7 @@ public:
 
     void Pass(std::int64_t ms)
     {
-        m_session.House().Advance(ms);
+        m_session.House().Advance(std::chrono::milliseconds(ms));
         m_nowMs += ms;
         m_feeder.nowMs = m_nowMs;
     }

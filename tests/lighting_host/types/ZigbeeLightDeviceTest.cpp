@@ -5,6 +5,7 @@
 #include "simulated_devices/ZigbeeLight.h"
 
 #include <algorithm>
+#include <chrono>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -22,12 +23,12 @@ public:
     void Send(const wire::MibMessage&) override {}
     void Send(const wire::BusFrame&) override {}
     void Send(const wire::ZclFrame&) override { lines.emplace_back("frame"); }
-    void Schedule(std::uint64_t delayMs, std::function<void()> callback) override
+    void Schedule(std::chrono::milliseconds delay, std::function<void()> callback) override
     {
-        lines.push_back("in " + std::to_string(delayMs));
+        lines.push_back("in " + std::to_string(delay.count()));
         scheduled.push_back(std::move(callback));
     }
-    std::uint64_t NowMs() const override { return 0; }
+    std::chrono::milliseconds Now() const override { return {}; }
     int Random(int min, int) override { return min; }
     void ReportPerson(const std::string&) override { lines.emplace_back("person"); }
     void Rejoin() override { lines.emplace_back("rejoin"); }

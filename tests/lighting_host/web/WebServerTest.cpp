@@ -24,11 +24,13 @@ public:
         m_messages.push_back(text);
         m_waiting = "you said " + text;
     }
-    bool Collect(std::string& out, std::size_t) override
+    std::shared_ptr<const std::string> Collect(std::size_t) override
     {
-        out += m_waiting;
+        if (m_waiting.empty())
+            return nullptr;
+        auto text = std::make_shared<const std::string>(m_waiting);
         m_waiting.clear();
-        return !out.empty();
+        return text;
     }
 
 private:
@@ -68,6 +70,7 @@ protected:
     WebServerTest()
     {
         m_options.port = 0;
+        m_options.gatherMs = 0;
         m_options.mostHeaderBytes = 1024;
         m_options.mostBodyBytes = 1024;
     }

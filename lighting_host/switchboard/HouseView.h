@@ -1,6 +1,6 @@
 #pragma once
 
-#include "lighting_host/web/Metrics.h"
+#include "lighting_host/simulation/HouseListener.h"
 
 #include <cstdint>
 #include <map>
@@ -9,13 +9,22 @@
 
 namespace lighting_host
 {
+// What is counted of one driver.
+struct DriverFigures
+{
+    // Messages in the transmit queue; less than 0 for none.
+    long queued = -1;
+    std::uint64_t retries = 0;
+    std::uint64_t repairs = 0;
+    std::uint64_t powerFailures = 0;
+    std::uint64_t warnings = 0;
+};
+
 // What a page shows of one run of a house, beside its lines: asked for whole, or for what has
-// changed. Belongs to that run.
-class HouseView
+// changed. Hears that run from its start, and belongs to it.
+class HouseView : public HouseListener
 {
 public:
-    virtual ~HouseView() = default;
-
     // The members of the snapshot that this view knows, as JSON text: `"drivers":[...],...`,
     // without braces.
     virtual std::string Snapshot() = 0;
@@ -35,7 +44,7 @@ public:
     // a JSON object by name.
     virtual std::string DifferencesFrom(const std::string& drivers) = 0;
 
-    // What the metrics say of each driver, by name.
-    virtual std::map<std::string, Metrics::Driver> DriverMetrics() = 0;
+    // What is counted of each driver, by name.
+    virtual std::map<std::string, DriverFigures> Figures() = 0;
 };
 } // namespace lighting_host
