@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <chrono>
 
 #include <fmt/format.h>
 
@@ -14,12 +14,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr int FULL_LEVEL = 100;
-constexpr int FULL_CHANNEL = 255;
 constexpr double MOST_TRANSITION_S = 3600;
-constexpr double MS_A_SECOND = 1000;
-const std::string ON = "ON";
-const std::string OFF = "OFF";
 
 struct Request
 {
@@ -33,10 +28,10 @@ struct Request
 // Whether "state" says on. A command without it means on.
 bool ReadOn(Fields& fields)
 {
-    const std::string state = fields.TextOr("state", ON);
-    if (state != ON && state != OFF)
+    const std::string state = fields.TextOr("state", WORD_ON);
+    if (state != WORD_ON && state != WORD_OFF)
         throw InputError("\"state\" is not ON or OFF");
-    return state == ON;
+    return state == WORD_ON;
 }
 
 std::int64_t ReadTransition(Fields& fields)
@@ -47,7 +42,8 @@ std::int64_t ReadTransition(Fields& fields)
     const double seconds = value.is_number() ? value.get<double>() : -1;
     if (!(seconds >= 0 && seconds <= MOST_TRANSITION_S))
         throw InputError("\"transition\" is not a number of seconds from 0 to 3600");
-    return std::llround(seconds * MS_A_SECOND);
+    return std::chrono::round<std::chrono::milliseconds>(std::chrono::duration<double>(seconds))
+        .count();
 }
 
 BrokerCommand ReadFade(const Request& request)
@@ -60,7 +56,7 @@ BrokerCommand ReadFade(const Request& request)
     BrokerCommand command;
     command.fades = true;
     command.level =
-        static_cast<int>(fields.IntegerOr("brightness", 0, FULL_LEVEL, on ? before : 0));
+        static_cast<int>(fields.IntegerOr("brightness", 0, BRIGHTEST_PERCENT, on ? before : 0));
     if (!on)
         command.level = 0;
     command.timeMs = ReadTransition(fields);
@@ -91,7 +87,7 @@ BrokerCommand ReadGroup(const Request& request)
 
 BrokerCommand ReadScene(const Request& request)
 {
-    if (request.payload != ON)
+    if (request.payload != WORD_ON)
         throw InputError("a scene only takes ON");
     BrokerCommand command;
     AppendJson(command.line, {{"house", "scene"}, {"id", request.entity.number}});
@@ -109,12 +105,12 @@ BrokerCommand ReadLed(const Request& request)
         Fields color(fields.Get("color"), "\"color\"");
         const char* const names[] = {"r", "g", "b"};
         for (std::size_t i = 0; i < channels.size(); ++i)
-            channels[i] = static_cast<int>(color.Integer(names[i], 0, FULL_CHANNEL));
+            channels[i] = static_cast<int>(color.Integer(names[i], 0, FULL_COLOR));
         color.Finish();
     }
     const int brightest = *std::max_element(channels.begin(), channels.end());
     const int wanted = static_cast<int>(
-        fields.IntegerOr("brightness", 0, FULL_CHANNEL, brightest == 0 ? FULL_CHANNEL : brightest));
+        fields.IntegerOr("brightness", 0, FULL_COLOR, brightest == 0 ? FULL_COLOR : brightest));
     fields.Finish();
     std::string color;
     for (const int channel : channels)

@@ -6,7 +6,7 @@ namespace lighting_host
 {
 namespace
 {
-constexpr int VERSION = 1;
+constexpr int TEXT_VERSION = 1;
 const std::vector<BrokerMemory::Component> NO_COMPONENTS;
 } // namespace
 
@@ -58,8 +58,10 @@ std::string BrokerMemory::Text() const
     Json components = Json::object();
     for (const auto& [topic, list] : m_components)
         components[topic] = list;
-    const Json json = {
-        {"version", VERSION}, {"topics", m_topics}, {"components", components}, {"energy", totals}};
+    const Json json = {{"version", TEXT_VERSION},
+                       {"topics", m_topics},
+                       {"components", components},
+                       {"energy", totals}};
     // Names that are no UTF-8 must not stop the rest.
     return json.dump(-1, ' ', true, Json::error_handler_t::replace);
 }
@@ -70,7 +72,7 @@ void BrokerMemory::Read(const std::string& text)
     try
     {
         const Json json = Json::parse(text);
-        if (json.at("version") != VERSION)
+        if (json.at("version") != TEXT_VERSION)
             return;
         const auto topics = json.at("topics").get<std::set<std::string>>();
         std::map<std::string, std::vector<Component>> components;

@@ -21,6 +21,7 @@ struct Component
 };
 
 constexpr int FULL_BRIGHTNESS = 100;
+constexpr const char* MILLISECONDS = "ms";
 
 void DescribeButton(const Component& component)
 {
@@ -93,17 +94,22 @@ void DescribeEnergy(const Component& component)
 
 void DescribeFigure(const Component& component)
 {
+    const FigureOffer& figure = component.entity.figure;
     component.AddState();
     component.json["entity_category"] = "diagnostic";
-    if (component.entity.figure.unit.empty())
-        component.json["state_class"] = "measurement";
+    if (figure.unit == MILLISECONDS)
+        component.json["device_class"] = "duration";
+    if (!figure.unit.empty())
+        component.json["unit_of_measurement"] = figure.unit;
     else
-        component.json["unit_of_measurement"] = component.entity.figure.unit;
+        component.json["state_class"] = figure.isTotal ? "total_increasing" : "measurement";
 }
 
+// It must be there to say that its device is not, so the house alone decides whether it is.
 void DescribeLink(const Component& component)
 {
     DescribeContact(component);
+    component.json["availability"] = Json::array({{{"topic", component.topics.Status()}}});
     component.json["device_class"] = "connectivity";
     component.json["entity_category"] = "diagnostic";
 }

@@ -3,6 +3,7 @@
 #include "device_wire/AttachedDevice.h"
 #include "embedded_host/DriverHost.h"
 #include "lighting_host/house/Session.h"
+#include "lighting_host/types/DriverAdapter.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -14,9 +15,8 @@ namespace lighting_host
 {
 namespace
 {
-constexpr int FULL_LEVEL = 100;
-constexpr int FULL_CHANNEL = 255;
-constexpr std::int64_t HUNDREDTHS_A_KWH = 100000;
+constexpr std::int64_t HUNDREDTHS_A_WH = 100;
+constexpr std::int64_t HUNDREDTHS_A_KWH = 1000 * HUNDREDTHS_A_WH;
 } // namespace
 
 std::string LightState(int level)
@@ -34,9 +34,14 @@ std::string LedState(const std::string& color)
         return R"({"state":"OFF"})";
     return fmt::format(
         R"({{"state":"ON","brightness":{},"color_mode":"rgb","color":{{"r":{},"g":{},"b":{}}}}})",
-        brightest, ScaleChannel(channels[0], brightest, FULL_CHANNEL),
-        ScaleChannel(channels[1], brightest, FULL_CHANNEL),
-        ScaleChannel(channels[2], brightest, FULL_CHANNEL));
+        brightest, ScaleChannel(channels[0], brightest, FULL_COLOR),
+        ScaleChannel(channels[1], brightest, FULL_COLOR),
+        ScaleChannel(channels[2], brightest, FULL_COLOR));
+}
+
+std::int64_t HundredthsOf(const EnergyFigures& energy)
+{
+    return energy.wattHours * HUNDREDTHS_A_WH + energy.hundredths;
 }
 
 std::string KilowattHours(std::int64_t hundredths)
@@ -72,7 +77,7 @@ int LampLevelOf(const Session& session, const std::vector<std::string>& drivers)
             drivers.end())
             continue;
         const simulated::LampLevel lamp = device->Device()->PresentLevel();
-        const unsigned percent = (lamp.level * FULL_LEVEL + lamp.full / 2) / lamp.full;
+        const unsigned percent = (lamp.level * BRIGHTEST_PERCENT + lamp.full / 2) / lamp.full;
         level = std::max(level, static_cast<int>(percent));
     }
     return level;

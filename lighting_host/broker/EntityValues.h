@@ -8,8 +8,15 @@
 namespace lighting_host
 {
 class Session;
+struct EnergyFigures;
 
 // How values of a house are written for a broker's users.
+
+inline constexpr const char* WORD_ON = "ON";
+inline constexpr const char* WORD_OFF = "OFF";
+// Of a light, in percent; and of a channel of an LED's color.
+inline constexpr int BRIGHTEST_PERCENT = 100;
+inline constexpr int FULL_COLOR = 255;
 
 // A lamp that is that bright, in percent.
 std::string LightState(int level);
@@ -17,7 +24,8 @@ std::string LightState(int level);
 // An LED that shows that color of six hexadecimal digits.
 std::string LedState(const std::string& color);
 
-// Hundredths of a watt-hour, in kWh.
+// What a load has used, in hundredths of a watt-hour; and such hundredths in kWh.
+std::int64_t HundredthsOf(const EnergyFigures& energy);
 std::string KilowattHours(std::int64_t hundredths);
 
 // The channels of a color of six hexadecimal digits; black for any other text.

@@ -98,9 +98,9 @@ DeviceModel MakeDevice(const HouseFileDriver& driver, const Session& session, bo
     }
     for (const FigureOffer& figure : adapter->Figures())
         AddFigure(device, figure);
-    AddFigure(device, {"repairs", "Repairs", "", "", false});
-    AddFigure(device, {"retries", "Retries", "", "", false});
-    AddFigure(device, {"warnings", "Warnings", "", "", false});
+    AddFigure(device, {"repairs", "Repairs", "", "", false, true});
+    AddFigure(device, {"retries", "Retries", "", "", false, true});
+    AddFigure(device, {"warnings", "Warnings", "", "", false, true});
     return device;
 }
 
@@ -148,6 +148,21 @@ const Entity* HouseModel::Find(const DeviceModel& device, const std::string& ent
     const auto found = std::find_if(device.entities.begin(), device.entities.end(),
                                     [&](const Entity& one) { return one.id == entity; });
     return found == device.entities.end() ? nullptr : &*found;
+}
+
+bool HouseModel::IsSameShape(const HouseModel& one, const HouseModel& other)
+{
+    const auto isSameEntity = [](const Entity& a, const Entity& b)
+    {
+        return a.kind == b.kind && a.id == b.id && a.name == b.name;
+    };
+    return std::equal(one.devices.begin(), one.devices.end(), other.devices.begin(),
+                      other.devices.end(),
+                      [&](const DeviceModel& a, const DeviceModel& b)
+                      {
+                          return std::equal(a.entities.begin(), a.entities.end(),
+                                            b.entities.begin(), b.entities.end(), isSameEntity);
+                      });
 }
 
 HouseModel MakeHouseModel(const HousePlan& plan, const Session& session, const std::string& name,

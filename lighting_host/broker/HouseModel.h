@@ -67,6 +67,9 @@ struct HouseModel
 
     const DeviceModel* Find(const std::string& device) const;
     static const Entity* Find(const DeviceModel& device, const std::string& entity);
+
+    // Whether both show the same, but for the values: else it is to be told of anew.
+    static bool IsSameShape(const HouseModel& one, const HouseModel& other);
 };
 
 // The house as it is at this moment, its drivers started. `name` is the house's. Energy totals are

@@ -17,7 +17,6 @@ namespace
 {
 const std::string ONLINE = "online";
 const std::string OFFLINE = "offline";
-const std::string OFF = "OFF";
 constexpr std::int64_t NS_A_MS = 1000000;
 constexpr std::int64_t SECOND_NS = 1000 * NS_A_MS;
 // How often the house is looked at.
@@ -28,7 +27,6 @@ constexpr std::int64_t LIGHT_INTERVAL_NS = SECOND_NS;
 // is.
 constexpr std::int64_t FADE_GRACE_MS = 2000;
 constexpr std::int64_t LEAST_BIRTH_DELAY_MS = 100;
-constexpr std::int64_t HUNDREDTHS = 100;
 
 std::string Quoted(const std::string& text)
 {
@@ -37,21 +35,6 @@ std::string Quoted(const std::string& text)
     return out;
 }
 
-// What a house shows, but for its values: whether it is to be told of anew.
-bool IsSameShape(const HouseModel& one, const HouseModel& other)
-{
-    const auto isSameEntity = [](const Entity& a, const Entity& b)
-    {
-        return a.kind == b.kind && a.id == b.id && a.name == b.name;
-    };
-    return std::equal(one.devices.begin(), one.devices.end(), other.devices.begin(),
-                      other.devices.end(),
-                      [&](const DeviceModel& a, const DeviceModel& b)
-                      {
-                          return std::equal(a.entities.begin(), a.entities.end(),
-                                            b.entities.begin(), b.entities.end(), isSameEntity);
-                      });
-}
 } // namespace
 
 HouseOnBroker::HouseOnBroker(Options options, BrokeredHouse& house, Broker& broker,
@@ -100,7 +83,7 @@ void HouseOnBroker::Work(std::int64_t nowNs)
     if (!m_announced || m_broker.GetState() != Broker::State::Connected)
         return;
     const bool isBirth = m_birthNs != 0 && nowNs >= m_birthNs;
-    if (isBirth || !IsSameShape(before, m_model))
+    if (isBirth || m_isUnsaid || !HouseModel::IsSameShape(before, m_model))
     {
         m_birthNs = isBirth ? 0 : m_birthNs;
         Announce(isBirth);
@@ -144,7 +127,10 @@ bool HouseOnBroker::PublishRetained(const std::string& topic, const std::string&
     if (!again && told != m_told.end() && told->second == payload)
         return true;
     if (!Publish({topic, payload, true, true, std::string()}))
+    {
+        m_isUnsaid = true;
         return false;
+    }
     m_told[topic] = payload;
     return true;
 }
@@ -175,6 +161,7 @@ void HouseOnBroker::Announce(bool again)
 {
     if (again)
         m_told.clear();
+    m_isUnsaid = false;
     const std::set<std::string> topics = TopicsOfHouse();
     std::vector<std::string> ghosts;
     for (const std::string& topic : m_memory.Topics())
@@ -230,7 +217,10 @@ bool HouseOnBroker::ClearGhosts(const std::vector<std::string>& ghosts)
     for (const std::string& topic : ghosts)
     {
         if (!Publish({topic, std::string(), true, true, std::string()}))
+        {
+            m_isUnsaid = true;
             continue;
+        }
         m_memory.RemoveTopic(topic);
         m_told.erase(topic);
         isCleared = true;
@@ -244,10 +234,11 @@ void HouseOnBroker::TellDevice(const DeviceModel& device)
         device.driver.empty() ? nullptr : m_house.GetSession().House().Find(device.driver);
     if (driver)
     {
-        const bool isUnlinked =
-            std::any_of(device.entities.begin(), device.entities.end(),
-                        [](const Entity& entity)
-                        { return entity.kind == EntityKind::Link && entity.figure.value == OFF; });
+        const bool isUnlinked = std::any_of(device.entities.begin(), device.entities.end(),
+                                            [](const Entity& entity) {
+                                                return entity.kind == EntityKind::Link &&
+                                                       entity.figure.value == WORD_OFF;
+                                            });
         const auto& told = driver->LastTold();
         const bool isThere = driver->Driver() && !isUnlinked && (!told || told->online);
         PublishRetained(m_options.topics.Availability(device.id), isThere ? ONLINE : OFFLINE);
@@ -257,7 +248,7 @@ void HouseOnBroker::TellDevice(const DeviceModel& device)
 }
 
 void HouseOnBroker::TellEntity(const DeviceModel& device, const Entity& entity,
-                               nx::DriverHost* driver)
+                               const nx::DriverHost* driver)
 {
     const std::string topic = m_options.topics.State(device.id, entity.id);
     if (entity.kind == EntityKind::Light)
@@ -313,7 +304,7 @@ void HouseOnBroker::TellEvents(const DeviceModel& device, const Entity& entity,
 
 // The value of an entity that just has one; nothing when it is not known.
 std::optional<std::string> HouseOnBroker::ValueOf(const DeviceModel& device, const Entity& entity,
-                                                  nx::DriverHost* driver)
+                                                  const nx::DriverHost* driver)
 {
     if (entity.kind == EntityKind::Led)
         return LedState(entity.button.ledColor);
@@ -342,7 +333,7 @@ std::optional<std::string> HouseOnBroker::ValueOf(const DeviceModel& device, con
         const std::string button = entity.id.substr(0, entity.id.rfind('_'));
         const auto found = m_buttons.find(m_options.topics.State(device.id, button));
         const bool isPressed = found != m_buttons.end() && found->second.IsPressed();
-        return isPressed ? "ON" : OFF;
+        return isPressed ? WORD_ON : WORD_OFF;
     }
     const DriverAdapter* const adapter =
         driver->Driver() ? m_house.GetSession().AdapterOf(*driver) : nullptr;
@@ -387,8 +378,7 @@ void HouseOnBroker::LookAtEnergy(const std::vector<nx::DriverHost*>& drivers)
         if (!energy)
             continue;
         const std::string& name = driver->Config().name;
-        const std::int64_t count = energy->wattHours * HUNDREDTHS + energy->hundredths;
-        totals[name] = KilowattHours(m_memory.TotalOf(name, count));
+        totals[name] = KilowattHours(m_memory.TotalOf(name, HundredthsOf(*energy)));
     }
     try
     {
@@ -416,11 +406,16 @@ void HouseOnBroker::OnOutput(const embedded_host::Output& output)
         return;
     for (const Entity& entity : device->entities)
     {
-        if (entity.kind != EntityKind::Button || entity.button.contact != use->contact ||
-            entity.button.number != use->number)
+        if (entity.button.contact != use->contact || entity.button.number != use->number)
             continue;
-        ButtonEvents& button = m_buttons[m_options.topics.State(device->id, entity.id)];
-        TellEvents(*device, entity, button.OnUse(*use, output.timeMs));
+        if (entity.kind == EntityKind::Button)
+        {
+            ButtonEvents& button = m_buttons[m_options.topics.State(device->id, entity.id)];
+            TellEvents(*device, entity, button.OnUse(*use, output.timeMs));
+        }
+        // At once: the next Work may come when it is over. The contact stands after its button.
+        if (entity.kind == EntityKind::Contact && m_announced)
+            TellEntity(*device, entity, &output.driver);
     }
 }
 

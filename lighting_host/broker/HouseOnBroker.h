@@ -131,12 +131,12 @@ private:
     bool ClearGhosts(const std::vector<std::string>& ghosts);
     std::set<std::string> TopicsOfHouse() const;
     void TellDevice(const DeviceModel& device);
-    void TellEntity(const DeviceModel& device, const Entity& entity, nx::DriverHost* driver);
+    void TellEntity(const DeviceModel& device, const Entity& entity, const nx::DriverHost* driver);
     void TellLight(const std::string& topic, Light& light, int level);
     void TellEvents(const DeviceModel& device, const Entity& entity,
                     const std::vector<ButtonEvent>& events);
     std::optional<std::string> ValueOf(const DeviceModel& device, const Entity& entity,
-                                       nx::DriverHost* driver);
+                                       const nx::DriverHost* driver);
     void LookAtHouse(const HouseModel& before);
     void LookAtEnergy(const std::vector<nx::DriverHost*>& drivers);
     void OnCommand(const BrokerMessage& message);
@@ -157,8 +157,10 @@ private:
     SparseComplaints m_complaints;
     HouseModel m_model;
     bool m_started = false;
-    // Whether this connection has been told everything yet.
+    // Whether this connection has been told everything yet, or at least has been tried to; and
+    // whether something of that could not be sent.
     bool m_announced = false;
+    bool m_isUnsaid = false;
     // What each retained topic holds, as far as this connection was told.
     std::map<std::string, std::string> m_told;
     // By the topics of their entities.

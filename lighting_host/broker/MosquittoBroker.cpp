@@ -222,6 +222,8 @@ private:
         }
         mosquitto_threaded_set(handle, true);
         mosquitto_int_option(handle, MOSQ_OPT_PROTOCOL_VERSION, m_version);
+        // An event must not wait for the broker's word on the one before.
+        mosquitto_int_option(handle, MOSQ_OPT_TCP_NODELAY, 1);
         mosquitto_connect_v5_callback_set(handle, &Connection::OnConnect);
         mosquitto_disconnect_callback_set(handle, &Connection::OnDisconnect);
         mosquitto_message_v5_callback_set(handle, &Connection::OnMessage);

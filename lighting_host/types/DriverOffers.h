@@ -63,5 +63,7 @@ struct FigureOffer
     std::string unit;
     // Whether the value is "ON" or "OFF": whether the device can be reached.
     bool isLink = false;
+    // Whether it counts up from the program's start.
+    bool isTotal = false;
 };
 } // namespace lighting_host

@@ -11,6 +11,7 @@ import json
 import os
 import re
 import socket
+import subprocess
 import sys
 import tempfile
 import unittest
@@ -18,9 +19,11 @@ import urllib.request
 
 try:
     import jsonschema
-    from house_on_broker import (EXAMPLE, MOSQUITTO, House, Listener, Mosquitto, discovered, mqtt,
-                                 until)
-    MISSING = "" if os.path.exists(MOSQUITTO) else "mosquitto"
+    from house_on_broker import (EXAMPLE, MOSQUITTO, ROOT, Authority, Flood, House,
+                                 Listener, Mosquitto, MovedClock, discovered, free_port, mqtt,
+                                 password_file, until)
+    MISSING = " ".join(path for path in (MOSQUITTO, "/usr/bin/openssl")
+                       if not os.path.exists(path))
 except ImportError as error:
     MISSING = str(error)
 
@@ -64,9 +67,10 @@ class OnBroker(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.folder.name, name)
 
-    def house(self, *options, house=None):
-        started = House(PROGRAM, self.broker.url, *options, house=house or EXAMPLE)
-        self.addCleanup(lambda: started.is_alive() and started.kill())
+    def house(self, *options, house=None, environment=None):
+        started = House(PROGRAM, self.broker.url, *options, house=house or EXAMPLE,
+                        environment=environment)
+        self.addCleanup(started.kill_if_alive)
         return started
 
     def small_house(self, name="lamp"):
@@ -264,40 +268,66 @@ class BadTimes(OnBroker):
         until(lambda: '9' in (listener.last("lighting/north/lamp/light") or ""), "the north lamp")
         self.assertEqual(listener.last("lighting/south/lamp/light"), '{"state":"OFF"}')
 
-    def test_RenamedDriver_OldTopicsAreCleared(self):
+    def test_RenamedAndRemovedDriver_OldTopicsAreCleared(self):
         program = self.house("--state", self.path("state"), house=self.small_house("old"))
         self.listen().wait_for("lighting/small/old/light")
         program.end()
-        self.house("--state", self.path("state"), house=self.small_house("new"))
-        self.listen().wait_for("lighting/small/new/light")
-        late = self.listen()
-        late.wait_for("lighting/small/new/light")
-        self.assertEqual(late.messages(".*old.*"), [])
+        self.house("--state", self.path("state"), house=self.small_house("new")).end_when_told(
+            self.listen(), "lighting/small/new/light")
+        retained = self.listen().retained()
+        self.assertEqual([t for t in retained if re.search(r"/(lh_small_)?old/", t)], [])
+        self.assertIn("lighting/small/button/contact_1_state", retained)
+        with open(self.path("small.xml"), "w", encoding="utf-8") as file:
+            file.write('<house><driver name="new" type="energy_switch" id="1"/></house>')
+        self.house("--state", self.path("state"), house=self.path("small.xml")).end_when_told(
+            self.listen(), "lighting/small/new/energy")
+        self.assertEqual(sorted(self.listen().retained()), [
+            "homeassistant/device/lh_small_house/config",
+            "homeassistant/device/lh_small_new/config", "lighting/small/new/availability",
+            "lighting/small/new/energy", "lighting/small/new/power", "lighting/small/new/repairs",
+            "lighting/small/new/retries", "lighting/small/new/warnings", "lighting/small/status"])
+
+    def test_ClockOfTheMachineMoved_HouseLives(self):
+        clock = MovedClock(self.path("clock"))
+        program = self.house(house=self.small_house(), environment=clock.environment)
+        listener = self.listen()
+        listener.wait_for("lighting/small/button/contact_1/event")
+        year = 365 * 24 * 3600
+        for seconds in (year, -year, 0):
+            clock.move(seconds)
+            listener.forget()
+            listener.wait_for("lighting/small/button/contact_1/event")
+            listener.send("lighting/small/lamp/light/set", '{"state":"ON","transition":1}')
+            until(lambda: len(listener.all("lighting/small/lamp/light")) == 2, "target and end")
+        self.assertEqual(listener.all("lighting/small/status"), [])
+        self.assertIsNone(program.lines.with_text("mqtt:"))
+        self.assertEqual(program.end(), 0)
+
+    def command_topics(self, listener):
+        return sorted({component["command_topic"]
+                       for device in discovered(listener, "house").values()
+                       for component in device["components"].values()
+                       if "command_topic" in component})
 
     def test_MalformedFlood_IsRefusedAndLeavesNothing(self):
         program = self.house("--speed", "pause")
         listener = self.listen()
         listener.wait_for(LAMP)
-        sender = self.listen("nothing")
-        topics = sorted({component["command_topic"]
-                         for device in discovered(listener, "house").values()
-                         for component in device["components"].values()
-                         if "command_topic" in component})
-        before = listener.last(LAMP)
-        errors = self.listen(BASE + "/+/+/set/error")
+        topics = self.command_topics(listener)
+        states = self.listen().retained()
+        flood = Flood(self.broker, topics, BASE + "/+/+/set/error")
+        self.addCleanup(flood.close)
+        # Each batch has every kind of nonsense for some topics; together they reach every topic.
+        batches = len(topics) * 10000 // Flood.BATCH if LONG else 20
         kilobytes = 0
-        count = 10000 if LONG else 3000
-        for i in range(count):
-            topic = topics[i % len(topics)]
-            payload = [b"", b"{", b"\xff\x00", b"[" * 5000, b'{"state":"x"}', b"9" * 100][i % 6]
-            sender.client.publish(topic, payload, qos=1)
-            if i == count // 2:
-                until(lambda: len(errors.heard) > count // 2 - 100, "half of the errors")
+        for i in range(batches):
+            flood.send_batch()
+            if i == batches // 2:
                 kilobytes = program.kilobytes()
-        until(lambda: len(errors.heard) >= count, f"{count} errors", 300)
-        self.assertEqual(len(errors.heard), count)
+        self.assertEqual(flood.answers, batches * Flood.BATCH)
         self.assertLess(program.kilobytes(), kilobytes + 4096)
-        self.assertEqual(listener.last(LAMP), before)
+        self.assertEqual(self.listen().retained(), states)
+        self.assertLess(len(program.lines.lines), 300)
         self.assertEqual(program.end(), 0)
 
     def test_HugeMessageAndForeignTree_HouseLives(self):
@@ -317,7 +347,7 @@ class Energy(OnBroker):
     def test_ProgramKilledAgainAndAgain_TotalsNeverGoDown(self):
         listener = self.listen(BASE + "/+/energy")
         totals = {}
-        for _ in range(100 if LONG else 6):
+        for _ in range(100 if LONG else 20):
             listener.forget()
             program = self.house("--state", self.path("state"), "--speed", "600")
             until(lambda: len(listener.heard) > 60, "many totals")
@@ -329,15 +359,113 @@ class Energy(OnBroker):
         self.assertGreater(sum(totals.values()), 0)
 
 
+class Record(OnBroker):
+    def test_WhatCameFromTheBroker_ReplaysWithoutOne(self):
+        record = self.path("flight.jsonl")
+        program = self.house("--record", record, "--speed", "20", "--mqtt-protocol")
+        listener = self.listen()
+        listener.wait_for(LAMP)
+        led = BASE + "/dining_keypad/button_1_led"
+        for topic, payload in ((LAMP + "/set", '{"state":"ON","brightness":80,"transition":2}'),
+                               (LAMP + "/set", "nonsense"),
+                               (led + "/set", '{"state":"ON","color":{"r":0,"g":0,"b":255}}'),
+                               (BASE + "/house/scene_2/set", "ON"),
+                               (BASE + "/protocol/in", '{"driver":"hall_keypad","query":"bus"}')):
+            listener.send(topic, payload)
+        until(lambda: "70" in (listener.last(LAMP) or ""), "the lamp of the scene")
+        listener.wait_for(BASE + "/protocol/out")
+        self.assertEqual(program.end(), 0)
+        self.broker.kill()
+        with open(record, encoding="utf-8") as file:
+            ours = [line for line in file if '"from":"mqtt"' in line]
+        self.assertEqual(len(ours), 4)
+        done = subprocess.run([PROGRAM, "replay", record], capture_output=True, text=True,
+                              check=False)
+        self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
+        self.assertIn("the same up to", done.stdout)
+
+
 class SecureUse(OnBroker):
-    def test_UserFileOthersCanRead_IsRefused(self):
+    def user_file(self, mode, password="secret"):
         path = self.path("user")
         with open(path, "w", encoding="utf-8") as file:
-            file.write("house\nsecret\n")
-        os.chmod(path, 0o644)
-        program = self.house("--mqtt-user-file", path, house=self.small_house())
+            file.write(f"house\n{password}\n")
+        os.chmod(path, mode)
+        return path
+
+    def test_UserFileOthersCanRead_IsRefused(self):
+        program = self.house("--mqtt-user-file", self.user_file(0o644), house=self.small_house())
         self.assertEqual(program.process.wait(60), 2)
         until(lambda: program.lines.with_text("others can read"), "why")
+        program.lines.close()
+
+    def test_PasswordAndCertificates_AreNeeded(self):
+        authority = Authority(self.path("certificates"))
+        broker = self.closing(Mosquitto(authority=authority, users={"house": "secret"}))
+        options = ["--mqtt-ca", authority.path("ca.crt"), "--mqtt-cert",
+                   authority.path("house.crt"), "--mqtt-key", authority.path("house.key")]
+        small = self.small_house()
+        for password, words in (("secret", None), ("wrong", "uthor")):
+            user = self.user_file(0o600, password)
+            program = House(PROGRAM, broker.secure_url, *options, "--mqtt-user-file", user,
+                            house=small)
+            self.addCleanup(program.kill_if_alive)
+            if words:
+                until(lambda: program.lines.with_text(words), "a complaint")
+            else:
+                Listener(broker, "lighting/#").wait_for("lighting/small/status", "online")
+            self.assertEqual(program.end(), 0)
+        # Nobody that this authority does not know.
+        program = House(PROGRAM, broker.secure_url, "--mqtt-user-file", self.user_file(0o600),
+                        house=small)
+        self.addCleanup(program.kill_if_alive)
+        until(lambda: program.lines.with_text("mqtt:"), "a complaint")
+        self.assertEqual(program.end(), 0)
+
+
+class Example(OnBroker):
+    def config(self):
+        with open(os.path.join(ROOT, "examples/mqtt/mosquitto.conf"), encoding="utf-8") as file:
+            return file.read()
+
+    def start(self, text):
+        return self.closing(Mosquitto(config=text))
+
+    def test_AsItIs_ListensOnThisMachineAloneAndServesAHouse(self):
+        text = self.config()
+        listeners = re.findall(r"^listener .*$", text, re.MULTILINE)
+        self.assertEqual(listeners, ["listener 1883 127.0.0.1"])
+        broker = self.start(text.replace("/var/lib/mosquitto/", self.folder.name + "/"))
+        House(PROGRAM, broker.url, house=self.small_house()).end_when_told(
+            Listener(broker), "lighting/small/status")
+
+    def test_WithItsSecondListener_OnlyTheUserWithThePasswordComesIn(self):
+        authority = Authority(self.path("certificates"))
+        secure = free_port()
+        text = re.sub(r"^#(?=[a-z])", "", self.config(), flags=re.MULTILINE)
+        text = text.replace("listener 8883", f"listener {secure} 127.0.0.1")
+        text = text.replace("/etc/mosquitto/certs", authority.folder)
+        text = text.replace("/etc/mosquitto/lighting.passwd",
+                            password_file(self.path("passwd"), {"house": "secret"}))
+        text = text.replace("/etc/mosquitto/lighting.acl",
+                            os.path.join(ROOT, "examples/mqtt/lighting.acl"))
+        broker = self.start(text.replace("/var/lib/mosquitto/", self.folder.name + "/"))
+        listener = Listener(broker)
+        user = SecureUse.user_file(self, 0o600)
+        url = f"mqtts://localhost:{secure}"
+        ca = ["--mqtt-ca", authority.path("ca.crt"), "--house-id", "house"]
+        program = House(PROGRAM, url, *ca, house=self.small_house())
+        self.addCleanup(program.kill_if_alive)
+        until(lambda: program.lines.with_text("uthor"), "a complaint")
+        self.assertEqual(program.end(), 0)
+        self.assertEqual(listener.heard, [])
+        program = House(PROGRAM, url, *ca, "--mqtt-user-file", user, house=self.small_house())
+        self.addCleanup(program.kill_if_alive)
+        listener.wait_for("homeassistant/device/lh_house_lamp/config")
+        listener.wait_for("lighting/house/lamp/light")
+        listener.send("lighting/house/lamp/light/set", '{"state":"ON","brightness":44}')
+        until(lambda: "44" in (listener.last("lighting/house/lamp/light") or ""), "the lamp")
+        self.assertEqual(program.end(), 0)
 
 
 if __name__ == "__main__":

@@ -26,6 +26,9 @@ public:
 
     const std::map<std::string, std::string>& Retained() const { return m_retained; }
 
+    // Takes no more while so many messages wait.
+    std::size_t mostWaiting = 1000000;
+
 private:
     friend class Client;
 
@@ -93,7 +96,8 @@ public:
     {
         const bool isTopic = !publication.topic.empty() &&
                              publication.topic.find_first_of("+#") == std::string::npos;
-        if (m_state != State::Connected || !isTopic)
+        if (m_state != State::Connected || !isTopic ||
+            m_server.m_waiting.size() >= m_server.mostWaiting)
             return false;
         m_server.PassOn(publication);
         return true;

@@ -301,6 +301,20 @@ TEST_F(HouseOnBrokerTest, BrokerBack_StatesAreToldAgainAndEventsAreNot)
     EXPECT_THAT(m_subscriber.heard, Not(Contains(HasSubstr("/event="))));
 }
 
+TEST_F(HouseOnBrokerTest, BrokerThatTakesLittleAtATime_LearnsEverythingInTheEnd)
+{
+    m_onBroker->Stop();
+    Begin("<house><driver name=\"other\" type=\"puck\" id=\"1\"/></house>");
+    m_onBroker->Stop();
+    m_server.mostWaiting = 5;
+    Begin();
+    for (int i = 0; i < 40; ++i)
+        Work();
+    EXPECT_THAT(Kept("homeassistant/device/lh_h_meter/config"), HasSubstr("power"));
+    EXPECT_EQ(Kept("lighting/h/meter/availability"), "online");
+    EXPECT_EQ(Kept("homeassistant/device/lh_h_other/config"), "nothing");
+}
+
 TEST_F(HouseOnBrokerTest, Birth_EverythingIsToldAgainAfterAWhile)
 {
     m_subscriber.heard.clear();
