@@ -9,7 +9,6 @@ namespace
 {
 namespace zcl = embedded_host::zcl;
 
-constexpr std::uint16_t CLUSTER_LEVEL = 0x0008;
 constexpr std::uint8_t TYPE_MASK = 0x03;
 constexpr std::uint8_t NO_DEFAULT_RESPONSE = 0x10;
 constexpr std::uint8_t GENERAL = 0;
@@ -18,13 +17,11 @@ constexpr std::size_t HEADER = 3;
 constexpr std::uint8_t ADD_GROUP = 0x00;
 constexpr std::uint8_t REMOVE_GROUP = 0x03;
 constexpr std::uint8_t ADD_SCENE = 0x00;
-constexpr std::uint8_t RECALL_SCENE = 0x05;
-constexpr std::uint8_t MOVE_TO_LEVEL = 0x04;
 constexpr std::uint8_t DEFAULT_RESPONSE = 0x0B;
 constexpr std::uint8_t SERVER_TO_CLIENT = 0x09;
-constexpr std::int64_t MS_A_TENTH = 100;
-constexpr std::int64_t MS_A_SECOND = 1000;
 constexpr std::size_t LONGEST_FRAME = 256;
+// Of a move that does not say how long it takes.
+constexpr std::chrono::seconds UNTOLD_TIME{1};
 
 // Reads a frame from its payload on; past its end everything is 0 and Good is false.
 class Octets
@@ -154,7 +151,7 @@ struct Row
 
 constexpr std::uint16_t G = zcl::CLUSTER_GROUPS;
 constexpr std::uint16_t S = zcl::CLUSTER_SCENES;
-constexpr std::uint16_t L = CLUSTER_LEVEL;
+constexpr std::uint16_t L = lamp_command::CLUSTER_LEVEL;
 
 // clang-format off
 constexpr Row ROWS[] = {
@@ -164,12 +161,12 @@ constexpr Row ROWS[] = {
     {S, OF_CLUSTER, ADD_SCENE,     "genScenes",    "add",                  &StoredScene},
     {S, OF_CLUSTER, 0x01,          "genScenes",    "view",                 &Scene},
     {S, OF_CLUSTER, 0x02,          "genScenes",    "remove",               &Scene},
-    {S, OF_CLUSTER, RECALL_SCENE,  "genScenes",    "recall",               &Scene},
+    {S, OF_CLUSTER, lamp_command::RECALL,  "genScenes",    "recall",               &Scene},
     {S, OF_CLUSTER, 0x06,          "genScenes",    "getSceneMembership",   &Group},
     {S, GENERAL,    0x00,          "genScenes",    "read",                 &Attribute},
-    {L, OF_CLUSTER, MOVE_TO_LEVEL, "genLevelCtrl", "moveToLevelWithOnOff", &Level},
-    {L, OF_CLUSTER, 0x05,          "genLevelCtrl", "moveWithOnOff",        &Move},
-    {L, OF_CLUSTER, 0x07,          "genLevelCtrl", "stopWithOnOff",        &Nothing},
+    {L, OF_CLUSTER, lamp_command::MOVE_TO_LEVEL, "genLevelCtrl", "moveToLevelWithOnOff", &Level},
+    {L, OF_CLUSTER, lamp_command::MOVE,          "genLevelCtrl", "moveWithOnOff",        &Move},
+    {L, OF_CLUSTER, lamp_command::STOP,          "genLevelCtrl", "stopWithOnOff",        &Nothing},
 };
 // clang-format on
 
@@ -229,22 +226,21 @@ std::string RawRequest(const LampPlace& place, std::uint16_t address, const wire
     if (!in.Good())
         return std::string();
     // What answers with nothing else is to answer at all.
-    const bool answersByItself = frame.cluster != CLUSTER_LEVEL && !MoveTimeMs(frame);
-    const Json request = {
-        {"action", "raw"},
-        {"transaction", transaction},
-        {"params",
-         {{"ieee_address", place.ieee},
-          {"network_address", address},
-          {"dst_endpoint", place.endpoint},
-          {"cluster_key", row->clusterKey},
-          {"timeout", place.patience.count()},
-          {"zcl",
-           {{"frame_type", row->type},
-            {"direction", 0},
-            {"disable_default_response", answersByItself},
-            {"command_key", row->commandKey},
-            {"payload", std::move(payload)}}}}}};
+    const bool answersByItself = frame.cluster != lamp_command::CLUSTER_LEVEL && !MoveTime(frame);
+    const Json request = {{"action", "raw"},
+                          {"transaction", transaction},
+                          {"params",
+                           {{"ieee_address", place.ieee},
+                            {"network_address", address},
+                            {"dst_endpoint", place.endpoint},
+                            {"cluster_key", row->clusterKey},
+                            {"timeout", place.patience.count()},
+                            {"zcl",
+                             {{"frame_type", row->type},
+                              {"direction", 0},
+                              {"disable_default_response", answersByItself},
+                              {"command_key", row->commandKey},
+                              {"payload", std::move(payload)}}}}}};
     return request.dump();
 }
 
@@ -300,16 +296,16 @@ std::optional<wire::ZclFrame> SceneRefusal(const wire::ZclFrame& request, std::u
     return refusal;
 }
 
-std::optional<std::int64_t> MoveTimeMs(const wire::ZclFrame& request)
+std::optional<std::chrono::milliseconds> MoveTime(const wire::ZclFrame& request)
 {
-    if (IsRequest(request, zcl::CLUSTER_SCENES, RECALL_SCENE))
-        return MS_A_SECOND;
-    if (request.cluster != CLUSTER_LEVEL || request.bytes.size() < HEADER)
+    if (IsRequest(request, zcl::CLUSTER_SCENES, lamp_command::RECALL))
+        return UNTOLD_TIME;
+    if (request.cluster != lamp_command::CLUSTER_LEVEL || request.bytes.size() < HEADER)
         return std::nullopt;
-    if (!IsRequest(request, CLUSTER_LEVEL, MOVE_TO_LEVEL))
-        return MS_A_SECOND;
+    if (!IsRequest(request, lamp_command::CLUSTER_LEVEL, lamp_command::MOVE_TO_LEVEL))
+        return UNTOLD_TIME;
     Octets in(request.bytes);
     in.U8();
-    return static_cast<std::int64_t>(in.U16()) * MS_A_TENTH;
+    return in.U16() * lamp_command::TENTH;
 }
 } // namespace lighting_host

@@ -3,6 +3,7 @@
 #include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "wire/ZclFrame.h"
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -46,6 +47,6 @@ std::optional<GroupChange> GroupChangeOf(const wire::ZclFrame& frame);
 // should have given it. Nothing for a request of another kind.
 std::optional<wire::ZclFrame> SceneRefusal(const wire::ZclFrame& request, std::uint8_t status);
 
-// Whether the lamp moves by it, and for how many milliseconds at most.
-std::optional<std::int64_t> MoveTimeMs(const wire::ZclFrame& request);
+// Whether the lamp moves by it, and for how long about.
+std::optional<std::chrono::milliseconds> MoveTime(const wire::ZclFrame& request);
 } // namespace lighting_host

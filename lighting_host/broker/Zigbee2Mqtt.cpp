@@ -10,13 +10,17 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::int64_t NS_A_MS = 1000000;
 // By how much longer than Zigbee2MQTT we wait.
-constexpr std::int64_t EXTRA_PATIENCE_MS = 1000;
+constexpr std::chrono::milliseconds EXTRA_PATIENCE{1000};
 // How long after a move the lamp's state is asked for.
-constexpr std::int64_t STATE_PAUSE_MS = 300;
+constexpr std::chrono::milliseconds STATE_PAUSE{300};
 
 const std::string BRIDGE = "/bridge/";
+
+std::int64_t Ns(std::chrono::milliseconds time)
+{
+    return std::chrono::nanoseconds(time).count();
+}
 
 bool StartsWith(const std::string& text, const std::string& start)
 {
@@ -192,11 +196,12 @@ void Zigbee2Mqtt::OnAnswer(const std::string& text)
         OnFrameBack(lamp, flight.request, *answer->frame);
 }
 
-void Zigbee2Mqtt::OnFrameBack(Lamp& lamp, const wire::ZclFrame& request, const wire::ZclFrame& frame)
+void Zigbee2Mqtt::OnFrameBack(Lamp& lamp, const wire::ZclFrame& request,
+                              const wire::ZclFrame& frame)
 {
-    if (const auto ms = MoveTimeMs(request))
+    if (const auto time = MoveTime(request))
     {
-        lamp.askStateNs = m_nowNs + (*ms + STATE_PAUSE_MS) * NS_A_MS;
+        lamp.askStateNs = m_nowNs + Ns(*time + STATE_PAUSE);
         return;
     }
     // Who does not obey says no more than that; a driver hears it as it hears other refusals.
@@ -346,8 +351,8 @@ bool Zigbee2Mqtt::SendNext(std::size_t number)
     {
         ++m_counts.sent;
         lamp.isBusy = true;
-        const std::int64_t waitMs = lamp.place.patience.count() + EXTRA_PATIENCE_MS;
-        m_underWay[transaction] = {number, frame, m_nowNs + waitMs * NS_A_MS};
+        m_underWay[transaction] = {number, frame,
+                                   m_nowNs + Ns(lamp.place.patience + EXTRA_PATIENCE)};
     }
     return true;
 }

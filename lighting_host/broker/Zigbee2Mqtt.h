@@ -24,8 +24,8 @@ struct LampState
     std::optional<int> watts;
 };
 
-// Hears of one lamp. All are called on the house's thread, between two calls into the house, and may
-// send to the lamp.
+// Hears of one lamp. All are called on the house's thread, between two calls into the house, and
+// may send to the lamp.
 class LampListener
 {
 public:
@@ -43,10 +43,10 @@ public:
 
 // Lamps behind one or several Zigbee2MQTTs on a broker.
 //
-// Frames go to a lamp one at a time, each when the answer to the one before has come or is given up;
-// a few are under way in all. Only an answer to what is under way is passed on, once: one that is
-// late, doubled or of another program is not. What is sent to a lamp that cannot be reached is lost,
-// as it is in the air.
+// Frames go to a lamp one at a time, each when the answer to the one before has come or is given
+// up; a few are under way in all. Only an answer to what is under way is passed on, once: one that
+// is late, doubled or of another program is not. What is sent to a lamp that cannot be reached is
+// lost, as it is in the air.
 //
 // Lives on the house's thread; nothing waits.
 class Zigbee2Mqtt : private BrokerListener
@@ -129,7 +129,8 @@ private:
     void OnBrokerLost(const std::string& why) override;
     void OnBrokerMessage(const BrokerMessage& message) override;
 
-    void OnBridgeMessage(const std::string& base, const std::string& topic, const std::string& text);
+    void OnBridgeMessage(const std::string& base, const std::string& topic,
+                         const std::string& text);
     void OnDevices(const std::string& base, const std::string& text);
     void OnGroups(Network& network, const std::string& text);
     void OnEvent(const std::string& base, const std::string& text);

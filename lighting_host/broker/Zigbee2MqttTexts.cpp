@@ -10,6 +10,7 @@ namespace lighting_host
 namespace
 {
 constexpr int FULL_BRIGHTNESS = 254;
+// On purpose not that of a LED.
 constexpr int FULL_PERCENT = 100;
 constexpr double MOST_WATTS = 1000000;
 
@@ -19,7 +20,8 @@ Json ParseWithoutDefinitions(const std::string& text)
 {
     const auto keep = [](int, Json::parse_event_t event, Json& parsed)
     {
-        return event != Json::parse_event_t::key || (parsed != "definition" && parsed != "endpoints");
+        return event != Json::parse_event_t::key ||
+               (parsed != "definition" && parsed != "endpoints");
     };
     return Json::parse(text, keep, false);
 }
@@ -119,8 +121,7 @@ std::optional<LampState> ReadLampState(const std::string& text)
     if (onOff == "ON" || onOff == "OFF")
         state.isOn = onOff == "ON";
     if (const auto brightness = Amount(json, "brightness", FULL_BRIGHTNESS))
-        state.level =
-            static_cast<int>(std::lround(*brightness * FULL_PERCENT / FULL_BRIGHTNESS));
+        state.level = static_cast<int>(std::lround(*brightness * FULL_PERCENT / FULL_BRIGHTNESS));
     if (const auto watts = Amount(json, "power", MOST_WATTS))
         state.watts = static_cast<int>(std::lround(*watts));
     return state;

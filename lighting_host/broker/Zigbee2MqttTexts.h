@@ -10,8 +10,8 @@
 
 namespace lighting_host
 {
-// What Zigbee2MQTT publishes, read into plain values. Plain functions without state; any text may be
-// given.
+// What Zigbee2MQTT publishes, read into plain values. Plain functions without state; any text may
+// be given.
 
 // A device of its list.
 struct LampDevice

@@ -13,6 +13,12 @@
 
 namespace lighting_host
 {
+namespace
+{
+// Zigbee2MQTT tells all about all of its devices in one message, some thousands of octets for each.
+constexpr std::size_t LARGEST_LIST = 16 * 1024 * 1024;
+} // namespace
+
 void AddLampBrokerOptions(CLI::App& command, LampBrokerOptions& options)
 {
     BrokerAddress& address = options.address;
@@ -47,6 +53,7 @@ BrokerAddress CompleteLampBroker(const LampBrokerOptions& options, const BrokerA
     }
     // Two programs of one name throw each other out.
     address.clientId = fmt::format("lh_lamps_{}_{}", getpid(), std::time(nullptr));
+    address.mostPayload = LARGEST_LIST;
     return address;
 }
 

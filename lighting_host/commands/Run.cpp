@@ -35,6 +35,7 @@ constexpr std::chrono::milliseconds SHOW_INTERVAL(200);
 constexpr std::int64_t PROGRESS_STEP_MS = 1000;
 // In real time, how often lamps elsewhere are looked after.
 constexpr std::chrono::milliseconds LAMP_INTERVAL(50);
+const std::string LAMP_VISITOR = "zigbee2mqtt";
 
 // Shows in time what happens: writes on to whoever reads, and on a terminal a line of progress,
 // which makes way for what is told.
@@ -129,8 +130,7 @@ public:
     {
         m_lamps = std::make_unique<HouseLamps>(
             address, run.GetSession(),
-            [this](std::function<void()> work)
-            { boost::asio::post(m_context, std::move(work)); },
+            [this](std::function<void()> work) { boost::asio::post(m_context, std::move(work)); },
             [this, &run](const std::string& line) { return HandIn(run, line); },
             [&err](const std::string& what)
             { err << fmt::format("lighting-host: zigbee2mqtt: {}\n", what) << std::flush; });
@@ -147,9 +147,11 @@ private:
 
     bool HandIn(HouseRun& run, const std::string& line)
     {
-        const bool isTaken = IsHouseAction(line) || run.HandIn("zigbee2mqtt", line, ++m_lines);
+        bool isTaken = true;
         if (IsHouseAction(line))
-            run.Do("zigbee2mqtt", line, PrepareHouseAction(run, line));
+            run.Do(LAMP_VISITOR, line, PrepareHouseAction(run, line));
+        else
+            isTaken = run.HandIn(LAMP_VISITOR, line, ++m_lines);
         Work();
         return isTaken;
     }

@@ -2,13 +2,12 @@
 
 #include "embedded_host/FileStateStore.h"
 #include "embedded_host/LocalTime.h"
-#include "lighting_host/broker/HouseLamps.h"
 #include "lighting_host/broker/LiveHouseOnBroker.h"
 #include "lighting_host/commands/Commands.h"
-#include "lighting_host/commands/LampBroker.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/ServeBroker.h"
+#include "lighting_host/commands/ServeLamps.h"
 #include "lighting_host/commands/ServiceManager.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
@@ -184,45 +183,6 @@ private:
     std::string m_why;
 };
 
-// The lamps of the house that stand behind Zigbee2MQTTs: one more visitor.
-class LampVisitor : public HouseVisitor
-{
-public:
-    // All must outlive this.
-    LampVisitor(const BrokerAddress& address, LiveHouse& house, boost::asio::io_context& context,
-                std::function<void()> wake, std::ostream& err)
-        : m_house(house), m_wake(std::move(wake)),
-          m_lamps(
-              address, house.Run().GetSession(),
-              [&context](std::function<void()> work)
-              { boost::asio::post(context, std::move(work)); },
-              [this](const std::string& line) { return HandIn(line); },
-              [&err](const std::string& what)
-              { err << fmt::format("lighting-host: zigbee2mqtt: {}\n", what) << std::flush; })
-    {
-    }
-
-    HouseLamps& Lamps() { return m_lamps; }
-
-    // HouseVisitor.
-    const std::string& Name() const override { return m_name; }
-    void OnAnswer(const std::string&) override {}
-
-private:
-    bool HandIn(const std::string& line)
-    {
-        const bool isTaken = m_house.HandIn(*this, line, ++m_number, MonotonicNs());
-        m_wake();
-        return isTaken;
-    }
-
-    const std::string m_name = "zigbee2mqtt";
-    LiveHouse& m_house;
-    const std::function<void()> m_wake;
-    unsigned long m_number = 0;
-    HouseLamps m_lamps;
-};
-
 struct CutAtEnd
 {
     std::unique_ptr<WebServer>& web;
@@ -320,7 +280,8 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
 // What a visitor without the token needs to show it.
 const std::vector<std::string> OPEN_PATHS = {"/token", "/token.js", "/style.css", "/icon.svg"};
 
-LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options)
+LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options,
+                                    std::ostream& err)
 {
     LiveServer::Options server;
     server.name = std::filesystem::path(housePath).stem().string();
@@ -331,6 +292,10 @@ LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOpt
     server.startLocalSeconds = options.session.startLocalSeconds;
     server.zone = options.session.zone;
     server.pageFolder = options.pageFolder;
+    server.tell = [&err](const std::string& text)
+    {
+        err << fmt::format("lighting-host: {}\n", text) << std::flush;
+    };
     return server;
 }
 
@@ -410,6 +375,38 @@ std::unique_ptr<LiveHouseOnBroker> MakeOnBroker(const ServeOptions& options, con
                                                std::move(wake), complain);
 }
 
+// Runs the loop with who speaks to the house over brokers, either of which may be null; says why it
+// ended.
+std::string RunLoop(ServeLoop& loop, LiveHouse& house, WebServer& web, LiveHouseOnBroker* onBroker,
+                    LampVisitor* lamps)
+{
+    if (onBroker)
+        onBroker->Start(house);
+    loop.SetBroker(onBroker);
+    if (lamps)
+    {
+        lamps->Lamps().Start(MonotonicNs());
+        loop.SetLamps(&lamps->Lamps());
+    }
+    const std::string why = loop.Run(web);
+    if (onBroker)
+        onBroker->Stop();
+    if (lamps)
+        lamps->Lamps().Stop();
+    return why;
+}
+
+// Whether the record, if any, is whole; tells when it is not.
+bool TellRecordFailure(const FlightRecorder* recorder, const ServeOptions& options,
+                       std::ostream& err)
+{
+    if (!recorder || recorder->Failure().empty())
+        return true;
+    err << fmt::format("lighting-host: {}: could not be written to its end: {}\n", options.record,
+                       recorder->Failure());
+    return false;
+}
+
 // The house on its loop, once everything is known to be right.
 int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
                const Reliving* reliving, std::ostream& out, std::ostream& err)
@@ -417,12 +414,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     SaveWatch saves(options.session);
     boost::asio::io_context context(1);
     std::function<void()> wake;
-    LiveServer::Options serverOptions = ServerOptionsOf(housePath, options);
-    serverOptions.tell = [&err](const std::string& text)
-    {
-        err << fmt::format("lighting-host: {}\n", text) << std::flush;
-    };
-    LiveServer server(serverOptions, [&wake] { wake(); });
+    LiveServer server(ServerOptionsOf(housePath, options, err), [&wake] { wake(); });
     // First of all that can fail, so that nothing is left behind when it does.
     auto web = std::make_unique<WebServer>(context, options.web, server);
     server.Attach(*web);
@@ -456,10 +448,9 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
         loop.Wake();
     };
     // Nobody is at the other end of the house of a record.
-    if (!reliving && !HouseLamps::DriversIn(house.Run().GetSession()).empty())
-        lamps = std::make_unique<LampVisitor>(
-            CompleteLampBroker(options.lampBroker, options.broker.address), house, context,
-            [&wake] { wake(); }, err);
+    if (!reliving)
+        lamps = MakeLamps(
+            options, house, context, [&wake] { wake(); }, err);
     house.Start(MonotonicNs());
     if (reliving)
         Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
@@ -467,29 +458,14 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
                        name, AddressText(options.web.address), web->Port(), options.session.seed)
         << std::flush;
     manager.TellReady(fmt::format("live at port {}", web->Port()));
-    if (onBroker)
-        onBroker->Start(house);
-    loop.SetBroker(onBroker.get());
-    if (lamps)
-    {
-        lamps->Lamps().Start(MonotonicNs());
-        loop.SetLamps(&lamps->Lamps());
-    }
-    const std::string why = loop.Run(*web);
-    if (onBroker)
-        onBroker->Stop();
-    if (lamps)
-        lamps->Lamps().Stop();
+    const std::string why = RunLoop(loop, house, *web, onBroker.get(), lamps.get());
     web.reset();
     saves.Restart();
     house.Stop(why);
     err << fmt::format("lighting-host: ended: {}\n", why) << std::flush;
     out.flush();
-    const bool recorded = !recorder || recorder->Failure().empty();
-    if (!recorded)
-        err << fmt::format("lighting-host: {}: could not be written to its end: {}\n",
-                           options.record, recorder->Failure());
-    return recorded && out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
+    const bool isRecorded = TellRecordFailure(recorder.get(), options, err);
+    return isRecorded && out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
 }
 } // namespace
 

@@ -26,24 +26,19 @@ constexpr std::chrono::milliseconds MOST_PATIENCE{60000};
 
 // Frame control of a cluster's request that wants a Default Response.
 constexpr std::uint8_t REQUEST = 0x01;
-constexpr std::uint16_t CLUSTER_LEVEL = 0x0008;
-constexpr std::uint8_t RECALL_SCENE = 0x05;
-constexpr std::uint8_t MOVE_TO_LEVEL_WITH_ON_OFF = 0x04;
-constexpr std::uint8_t MOVE_WITH_ON_OFF = 0x05;
-constexpr std::uint8_t STOP_WITH_ON_OFF = 0x07;
 constexpr std::uint8_t UP = 0;
 constexpr std::uint8_t DOWN = 1;
 constexpr std::uint8_t OWN_RATE = 0xFF;
-constexpr std::uint64_t MS_A_TENTH = 100;
 // The next value means "as fast as you can".
-constexpr std::uint64_t MOST_TENTHS = 0xFFFE;
+constexpr std::int64_t MOST_TENTHS = 0xFFFE;
+// On purpose not that of a LED.
 constexpr int FULL_PERCENT = 100;
 
-std::uint8_t Low(std::uint64_t number)
+std::uint8_t Low(std::int64_t number)
 {
     return static_cast<std::uint8_t>(number & 0xFF);
 }
-std::uint8_t High(std::uint64_t number)
+std::uint8_t High(std::int64_t number)
 {
     return static_cast<std::uint8_t>((number >> 8) & 0xFF);
 }
@@ -92,9 +87,7 @@ std::unique_ptr<simulated::SimulatedDevice> Make(const HouseFileDriver& driver,
     place.ieee = ReadIeee(device);
     place.base = ReadBase(device, place.base);
     place.endpoint = static_cast<std::uint8_t>(device.Number("endpoint", 1, LAST_ENDPOINT, 1));
-    place.patience =
-        std::chrono::milliseconds(device.Time("patience", static_cast<std::uint64_t>(
-                                                              place.patience.count())));
+    place.patience = device.Time("patience", place.patience);
     if (place.patience < LEAST_PATIENCE || place.patience > MOST_PATIENCE)
         device.Fail("\"patience\" is not from 100ms to 60s");
     place.keepsBook = ReadTruth(device, "book");
@@ -108,28 +101,29 @@ std::unique_ptr<simulated::SimulatedDevice> Make(const HouseFileDriver& driver,
 void RemoteLight::RecallScene(std::uint16_t scene)
 {
     // Scene number 0 of the group of that id.
-    Send(zcl::CLUSTER_SCENES, RECALL_SCENE, {Low(scene), High(scene), 0});
+    Send(zcl::CLUSTER_SCENES, lamp_command::RECALL, {Low(scene), High(scene), 0});
 }
 
-void RemoteLight::GroupRampToLevel(std::uint16_t, int level, std::uint64_t ms)
+void RemoteLight::GroupRampToLevel(std::uint16_t, int level, std::chrono::milliseconds time)
 {
-    RampToLevel(level, ms);
+    RampToLevel(level, time);
 }
 
 void RemoteLight::GroupStartRamp(std::uint16_t, bool up)
 {
-    Send(CLUSTER_LEVEL, MOVE_WITH_ON_OFF, {up ? UP : DOWN, OWN_RATE});
+    Send(lamp_command::CLUSTER_LEVEL, lamp_command::MOVE, {up ? UP : DOWN, OWN_RATE});
 }
 
 void RemoteLight::GroupStopRamp(std::uint16_t)
 {
-    Send(CLUSTER_LEVEL, STOP_WITH_ON_OFF, {});
+    Send(lamp_command::CLUSTER_LEVEL, lamp_command::STOP, {});
 }
 
-void RemoteLight::RampToLevel(int level, std::uint64_t ms)
+void RemoteLight::RampToLevel(int level, std::chrono::milliseconds time)
 {
-    const std::uint64_t tenths = std::min((ms + MS_A_TENTH / 2) / MS_A_TENTH, MOST_TENTHS);
-    Send(CLUSTER_LEVEL, MOVE_TO_LEVEL_WITH_ON_OFF,
+    const std::int64_t tenths = std::clamp<std::int64_t>(
+        (time + lamp_command::TENTH / 2) / lamp_command::TENTH, 0, MOST_TENTHS);
+    Send(lamp_command::CLUSTER_LEVEL, lamp_command::MOVE_TO_LEVEL,
          {zcl::LevelFromPercent(level), Low(tenths), High(tenths)});
 }
 

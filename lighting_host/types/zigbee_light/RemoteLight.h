@@ -14,6 +14,20 @@ class DriverHost;
 
 namespace lighting_host
 {
+// What moves a lamp, beside the frames of drivers (wire values, do not change).
+namespace lamp_command
+{
+constexpr std::uint16_t CLUSTER_LEVEL = 0x0008;
+// Of the cluster Scenes.
+constexpr std::uint8_t RECALL = 0x05;
+// Of the cluster Level Control, all with On/Off.
+constexpr std::uint8_t MOVE_TO_LEVEL = 0x04;
+constexpr std::uint8_t MOVE = 0x05;
+constexpr std::uint8_t STOP = 0x07;
+// The unit of its times.
+constexpr std::chrono::milliseconds TENTH{100};
+} // namespace lamp_command
+
 // Where a light is that stands in a real house: behind a Zigbee2MQTT.
 struct LampPlace
 {
@@ -63,10 +77,10 @@ public:
     // SimulatedDevice.
     void OnZcl(const wire::ZclFrame& frame) override { Pass(frame); }
     void RecallScene(std::uint16_t scene) override;
-    void GroupRampToLevel(std::uint16_t group, int level, std::uint64_t ms) override;
+    void GroupRampToLevel(std::uint16_t group, int level, std::chrono::milliseconds time) override;
     void GroupStartRamp(std::uint16_t group, bool up) override;
     void GroupStopRamp(std::uint16_t group) override;
-    void RampToLevel(int level, std::uint64_t ms) override;
+    void RampToLevel(int level, std::chrono::milliseconds time) override;
     simulated::LampLevel PresentLevel() const override;
 
 private:
@@ -81,8 +95,8 @@ private:
 // Whether a <device> says that it is such a light.
 bool IsRemoteLight(const nx::XmlNode& device);
 
-// Whether a device of that kind, which may be null, is such a light; then inputs tell what comes from
-// it, that it is online too.
+// Whether a device of that kind, which may be null, is such a light; then inputs tell what comes
+// from it, that it is online too.
 bool IsRemoteLight(const DeviceKind* kind);
 
 // The same of one that its driver was not told to be online.

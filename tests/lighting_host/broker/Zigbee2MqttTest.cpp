@@ -20,8 +20,7 @@ namespace
 {
 constexpr std::int64_t NS_A_SECOND = 1000000000;
 const wire::ZclFrame GET_GROUPS{4, 1, {0x11, 5, 0x02, 0}};
-const wire::ZclFrame ADD_SCENE{
-    5, 1, {0x11, 6, 0x00, 7, 0, 3, 4, 0, 0, 6, 0, 1, 1, 8, 0, 1, 200}};
+const wire::ZclFrame ADD_SCENE{5, 1, {0x11, 6, 0x00, 7, 0, 3, 4, 0, 0, 6, 0, 1, 1, 8, 0, 1, 200}};
 
 std::string IeeeOf(unsigned number)
 {
@@ -115,8 +114,11 @@ protected:
     FakeBrokerServer::Client m_bridgeClient{m_server};
     PlayedBridge m_bridge;
     std::vector<std::string> m_complaints;
-    Zigbee2Mqtt m_lamps{m_client, "me", [this](const std::string& what)
-                        { m_complaints.push_back(what); }};
+    Zigbee2Mqtt m_lamps{m_client, "me",
+                        [this](const std::string& what)
+                        {
+                            m_complaints.push_back(what);
+                        }};
     std::deque<HeardOfLamp> m_heard;
 };
 
@@ -210,9 +212,8 @@ TEST_F(Zigbee2MqttTest, EverythingThatTakesALampAway_AndBringsItBack_IsTold)
     m_bridgeClient.Publish({"z/lamp 0/availability", R"({"state":"offline"})", true, false, ""});
     m_bridgeClient.Publish({"z/lamp 0/availability", R"({"state":"online"})", true, false, ""});
     Say("event", R"({"type":"device_announce","data":{"ieee_address":")" + IeeeOf(0) + "\"}}");
-    EXPECT_THAT(m_heard[0].heard,
-                ElementsAre("online", "offline", "online", "offline", "online", "offline",
-                            "online", "online"));
+    EXPECT_THAT(m_heard[0].heard, ElementsAre("online", "offline", "online", "offline", "online",
+                                              "offline", "online", "online"));
 }
 
 TEST_F(Zigbee2MqttTest, LostBroker_TakesTheLampsAway)
