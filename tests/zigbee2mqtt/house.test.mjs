@@ -134,7 +134,7 @@ for (const command of [["run", "--virtual"], ["stdio"]]) {
     test(`VirtualTime_IsRefused (${command.join(" ")})`, () => {
         const { status, stderr } = spawnSync(PROGRAM, [...command, fileOf("virtual")], { encoding: "utf8", input: "" });
         assert.equal(status, 1);
-        assert.match(stderr, /virtual\.xml:1: driver "sofa" has a lamp behind a Zigbee2MQTT/);
+        assert.match(stderr, /virtual\.xml:2: driver "sofa" has a lamp behind a Zigbee2MQTT/);
     });
 }
 
