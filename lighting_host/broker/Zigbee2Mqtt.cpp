@@ -14,6 +14,8 @@ namespace
 constexpr std::chrono::milliseconds EXTRA_PATIENCE{1000};
 // How long after a move the lamp's state is asked for.
 constexpr std::chrono::milliseconds STATE_PAUSE{300};
+// From when Zigbee2MQTT is online until it certainly hears requests.
+constexpr std::chrono::seconds LATEST_START{5};
 
 const std::string BRIDGE = "/bridge/";
 
@@ -63,7 +65,8 @@ void Zigbee2Mqtt::Stop()
 
 // --- what comes ----------------------------------------------------------------------------------
 
-// The answers first: nothing may be asked before they can be heard.
+// The answers first: nothing may be asked before they can be heard. The devices are told last,
+// since that makes a Zigbee2MQTT ready.
 void Zigbee2Mqtt::OnBrokerConnected()
 {
     m_isConnected = true;
@@ -71,7 +74,7 @@ void Zigbee2Mqtt::OnBrokerConnected()
     {
         for (const char* const topic :
              {"response/action", "response/group/members/add", "response/group/members/remove",
-              "event", "groups", "devices", "state"})
+              "event", "groups", "state", "devices"})
             m_broker.Subscribe(network.first + BRIDGE + topic);
     }
     for (const Lamp& lamp : m_lamps)
@@ -84,9 +87,7 @@ void Zigbee2Mqtt::OnBrokerLost(const std::string& why)
         m_complaints.Tell(fmt::format("the broker is gone: {}", why), m_nowNs);
     m_isConnected = false;
     for (auto& network : m_networks)
-        network.second.isOnline = false;
-    for (std::size_t lamp = 0; lamp < m_lamps.size(); ++lamp)
-        Judge(lamp);
+        OnState(network.second, false);
 }
 
 // A base may be the beginning of another one, so the longest that fits is meant.
@@ -119,11 +120,19 @@ void Zigbee2Mqtt::OnBridgeMessage(const std::string& base, const std::string& to
         return OnGroups(m_networks[base], text);
     if (topic == "devices")
         return OnDevices(base, text);
-    if (topic != "state")
-        return;
-    m_networks[base].isOnline = IsOnlineText(text);
-    for (std::size_t lamp = 0; lamp < m_lamps.size(); ++lamp)
-        Judge(lamp);
+    if (topic == "state")
+        OnState(m_networks[base], IsOnlineText(text));
+}
+
+// Zigbee2MQTT says that it is online before it hears anything, and then tells its devices. One that
+// was only cut off from the broker for a while does not tell them again.
+void Zigbee2Mqtt::OnState(Network& network, bool isOnline)
+{
+    if (isOnline && !network.isOnline)
+        network.readyAtNs = m_nowNs + Ns(LATEST_START);
+    network.isReady = network.isReady && isOnline;
+    network.isOnline = isOnline;
+    JudgeAll();
 }
 
 void Zigbee2Mqtt::OnDevices(const std::string& base, const std::string& text)
@@ -131,6 +140,7 @@ void Zigbee2Mqtt::OnDevices(const std::string& base, const std::string& text)
     const auto devices = ReadLampDevices(text);
     if (!devices)
         return m_complaints.Tell(base + "/bridge/devices cannot be understood", m_nowNs);
+    m_networks[base].isReady = m_networks[base].isOnline;
     for (std::size_t i = 0; i < m_lamps.size(); ++i)
     {
         Lamp& lamp = m_lamps[i];
@@ -241,7 +251,7 @@ void Zigbee2Mqtt::Judge(std::size_t number)
 {
     Lamp& lamp = m_lamps[number];
     const bool isOnline =
-        m_networks[lamp.place.base].isOnline && lamp.address.has_value() && lamp.isAvailable;
+        m_networks[lamp.place.base].isReady && lamp.address.has_value() && lamp.isAvailable;
     if (isOnline == lamp.isOnline)
         return;
     lamp.isOnline = isOnline;
@@ -250,6 +260,12 @@ void Zigbee2Mqtt::Judge(std::size_t number)
     if (isOnline)
         lamp.askStateNs = m_nowNs;
     lamp.listener->OnLampOnline(isOnline);
+}
+
+void Zigbee2Mqtt::JudgeAll()
+{
+    for (std::size_t lamp = 0; lamp < m_lamps.size(); ++lamp)
+        Judge(lamp);
 }
 
 void Zigbee2Mqtt::SubscribeTo(const Lamp& lamp)
@@ -291,6 +307,12 @@ void Zigbee2Mqtt::Drop(std::size_t number)
 void Zigbee2Mqtt::Work(std::int64_t nowNs)
 {
     m_nowNs = nowNs;
+    for (auto& network : m_networks)
+    {
+        Network& it = network.second;
+        if (it.isOnline && !std::exchange(it.isReady, it.isReady || it.readyAtNs <= nowNs))
+            JudgeAll();
+    }
     for (auto flight = m_underWay.begin(); flight != m_underWay.end();)
     {
         if (flight->second.givenUpNs > nowNs)

@@ -113,6 +113,9 @@ private:
     struct Network
     {
         bool isOnline = false;
+        // It has told its devices since it came online, and so hears requests; or it should have.
+        bool isReady = false;
+        std::int64_t readyAtNs = 0;
         // The numbers of its groups.
         std::vector<std::uint16_t> groups;
     };
@@ -131,6 +134,7 @@ private:
 
     void OnBridgeMessage(const std::string& base, const std::string& topic,
                          const std::string& text);
+    void OnState(Network& network, bool isOnline);
     void OnDevices(const std::string& base, const std::string& text);
     void OnGroups(Network& network, const std::string& text);
     void OnEvent(const std::string& base, const std::string& text);
@@ -139,6 +143,7 @@ private:
     void OnFrameBack(Lamp& lamp, const wire::ZclFrame& request, const wire::ZclFrame& frame);
 
     void Judge(std::size_t lamp);
+    void JudgeAll();
     void SubscribeTo(const Lamp& lamp);
     void Drop(std::size_t lamp);
     void SendWaiting();

@@ -207,6 +207,7 @@ TEST_F(Zigbee2MqttTest, EverythingThatTakesALampAway_AndBringsItBack_IsTold)
     StartWith(1);
     Say("state", R"({"state":"offline"})");
     Say("state", "online");
+    Say("devices", "[" + DeviceText(0) + "]");
     Say("devices", "[]");
     Say("devices", "[" + DeviceText(0) + "]");
     m_bridgeClient.Publish({"z/lamp 0/availability", R"({"state":"offline"})", true, false, ""});
@@ -214,6 +215,16 @@ TEST_F(Zigbee2MqttTest, EverythingThatTakesALampAway_AndBringsItBack_IsTold)
     Say("event", R"({"type":"device_announce","data":{"ieee_address":")" + IeeeOf(0) + "\"}}");
     EXPECT_THAT(m_heard[0].heard, ElementsAre("online", "offline", "online", "offline", "online",
                                               "offline", "online", "online"));
+}
+
+TEST_F(Zigbee2MqttTest, RestartedZigbee2Mqtt_IsAskedOnceItHears)
+{
+    StartWith(1);
+    Say("state", "offline");
+    Say("state", "online");
+    EXPECT_EQ(m_heard[0].heard.back(), "offline");
+    m_lamps.Work(5 * NS_A_SECOND);
+    EXPECT_EQ(m_heard[0].heard.back(), "online");
 }
 
 TEST_F(Zigbee2MqttTest, LostBroker_TakesTheLampsAway)
