@@ -581,6 +581,6 @@ void HouseOnBroker::SaveMemory()
 
 std::int64_t HouseOnBroker::NowMs()
 {
-    return m_house.GetSession().House().GetClock().NowMs();
+    return m_house.GetSession().House().GetClock().Now().count();
 }
 } // namespace lighting_host

@@ -363,6 +363,24 @@ std::unique_ptr<LiveHouseOnBroker> MakeOnBroker(const ServeOptions& options, con
                                                std::move(wake), complain);
 }
 
+void TellLive(const std::string& name, const ServeOptions& options, std::uint16_t port,
+              std::ostream& err)
+{
+    err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
+                       name, AddressText(options.web.address), port, options.session.seed)
+        << std::flush;
+}
+
+// Whether the record is whole; true without one.
+bool IsRecorded(const FlightRecorder* recorder, const std::string& path, std::ostream& err)
+{
+    if (!recorder || recorder->Failure().empty())
+        return true;
+    err << fmt::format("lighting-host: {}: could not be written to its end: {}\n", path,
+                       recorder->Failure());
+    return false;
+}
+
 // The house on its loop, once everything is known to be right.
 int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
                const Reliving* reliving, std::ostream& out, std::ostream& err)
@@ -408,9 +426,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     house.Start(MonotonicNs());
     if (reliving)
         Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
-    err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
-                       name, AddressText(options.web.address), web->Port(), options.session.seed)
-        << std::flush;
+    TellLive(name, options, web->Port(), err);
     manager.TellReady(fmt::format("live at port {}", web->Port()));
     if (onBroker)
         onBroker->Start(house);
@@ -423,11 +439,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     house.Stop(why);
     err << fmt::format("lighting-host: ended: {}\n", why) << std::flush;
     out.flush();
-    const bool recorded = !recorder || recorder->Failure().empty();
-    if (!recorded)
-        err << fmt::format("lighting-host: {}: could not be written to its end: {}\n",
-                           options.record, recorder->Failure());
-    return recorded && out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
+    const bool isComplete = IsRecorded(recorder.get(), options.record, err) && out.good();
+    return isComplete && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
 }
 } // namespace
 
