@@ -61,6 +61,10 @@ struct Schema
     const Setting* buttonCount = nullptr;
     const char* buttonElement = nullptr;
     const char* buttonNumber = nullptr;
+    // The binding of contact 0, and of button 0, each the first of a row in the order of their
+    // numbers; 0 for a type whose contacts or buttons have none.
+    unsigned contactBinding = 0;
+    unsigned buttonBinding = 0;
 };
 
 // The number that the configuration gives for a setting, else the usual one; to be cut to the type

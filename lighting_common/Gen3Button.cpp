@@ -36,7 +36,6 @@ enum State : int
     STATE_ON = 1,
 };
 
-constexpr int BINDING_BASE = 203;
 constexpr int ACTUATOR_ROCKER_TOP = 1;
 constexpr int ACTUATOR_ROCKER_BOTTOM = 5;
 constexpr int LAST_CORE_BEHAVIOR = 5;
@@ -259,7 +258,7 @@ int Gen3Button::GetCoreBehavior() const
 
 int Gen3Button::GetBinding() const
 {
-    return m_id + BINDING_BASE;
+    return m_id + FIRST_BINDING;
 }
 
 int Gen3Button::GetActuator() const

@@ -31,6 +31,8 @@ class LIGHTING_COMMON_API Gen3Button
 public:
     static const std::string BLACK;
     static const std::string WHITE;
+    // The binding of the button with the id 0.
+    static constexpr int FIRST_BINDING = 203;
 
     // A button with that id and nothing else: no LED, no name, behaviour and LED state unknown.
     Gen3Button(IGen3ButtonOwner& owner, char id);
@@ -81,7 +83,7 @@ public:
     gen3_lights::Buttons::LEDBehavior GetLEDBehavior() const { return m_ledBehavior; }
     int GetLEDBlinkBehavior() const { return m_ledBlinkBehavior; }
 
-    // The id of the button's binding: its id and 203.
+    // The id of the button's binding: its id and FIRST_BINDING.
     int GetBinding() const;
 
     // The running hold timer, 0 when none runs.

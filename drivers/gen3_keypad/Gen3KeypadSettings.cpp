@@ -1,5 +1,7 @@
 #include "drivers/gen3_keypad/Gen3KeypadSettings.h"
 
+#include "lighting_common/Gen3Button.h"
+
 namespace gen3_keypad
 {
 const drivers::Schema& Settings()
@@ -26,6 +28,8 @@ const drivers::Schema& Settings()
         nullptr,
         "KEYPAD_BUTTON_INFO",
         "BUTTON_ID",
+        0,
+        Gen3Button::FIRST_BINDING,
     };
     return schema;
 }

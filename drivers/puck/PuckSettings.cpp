@@ -1,5 +1,7 @@
 #include "drivers/puck/PuckSettings.h"
 
+#include "lighting_common/NxBasePuckDriver.h"
+
 namespace puck
 {
 const drivers::Schema& Settings()
@@ -27,6 +29,10 @@ const drivers::Schema& Settings()
             {"BUTTON_STATUS", "BEHAVIOR", StateElement::Number},
         },
         &NUM_BUTTONS,
+        nullptr,
+        nullptr,
+        NxBasePuckDriver::CONTACT_BINDING_ID,
+        NxBasePuckDriver::BUTTON_BINDING_ID,
     };
     return schema;
 }

@@ -87,6 +87,14 @@ private:
         // By number instead, for a type that describes each one.
         bool listed = false;
         std::set<std::int64_t> numbers;
+        // Where the bindings of contacts and buttons begin; 0 for none.
+        std::int64_t contactBinding = 0;
+        std::int64_t buttonBinding = 0;
+
+        bool Has(std::int64_t button) const
+        {
+            return listed ? numbers.count(button) != 0 : button >= 0 && button < count;
+        }
     };
 
     void Doubt(const pugi::xml_node& node, std::string what);
@@ -95,6 +103,7 @@ private:
                         const std::string& type);
     void LookAtState(const pugi::xml_node& parent, const std::string& name, const Schema& schema);
     void LookAtUse(const pugi::xml_node& use, const std::string& driver);
+    void LookAtBind(const pugi::xml_node& bind, const char* driver, const char* binding);
     static Buttons ButtonsOf(const pugi::xml_node& driver, const Schema& schema);
 
     const std::string& m_text;
@@ -126,6 +135,11 @@ std::vector<HouseFileError> Doubter::Find()
             for (const pugi::xml_node& use : node.children("on"))
                 LookAtUse(use, use.attribute("driver").value());
         }
+    }
+    for (const pugi::xml_node& bind : house.children("bind"))
+    {
+        LookAtBind(bind, "from", "binding");
+        LookAtBind(bind, "to", "to_binding");
     }
     std::stable_sort(m_doubts.begin(), m_doubts.end(),
                      [](const auto& a, const auto& b) { return a.line < b.line; });
@@ -229,6 +243,8 @@ Doubter::Buttons Doubter::ButtonsOf(const pugi::xml_node& driver, const Schema& 
         buttons.count = std::min(buttons.count, schema.buttonCount->most);
     }
     buttons.listed = schema.buttonElement != nullptr;
+    buttons.contactBinding = schema.contactBinding;
+    buttons.buttonBinding = schema.buttonBinding;
     if (!buttons.listed)
         return buttons;
     for (const pugi::xml_node& group : driver.child("state").children())
@@ -251,13 +267,33 @@ void Doubter::LookAtUse(const pugi::xml_node& use, const std::string& driver)
         return;
     if (contact && (buttons.listed || *number < 0 || *number > HouseFileUse::LAST_CONTACT))
         Doubt(use, fmt::format("driver \"{}\" has no contact {}", driver, *number));
-    else if (!contact && buttons.listed && buttons.numbers.count(*number) == 0)
+    else if (!contact && buttons.listed && !buttons.Has(*number))
         Doubt(use, fmt::format("driver \"{}\" has no button {}: its <state> describes none with "
                                "that number",
                                driver, *number));
-    else if (!contact && !buttons.listed && (*number < 0 || *number >= buttons.count))
+    else if (!contact && !buttons.Has(*number))
         Doubt(use, fmt::format("driver \"{}\" has no button {}: it has {}", driver, *number,
                                buttons.count));
+}
+
+// A driver without bindings of its own is a load, which is bound at 0.
+void Doubter::LookAtBind(const pugi::xml_node& bind, const char* driver, const char* binding)
+{
+    const std::string name = bind.attribute(driver).value();
+    const auto found = m_buttons.find(name);
+    const auto number = NumberIn(bind.attribute(binding).value());
+    if (found == m_buttons.end() || !number)
+        return;
+    const Buttons& buttons = found->second;
+    const bool isLoad = buttons.contactBinding == 0 && buttons.buttonBinding == 0;
+    const std::int64_t contact = *number - buttons.contactBinding;
+    const bool isContact =
+        buttons.contactBinding != 0 && contact >= 0 && contact <= HouseFileUse::LAST_CONTACT;
+    const bool isButton =
+        buttons.buttonBinding != 0 && buttons.Has(*number - buttons.buttonBinding);
+    if (isLoad ? *number != 0 : !isContact && !isButton)
+        Doubt(bind, fmt::format("driver \"{}\" has no binding {}{}", name, *number,
+                                isLoad ? ": it is a load, which is bound at 0" : ""));
 }
 } // namespace
 

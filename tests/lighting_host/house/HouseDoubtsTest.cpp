@@ -31,6 +31,12 @@ std::vector<std::string> DoubtsOf(const std::string& type, const std::string& in
                   "</driver></house>");
 }
 
+std::string Bind(const std::string& driver, int binding)
+{
+    return "<bind from=\"" + driver + "\" binding=\"" + std::to_string(binding) +
+           "\" to=\"lamp\" to_binding=\"0\"/>";
+}
+
 // What a driver of that type persists after these inputs.
 std::string StateAfter(const std::string& type, const std::string& config,
                        const std::string& inputs)
@@ -167,6 +173,25 @@ TEST(HouseDoubtsTest, UsesOfButtonsThatThereAreNot_AreTold)
                     "5: driver \"keys\" has no contact 0",
                     "7: driver \"keys\" has no button 0: its <state> describes none with that "
                     "number"));
+}
+
+TEST(HouseDoubtsTest, BindsToBindingsThatThereAreNot_AreTold)
+{
+    EXPECT_THAT(
+        Doubts("<house><driver name=\"hall\" type=\"puck\" id=\"1\">"
+               "<config><NUM_BUTTONS>2</NUM_BUTTONS></config></driver>"
+               "<driver name=\"keys\" type=\"gen3_keypad\" id=\"2\"><state><ALL_BUTTONS>"
+               "<KEYPAD_BUTTON_INFO><BUTTON_ID>5</BUTTON_ID></KEYPAD_BUTTON_INFO>"
+               "</ALL_BUTTONS></state></driver>"
+               "<driver name=\"lamp\" type=\"zigbee_light\" id=\"3\"/>\n" +
+               Bind("hall", 1) + Bind("hall", 2) + Bind("hall", 300) + Bind("hall", 301) +
+               Bind("keys", 208) + "\n" + Bind("hall", 0) + "\n" + Bind("hall", 3) + "\n" +
+               Bind("hall", 302) + "\n" + Bind("keys", 207) + "\n" +
+               "<bind from=\"hall\" binding=\"1\" to=\"lamp\" to_binding=\"7\"/></house>"),
+        ElementsAre("3: driver \"hall\" has no binding 0", "4: driver \"hall\" has no binding 3",
+                    "5: driver \"hall\" has no binding 302",
+                    "6: driver \"keys\" has no binding 207",
+                    "7: driver \"lamp\" has no binding 7: it is a load, which is bound at 0"));
 }
 
 TEST(HouseDoubtsTest, ConfigurationOfALibrarysDriver_IsNotJudged)
