@@ -396,13 +396,20 @@ std::string RunLoop(ServeLoop& loop, LiveHouse& house, WebServer& web, LiveHouse
     return why;
 }
 
-// Whether the record, if any, is whole; tells when it is not.
-bool TellRecordFailure(const FlightRecorder* recorder, const ServeOptions& options,
-                       std::ostream& err)
+void TellLive(const std::string& name, const ServeOptions& options, std::uint16_t port,
+              std::ostream& err)
+{
+    err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
+                       name, AddressText(options.web.address), port, options.session.seed)
+        << std::flush;
+}
+
+// Whether the record is whole; true without one.
+bool IsRecorded(const FlightRecorder* recorder, const std::string& path, std::ostream& err)
 {
     if (!recorder || recorder->Failure().empty())
         return true;
-    err << fmt::format("lighting-host: {}: could not be written to its end: {}\n", options.record,
+    err << fmt::format("lighting-host: {}: could not be written to its end: {}\n", path,
                        recorder->Failure());
     return false;
 }
@@ -454,9 +461,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     house.Start(MonotonicNs());
     if (reliving)
         Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
-    err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
-                       name, AddressText(options.web.address), web->Port(), options.session.seed)
-        << std::flush;
+    TellLive(name, options, web->Port(), err);
     manager.TellReady(fmt::format("live at port {}", web->Port()));
     const std::string why = RunLoop(loop, house, *web, onBroker.get(), lamps.get());
     web.reset();
@@ -464,8 +469,8 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     house.Stop(why);
     err << fmt::format("lighting-host: ended: {}\n", why) << std::flush;
     out.flush();
-    const bool isRecorded = TellRecordFailure(recorder.get(), options, err);
-    return isRecorded && out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
+    const bool isComplete = IsRecorded(recorder.get(), options.record, err) && out.good();
+    return isComplete && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
 }
 } // namespace
 

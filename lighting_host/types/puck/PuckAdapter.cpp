@@ -123,12 +123,12 @@ public:
 
     std::vector<ButtonOffer> Buttons() const override
     {
-        std::vector<ButtonOffer> buttons;
+        std::vector<ButtonOffer> offers;
         for (unsigned i = 0; Contact(i); ++i)
-            buttons.push_back({true, i, i + 1, fmt::format("Aux {}", i + 1), std::string()});
+            offers.push_back({true, i, i + 1, fmt::format("Aux {}", i + 1), std::string()});
         for (unsigned k = 0; const SnapOnButton* button = SnapOn(k); ++k)
-            buttons.push_back({false, k, k + 1, button->GetVarName(), button->GetCurColor()});
-        return buttons;
+            offers.push_back({false, k, k + 1, button->GetVarName(), button->GetCurColor()});
+        return offers;
     }
 
     std::optional<ButtonUse> UseOf(const embedded_host::Effect& effect) const override

@@ -5,6 +5,7 @@
 #include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/text/Json.h"
 
+#include <chrono>
 #include <memory>
 
 #include <gmock/gmock.h>
@@ -70,7 +71,7 @@ public:
     {
         EXPECT_THAT(m_file.errors, IsEmpty());
         m_session.Start();
-        m_session.House().Advance(0);
+        m_session.House().Advance(std::chrono::milliseconds(0));
     }
 
     const HousePlan& Plan() const override { return m_file; }
@@ -141,7 +142,7 @@ protected:
 
     void Advance(std::int64_t ms)
     {
-        m_house->GetSession().House().Advance(ms);
+        m_house->GetSession().House().Advance(std::chrono::milliseconds(ms));
         Work();
     }
 
