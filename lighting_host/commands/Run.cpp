@@ -35,6 +35,7 @@ constexpr std::chrono::milliseconds SHOW_INTERVAL(200);
 constexpr std::int64_t PROGRESS_STEP_MS = 1000;
 // In real time, how often lamps elsewhere are looked after.
 constexpr std::chrono::milliseconds LAMP_INTERVAL(50);
+// On purpose not that of an attribute: who hands in what lamps say.
 const std::string LAMP_VISITOR = "zigbee2mqtt";
 
 // Shows in time what happens: writes on to whoever reads, and on a terminal a line of progress,
