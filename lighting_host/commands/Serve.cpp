@@ -2,9 +2,12 @@
 
 #include "embedded_host/FileStateStore.h"
 #include "embedded_host/LocalTime.h"
+#include "lighting_host/broker/LiveHouseOnBroker.h"
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
+#include "lighting_host/commands/ServeBroker.h"
+#include "lighting_host/commands/ServeLamps.h"
 #include "lighting_host/commands/ServiceManager.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
@@ -31,6 +34,7 @@
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <fmt/format.h>
 
@@ -87,6 +91,10 @@ public:
     // Something was handed in: the house may want to be worked on earlier than it said.
     void Wake() { Work(); }
 
+    // Null for none; must outlive the loop.
+    void SetBroker(LiveHouseOnBroker* onBroker) { m_onBroker = onBroker; }
+    void SetLamps(HouseLamps* lamps) { m_lamps = lamps; }
+
 private:
     void Work()
     {
@@ -121,6 +129,10 @@ private:
                     return;
                 if (m_server.HasPages())
                     m_server.SendChanges(MonotonicNs());
+                if (m_onBroker)
+                    m_onBroker->Work(MonotonicNs());
+                if (m_lamps)
+                    m_lamps->Work(MonotonicNs());
                 SendChanges();
             });
     }
@@ -159,6 +171,8 @@ private:
     boost::asio::steady_timer m_end;
     boost::asio::posix::stream_descriptor m_signals;
     WebServer* m_web = nullptr;
+    LiveHouseOnBroker* m_onBroker = nullptr;
+    HouseLamps* m_lamps = nullptr;
     std::chrono::steady_clock::time_point m_farewellEnds;
     std::string m_why;
 };
@@ -166,7 +180,14 @@ private:
 struct CutAtEnd
 {
     std::unique_ptr<WebServer>& web;
-    ~CutAtEnd() { web.reset(); }
+    std::unique_ptr<LiveHouseOnBroker>& onBroker;
+    std::unique_ptr<LampVisitor>& lamps;
+    ~CutAtEnd()
+    {
+        lamps.reset();
+        onBroker.reset();
+        web.reset();
+    }
 };
 
 // As it stands in a URL.
@@ -243,7 +264,8 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
 // What a visitor without the token needs to show it.
 const std::vector<std::string> OPEN_PATHS = {"/token", "/token.js", "/style.css", "/icon.svg"};
 
-LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options)
+LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options,
+                                    std::ostream& err)
 {
     LiveServer::Options server;
     server.name = std::filesystem::path(housePath).stem().string();
@@ -254,6 +276,10 @@ LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOpt
     server.startLocalSeconds = options.session.startLocalSeconds;
     server.zone = options.session.zone;
     server.pageFolder = options.pageFolder;
+    server.tell = [&err](const std::string& text)
+    {
+        err << fmt::format("lighting-host: {}\n", text) << std::flush;
+    };
     return server;
 }
 
@@ -301,6 +327,77 @@ int StatusOfEnd(const ServeOptions& options)
     return signal == 0 || options.forMs == 0 ? 0 : StatusOfSignal(signal);
 }
 
+// Where the page is for somebody on another machine, as far as that is known.
+std::string PageUrl(const WebServerOptions& options, std::uint16_t port)
+{
+    const bool isAny = options.address == "0.0.0.0" || options.address == "::";
+    const std::string host =
+        isAny && !options.hosts.empty() ? options.hosts.front() : AddressText(options.address);
+    return fmt::format("http://{}:{}/", host, port);
+}
+
+// The house on a broker; null when it is to be on none.
+std::unique_ptr<LiveHouseOnBroker> MakeOnBroker(const ServeOptions& options, const HouseFile& file,
+                                                const std::string& name, std::uint16_t port,
+                                                boost::asio::io_context& context,
+                                                std::function<void()> wake, std::ostream& err)
+{
+    if (options.broker.address.host.empty())
+        return nullptr;
+    DiscoveryFacts facts;
+    facts.version = ProgramVersion();
+    facts.pageUrl = PageUrl(options.web, port);
+    const auto post = [&context](std::function<void()> work)
+    {
+        boost::asio::post(context, std::move(work));
+    };
+    const auto complain = [&err](const std::string& what)
+    {
+        err << fmt::format("lighting-host: mqtt: {}\n", what) << std::flush;
+    };
+    return std::make_unique<LiveHouseOnBroker>(options.broker, file, name, facts, post,
+                                               std::move(wake), complain);
+}
+
+// Runs the loop with who speaks to the house over brokers, either of which may be null; says why it
+// ended.
+std::string RunLoop(ServeLoop& loop, LiveHouse& house, WebServer& web, LiveHouseOnBroker* onBroker,
+                    LampVisitor* lamps)
+{
+    if (onBroker)
+        onBroker->Start(house);
+    loop.SetBroker(onBroker);
+    if (lamps)
+    {
+        lamps->Lamps().Start(MonotonicNs());
+        loop.SetLamps(&lamps->Lamps());
+    }
+    const std::string why = loop.Run(web);
+    if (onBroker)
+        onBroker->Stop();
+    if (lamps)
+        lamps->Lamps().Stop();
+    return why;
+}
+
+void TellLive(const std::string& name, const ServeOptions& options, std::uint16_t port,
+              std::ostream& err)
+{
+    err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
+                       name, AddressText(options.web.address), port, options.session.seed)
+        << std::flush;
+}
+
+// Whether the record is whole; true without one.
+bool IsRecorded(const FlightRecorder* recorder, const std::string& path, std::ostream& err)
+{
+    if (!recorder || recorder->Failure().empty())
+        return true;
+    err << fmt::format("lighting-host: {}: could not be written to its end: {}\n", path,
+                       recorder->Failure());
+    return false;
+}
+
 // The house on its loop, once everything is known to be right.
 int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions& options,
                const Reliving* reliving, std::ostream& out, std::ostream& err)
@@ -308,21 +405,24 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     SaveWatch saves(options.session);
     boost::asio::io_context context(1);
     std::function<void()> wake;
-    LiveServer::Options serverOptions = ServerOptionsOf(housePath, options);
-    serverOptions.tell = [&err](const std::string& text)
-    {
-        err << fmt::format("lighting-host: {}\n", text) << std::flush;
-    };
-    LiveServer server(serverOptions, [&wake] { wake(); });
+    LiveServer server(ServerOptionsOf(housePath, options, err), [&wake] { wake(); });
     // First of all that can fail, so that nothing is left behind when it does.
     auto web = std::make_unique<WebServer>(context, options.web, server);
     server.Attach(*web);
     // The house of a record begins with the states that the record has.
     const auto recorder = reliving ? nullptr : BeginRecord(housePath, file, options, err);
+    const std::string name = std::filesystem::path(housePath).stem().string();
+    std::unique_ptr<LiveHouseOnBroker> onBroker = MakeOnBroker(
+        options, file, name, web->Port(), context, [&wake] { wake(); }, err);
     std::unique_ptr<ConsoleReport> report;
     LiveHouse::Options houseOptions = HouseOptionsOf(options, saves.Options(), recorder.get());
-    houseOptions.onPresent = [&report, &out, &options](HouseRun* run)
+    std::unique_ptr<LampVisitor> lamps;
+    houseOptions.onPresent = [&report, &out, &options, &onBroker, &lamps](HouseRun* run)
     {
+        if (lamps)
+            lamps->Lamps().OnPresent(run);
+        if (onBroker)
+            onBroker->OnPresent(run);
         report.reset();
         if (run)
             report = std::make_unique<ConsoleReport>(out, options.verbosity, options.style,
@@ -333,30 +433,28 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     ServiceManager manager;
     ServeLoop loop(context, house, server, manager, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
-    const CutAtEnd cut{web};
+    const CutAtEnd cut{web, onBroker, lamps};
     wake = [&loop]
     {
         loop.Wake();
     };
+    // Nobody is at the other end of the house of a record.
+    if (!reliving)
+        lamps = MakeLamps(
+            options, house, context, [&wake] { wake(); }, err);
     house.Start(MonotonicNs());
     if (reliving)
         Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
-    err << fmt::format("lighting-host: {} is live at http://{}:{}/ (seed {}; Ctrl-C ends it)\n",
-                       std::filesystem::path(housePath).stem().string(),
-                       AddressText(options.web.address), web->Port(), options.session.seed)
-        << std::flush;
+    TellLive(name, options, web->Port(), err);
     manager.TellReady(fmt::format("live at port {}", web->Port()));
-    const std::string why = loop.Run(*web);
+    const std::string why = RunLoop(loop, house, *web, onBroker.get(), lamps.get());
     web.reset();
     saves.Restart();
     house.Stop(why);
     err << fmt::format("lighting-host: ended: {}\n", why) << std::flush;
     out.flush();
-    const bool recorded = !recorder || recorder->Failure().empty();
-    if (!recorded)
-        err << fmt::format("lighting-host: {}: could not be written to its end: {}\n",
-                           options.record, recorder->Failure());
-    return recorded && out.good() && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
+    const bool isComplete = IsRecorded(recorder.get(), options.record, err) && out.good();
+    return isComplete && !saves.Failed() ? StatusOfEnd(options) : STATUS_CANNOT;
 }
 } // namespace
 
@@ -404,6 +502,10 @@ int RunServe(const std::string& housePath, ServeOptions options, std::ostream& o
     {
         if (!options.tokenFile.empty())
             options.web.token = ReadToken(options.tokenFile);
+        const std::string wrong = CompleteBrokerOptions(
+            options.broker, file, std::filesystem::path(housePath).stem().string());
+        if (!wrong.empty())
+            throw std::runtime_error(wrong);
         options.web.openPaths = OPEN_PATHS;
         return ServeHouse(housePath, file, options, nullptr, out, err);
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "lighting_host/broker/BrokerOptions.h"
+#include "lighting_host/commands/LampBroker.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/HouseFaults.h"
@@ -19,6 +21,10 @@ struct ServeOptions
     FaultLevel faults = FaultLevel::None;
     Verbosity verbosity = Verbosity::Normal;
     WebServerOptions web;
+    // Without a host, on no broker.
+    BrokerOptions broker;
+    // The broker of the house's own lamps.
+    LampBrokerOptions lampBroker;
     // Empty for none.
     std::string tokenFile;
     // The flight record, which must not be there yet; empty for none.

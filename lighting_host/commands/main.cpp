@@ -9,6 +9,7 @@
 #include "lighting_host/commands/RecordCommandLine.h"
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/Serve.h"
+#include "lighting_host/commands/ServeBroker.h"
 #include "lighting_host/commands/SoakCommand.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/commands/Terminal.h"
@@ -223,6 +224,7 @@ void CommandLine::AddRun()
     AddChoice(*m_run, "--faults", m_runOptions.faults, FAULTS,
               "Random faults on every link, and power failures");
     AddSessionOptions(*m_run, m_runOptions.session);
+    AddLampBrokerOptions(*m_run, m_runOptions.lampBroker);
 }
 
 void CommandLine::AddServe()
@@ -281,6 +283,8 @@ void CommandLine::AddServe()
                      "and addresses; may come again")
         ->type_name("NAME")
         ->allow_extra_args(false);
+    AddBrokerOptions(*m_serve, options.broker);
+    AddLampBrokerOptions(*m_serve, options.lampBroker);
     AddSessionOptions(*m_serve, options.session);
 }
 

@@ -9,6 +9,13 @@
 
 namespace lighting_host
 {
+namespace
+{
+// What notes are kept under: names and a type that no house file is likely to give a driver.
+const std::string NOTES = "//";
+const std::string NOTE_TYPE = "(note)";
+} // namespace
+
 StateKeeper::StateKeeper(std::unique_ptr<embedded_host::StateStore> store,
                          embedded_host::House& house, std::chrono::milliseconds interval,
                          ErrorHandler onError)
@@ -49,6 +56,16 @@ void StateKeeper::TellOtherTypes(const std::string& driver, const std::string& t
                                   "stays in the state file",
                                   driver, other, type));
     }
+}
+
+std::string StateKeeper::Note(const std::string& name)
+{
+    return m_store->Load(NOTES + name, NOTE_TYPE).value_or(std::string());
+}
+
+void StateKeeper::SaveNote(const std::string& name, const std::string& text)
+{
+    m_store->Save({{NOTES + name, NOTE_TYPE, text}});
 }
 
 void StateKeeper::Start()

@@ -48,6 +48,11 @@ public:
     // StateStoreError when it cannot be read.
     boost::shared_ptr<nx::XmlNode> StateOf(const std::string& driver, const std::string& type);
 
+    // A text of somebody else's that is kept beside the drivers' states, by its own name: what was
+    // kept last, empty for nothing; and another one from now on. Both throw StateStoreError.
+    std::string Note(const std::string& name);
+    void SaveNote(const std::string& name, const std::string& text);
+
     // Called when the drivers run: from now on they are saved, soon when one asks for it.
     void Start();
 

@@ -33,4 +33,34 @@ std::optional<EnergyFigures> DriverAdapter::EnergyOfLoad() const
 {
     return std::nullopt;
 }
+
+std::vector<ButtonOffer> DriverAdapter::Buttons() const
+{
+    return {};
+}
+
+std::vector<SettingOffer> DriverAdapter::Settings() const
+{
+    return {};
+}
+
+std::vector<FigureOffer> DriverAdapter::Figures() const
+{
+    return {};
+}
+
+std::optional<ButtonUse> DriverAdapter::UseOf(const embedded_host::Effect&) const
+{
+    return std::nullopt;
+}
+
+Json DriverAdapter::LedInput(const ButtonOffer&, const std::string&) const
+{
+    return Json::object();
+}
+
+Json DriverAdapter::SettingInput(const SettingOffer&, const std::string&) const
+{
+    return Json::object();
+}
 } // namespace lighting_host

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "embedded_host/Output.h"
 #include "lighting_host/text/Json.h"
+#include "lighting_host/types/DriverOffers.h"
 
 #include <functional>
 #include <memory>
@@ -69,6 +71,21 @@ public:
 
     // What the driver's load has used; nothing for a driver that does not count it.
     virtual std::optional<EnergyFigures> EnergyOfLoad() const;
+
+    // What the driver has to offer at this moment. None by default.
+    virtual std::vector<ButtonOffer> Buttons() const;
+    virtual std::vector<SettingOffer> Settings() const;
+    virtual std::vector<FigureOffer> Figures() const;
+
+    // Which use of a button this effect of the driver is; nothing when it is none. Asked while the
+    // driver is inside the call that caused it.
+    virtual std::optional<ButtonUse> UseOf(const embedded_host::Effect& effect) const;
+
+    // The input, without the driver's name, that gives a button's LED that color of six hexadecimal
+    // digits, or a setting that value. Called with what Buttons or Settings gave, and a value that
+    // is right for it.
+    virtual Json LedInput(const ButtonOffer& button, const std::string& color) const;
+    virtual Json SettingInput(const SettingOffer& setting, const std::string& value) const;
 };
 
 // A driver that was just made, and its adapter: two sides of one object. Whoever gets it owns the

@@ -2,6 +2,7 @@
 #include "embedded_host/DriverHost.h"
 #include "lighting_host/types/TabledAdapter.h"
 #include "lighting_host/types/gen3_keypad/Gen3Keypad.h"
+#include "lighting_host/types/gen3_keypad/Gen3KeypadOffers.h"
 #include "nxshared/XmlNode.h"
 
 #include <utility>
@@ -199,6 +200,27 @@ public:
         if (!Firmware().Empty())
             facts.emplace_back("firmware", Firmware().ToExtString());
         return facts;
+    }
+
+    std::vector<ButtonOffer> Buttons() const override { return keypad_offers::Buttons(*this); }
+    std::vector<SettingOffer> Settings() const override { return keypad_offers::Settings(*this); }
+    std::optional<ButtonUse> UseOf(const embedded_host::Effect& effect) const override
+    {
+        return keypad_offers::UseOf(effect);
+    }
+    Json LedInput(const ButtonOffer& button, const std::string& color) const override
+    {
+        return keypad_offers::LedInput(button, color);
+    }
+    Json SettingInput(const SettingOffer& setting, const std::string& value) const override
+    {
+        return keypad_offers::SettingInput(setting, value);
+    }
+    std::vector<FigureOffer> Figures() const override
+    {
+        return {{"queue", "Messages waiting",
+                 std::to_string(Bus().getQueuedCount() + WaitingCount()), "", false},
+                {"link", "Link", Bus().isDeviceOnline() ? "ON" : "OFF", "", true}};
     }
 
     // --- IGen3ButtonOwner and IBus485Owner, each reported ---

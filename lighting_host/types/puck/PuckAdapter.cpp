@@ -4,6 +4,7 @@
 #include "lighting_host/types/TabledAdapter.h"
 #include "lighting_host/types/puck/Puck.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <fmt/format.h>
@@ -12,6 +13,27 @@ namespace lighting_host
 {
 namespace
 {
+// How remote actions of a snap-on button are done, in words, by the behaviour's number.
+const std::vector<std::string> BEHAVIORS = {"target 13",
+                                            "target 14",
+                                            "target 15",
+                                            "no target",
+                                            "clicks only, target 15",
+                                            "clicks only, no target"};
+
+// What the event of that number, counted from a button's first, means.
+ButtonUse UseOfButton(bool contact, unsigned number, unsigned event)
+{
+    ButtonUse use;
+    use.contact = contact;
+    use.number = number;
+    use.what = event == 0   ? ButtonUse::Released
+               : event == 1 ? ButtonUse::Pressed
+                            : ButtonUse::Clicked;
+    use.clicks = event < 2 ? 1 : event - 1;
+    return use;
+}
+
 // What an event of a button is, counted from its first event.
 std::string DescribeButtonEvent(const std::string& button, unsigned event)
 {
@@ -97,6 +119,78 @@ public:
         if (HasHoldFeedback())
             facts.emplace_back("hold time", fmt::format("{} ms", HoldTimeMs()));
         return facts;
+    }
+
+    std::vector<ButtonOffer> Buttons() const override
+    {
+        std::vector<ButtonOffer> offers;
+        for (unsigned i = 0; Contact(i); ++i)
+            offers.push_back({true, i, i + 1, fmt::format("Aux {}", i + 1), std::string()});
+        for (unsigned k = 0; const SnapOnButton* button = SnapOn(k); ++k)
+            offers.push_back({false, k, k + 1, button->GetVarName(), button->GetCurColor()});
+        return offers;
+    }
+
+    std::optional<ButtonUse> UseOf(const embedded_host::Effect& effect) const override
+    {
+        const auto* const fired = std::get_if<embedded_host::EventFired>(&effect);
+        if (!fired)
+            return std::nullopt;
+        for (unsigned i = 0; const ContactButton* contact = Contact(i); ++i)
+        {
+            const unsigned n = fired->event - contact->GetReleaseEventNum();
+            if (n < PuckButton::EVENTS_PER_BUTTON)
+                return UseOfButton(true, i, n);
+        }
+        for (unsigned k = 0; const SnapOnButton* button = SnapOn(k); ++k)
+        {
+            const unsigned n = fired->event - button->GetReleaseEventNum();
+            if (n < PuckButton::EVENTS_PER_BUTTON)
+                return UseOfButton(false, k, n);
+        }
+        return std::nullopt;
+    }
+
+    Json LedInput(const ButtonOffer& button, const std::string& color) const override
+    {
+        return {{"button",
+                 {{"index", button.number},
+                  {"action", "cur_color"},
+                  {"color", color},
+                  {"send", true}}}};
+    }
+
+    std::vector<SettingOffer> Settings() const override
+    {
+        std::vector<SettingOffer> settings;
+        for (unsigned k = 0; const SnapOnButton* button = SnapOn(k); ++k)
+        {
+            const auto behavior = static_cast<std::size_t>(button->GetBehavior());
+            SettingOffer setting;
+            setting.id = fmt::format("button_{}_behavior", k + 1);
+            setting.name = fmt::format("Button {} remote actions", k + 1);
+            setting.button = k;
+            setting.value = behavior < BEHAVIORS.size() ? BEHAVIORS[behavior] : std::string();
+            setting.options = BEHAVIORS;
+            settings.push_back(setting);
+        }
+        return settings;
+    }
+
+    Json SettingInput(const SettingOffer& setting, const std::string& value) const override
+    {
+        const auto option = std::find(BEHAVIORS.begin(), BEHAVIORS.end(), value);
+        return {{"button",
+                 {{"index", setting.button},
+                  {"action", "behavior"},
+                  {"value", option - BEHAVIORS.begin()}}}};
+    }
+
+    std::vector<FigureOffer> Figures() const override
+    {
+        if (!HasHoldFeedback())
+            return {};
+        return {{"hold_time", "Hold time", std::to_string(HoldTimeMs()), "ms", false}};
     }
 
 private:

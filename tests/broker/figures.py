@@ -1,0 +1,94 @@
+#!/usr/bin/python3
+"""Measures a house on a broker: messages a second, and how long a press takes to its message.
+
+    figures.py PROGRAM [PRESSES]
+
+The round trip of a bare message through the same broker, by libmosquitto alone, stands beside it. A
+press comes over the broker too, so it takes two such ways and what the house does between them.
+"""
+import os
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+from house_on_broker import HERE, House, Listener, Mosquitto, until
+
+BASE = "lighting/house"
+SECONDS = 20
+COMMANDS = 5000
+BATCH = 250
+
+
+def percentiles(microseconds):
+    ordered = sorted(microseconds)
+    return (f"median {statistics.median(ordered) / 1000:.2f} ms, "
+            f"99th percentile {ordered[len(ordered) * 99 // 100] / 1000:.2f} ms")
+
+
+def round_trips(tool, broker, topic, payload, answer, count):
+    done = subprocess.run([tool, str(broker.port), str(count), topic, payload, answer],
+                          capture_output=True, text=True, check=True)
+    return [int(line) for line in done.stdout.split()]
+
+
+def rate_out(program, broker):
+    house = House(program, broker.url, "--speed", "60")
+    listener = Listener(broker, BASE + "/#")
+    listener.wait_for(BASE + "/table_lamp/light")
+    listener.forget()
+    begin = time.monotonic()
+    try:
+        until(lambda: time.monotonic() > begin + SECONDS, "the end", SECONDS + 1)
+    except AssertionError:
+        pass
+    print(f"60 times real time: {len(listener.heard) / (time.monotonic() - begin):.1f} "
+          "messages a second out")
+    house.end()
+    listener.close()
+
+
+def rate_in(listener):
+    topic = BASE + "/table_lamp/light"
+    begin = time.monotonic()
+    for _ in range(COMMANDS // BATCH):
+        listener.forget()
+        # No more than a broker keeps for a client at a time.
+        for i in range(BATCH):
+            listener.client.publish(topic + "/set",
+                                    '{"state":"ON","brightness":%d}' % (i % 100 + 1), qos=1)
+        until(lambda: len(listener.all(topic)) >= BATCH, "every target", 120)
+    print(f"commands: {COMMANDS / (time.monotonic() - begin):.0f} a second in, each with its target "
+          "out")
+
+
+def main():
+    program = os.path.abspath(sys.argv[1])
+    presses = int(sys.argv[2]) if len(sys.argv) > 2 else 500
+    broker = Mosquitto()
+    rate_out(program, broker)
+    house = House(program, broker.url, "--mqtt-protocol")
+    listener = Listener(broker, "#")
+    listener.wait_for(BASE + "/status", "online")
+    rate_in(listener)
+    listener.close()
+    press = '{"driver":"kitchen_keypad","button":{"id":1,"action":"click"}}'
+    with tempfile.TemporaryDirectory() as folder:
+        tool = os.path.join(folder, "round_trip")
+        subprocess.run(["cc", "-O2", "-o", tool, os.path.join(HERE, "round_trip.c"), "-lmosquitto"],
+                       check=True)
+        # In turns, so that what else the machine does falls on both.
+        through, bare = [], []
+        for _ in range(5):
+            through += round_trips(tool, broker, BASE + "/protocol/in", press,
+                                   BASE + "/kitchen_keypad/button_1/event", presses // 5)
+            bare += round_trips(tool, broker, "bare", "x", "bare", presses // 5)
+    print("press to message, through the house:", percentiles(through))
+    print("a bare message through the broker:  ", percentiles(bare))
+    house.end()
+    broker.close()
+
+
+if __name__ == "__main__":
+    main()
