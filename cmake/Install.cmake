@@ -72,12 +72,13 @@ set(texts ${PROJECT_BINARY_DIR}/command_texts)
 add_custom_command(OUTPUT ${texts}/man COMMENT "Writing manual pages and completions"
   COMMAND ${CMAKE_COMMAND} -DPROGRAM=$<TARGET_FILE:lighting-host> -DFOLDER=${texts}
     -P ${PROJECT_SOURCE_DIR}/cmake/CommandTexts.cmake
-  DEPENDS lighting-host cmake/CommandTexts.cmake)
+  DEPENDS lighting-host cmake/CommandTexts.cmake scripts/manual_pages docs/houses.md
+    docs/protocol.md)
 add_custom_target(packaged DEPENDS ${texts}/man)
 if(LIGHTING_BUILD_TESTS)
   add_dependencies(plain_tests packaged)
 endif()
-foreach(pair man|man/man1 bash|bash-completion/completions zsh|zsh/vendor-completions
+foreach(pair man|man/man1 man5|man/man5 bash|bash-completion/completions zsh|zsh/vendor-completions
     fish|fish/vendor_completions.d)
   string(REPLACE "|" ";" pair ${pair})
   list(GET pair 0 from)
@@ -92,5 +93,8 @@ install(FILES packaging/lighting-host@.service DESTINATION lib/systemd/system CO
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
 install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
+# The reference, where scripts/reference has made it.
+install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc
+  OPTIONAL)
 
 include(cmake/Packages.cmake)

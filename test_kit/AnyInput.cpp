@@ -155,19 +155,23 @@ std::string AnyInput::Elements()
     return text;
 }
 
-OneDriverHouse::Params AnyInput::DrawParams()
+Input::Params AnyInput::DrawParams()
 {
-    OneDriverHouse::Params params;
+    Input::Params params;
     for (int left = Draw(0, MOST_PARAMS); left > 0; --left)
-        params.emplace_back(OneOf(m_words.params), Value());
+    {
+        // In this order, so that a seed means the same everywhere.
+        std::string value = Value();
+        params.emplace_back(OneOf(m_words.params), std::move(value));
+    }
     if (OneIn(4))
         params.emplace_back("ELEMENTS", Elements());
     return params;
 }
 
-Lines AnyInput::DrawHexParams()
+std::vector<std::string> AnyInput::DrawHexParams()
 {
-    Lines params;
+    std::vector<std::string> params;
     for (int left = Draw(0, MOST_PARAMS); left > 0; --left)
         params.push_back(HexValue());
     return params;
@@ -175,51 +179,42 @@ Lines AnyInput::DrawHexParams()
 
 Input AnyInput::Next()
 {
+    Input input;
     switch (Draw(0, 11))
     {
     case 0:
     case 1:
     case 2:
-        return DrawCommand();
+        return DrawCommand(Input::Kind::Command);
     case 3:
     case 4:
-        return DrawTrap();
+        return DrawPacket(Input::Kind::Trap);
     case 5:
-        return DrawReply();
+        return DrawPacket(Input::Kind::Reply);
     case 6:
         return DrawBusMessage();
     case 7:
-        return DrawCondition();
+        return DrawCommand(Input::Kind::Condition);
     case 8:
         return OneIn(2) ? DrawBoundCall() : DrawBinding();
     case 9:
-        return DrawOnline();
+        input.kind = Input::Kind::Online;
+        input.flag = !OneIn(3);
+        return input;
     default:
-        return DrawTime();
+        input.kind = Input::Kind::Time;
+        input.number = OneIn(2) ? Draw(0, 2000) : Draw(0, LONGEST_WAIT_MS);
+        return input;
     }
 }
 
-Input AnyInput::DrawCommand()
+Input AnyInput::DrawCommand(Input::Kind kind)
 {
-    const std::string name = OneIn(20) ? Noise() : OneOf(m_words.commands);
-    const OneDriverHouse::Params params = DrawParams();
-    std::string text = "command " + name;
-    for (const auto& param : params)
-        text += " " + param.first + "=" + param.second;
-    return {text, [name, params](OneDriverHouse& house)
-            {
-                house.Command(name, params);
-            }};
-}
-
-Input AnyInput::DrawCondition()
-{
-    const std::string name = OneOf(m_words.commands);
-    const OneDriverHouse::Params params = DrawParams();
-    return {"condition " + name, [name, params](OneDriverHouse& house)
-            {
-                house.Condition(name, params);
-            }};
+    Input input;
+    input.kind = kind;
+    input.name = kind == Input::Kind::Command && OneIn(20) ? Noise() : OneOf(m_words.commands);
+    input.params = DrawParams();
+    return input;
 }
 
 std::string AnyInput::CommandXml()
@@ -233,82 +228,70 @@ std::string AnyInput::CommandXml()
 
 Input AnyInput::DrawBoundCall()
 {
-    const unsigned binding = OneOf(m_words.bindings);
-    const std::string kind = OneIn(4) ? "OTHER" : "PROTOCOL_COMMAND";
-    const std::string xml = CommandXml();
-    return {"bound call " + std::to_string(binding) + " " + kind + " " + xml,
-            [=](OneDriverHouse& house)
-            {
-                house.BoundCall(binding, kind, xml);
-            }};
+    Input input;
+    input.kind = Input::Kind::BoundCall;
+    input.number = OneOf(m_words.bindings);
+    input.name = OneIn(4) ? "OTHER" : "PROTOCOL_COMMAND";
+    input.xml = CommandXml();
+    return input;
 }
 
 Input AnyInput::DrawBinding()
 {
-    const unsigned id = OneOf(m_words.bindings);
-    const bool bound = OneIn(2);
-    return {"binding " + std::to_string(id) + (bound ? " made" : " broken"),
-            [=](OneDriverHouse& house)
-            {
-                house.Binding(id, "BUTTON_LINK", bound);
-            }};
+    Input input;
+    input.kind = Input::Kind::Binding;
+    input.number = OneOf(m_words.bindings);
+    input.flag = OneIn(2);
+    return input;
 }
 
-Input AnyInput::DrawTrap()
+Input AnyInput::DrawPacket(Input::Kind kind)
 {
-    const std::string mib = OneOf(m_words.mibs);
-    const Lines params = DrawHexParams();
-    std::string text = "trap " + mib;
-    for (const std::string& param : params)
-        text += " " + param;
-    return {text, [mib, params](OneDriverHouse& house)
-            {
-                house.Trap(mib, params);
-            }};
-}
-
-Input AnyInput::DrawReply()
-{
-    const std::string mib = OneOf(m_words.mibs);
-    const Lines params = DrawHexParams();
-    std::string text = "reply " + mib;
-    for (const std::string& param : params)
-        text += " " + param;
-    return {text, [mib, params](OneDriverHouse& house)
-            {
-                house.Reply(mib, params);
-            }};
+    Input input;
+    input.kind = kind;
+    input.name = OneOf(m_words.mibs);
+    input.hexParams = DrawHexParams();
+    return input;
 }
 
 Input AnyInput::DrawBusMessage()
 {
-    const int opcode = OneIn(10) ? Draw(-1, 70000) : OneOf(m_words.opcodes);
-    std::vector<std::uint8_t> payload;
+    Input input;
+    input.kind = Input::Kind::Bus;
+    input.number = OneIn(10) ? Draw(-1, 70000) : OneOf(m_words.opcodes);
     for (int left = Draw(0, 30); left > 0; --left)
-        payload.push_back(static_cast<std::uint8_t>(Draw(0, OneIn(2) ? 3 : 255)));
-    return {"bus message " + std::to_string(opcode) + " with " + std::to_string(payload.size()) +
-                " octets",
-            [opcode, payload](OneDriverHouse& house)
-            {
-                house.Bus(opcode, payload);
-            }};
+        input.payload.push_back(static_cast<std::uint8_t>(Draw(0, OneIn(2) ? 3 : 255)));
+    return input;
 }
 
-Input AnyInput::DrawOnline()
+std::string Input::Text() const
 {
-    const bool online = !OneIn(3);
-    return {online ? "online" : "offline", [online](OneDriverHouse& house)
-            {
-                house.Online(online);
-            }};
-}
-
-Input AnyInput::DrawTime()
-{
-    const int ms = OneIn(2) ? Draw(0, 2000) : Draw(0, LONGEST_WAIT_MS);
-    return {"after " + std::to_string(ms) + " ms", [ms](OneDriverHouse& house)
-            {
-                house.Advance(std::chrono::milliseconds(ms));
-            }};
+    std::string given = " " + name;
+    for (const auto& param : params)
+        given += " " + param.first + "=" + param.second;
+    for (const std::string& param : hexParams)
+        given += " " + param;
+    const std::string figure = std::to_string(number);
+    switch (kind)
+    {
+    case Kind::Command:
+        return "command" + given;
+    case Kind::Condition:
+        return "condition" + given;
+    case Kind::BoundCall:
+        return "bound call " + figure + given + " " + xml;
+    case Kind::Binding:
+        return "binding " + figure + (flag ? " made" : " broken");
+    case Kind::Trap:
+        return "trap" + given;
+    case Kind::Reply:
+        return "reply" + given;
+    case Kind::Bus:
+        return "bus message " + figure + " with " + std::to_string(payload.size()) + " octets";
+    case Kind::Online:
+        return flag ? "online" : "offline";
+    default:
+        return "after " + figure + " ms";
+    }
 }
 } // namespace test_kit

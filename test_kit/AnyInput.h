@@ -1,15 +1,18 @@
 #pragma once
 
 #include "embedded_host/Random.h"
-#include "test_kit/OneDriverHouse.h"
 
 #include <cstdint>
-#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace test_kit
 {
+class OneDriverHouse;
+
+// Needs no framework for tests: programs that are no tests draw inputs from here as well.
+
 // The words that generated inputs are made of. Default: those that the library's own parts listen
 // to; a test adds the words of its driver.
 struct Vocabulary
@@ -31,12 +34,41 @@ struct Vocabulary
     std::vector<unsigned> bindings;
 };
 
-// One input: what it is, in words, and how it is handed in.
+// One input. What a kind does not name below is empty or 0.
 struct Input
 {
-    std::string text;
-    std::function<void(OneDriverHouse&)> handIn;
+    enum class Kind
+    {
+        Command,   // name, params
+        Condition, // name, params
+        BoundCall, // number (the binding), name (the kind of call), xml
+        Binding,   // number, flag (made, or broken)
+        Trap,      // name (the MIB id), hexParams
+        Reply,     // name, hexParams
+        Bus,       // number (the opcode), payload
+        Online,    // flag
+        Time,      // number (milliseconds that pass)
+    };
+    using Params = std::vector<std::pair<std::string, std::string>>;
+
+    // The class that a binding is made with.
+    static constexpr const char* BINDING_CLASS = "BUTTON_LINK";
+
+    Kind kind = Kind::Time;
+    std::string name;
+    Params params;
+    std::vector<std::string> hexParams;
+    std::vector<std::uint8_t> payload;
+    std::string xml;
+    std::int64_t number = 0;
+    bool flag = false;
+
+    // What it is, in words.
+    std::string Text() const;
 };
+
+// Hands an input in.
+void HandIn(const Input& input, OneDriverHouse& house);
 
 // Inputs of every kind, sensible and not: commands, conditions, bound calls, bindings, traps,
 // replies, bus messages, online and offline, and time. Half of what they carry is drawn from what a
@@ -65,18 +97,14 @@ private:
     template <class T>
     const T& OneOf(const std::vector<T>& values);
     std::string Noise();
-    OneDriverHouse::Params DrawParams();
-    Lines DrawHexParams();
+    Input::Params DrawParams();
+    std::vector<std::string> DrawHexParams();
     std::string CommandXml();
-    Input DrawCommand();
-    Input DrawCondition();
+    Input DrawCommand(Input::Kind kind);
     Input DrawBoundCall();
     Input DrawBinding();
-    Input DrawTrap();
-    Input DrawReply();
+    Input DrawPacket(Input::Kind kind);
     Input DrawBusMessage();
-    Input DrawOnline();
-    Input DrawTime();
 
     embedded_host::Random m_random;
     Vocabulary m_words;

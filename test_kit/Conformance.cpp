@@ -47,8 +47,8 @@ public:
     void One()
     {
         const Input input = m_inputs.Next();
-        m_told.push_back(input.text);
-        input.handIn(house);
+        m_told.push_back(input.Text());
+        HandIn(input, house);
     }
 
     // The first fault since the last time; what else happened is forgotten.
@@ -219,7 +219,7 @@ std::string WhatRestartLoses(const DriverUnderTest& driver)
                                if (left % 50 != 0 && left != 1)
                                    continue;
                                for (const unsigned binding : driver.words.bindings)
-                                   life.house.Binding(binding, "BUTTON_LINK", false);
+                                   life.house.Binding(binding, Input::BINDING_CLASS, false);
                                const std::string before = life.house.Persist();
                                life.house.Restart();
                                const std::string after = life.house.Persist();

@@ -28,6 +28,8 @@ public:
     void RemoveCmd(const std::string& name) override;
     bool Dispatch(const ICmdMessage& message, ICmdReturn* ret, unsigned caller) override;
 
+    std::vector<std::string> Names() const { return m_table.Names(); }
+
     // Drops every handler; gives back memory that further handlers would need.
     void Clear() { m_table.Clear(); }
     void ShrinkToFit() { m_table.ShrinkToFit(); }
@@ -51,6 +53,8 @@ public:
     bool DispatchTrap(const NxMIBPacket& trap);
 
     bool HandlesResponse(const std::string& mib) const { return m_responses.Has(mib); }
+    std::vector<std::string> Traps() const { return m_traps.Names(); }
+    std::vector<std::string> Responses() const { return m_responses.Names(); }
 
     // Drops every handler; gives back memory that further handlers would need.
     void Clear();
@@ -70,6 +74,8 @@ public:
 
     // The answer of the last handler of the message's name; false when there is none.
     bool Test(const ICondMessage& message);
+
+    std::vector<std::string> Names() const { return m_table.Names(); }
 
     // Drops every handler; gives back memory that further handlers would need.
     void Clear() { m_table.Clear(); }

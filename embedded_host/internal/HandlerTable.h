@@ -64,6 +64,15 @@ public:
         return false;
     }
 
+    // The names that have handlers, each as often as it has some. Not inside a handler.
+    std::vector<std::string> Names() const
+    {
+        std::vector<std::string> names;
+        for (const std::string* name : m_shape->Names())
+            names.push_back(*name);
+        return names;
+    }
+
     // Removes every handler. Not inside a handler.
     void Clear()
     {

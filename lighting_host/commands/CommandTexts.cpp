@@ -182,6 +182,8 @@ std::string SeeAlso(const CLI::App& app, const CLI::App* command)
         if (other != command && other->get_name() != "help")
             pages.push_back("\\fB" + Roff(PROGRAM + "-" + other->get_name()) + "\\fR(1)");
     }
+    for (const char* format : {"-house", "-protocol"})
+        pages.push_back("\\fB" + Roff(PROGRAM + format) + "\\fR(5)");
     return ".SH SEE ALSO\n" + Joined(pages, ",\n") + "\n";
 }
 

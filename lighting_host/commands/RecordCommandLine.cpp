@@ -3,9 +3,7 @@
 #include "lighting_host/commands/DescriptorInput.h"
 #include "lighting_host/commands/Options.h"
 #include "lighting_host/commands/StopSignals.h"
-#include "lighting_host/text/Duration.h"
 
-#include <cstdlib>
 #include <istream>
 #include <unistd.h>
 
@@ -15,43 +13,6 @@ namespace
 {
 constexpr unsigned MOST_JOBS = 1024;
 constexpr unsigned MOST_DRAWS = 100000;
-
-void AddTime(CLI::App& command, const std::string& option, std::int64_t& milliseconds,
-             std::int64_t least, const std::string& description)
-{
-    command
-        .add_option_function<std::string>(
-            option,
-            [option, &milliseconds, least](const std::string& text)
-            {
-                if (!ParseDuration(text, milliseconds) || milliseconds < least)
-                    RefuseValue(option, "\"" + text +
-                                            "\" is no time like 90s, 1h30m or 30d (at least " +
-                                            std::to_string(least) + "ms; 90 alone is 90 s)");
-            },
-            description)
-        ->type_name("TIME");
-}
-
-void AddCount(CLI::App& command, const std::string& option, unsigned& count, unsigned most,
-              const std::string& description)
-{
-    command
-        .add_option_function<std::string>(
-            option,
-            [option, &count, most](const std::string& text)
-            {
-                const bool digits = !text.empty() && text.size() < 8 &&
-                                    text.find_first_not_of("0123456789") == std::string::npos;
-                const unsigned long value = digits ? std::strtoul(text.c_str(), nullptr, 10) : 0;
-                if (value < 1 || value > most)
-                    RefuseValue(option,
-                                "\"" + text + "\" is no number from 1 to " + std::to_string(most));
-                count = static_cast<unsigned>(value);
-            },
-            description)
-        ->type_name("N");
-}
 
 void AddSymptom(CLI::App& command, Until& until)
 {

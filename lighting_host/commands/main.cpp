@@ -10,12 +10,12 @@
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/Serve.h"
 #include "lighting_host/commands/ServeBroker.h"
+#include "lighting_host/commands/SoakCommand.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/commands/Terminal.h"
 #include "lighting_host/text/Duration.h"
 #include "lighting_host/text/Version.h"
 
-#include <charconv>
 #include <fcntl.h>
 #include <istream>
 #include <memory>
@@ -80,23 +80,6 @@ void AddDuration(CLI::App& command, const std::string& option, std::int64_t& mil
         ->type_name("TIME");
 }
 
-void AddSeed(CLI::App& command, std::uint64_t& seed)
-{
-    command
-        .add_option_function<std::string>(
-            "--seed",
-            [&seed](const std::string& text)
-            {
-                const char* const end = text.data() + text.size();
-                const auto read = std::from_chars(text.data(), end, seed);
-                if (read.ec != std::errc() || read.ptr != end)
-                    RefuseValue("--seed", "\"" + text + "\" is no whole number from 0 to " +
-                                              std::to_string(UINT64_MAX));
-            },
-            "Makes every random draw repeat; 1 by default, but any for run and serve")
-        ->type_name("N");
-}
-
 void AddStart(CLI::App& command, std::int64_t& startLocalSeconds)
 {
     command
@@ -121,7 +104,8 @@ void AddStart(CLI::App& command, std::int64_t& startLocalSeconds)
 void AddSessionOptions(CLI::App& command, SessionOptions& options)
 {
     options.startLocalSeconds = embedded_host::ParseLocalTime("2026-01-01T00:00:00");
-    AddSeed(command, options.seed);
+    AddSeed(command, options.seed,
+            "Makes every random draw repeat; 1 by default, but any for run and serve");
     AddChoice(command, "--draw", options.draw, DrawNames(),
               "What a random draw from a to b gives: any value, always a, always b");
     AddStart(command, options.startLocalSeconds);
@@ -169,6 +153,7 @@ private:
     CLI::App* m_validate;
     std::unique_ptr<RecordCommandLine> m_records;
     std::unique_ptr<NewDriverCommand> m_newDriver;
+    std::unique_ptr<SoakCommand> m_soak;
     CLI::App* m_manual;
     CLI::App* m_completion;
     std::string m_house;
@@ -211,6 +196,7 @@ CommandLine::CommandLine()
 
     m_records = std::make_unique<RecordCommandLine>(m_app);
     m_newDriver = std::make_unique<NewDriverCommand>(m_app);
+    m_soak = std::make_unique<SoakCommand>(m_app);
 
     AddTexts();
 
@@ -404,6 +390,8 @@ int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
         return m_records->Run(out, err, style);
     if (*m_newDriver)
         return m_newDriver->Run(out);
+    if (*m_soak)
+        return m_soak->Run(out, err);
     if (*m_manual)
         return PrintManual(out, err);
     if (*m_completion)

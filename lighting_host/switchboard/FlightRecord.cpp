@@ -226,4 +226,9 @@ std::string EndLine(const RecordDigest& digest, const std::string& why)
         "{{\"t_ms\":{},\"end\":{},\"outputs\":{},\"digest\":\"{}\",\"sums\":\"{}\"}}",
         digest.timeMs, Quoted(why), digest.outputs, digest.digest, digest.sums);
 }
+
+std::string EndLine(std::int64_t timeMs, const std::string& why)
+{
+    return fmt::format("{{\"t_ms\":{},\"end\":{}}}", timeMs, Quoted(why));
+}
 } // namespace lighting_host

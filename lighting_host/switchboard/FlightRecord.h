@@ -124,4 +124,6 @@ struct RecordDrop
 };
 std::string DroppedLine(const RecordDrop& drop);
 std::string EndLine(const RecordDigest& digest, const std::string& why);
+// The same for a run whose outputs nobody has counted.
+std::string EndLine(std::int64_t timeMs, const std::string& why);
 } // namespace lighting_host

@@ -71,6 +71,12 @@ void FlightRecorder::Close(const RecordDigest& digest, const std::string& why)
     Flush(true);
 }
 
+void FlightRecorder::Close(std::int64_t timeMs, const std::string& why)
+{
+    Add(EndLine(timeMs, why));
+    Flush(true);
+}
+
 void FlightRecorder::Flush(bool now)
 {
     if (m_waiting.empty() || (!now && Clock::now() - m_since < LONGEST_WAIT))

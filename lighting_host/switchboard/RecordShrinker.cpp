@@ -98,24 +98,31 @@ FlightRecord RecordShrinker::Build(const Kept& kept) const
     return record;
 }
 
+std::optional<RecordShrinker::Shown> RecordShrinker::Look(const FlightRecord& record) const
+{
+    if (m_options.look)
+        return m_options.look(record);
+    const HouseFile file = HouseOf(record, {{}, m_options.folder});
+    SymptomRun run(record, file, RunOptionsOf(record), m_symptom);
+    if (!run.RunTo(record.endMs))
+        return std::nullopt;
+    return Shown{*run.Met(), run.GetReplay().InputCount()};
+}
+
 bool RecordShrinker::Shows(const Kept& kept) const
 {
-    const FlightRecord record = Build(kept);
-    const HouseFile file = HouseOf(record, {{}, m_options.folder});
-    return SymptomRun(record, file, RunOptionsOf(record), m_symptom).RunTo(record.endMs);
+    return Look(Build(kept)).has_value();
 }
 
 bool RecordShrinker::FindSymptom()
 {
-    const FlightRecord record = WithoutOutputs(m_record);
-    const HouseFile file = HouseOf(record, {{}, m_options.folder});
-    SymptomRun run(record, file, RunOptionsOf(record), m_symptom);
-    if (!run.RunTo(record.endMs))
+    const std::optional<Shown> shown = Look(WithoutOutputs(m_record));
+    if (!shown)
         return false;
-    m_met = *run.Met();
+    m_met = shown->met;
     m_symptom.PinTo(m_met);
     // Inputs that come after it do nothing for it.
-    for (std::size_t i = run.GetReplay().InputCount(); i < m_kept.inputs.size(); ++i)
+    for (std::size_t i = shown->inputs; i < m_kept.inputs.size(); ++i)
         m_kept.inputs[i] = false;
     return true;
 }
@@ -237,13 +244,11 @@ bool RecordShrinker::ShrinkWorld(unsigned seeds)
 // The smaller record may show it earlier.
 void RecordShrinker::CutAtSymptom()
 {
-    const FlightRecord record = Result();
-    const HouseFile file = HouseOf(record, {{}, m_options.folder});
-    SymptomRun run(record, file, RunOptionsOf(record), m_symptom);
-    if (!run.RunTo(record.endMs))
+    const std::optional<Shown> shown = Look(Result());
+    if (!shown)
         throw RecordError("what is left does not show it any more");
-    m_met = *run.Met();
-    std::size_t handed = run.GetReplay().InputCount();
+    m_met = shown->met;
+    std::size_t handed = shown->inputs;
     for (std::size_t i = 0; i < m_kept.inputs.size(); ++i)
     {
         if (m_kept.inputs[i] && handed == 0)

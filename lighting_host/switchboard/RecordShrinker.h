@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,12 @@ public:
         Size first;
         std::size_t tries = 0;
     };
+    // What a run up to its symptom has met, and how many inputs it took.
+    struct Shown
+    {
+        Breaks::Met met;
+        std::size_t inputs = 0;
+    };
     struct Options
     {
         // Where the house file's own paths are relative to; empty for where it was.
@@ -45,6 +52,9 @@ public:
         // Called after each try; may ask to stop with what is there by returning false. Empty for
         // nobody.
         std::function<bool(const Progress&)> onProgress;
+        // Looks for the symptom instead, where it is none of what a house puts out; nothing when it
+        // does not come. Also called in child processes. Empty for the symptom itself.
+        std::function<std::optional<Shown>(const FlightRecord&)> look;
     };
 
     // The record must outlive this. Throws RecordError for a house that is not right any more.
@@ -83,6 +93,7 @@ private:
 
     using Maker = std::function<Kept(std::size_t)>;
 
+    std::optional<Shown> Look(const FlightRecord& record) const;
     FlightRecord Build(const Kept& kept) const;
     bool Shows(const Kept& kept) const;
     std::size_t FirstThatShows(std::size_t count, const Maker& make);

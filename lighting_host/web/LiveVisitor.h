@@ -45,6 +45,7 @@ public:
     // WebVisitor.
     void OnMessage(const std::string& text) override;
     std::shared_ptr<const std::string> Collect(std::size_t mostBytes) override;
+    void OnNoAnswer() override { Drop("it does not answer"); }
 
 private:
     struct Own

@@ -1,5 +1,6 @@
 #include "lighting_host/web/MessageMoments.h"
 
+#include <algorithm>
 #include <utility>
 
 #include <boost/asio/io_context.hpp>
@@ -7,6 +8,12 @@
 
 namespace lighting_host
 {
+namespace
+{
+// So many messages at a time, so that the house waits no longer than for those.
+constexpr std::size_t PORTION = 16;
+} // namespace
+
 void MessageMoments::Add(std::shared_ptr<Writer> writer)
 {
     m_writers.push_back(std::move(writer));
@@ -31,9 +38,18 @@ void MessageMoments::Clear()
 void MessageMoments::Send()
 {
     m_last = std::chrono::steady_clock::now();
-    // One at a time, so that many of them do not keep the house waiting.
-    for (std::shared_ptr<Writer>& writer : m_writers)
-        boost::asio::post(m_context, [writer = std::move(writer)] { writer->Write(); });
+    SendSome(m_context, std::make_shared<Writers>(std::move(m_writers)), 0);
     m_writers.clear();
+}
+
+// A portion, and the rest after whatever else has become due meanwhile.
+void MessageMoments::SendSome(boost::asio::io_context& context,
+                              const std::shared_ptr<Writers>& writers, std::size_t from)
+{
+    const std::size_t to = std::min(from + PORTION, writers->size());
+    for (std::size_t i = from; i < to; ++i)
+        (*writers)[i]->Write();
+    if (to < writers->size())
+        boost::asio::post(context, [&context, writers, to] { SendSome(context, writers, to); });
 }
 } // namespace lighting_host

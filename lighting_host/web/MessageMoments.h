@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <vector>
 
@@ -37,12 +38,16 @@ public:
     void Clear();
 
 private:
+    using Writers = std::vector<std::shared_ptr<Writer>>;
+
     void Send();
+    static void SendSome(boost::asio::io_context& context, const std::shared_ptr<Writers>& writers,
+                         std::size_t from);
 
     boost::asio::io_context& m_context;
     boost::asio::steady_timer m_timer;
     const std::chrono::milliseconds m_gap;
     std::chrono::steady_clock::time_point m_last;
-    std::vector<std::shared_ptr<Writer>> m_writers;
+    Writers m_writers;
 };
 } // namespace lighting_host

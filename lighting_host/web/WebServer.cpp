@@ -21,7 +21,7 @@ using boost::system::error_code;
 
 namespace
 {
-// Of any kind, so that a test can hand in one end of a pair.
+// Any kind: a test hands in one end of a pair.
 using Protocol = asio::generic::stream_protocol;
 using Stream = beast::basic_stream<Protocol>;
 using Request = http::request<http::string_body>;
@@ -210,13 +210,12 @@ private:
 
     void OnRead(error_code error)
     {
+        if (error == beast::error::timeout && m_visitor)
+            m_visitor->OnNoAnswer();
         if (error || m_finished)
             return Finish();
         if (!m_socket.got_text())
-        {
-            Close(websocket::close_code::unknown_data, "only text messages are understood");
-            return;
-        }
+            return Close(websocket::close_code::unknown_data, "only text messages are understood");
         const std::string message = beast::buffers_to_string(m_buffer.data());
         m_buffer.consume(m_buffer.size());
         if (m_closing)

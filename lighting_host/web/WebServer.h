@@ -76,6 +76,10 @@ public:
     // made once. Not called while a message is still on its way, so a peer that does not read costs
     // no memory here.
     virtual std::shared_ptr<const std::string> Collect(std::size_t mostBytes) = 0;
+
+    // Called when the peer has answered nothing for WebServerOptions::idleTime, not even a ping; it
+    // is cut off after that.
+    virtual void OnNoAnswer() {}
 };
 
 // Who answers. Must outlive the server; called on its thread; what it throws becomes status 500.

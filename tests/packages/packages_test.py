@@ -88,6 +88,10 @@ class Packages(unittest.TestCase):
         self.assertIn("liblightingcommon 1 liblightingcommon1",
                       run("dpkg-deb", "-I", self.packages["liblightingcommon1"], "shlibs"))
 
+    def test_library_is_no_larger_than_its_mark(self):
+        size = os.path.getsize(os.path.join(self.libraries, "liblightingcommon.so.1"))
+        self.assertLessEqual(size, 600000)
+
     def test_nothing_in_them_names_the_folder_that_they_were_built_in(self):
         found = subprocess.run(["grep", "-rlaF", ROOT + "/", self.root], capture_output=True,
                                text=True, check=False).stdout.split()
@@ -106,6 +110,18 @@ class Packages(unittest.TestCase):
                      "zsh/vendor-completions/_lighting-host",
                      "fish/vendor_completions.d/lighting-host.fish"):
             self.assertTrue(os.path.exists(os.path.join(self.root, "usr/share", path)), path)
+
+    def test_manual_has_pages_of_the_house_file_and_the_protocol(self):
+        for name, words in (("house", ["<bind ", "load_group", "Messages to and from ZigBee"]),
+                            ("protocol", ["advance_ms", "bound_call", "--persist-every"])):
+            path = f"{self.root}/usr/share/man/man5/lighting-host-{name}.5.gz"
+            done = subprocess.run(["man", "--warnings", "-l", path], capture_output=True, text=True,
+                                  check=True, env=dict(os.environ, MANWIDTH="80", LC_ALL="C.UTF-8"))
+            self.assertEqual("", done.stderr)
+            for word in words:
+                self.assertIn(word, done.stdout)
+            self.assertNotIn("](", done.stdout)
+            self.assertIn(f"lighting-host-{name} - ", run("lexgrog", path))
 
     def test_example_is_built_and_passes_with_cmake(self):
         built = os.path.join(BUILD, "packages-example")

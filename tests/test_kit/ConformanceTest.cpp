@@ -186,9 +186,9 @@ TEST(AnyInputTest, SameSeed_GivesTheSameInputsAndAnotherGivesOthers)
     int different = 0;
     for (int i = 0; i < 200; ++i)
     {
-        const std::string text = one.Next().text;
-        EXPECT_EQ(text, same.Next().text);
-        different += text != other.Next().text ? 1 : 0;
+        const std::string text = one.Next().Text();
+        EXPECT_EQ(text, same.Next().Text());
+        different += text != other.Next().Text() ? 1 : 0;
     }
     EXPECT_GT(different, 150);
 }

@@ -368,7 +368,7 @@ TEST_P(ActTimeTest, IsRefused)
 
 INSTANTIATE_TEST_SUITE_P(Times, ActTimeTest,
                          testing::Values("", "at=\"\"", "at=\"7hm\"", "at=\"h7\"", "at=\"1h-5m\"",
-                                         "at=\"1h 5m\"", "at=\"1s\" every=\"0s\"",
-                                         "at=\"1s\" every=\"no\""));
+                                         "at=\"1h 5m\"", "at=\"10s1m\"", "at=\"1m1m\"",
+                                         "at=\"1s\" every=\"0s\"", "at=\"1s\" every=\"no\""));
 } // namespace
 } // namespace lighting_host
