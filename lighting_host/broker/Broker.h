@@ -67,9 +67,6 @@ public:
     static constexpr std::size_t MOST_WAITING = 20000;
     static constexpr std::size_t MOST_WAITING_BYTES = 32 * 1024 * 1024;
 
-    // A larger message is dropped unseen.
-    static constexpr std::size_t MOST_PAYLOAD = 256 * 1024;
-
     virtual ~Broker() = default;
 
     // What the broker publishes when the connection ends without Stop. Before Start.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -26,6 +27,8 @@ struct BrokerAddress
 
     std::string clientId;
     int keepAliveSeconds = 30;
+    // A larger message is dropped unseen, in octets.
+    std::size_t mostPayload = 256 * 1024;
 
     enum class Version
     {

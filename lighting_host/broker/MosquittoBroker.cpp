@@ -262,7 +262,7 @@ private:
         Properties properties;
         if (m_version == MQTT_PROTOCOL_V5)
             properties.AddNumber(MQTT_PROP_MAXIMUM_PACKET_SIZE,
-                                 static_cast<std::uint32_t>(2 * MOST_PAYLOAD));
+                                 static_cast<std::uint32_t>(2 * m_address.mostPayload));
         return mosquitto_connect_bind_v5(handle, m_address.host.c_str(), m_address.port,
                                          m_address.keepAliveSeconds, nullptr, properties.List());
     }
@@ -405,7 +405,8 @@ private:
                           const mosquitto_property* properties)
     {
         Connection& connection = Of(self);
-        if (came->payloadlen < 0 || static_cast<std::size_t>(came->payloadlen) > MOST_PAYLOAD ||
+        if (came->payloadlen < 0 ||
+            static_cast<std::size_t>(came->payloadlen) > connection.m_address.mostPayload ||
             connection.m_arrived >= MOST_ARRIVED)
         {
             ++connection.m_dropped;

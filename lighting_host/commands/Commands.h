@@ -1,5 +1,6 @@
 #pragma once
 
+#include "lighting_host/commands/LampBroker.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/HouseFaults.h"
@@ -46,6 +47,8 @@ struct RunOptions
     // How what is told looks, and how many columns there are for it; 0 for as many as it takes.
     Style style;
     std::size_t columns = 0;
+    // The broker of the house's own lamps.
+    LampBrokerOptions lampBroker;
 };
 
 // Runs a house with its simulated devices and tells on `out` what happens.

@@ -1,17 +1,23 @@
+#include "lighting_host/broker/HouseLamps.h"
 #include "lighting_host/commands/Commands.h"
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/RunTables.h"
+#include "lighting_host/switchboard/HouseActions.h"
 #include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/text/Duration.h"
 
 #include <algorithm>
 #include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <ostream>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <fmt/format.h>
 
@@ -27,6 +33,10 @@ constexpr std::int64_t STRIDE_MS = 60 * 1000;
 constexpr std::chrono::milliseconds SHOW_INTERVAL(200);
 // In real time, how often progress is shown.
 constexpr std::int64_t PROGRESS_STEP_MS = 1000;
+// In real time, how often lamps elsewhere are looked after.
+constexpr std::chrono::milliseconds LAMP_INTERVAL(50);
+// On purpose not that of an attribute: who hands in what lamps say.
+const std::string LAMP_VISITOR = "zigbee2mqtt";
 
 // Shows in time what happens: writes on to whoever reads, and on a terminal a line of progress,
 // which makes way for what is told.
@@ -91,7 +101,7 @@ public:
     RealTimeRun(embedded_host::House& house, std::int64_t forMs, Progress& progress,
                 const std::ostream& out)
         : m_house(house), m_forMs(forMs), m_progress(progress), m_out(out), m_timer(m_context),
-          m_signals(m_context)
+          m_lampTimer(m_context), m_signals(m_context)
     {
         if (StopSignals::Descriptor() < 0)
             return;
@@ -112,10 +122,55 @@ public:
     void Run()
     {
         Work();
+        WorkOnLamps();
         m_context.run();
     }
 
+    // The lamps of the house that stand behind Zigbee2MQTTs; before Run.
+    void AddLamps(const BrokerAddress& address, HouseRun& run, std::ostream& err)
+    {
+        m_lamps = std::make_unique<HouseLamps>(
+            address, run.GetSession(),
+            [this](std::function<void()> work) { boost::asio::post(m_context, std::move(work)); },
+            [this, &run](const std::string& line) { return HandIn(run, line); },
+            [&err](const std::string& what)
+            { err << fmt::format("lighting-host: zigbee2mqtt: {}\n", what) << std::flush; });
+        m_lamps->Start(MonotonicNs());
+    }
+
 private:
+    static std::int64_t MonotonicNs()
+    {
+        return std::chrono::duration_cast<std::chrono::nanoseconds>(
+                   std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    }
+
+    bool HandIn(HouseRun& run, const std::string& line)
+    {
+        bool isTaken = true;
+        if (IsHouseAction(line))
+            run.Do(LAMP_VISITOR, line, PrepareHouseAction(run, line));
+        else
+            isTaken = run.HandIn(LAMP_VISITOR, line, ++m_lines);
+        Work();
+        return isTaken;
+    }
+
+    void WorkOnLamps()
+    {
+        if (!m_lamps)
+            return;
+        m_lamps->Work(MonotonicNs());
+        m_lampTimer.expires_after(LAMP_INTERVAL);
+        m_lampTimer.async_wait(
+            [this](const boost::system::error_code& error)
+            {
+                if (!error)
+                    WorkOnLamps();
+            });
+    }
+
     void Work()
     {
         m_house.Advance({});
@@ -152,7 +207,11 @@ private:
     const std::ostream& m_out;
     boost::asio::io_context m_context;
     boost::asio::steady_timer m_timer;
+    boost::asio::steady_timer m_lampTimer;
     boost::asio::posix::stream_descriptor m_signals;
+    unsigned long m_lines = 0;
+    // Null for none.
+    std::unique_ptr<HouseLamps> m_lamps;
 };
 
 // The status of a run that could do all that it had to: a run without an end is complete when a
@@ -193,6 +252,15 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     if (!LoadHouse(housePath, file, err))
         return 1;
     TellDoubts(housePath, err);
+    std::optional<BrokerAddress> lampBroker;
+    const std::string lamps = RealLampsNeedRealTime(file, "not with --virtual");
+    if (!lamps.empty() && !options.session.realTime)
+    {
+        err << lamps << '\n';
+        return 1;
+    }
+    if (!lamps.empty())
+        lampBroker = CompleteLampBroker(options.lampBroker, BrokerAddress());
     Progress progress(out, err, options.terminal);
     SaveWatch saves(options.session);
     HouseRun::Options runOptions;
@@ -209,7 +277,12 @@ int RunHouse(const std::string& housePath, const RunOptions& options, std::ostre
     ForgetStart(file);
     run.Start();
     if (options.session.realTime)
-        RealTimeRun(session.House(), options.forMs, progress, out).Run();
+    {
+        RealTimeRun realTime(session.House(), options.forMs, progress, out);
+        if (lampBroker)
+            realTime.AddLamps(*lampBroker, run, err);
+        realTime.Run();
+    }
     else
         RunVirtual(session.House(), options.forMs > 0 ? options.forMs : DEFAULT_VIRTUAL_MS,
                    progress, out);

@@ -7,6 +7,7 @@
 #include "lighting_host/commands/RecordedOptions.h"
 #include "lighting_host/commands/SaveWatch.h"
 #include "lighting_host/commands/ServeBroker.h"
+#include "lighting_host/commands/ServeLamps.h"
 #include "lighting_host/commands/ServiceManager.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/switchboard/LiveHouse.h"
@@ -98,6 +99,7 @@ public:
 
     // Null for none; must outlive the loop.
     void SetBroker(LiveHouseOnBroker* onBroker) { m_onBroker = onBroker; }
+    void SetLamps(HouseLamps* lamps) { m_lamps = lamps; }
 
 private:
     void Work()
@@ -135,6 +137,8 @@ private:
                     m_server.SendChanges(MonotonicNs());
                 if (m_onBroker)
                     m_onBroker->Work(MonotonicNs());
+                if (m_lamps)
+                    m_lamps->Work(MonotonicNs());
                 SendChanges();
             });
     }
@@ -174,6 +178,7 @@ private:
     boost::asio::posix::stream_descriptor m_signals;
     WebServer* m_web = nullptr;
     LiveHouseOnBroker* m_onBroker = nullptr;
+    HouseLamps* m_lamps = nullptr;
     std::chrono::steady_clock::time_point m_farewellEnds;
     std::string m_why;
 };
@@ -182,8 +187,10 @@ struct CutAtEnd
 {
     std::unique_ptr<WebServer>& web;
     std::unique_ptr<LiveHouseOnBroker>& onBroker;
+    std::unique_ptr<LampVisitor>& lamps;
     ~CutAtEnd()
     {
+        lamps.reset();
         onBroker.reset();
         web.reset();
     }
@@ -273,7 +280,8 @@ RecordHead MakeHead(const std::string& housePath, const ServeOptions& options)
 // What a visitor without the token needs to show it.
 const std::vector<std::string> OPEN_PATHS = {"/token", "/token.js", "/style.css", "/icon.svg"};
 
-LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options)
+LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOptions& options,
+                                    std::ostream& err)
 {
     LiveServer::Options server;
     server.name = std::filesystem::path(housePath).stem().string();
@@ -284,6 +292,10 @@ LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOpt
     server.startLocalSeconds = options.session.startLocalSeconds;
     server.zone = options.session.zone;
     server.pageFolder = options.pageFolder;
+    server.tell = [&err](const std::string& text)
+    {
+        err << fmt::format("lighting-host: {}\n", text) << std::flush;
+    };
     return server;
 }
 
@@ -363,6 +375,27 @@ std::unique_ptr<LiveHouseOnBroker> MakeOnBroker(const ServeOptions& options, con
                                                std::move(wake), complain);
 }
 
+// Runs the loop with who speaks to the house over brokers, either of which may be null; says why it
+// ended.
+std::string RunLoop(ServeLoop& loop, LiveHouse& house, WebServer& web, LiveHouseOnBroker* onBroker,
+                    LampVisitor* lamps)
+{
+    if (onBroker)
+        onBroker->Start(house);
+    loop.SetBroker(onBroker);
+    if (lamps)
+    {
+        lamps->Lamps().Start(MonotonicNs());
+        loop.SetLamps(&lamps->Lamps());
+    }
+    const std::string why = loop.Run(web);
+    if (onBroker)
+        onBroker->Stop();
+    if (lamps)
+        lamps->Lamps().Stop();
+    return why;
+}
+
 void TellLive(const std::string& name, const ServeOptions& options, std::uint16_t port,
               std::ostream& err)
 {
@@ -388,12 +421,7 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     SaveWatch saves(options.session);
     boost::asio::io_context context(1);
     std::function<void()> wake;
-    LiveServer::Options serverOptions = ServerOptionsOf(housePath, options);
-    serverOptions.tell = [&err](const std::string& text)
-    {
-        err << fmt::format("lighting-host: {}\n", text) << std::flush;
-    };
-    LiveServer server(serverOptions, [&wake] { wake(); });
+    LiveServer server(ServerOptionsOf(housePath, options, err), [&wake] { wake(); });
     // First of all that can fail, so that nothing is left behind when it does.
     auto web = std::make_unique<WebServer>(context, options.web, server);
     server.Attach(*web);
@@ -404,8 +432,11 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
         options, file, name, web->Port(), context, [&wake] { wake(); }, err);
     std::unique_ptr<ConsoleReport> report;
     LiveHouse::Options houseOptions = HouseOptionsOf(options, saves.Options(), recorder.get());
-    houseOptions.onPresent = [&report, &out, &options, &onBroker](HouseRun* run)
+    std::unique_ptr<LampVisitor> lamps;
+    houseOptions.onPresent = [&report, &out, &options, &onBroker, &lamps](HouseRun* run)
     {
+        if (lamps)
+            lamps->Lamps().OnPresent(run);
         if (onBroker)
             onBroker->OnPresent(run);
         report.reset();
@@ -418,22 +449,21 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     ServiceManager manager;
     ServeLoop loop(context, house, server, manager, options.forMs, out);
     // Visitors leave before the house goes, whatever ends it.
-    const CutAtEnd cut{web, onBroker};
+    const CutAtEnd cut{web, onBroker, lamps};
     wake = [&loop]
     {
         loop.Wake();
     };
+    // Nobody is at the other end of the house of a record.
+    if (!reliving)
+        lamps = MakeLamps(
+            options, house, context, [&wake] { wake(); }, err);
     house.Start(MonotonicNs());
     if (reliving)
         Relive(house, reliving->record.inputs, reliving->toMs, reliving->breaks, MonotonicNs());
     TellLive(name, options, web->Port(), err);
     manager.TellReady(fmt::format("live at port {}", web->Port()));
-    if (onBroker)
-        onBroker->Start(house);
-    loop.SetBroker(onBroker.get());
-    const std::string why = loop.Run(*web);
-    if (onBroker)
-        onBroker->Stop();
+    const std::string why = RunLoop(loop, house, *web, onBroker.get(), lamps.get());
     web.reset();
     saves.Restart();
     house.Stop(why);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "lighting_host/broker/BrokerOptions.h"
+#include "lighting_host/commands/LampBroker.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/ConsoleReport.h"
 #include "lighting_host/simulation/HouseFaults.h"
@@ -22,6 +23,8 @@ struct ServeOptions
     WebServerOptions web;
     // Without a host, on no broker.
     BrokerOptions broker;
+    // The broker of the house's own lamps.
+    LampBrokerOptions lampBroker;
     // Empty for none.
     std::string tokenFile;
     // The flight record, which must not be there yet; empty for none.

@@ -118,6 +118,12 @@ int RunStdio(const std::string& housePath, const SessionOptions& options, const 
     HouseFile house;
     if (!LoadHouse(housePath, house, err))
         return 1;
+    const std::string wrong = RealLampsNeedRealTime(house, "use serve --bare");
+    if (!wrong.empty())
+    {
+        err << wrong << '\n';
+        return 1;
+    }
     std::unique_ptr<Recorder> recorder;
     SaveWatch saves(options);
     SessionOptions session = saves.Options();

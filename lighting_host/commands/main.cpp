@@ -224,6 +224,7 @@ void CommandLine::AddRun()
     AddChoice(*m_run, "--faults", m_runOptions.faults, FAULTS,
               "Random faults on every link, and power failures");
     AddSessionOptions(*m_run, m_runOptions.session);
+    AddLampBrokerOptions(*m_run, m_runOptions.lampBroker);
 }
 
 void CommandLine::AddServe()
@@ -283,6 +284,7 @@ void CommandLine::AddServe()
         ->type_name("NAME")
         ->allow_extra_args(false);
     AddBrokerOptions(*m_serve, options.broker);
+    AddLampBrokerOptions(*m_serve, options.lampBroker);
     AddSessionOptions(*m_serve, options.session);
 }
 

@@ -9,6 +9,7 @@
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/types/Devices.h"
 #include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "nxshared/XmlDocument.h"
 
 #include <fmt/format.h>
@@ -122,12 +123,17 @@ void Session::Start()
     if (m_keeper)
         m_keeper->Start();
     for (const auto& device : m_devices)
+    {
+        // Whether a real lamp is there comes as an input.
+        if (IsRemoteLight(KindOf(device->Driver())))
+            continue;
         device->Schedule({},
                          [&device]
                          {
                              device->Device()->OnPowerOn();
                              device->Driver().Online(true);
                          });
+    }
 }
 
 void Session::RestartDrivers(bool save)

@@ -6,6 +6,7 @@
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -109,7 +110,8 @@ void Controller::ResyncNext()
     m_resyncTimer = m_session.House().AddDeviceTimer(RESYNC_PERIOD / drivers.size(), this);
     nx::DriverHost& driver = *drivers[m_nextToResync];
     m_nextToResync = (m_nextToResync + 1) % drivers.size();
-    driver.Online(true);
+    if (!IsGoneRemoteLight(m_session.KindOf(driver), driver))
+        driver.Online(true);
     SendSettings(driver);
 }
 

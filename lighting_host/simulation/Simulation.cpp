@@ -2,6 +2,7 @@
 
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 
 namespace lighting_host
 {
@@ -41,6 +42,7 @@ void Simulation::OnDriverStarted(nx::DriverHost& driver)
     m_controller.Provision(driver);
     m_lampMeters.OnDriverStarted(driver);
     m_boundLoads.OnDriverStarted(driver);
-    driver.Online(true);
+    if (!IsGoneRemoteLight(m_session.KindOf(driver), driver))
+        driver.Online(true);
 }
 } // namespace lighting_host

@@ -6,6 +6,7 @@
 #include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -192,6 +193,21 @@ Action PrepareFault(HouseRun& run, Fields& fields)
     };
 }
 
+// {"house":"lamp","driver":"sofa","level":40}: what a lamp that is not simulated says of itself.
+Action PrepareLamp(HouseRun& run, Fields& fields)
+{
+    SimulatedDevice* const device = run.GetSession().Devices()[DeviceOf(run, fields)]->Device();
+    auto* const light = dynamic_cast<RemoteLight*>(device);
+    if (!light)
+        throw InputError("the device is simulated");
+    const auto level = static_cast<unsigned>(fields.Integer("level", 0, FULL_LEVEL));
+    fields.Finish();
+    return [light, level]
+    {
+        light->SetPresentLevel(level);
+    };
+}
+
 struct Row
 {
     const char* word;
@@ -200,6 +216,7 @@ struct Row
 constexpr Row ACTIONS[] = {
     {"act", &PrepareAct},     {"level", &PrepareLevel}, {"scene", &PrepareScene},
     {"group", &PrepareGroup}, {"power", &PreparePower}, {"fault", &PrepareFault},
+    {"lamp", &PrepareLamp},
 };
 
 const Row* FindAction(const std::string& word)

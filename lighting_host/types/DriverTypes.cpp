@@ -1,6 +1,7 @@
 #include "lighting_host/types/DeviceElement.h"
 #include "lighting_host/types/DriverType.h"
 #include "lighting_host/types/HousePlan.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 
 namespace lighting_host
 {
@@ -39,6 +40,8 @@ const DriverType* FindDriverType(const std::string& name)
 
 const DeviceKind* DeviceKindOf(const HouseFileDriver& driver)
 {
+    if (driver.device && IsRemoteLight(*driver.device))
+        return &RemoteLightKind();
     const std::string kind = driver.device ? DeviceElement(*driver.device).Kind() : std::string();
     for (const DriverType& type : DriverTypes())
     {

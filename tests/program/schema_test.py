@@ -61,6 +61,11 @@ BAD_HOUSES = [
     "<house>" + DEVICE.format('<fault kind="loses" by="2s"/>') + "</house>",
     "<house>" + LIGHT.format('<device simulated="true"><person/></device>') + "</house>",
     "<house>" + LIGHT.format('<device simulated="true" groups="many"/>') + "</house>",
+    "<house>" + LIGHT.format('<device zigbee2mqtt="sofa"/>') + "</house>",
+    "<house>" + LIGHT.format('<device zigbee2mqtt="0x00124b0012345678" base="a/#"/>') + "</house>",
+    "<house>" + LIGHT.format('<device zigbee2mqtt="0x00124b0012345678" groups="9"/>') + "</house>",
+    "<house>" + LIGHT.format('<device zigbee2mqtt="0x00124b0012345678" simulated="true"/>') + "</house>",
+    "<house>" + DRIVER.format('<device zigbee2mqtt="0x00124b0012345678"/>') + "</house>",
     '<house><load_group name="x"/></house>',
     "<house>" + DRIVER.format("") + '<load_group id="1"><on driver="a" contact="0" level="101"/>'
     "</load_group></house>",
