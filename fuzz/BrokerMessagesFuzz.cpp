@@ -91,7 +91,7 @@ public:
         const auto action = m_session.AdapterOf(*driver)->PrepareInput("button", fields);
         fields.Finish();
         Require(action != nullptr);
-        driver->Enter(action);
+        driver->CallDriver("the input", action);
         return std::string();
     }
 
