@@ -30,6 +30,8 @@ alone(lightingcommon ${top}/lighting_common/EnergyInfoCollector.cpp
 alone(simulated_devices ${top}/simulated_devices/*Faults.cpp
   ${top}/simulated_devices/WiredDimmer.cpp)
 alone(lighting_host_parts ${top}/lighting_host/types/*/*.cpp
+  ${top}/lighting_host/broker/Discovery.cpp ${top}/lighting_host/broker/RawZcl.cpp
+  ${top}/lighting_host/broker/Zigbee2MqttTexts.cpp
   ${top}/lighting_host/text/JsonWriter.cpp ${top}/lighting_host/web/WebServer.cpp)
 if(LIGHTING_BUILD_TESTS)
   alone(embedded_host_tests ${top}/tests/embedded_host/XmlTreeTest.cpp)

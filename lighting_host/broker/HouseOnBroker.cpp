@@ -28,13 +28,6 @@ constexpr std::int64_t LIGHT_INTERVAL_NS = SECOND_NS;
 constexpr std::int64_t FADE_GRACE_MS = 2000;
 constexpr std::int64_t LEAST_BIRTH_DELAY_MS = 100;
 
-std::string Quoted(const std::string& text)
-{
-    std::string out;
-    AppendJsonText(out, text);
-    return out;
-}
-
 } // namespace
 
 HouseOnBroker::HouseOnBroker(Options options, BrokeredHouse& house, Broker& broker,
@@ -549,7 +542,7 @@ void HouseOnBroker::Refuse(const BrokerMessage& message, const std::string& why)
     Complain(fmt::format("{} was refused: {}", message.topic, why));
     if (message.retained)
         return;
-    const std::string answer = fmt::format(R"({{"error":{}}})", Quoted(why));
+    const std::string answer = fmt::format(R"({{"error":{}}})", JsonText(why));
     Publish({m_options.topics.Error(message.topic), answer, false, true, std::string()});
     Answer(message, answer);
 }

@@ -2,6 +2,7 @@
 
 #include "lighting_host/house/StateKeeper.h"
 #include "lighting_host/text/Json.h"
+#include "lighting_host/text/MonotonicClock.h"
 
 #include <algorithm>
 #include <chrono>
@@ -12,13 +13,6 @@ namespace
 {
 // What is kept for the next life is under this name beside the drivers' states.
 const std::string NOTE = "broker";
-
-std::int64_t MonotonicNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
 
 // What an answer says is wrong; empty when it says nothing of that kind.
 std::string ErrorIn(const std::string& answer)

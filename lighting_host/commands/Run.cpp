@@ -7,6 +7,7 @@
 #include "lighting_host/switchboard/HouseActions.h"
 #include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/text/Duration.h"
+#include "lighting_host/text/MonotonicClock.h"
 
 #include <algorithm>
 #include <chrono>
@@ -139,13 +140,6 @@ public:
     }
 
 private:
-    static std::int64_t MonotonicNs()
-    {
-        return std::chrono::duration_cast<std::chrono::nanoseconds>(
-                   std::chrono::steady_clock::now().time_since_epoch())
-            .count();
-    }
-
     bool HandIn(HouseRun& run, const std::string& line)
     {
         bool isTaken = true;

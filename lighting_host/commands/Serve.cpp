@@ -44,7 +44,7 @@ namespace
 {
 constexpr std::chrono::milliseconds CHANGES_INTERVAL{50};
 // The time that visitors have to hear that the program ends.
-constexpr std::chrono::milliseconds FAREWELL{500};
+constexpr std::chrono::milliseconds VISITORS_FAREWELL{500};
 constexpr std::chrono::milliseconds LEAVING_INTERVAL{5};
 constexpr std::int64_t LONGEST_SLEEP_NS = 250000000;
 
@@ -147,7 +147,7 @@ private:
         m_timer.cancel();
         m_changes.cancel();
         m_web->Close("the program ends: " + why);
-        m_farewellEnds = std::chrono::steady_clock::now() + FAREWELL;
+        m_farewellEnds = std::chrono::steady_clock::now() + VISITORS_FAREWELL;
         AwaitLeaving();
     }
 

@@ -1,5 +1,7 @@
 #include "lighting_host/commands/ServeLamps.h"
 
+#include "lighting_host/text/MonotonicClock.h"
+
 #include <chrono>
 #include <ostream>
 
@@ -8,16 +10,6 @@
 
 namespace lighting_host
 {
-namespace
-{
-std::int64_t MonotonicNs()
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(
-               std::chrono::steady_clock::now().time_since_epoch())
-        .count();
-}
-} // namespace
-
 LampVisitor::LampVisitor(const BrokerAddress& address, LiveHouse& house,
                          boost::asio::io_context& context, std::function<void()> wake,
                          std::ostream& err)

@@ -208,20 +208,20 @@ Action PrepareLamp(HouseRun& run, Fields& fields)
     };
 }
 
-struct Row
+struct ActionRow
 {
     const char* word;
     Action (*prepare)(HouseRun&, Fields&);
 };
-constexpr Row ACTIONS[] = {
+constexpr ActionRow ACTIONS[] = {
     {"act", &PrepareAct},     {"level", &PrepareLevel}, {"scene", &PrepareScene},
     {"group", &PrepareGroup}, {"power", &PreparePower}, {"fault", &PrepareFault},
     {"lamp", &PrepareLamp},
 };
 
-const Row* FindAction(const std::string& word)
+const ActionRow* FindAction(const std::string& word)
 {
-    for (const Row& row : ACTIONS)
+    for (const ActionRow& row : ACTIONS)
     {
         if (word == row.word)
             return &row;
@@ -245,7 +245,7 @@ std::function<void()> PrepareHouseAction(HouseRun& run, const std::string& line)
     const Json input = ParseJson(line);
     Fields fields(input, "the input");
     const std::string word = fields.Text("house");
-    const Row* const row = FindAction(word);
+    const ActionRow* const row = FindAction(word);
     if (!row)
         throw InputError(fmt::format("\"{}\" is nothing that can be done to the house", word));
     return row->prepare(run, fields);

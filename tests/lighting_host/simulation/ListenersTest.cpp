@@ -42,8 +42,8 @@ private:
     Lines& m_lines;
 };
 
-constexpr const char* HOUSE = "<house><driver name=\"bell\" type=\"puck\" id=\"1\">"
-                              "<device simulated=\"true\"/></driver></house>";
+constexpr const char* HEARD_HOUSE = "<house><driver name=\"bell\" type=\"puck\" id=\"1\">"
+                                    "<device simulated=\"true\"/></driver></house>";
 
 // A puck whose contact 0 the test presses.
 class ListenersTest : public testing::Test
@@ -57,7 +57,7 @@ protected:
     }
     nx::DriverHost& Driver() const { return *m_session.House().Find("bell"); }
 
-    const HouseFile m_file = ParseHouseFile(HOUSE, ".");
+    const HouseFile m_file = ParseHouseFile(HEARD_HOUSE, ".");
     Lines m_lines;
     Listeners m_listeners;
     Recorder m_first{"first", m_lines};

@@ -27,7 +27,7 @@ constexpr const char* LAMP_HOUSE = R"(<house>
   <driver name="bare" type="puck" id="104"/>
 </house>)";
 constexpr std::size_t HALL = 0;
-constexpr std::size_t SOFA = 1;
+constexpr std::size_t SOFA_INDEX = 1;
 constexpr std::size_t OAK = 2;
 } // namespace
 
@@ -105,10 +105,10 @@ TEST_F(HouseActionsTest, Level_GoesToThatLampAlone)
     EXPECT_EQ(Device(OAK).Device()->PresentRamp()->to, 40u);
     m_run->AdvanceTo(11001);
     EXPECT_EQ(Device(OAK).PresentLevel().level, 40u);
-    EXPECT_EQ(Device(SOFA).PresentLevel().level, 0u);
+    EXPECT_EQ(Device(SOFA_INDEX).PresentLevel().level, 0u);
     Do(R"({"house":"level","driver":"sofa","level":100})");
     m_run->AdvanceTo(11100);
-    EXPECT_EQ(Device(SOFA).PresentLevel().level, 254u);
+    EXPECT_EQ(Device(SOFA_INDEX).PresentLevel().level, 254u);
 }
 
 TEST_F(HouseActionsTest, WithoutPower_NothingReachesADeviceAndItsLampIsDark)
@@ -175,7 +175,7 @@ TEST_F(HouseActionsTest, WhatIsNotNamedOfAFault_StaysAsItIs)
 {
     Do(R"({"house":"fault","driver":"sofa","deaf":true,"delay_ms":5})");
     Do(R"({"house":"fault","driver":"sofa","loss_percent":10})");
-    const DeviceSwitches::Switched& sofa = m_run->GetSimulation()->Switches().Of(SOFA);
+    const DeviceSwitches::Switched& sofa = m_run->GetSimulation()->Switches().Of(SOFA_INDEX);
     EXPECT_TRUE(sofa.faults.deaf);
     EXPECT_EQ(sofa.faults.delayMs, 5u);
     EXPECT_EQ(sofa.faults.lossPercent, 10u);

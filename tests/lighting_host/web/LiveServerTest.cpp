@@ -20,7 +20,7 @@ namespace
 // Every driver knows its device.
 constexpr std::int64_t SETTLED_MS = 60000;
 constexpr std::size_t MUCH = 1 << 16;
-constexpr const char* HOUSE = R"(<house>
+constexpr const char* SERVED_HOUSE = R"(<house>
   <driver name="meter" type="energy_switch" id="1"/>
   <driver name="oak" type="wired_dimmer" id="2"><device simulated="true" watts="40"/></driver>
   <driver name="ash" type="wired_dimmer" id="3"><device simulated="true" watts="40"/></driver>
@@ -48,7 +48,7 @@ protected:
         std::unique_ptr<WebVisitor> visitor;
     };
 
-    LiveServerTest() : m_file(ParseHouseFile(HOUSE, "."))
+    LiveServerTest() : m_file(ParseHouseFile(SERVED_HOUSE, "."))
     {
         LiveServer::Options options;
         options.tell = [this](const std::string& text)
