@@ -34,7 +34,7 @@ def round_trips(tool, broker, topic, payload, answer, count):
 
 
 def rate_out(program, broker):
-    house = House(program, broker.url, "--speed", "60")
+    house = House(program, broker.url, "--speed", "60", "--start", "2026-01-01T18:00:00")
     listener = Listener(broker, BASE + "/#")
     listener.wait_for(BASE + "/table_lamp/light")
     listener.forget()
