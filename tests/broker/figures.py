@@ -16,7 +16,8 @@ import time
 from house_on_broker import HERE, House, Listener, Mosquitto, until
 
 BASE = "lighting/house"
-SECONDS = 20
+SETTLED_S = 3
+SECONDS = 30
 COMMANDS = 5000
 BATCH = 250
 
@@ -33,18 +34,21 @@ def round_trips(tool, broker, topic, payload, answer, count):
     return [int(line) for line in done.stdout.split()]
 
 
+def pass_time(seconds):
+    end = time.monotonic() + seconds
+    while time.monotonic() < end:
+        time.sleep(0.1)
+
+
 def rate_out(program, broker):
-    house = House(program, broker.url, "--speed", "60", "--start", "2026-01-01T18:00:00")
+    house = House(program, broker.url, "--speed", "60")
     listener = Listener(broker, BASE + "/#")
     listener.wait_for(BASE + "/table_lamp/light")
+    # What stands when the house comes to the broker is told first, and not counted.
+    pass_time(SETTLED_S)
     listener.forget()
-    begin = time.monotonic()
-    try:
-        until(lambda: time.monotonic() > begin + SECONDS, "the end", SECONDS + 1)
-    except AssertionError:
-        pass
-    print(f"60 times real time: {len(listener.heard) / (time.monotonic() - begin):.1f} "
-          "messages a second out")
+    pass_time(SECONDS)
+    print(f"60 times real time: {len(listener.heard) / SECONDS:.1f} messages a second out")
     house.end()
     listener.close()
 
