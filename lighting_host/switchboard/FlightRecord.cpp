@@ -224,6 +224,6 @@ std::string EndLine(const RecordDigest& digest, const std::string& why)
 
 std::string EndLine(std::int64_t timeMs, const std::string& why)
 {
-    return fmt::format("{{\"t_ms\":{},\"end\":{}}}", timeMs, Quoted(why));
+    return fmt::format("{{\"t_ms\":{},\"end\":{}}}", timeMs, JsonText(why));
 }
 } // namespace lighting_host
