@@ -245,7 +245,8 @@ void Reader::ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& drive
         if (driver.device)
             Error(child, "a second <device> in <driver>");
         bool simulated = false;
-        if (ReadTruth(child, "simulated", simulated) && (simulated || child.attribute("zigbee2mqtt")))
+        if (ReadTruth(child, "simulated", simulated) &&
+            (simulated || child.attribute("zigbee2mqtt")))
             driver.device = Copy(child);
         return;
     }
