@@ -103,7 +103,7 @@ BrokerCommand ReadLed(const Request& request)
     if (fields.Has("color"))
     {
         Fields color(fields.Get("color"), "\"color\"");
-        const char* const names[] = {"r", "g", "b"};
+        static constexpr const char* names[] = {"r", "g", "b"};
         for (std::size_t i = 0; i < channels.size(); ++i)
             channels[i] = static_cast<int>(color.Integer(names[i], 0, FULL_COLOR));
         color.Finish();

@@ -81,7 +81,7 @@ public:
     void Stop();
 
     // A frame for a lamp. May be called while the house is inside a call: no listener is called.
-    void Send(std::size_t lamp, const wire::ZclFrame& frame);
+    void Send(std::size_t number, const wire::ZclFrame& frame);
 
     // Forgets what waits and what is under way, of all lamps.
     void Forget();
@@ -142,12 +142,12 @@ private:
     void OnLampMessage(const std::string& base, const std::string& name, const std::string& text);
     void OnFrameBack(Lamp& lamp, const wire::ZclFrame& request, const wire::ZclFrame& frame);
 
-    void Judge(std::size_t lamp);
+    void Judge(std::size_t number);
     void JudgeAll();
     void SubscribeTo(const Lamp& lamp);
-    void Drop(std::size_t lamp);
+    void Drop(std::size_t number);
     void SendWaiting();
-    bool SendNext(std::size_t lamp);
+    bool SendNext(std::size_t number);
     bool AskState(Lamp& lamp);
     void Complain(Lamp& lamp, const std::string& what);
 

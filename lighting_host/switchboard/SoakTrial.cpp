@@ -23,6 +23,7 @@
 #include <fmt/format.h>
 
 // Of the sanitizer's run time, where there is one.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
 extern "C" __attribute__((weak)) std::size_t __sanitizer_get_current_allocated_bytes();
 
 namespace lighting_host
