@@ -103,9 +103,11 @@ BrokerCommand ReadLed(const Request& request)
     if (fields.Has("color"))
     {
         Fields color(fields.Get("color"), "\"color\"");
-        static constexpr const char* names[] = {"r", "g", "b"};
-        for (std::size_t i = 0; i < channels.size(); ++i)
-            channels[i] = static_cast<int>(color.Integer(names[i], 0, FULL_COLOR));
+        const auto channel = [&color](const char* name)
+        {
+            return static_cast<int>(color.Integer(name, 0, FULL_COLOR));
+        };
+        channels = {channel("r"), channel("g"), channel("b")};
         color.Finish();
     }
     const int brightest = *std::max_element(channels.begin(), channels.end());
