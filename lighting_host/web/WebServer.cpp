@@ -8,7 +8,9 @@
 #include <set>
 
 #include <boost/asio.hpp>
-#include <boost/beast.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/websocket.hpp>
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -26,7 +28,8 @@ using Protocol = asio::generic::stream_protocol;
 using Stream = beast::basic_stream<Protocol>;
 using Request = http::request<http::string_body>;
 using Response = http::response<http::string_body>;
-using Socket = websocket::stream<Stream>;
+// Messages are short and seldom leave the machine: they are not compressed.
+using Socket = websocket::stream<Stream, false>;
 
 constexpr std::size_t MOST_MESSAGE_BYTES = 64 * 1024;
 // The last word to whoever is cut off: who reads gets it, the others are not waited for.
