@@ -152,33 +152,55 @@ private:
     natsSubscription* m_subscription = nullptr;
 };
 
-// Who is told of a connection. It goes when the library has closed that.
-struct ConnectionTold
+// Who is told of a connection, until `End`. The library may tell a little longer: it has a pointer
+// of its own, which goes when it has closed the connection.
+class ConnectionTold
 {
-    std::function<void(const std::string&)> tell;
+public:
+    explicit ConnectionTold(std::function<void(const std::string&)> tell) : m_tell(std::move(tell))
+    {
+    }
+    void End()
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_tell = nullptr;
+    }
 
+    using Held = std::shared_ptr<ConnectionTold>;
     static void OnLost(natsConnection*, void* told)
     {
-        Tell(told, "the connection to NATS is gone; it is tried again");
+        (*static_cast<Held*>(told))->Tell("the connection to NATS is gone; it is tried again");
     }
-    static void OnBack(natsConnection*, void* told) { Tell(told, "NATS is connected again"); }
-    static void OnClosed(natsConnection*, void* told) { delete static_cast<ConnectionTold*>(told); }
-    static void Tell(void* told, const std::string& what)
+    static void OnBack(natsConnection*, void* told)
     {
-        const auto& tell = static_cast<ConnectionTold*>(told)->tell;
-        if (tell)
-            tell(what);
+        (*static_cast<Held*>(told))->Tell("NATS is connected again");
     }
+    static void OnClosed(natsConnection*, void* told) { delete static_cast<Held*>(told); }
+
+private:
+    void Tell(const std::string& what)
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_tell)
+            m_tell(what);
+    }
+
+    std::mutex m_mutex;
+    std::function<void(const std::string&)> m_tell;
 };
 } // namespace
 
 class NatsFleetBus::Link
 {
 public:
-    explicit Link(NatsOptions options) : m_options(std::move(options)) {}
+    explicit Link(NatsOptions options)
+        : m_options(std::move(options)), m_told(std::make_shared<ConnectionTold>(m_options.tell))
+    {
+    }
 
     ~Link()
     {
+        m_told->End();
         m_answers.reset();
         jsCtx_Destroy(m_stream);
         if (m_connection)
@@ -199,6 +221,7 @@ private:
     Bucket::Done Take(std::uint64_t number);
 
     const NatsOptions m_options;
+    const ConnectionTold::Held m_told;
     natsConnection* m_connection = nullptr;
     jsCtx* m_stream = nullptr;
     std::unique_ptr<Listening<natsMsg*>> m_answers;
@@ -231,8 +254,7 @@ void NatsFleetBus::Link::Connect()
         Require(natsOptions_SetUserCredentialsFromFiles(options, m_options.credentialsFile.c_str(),
                                                         nullptr),
                 m_options.credentialsFile);
-    auto told = std::make_unique<ConnectionTold>();
-    told->tell = m_options.tell;
+    auto told = std::make_unique<ConnectionTold::Held>(m_told);
     natsOptions_SetDisconnectedCB(options, ConnectionTold::OnLost, told.get());
     natsOptions_SetReconnectedCB(options, ConnectionTold::OnBack, told.get());
     natsOptions_SetClosedCB(options, ConnectionTold::OnClosed, told.get());

@@ -328,7 +328,8 @@ private:
         Machine& machine = world.machines[i];
         if (machine.decided == 0)
         {
-            if (!machine.lease.Owns(world.now))
+            // Another one with the token that was just heard would meet the same edge.
+            if (!machine.lease.Owns(world.now) || world.accepted[i] == machine.lease.Token())
                 return;
             machine.decided = machine.lease.Token();
             return Reach(world);
