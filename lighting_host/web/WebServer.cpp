@@ -45,11 +45,6 @@ void SetSecurityFields(Response& response)
     response.set("Cross-Origin-Resource-Policy", "same-origin");
     response.set(http::field::cache_control, "no-store");
 }
-
-std::string Text(beast::string_view view)
-{
-    return std::string(view.data(), view.size());
-}
 } // namespace
 
 class WebServer::Impl : public std::enable_shared_from_this<WebServer::Impl>
@@ -362,10 +357,10 @@ private:
 
     void Handle()
     {
-        const std::string host = Text(m_request[http::field::host]);
+        const std::string host = m_request[http::field::host].to_string();
         if (!IsHostAllowed(host, m_server->Options().hosts))
             return Refuse(421, "this host name is not known here; --host NAME lets it in\n");
-        if (!IsOriginAllowed(Text(m_request[http::field::origin]), host))
+        if (!IsOriginAllowed(m_request[http::field::origin].to_string(), host))
             return Refuse(403, "a page of another origin may not speak to this program\n");
         WebRequest request = Translate();
         request.hasToken = HasToken();
@@ -383,10 +378,10 @@ private:
 
     WebRequest Translate() const
     {
-        const std::string target = Text(m_request.target());
+        const std::string target = m_request.target().to_string();
         const std::size_t question = std::min(target.find('?'), target.size());
         WebRequest request;
-        request.method = Text(m_request.method_string());
+        request.method = m_request.method_string().to_string();
         request.path = DecodePercent(target.substr(0, question), false);
         if (question < target.size())
             request.query = ParseQuery(target.substr(question + 1));
@@ -399,12 +394,13 @@ private:
         const std::string& wanted = m_server->Options().token;
         if (wanted.empty())
             return true;
-        const std::string authorization = Text(m_request[http::field::authorization]);
+        const std::string authorization = m_request[http::field::authorization].to_string();
         const std::string bearer = "Bearer ";
         if (authorization.compare(0, bearer.size(), bearer) == 0 &&
             IsSameSecret(authorization.substr(bearer.size()), wanted))
             return true;
-        return IsSameSecret(CookieOf(Text(m_request[http::field::cookie]), TOKEN_COOKIE), wanted);
+        return IsSameSecret(CookieOf(m_request[http::field::cookie].to_string(), TOKEN_COOKIE),
+                            wanted);
     }
 
     void RefuseToken(const WebRequest& request)
