@@ -18,6 +18,7 @@ struct FleetBuckets
 {
     static constexpr const char* HOUSES = "houses";
     static constexpr const char* LEASES = "leases";
+    // On purpose not that of a record's head.
     static constexpr const char* STATES = "states";
     static constexpr const char* WORKERS = "workers";
     static constexpr std::int64_t LEASE_TTL_MS = 3000;
