@@ -31,6 +31,19 @@ OutputDigest::OutputDigest() : m_state(std::make_unique<State>())
 
 OutputDigest::~OutputDigest() = default;
 
+OutputDigest::OutputDigest(const OutputDigest& other) : OutputDigest()
+{
+    *this = other;
+}
+
+OutputDigest& OutputDigest::operator=(const OutputDigest& other)
+{
+    XXH3_copyState(m_state->xxh, other.m_state->xxh);
+    m_count = other.m_count;
+    m_sums = other.m_sums;
+    return *this;
+}
+
 void OutputDigest::Add(const std::string& text)
 {
     // The line end keeps two outputs apart from one that is both.

@@ -31,6 +31,10 @@ using Socket = websocket::stream<Stream>;
 constexpr std::size_t MOST_MESSAGE_BYTES = 64 * 1024;
 // The last word to whoever is cut off: who reads gets it, the others are not waited for.
 constexpr std::chrono::seconds LAST_WORD_TIME{2};
+// How much may wait in the system for a visitor that does not read; and with the rest of a message
+// and a last word, which it finds there when it reads again, also after the connection has ended.
+constexpr int MOST_UNREAD_BYTES = 48 * 1024;
+constexpr int MOST_UNREAD_AT_END_BYTES = 208 * 1024;
 
 // What every answer says: nothing of another origin is loaded, nothing is framed or guessed.
 void SetSecurityFields(Response& response)
@@ -128,6 +132,7 @@ public:
         m_visitor = m_server->Handler().OnWebSocket(asked, *this);
         m_server->Add(shared_from_this());
         beast::get_lowest_layer(m_socket).expires_never();
+        LetWait(MOST_UNREAD_BYTES);
         websocket::stream_base::timeout timeout{};
         timeout.handshake_timeout = m_server->Options().requestTime;
         timeout.idle_timeout = m_server->Options().idleTime;
@@ -163,7 +168,9 @@ public:
         m_closing = true;
         m_reason = websocket::close_reason(static_cast<websocket::close_code>(code),
                                            reason.substr(0, 123));
-        // Who does not read has no room for a last word.
+        // Who does not read now may read on later: what is under way and the last word are left
+        // there for it.
+        LetWait(MOST_UNREAD_AT_END_BYTES);
         m_lastWord.expires_after(LAST_WORD_TIME);
         m_lastWord.async_wait(
             [self = shared_from_this()](error_code error)
@@ -202,6 +209,13 @@ public:
     }
 
 private:
+    void LetWait(int bytes)
+    {
+        error_code ignored;
+        beast::get_lowest_layer(m_socket).socket().set_option(
+            asio::socket_base::send_buffer_size(bytes), ignored);
+    }
+
     void Read()
     {
         m_socket.async_read(m_buffer, [self = shared_from_this()](error_code error, std::size_t)
