@@ -92,7 +92,10 @@ install(FILES packaging/lighting-host@.service DESTINATION lib/systemd/system CO
 
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT doc)
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
-install(FILES README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
+# Sources to copy from.
+install(DIRECTORY drivers DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc
+  PATTERN CMakeLists.txt EXCLUDE)
+install(FILES README.md CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc)
 # The reference, where scripts/reference has made it.
 install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT doc
   OPTIONAL)

@@ -97,6 +97,16 @@ class Packages(unittest.TestCase):
                                text=True, check=False).stdout.split()
         self.assertEqual([], found)
 
+    def test_links_of_the_documents_lead_to_what_is_installed_beside_them(self):
+        documents = glob.glob(self.root + "/usr/share/doc/liblightingcommon/**/*.md", recursive=True)
+        self.assertLess(10, len(documents))
+        for document in documents:
+            with open(document, encoding="utf-8") as text:
+                targets = re.findall(r"\]\((?![a-z]+:)([^)#\s]+)", text.read())
+            lost = [target for target in targets
+                    if not os.path.exists(os.path.join(os.path.dirname(document), target))]
+            self.assertEqual([], lost, document)
+
     def test_program_runs_and_has_pages_and_completions_for_every_command(self):
         program = os.path.join(self.root, "usr/bin/lighting-host")
         commands = set(re.findall(r"^  ([a-z-]+) {2,}", run(program, "--help", env=self.env)

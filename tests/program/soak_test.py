@@ -84,6 +84,13 @@ class Soak(unittest.TestCase):
         inputs = self.find("spins", "keeps the processor busy", "--longest", "200ms")
         self.assertEqual(["STORE", "RECALL"], [line["command"] for line in inputs])
 
+    def test_what_a_sanitizer_finds_is_found(self):
+        with open(PROGRAM, "rb") as file:
+            if b"__asan_init" not in file.read():
+                self.skipTest("neither program nor driver has a sanitizer in this build")
+        inputs = self.find("reads_beyond", "AddressSanitizer: heap-buffer-overflow")
+        self.assertEqual(["STORE", "RECALL"], [line["command"] for line in inputs])
+
     def test_exception_is_found(self):
         inputs = self.find("throws", "too long a report")
         self.assertEqual(1, len(inputs))

@@ -89,6 +89,16 @@ private:
             std::exit(0);
         while (m_defect == "spins" && m_shelf > 99)
             ++g_turns;
+        if (m_defect == "reads_beyond" && m_shelf > 99)
+            ReadBeyond();
+    }
+
+    // Nobody but a sanitizer notices it.
+    static void ReadBeyond()
+    {
+        const std::vector<unsigned> numbers(4);
+        const volatile unsigned* const end = numbers.data() + numbers.size();
+        g_turns = *end;
     }
 
     void OnReport(const NxMIBPacket& trap)
