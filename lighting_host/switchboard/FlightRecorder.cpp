@@ -58,7 +58,11 @@ void FlightRecorder::OnInput(const RecordInput& input)
 
 void FlightRecorder::OnJsonInput(const RecordInput& input)
 {
-    Add([&input](std::string& out) { AppendInputLine(out, input, true); });
+    if (!m_failure.empty() || m_waiting.empty() || m_waiting.size() >= MOST_WAITING)
+        return Add([&input](std::string& out) { AppendInputLine(out, input, true); });
+    // Most lines are such: the clock is left to who calls Flush.
+    AppendInputLine(m_waiting, input, true);
+    m_waiting += '\n';
 }
 
 void FlightRecorder::OnOutput(std::int64_t timeMs, const std::string& text)

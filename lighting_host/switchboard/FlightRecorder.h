@@ -26,7 +26,8 @@ public:
     FlightRecorder& operator=(const FlightRecorder&) = delete;
 
     void OnInput(const RecordInput& input);
-    // The same for a line that is known to be JSON, which is not read once more.
+    // The same for a line that is known to be JSON, which is not read once more. Whoever calls this
+    // calls Flush several times a second.
     void OnJsonInput(const RecordInput& input);
     void OnOutput(std::int64_t timeMs, const std::string& text);
     void OnDigest(const RecordDigest& digest);

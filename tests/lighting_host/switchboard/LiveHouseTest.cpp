@@ -220,8 +220,8 @@ protected:
     LongLifeTest()
     {
         m_file = ParseHouseFile(R"(<house>
-  <driver name="oak" type="wired_dimmer" id="2"><device simulated="true" watts="40">
-    <person pause_min="3s" pause_max="9s"/></device></driver>
+  <driver name="oak" type="puck" id="2"><device simulated="true">
+    <person pause_min="1s" pause_max="3s"/></device></driver>
   <driver name="hall" type="puck" id="101"/>
 </house>)",
                                 ".");

@@ -29,8 +29,8 @@ constexpr const char* SERVED_HOUSE = R"(<house>
   <driver name="ash" type="wired_dimmer" id="3"><device simulated="true" watts="40"/></driver>
 </house>)";
 constexpr const char* RESTLESS_HOUSE = R"(<house>
-  <driver name="oak" type="wired_dimmer" id="2"><device simulated="true" watts="40">
-    <person pause_min="5s" pause_max="15s"/></device></driver>
+  <driver name="oak" type="puck" id="2"><device simulated="true">
+    <person pause_min="1s" pause_max="3s"/></device></driver>
 </house>)";
 constexpr const char* REPORT = R"({"driver":"meter","set":{"energy_wh":1}})";
 
