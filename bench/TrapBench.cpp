@@ -19,9 +19,11 @@
 #include <ola/rdm/UID.h>
 #endif
 #include <memory>
+#include <string>
 
 #include <fmt/format.h>
 #include <log4cplus/loglevel.h>
+#include <pugixml.hpp>
 
 namespace
 {
@@ -114,6 +116,29 @@ BENCHMARK_CAPTURE(TrapToEvent, in_turn, 1)
     ->Arg(100000);
 // No two neighbours in a row: nothing that the machine fetches ahead helps.
 BENCHMARK_CAPTURE(TrapToEvent, scattered, 7919)->Name("trap/ours_scattered")->Arg(100000);
+
+// The peer of a large house that the program starts from its file: the text of such a file, parsed
+// and nothing else, and then the same drivers, made and destroyed without it.
+void StartInMemory(benchmark::State& state)
+{
+    constexpr std::size_t DRIVERS = 100000;
+    std::string text = "<house>\n";
+    for (std::size_t i = 0; i < DRIVERS; ++i)
+        text += fmt::format("<driver name=\"puck{}\" type=\"puck\" id=\"{}\"><capability "
+                            "name=\"load_present\">true</capability></driver>\n",
+                            i, i + 1);
+    text += "</house>\n";
+    for (auto _ : state)
+    {
+        pugi::xml_document document;
+        if (!document.load_buffer(text.data(), text.size()))
+            state.SkipWithError("the house is no XML");
+        const PuckHouse pucks(DRIVERS);
+        benchmark::DoNotOptimize(pucks.house.get());
+    }
+}
+
+BENCHMARK(StartInMemory)->Name("start/memory");
 
 #if BENCH_WITH_OLA
 // The peer: one RDM request to a responder of the Open Lighting Architecture, in process, to the

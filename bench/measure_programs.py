@@ -3,7 +3,8 @@
 
 Usage: bench/measure_programs.py BUILD RESULTS
 
-Protocol lines through `lighting-host stdio` beside `jq -c .` over the same input; a ZCL frame
+Protocol lines through `lighting-host stdio` beside `jq -c .` over the same input; the start of a
+large house from its file beside one that is parsed and made in memory; a ZCL frame
 written and one read beside zigbee-herdsman, where scripts/bench --with-peers has put it into
 BUILD/npm. RESULTS is the folder for the JSON results; what is not installed is left out.
 """
@@ -19,6 +20,8 @@ import time
 BENCH = os.path.dirname(os.path.abspath(__file__))
 LINES = 200000
 REPETITIONS = 7
+DRIVERS = 100000
+START_REPETITIONS = 3
 HOUSE = '<house><driver name="p" type="puck" id="1">'
 HOUSE += '<capability name="load_present">true</capability></driver></house>'
 
@@ -61,6 +64,28 @@ def protocol_lines(program):
     return entries
 
 
+def start(build):
+    """A house that starts and ends again, at once; the peer makes the same drivers in memory."""
+    peer = [os.path.join(build, "bin", "bench", "TrapBench"), "--benchmark_filter=^start/memory",
+            "--benchmark_format=json"]
+    entries = []
+    with tempfile.TemporaryDirectory() as folder:
+        house = os.path.join(folder, "house.xml")
+        with open(house, "w", encoding="utf-8") as file:
+            file.write("<house>\n")
+            for i in range(DRIVERS):
+                file.write(f'<driver name="puck{i}" type="puck" id="{i + 1}">'
+                           '<capability name="load_present">true</capability></driver>\n')
+            file.write("</house>\n")
+        command = [os.path.join(build, "bin", "lighting-host"), "stdio", house]
+        for _ in range(START_REPETITIONS):
+            entries.append(entry("start/stdio", seconds(command, os.devnull) * 1e9))
+            done = subprocess.run(peer, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                  check=True)
+            entries += json.loads(done.stdout)["benchmarks"]
+    return entries
+
+
 def zcl_frames(build):
     ours = [os.path.join(build, "bin", "bench", "ZclBench"), "--benchmark_format=json"]
     commands = [ours + ["--benchmark_min_time=0.2"]]
@@ -79,6 +104,7 @@ def zcl_frames(build):
 def main():
     build, results = sys.argv[1:]
     write(results, "stdio.json", protocol_lines(os.path.join(build, "bin", "lighting-host")))
+    write(results, "start.json", start(build))
     write(results, "zcl.json", zcl_frames(build))
 
 

@@ -33,7 +33,8 @@ constexpr std::size_t USUAL_PARAMS = 5;
 
 std::int64_t SecondOfDay(std::int64_t seconds)
 {
-    return (seconds % SECONDS_PER_DAY + SECONDS_PER_DAY) % SECONDS_PER_DAY;
+    const std::int64_t second = seconds % SECONDS_PER_DAY;
+    return second < 0 ? second + SECONDS_PER_DAY : second;
 }
 } // namespace
 } // namespace embedded_host
@@ -77,8 +78,7 @@ NxTime NxTime::FromLocalSeconds(std::int64_t seconds)
 
 int NxTime::GetDay() const
 {
-    const std::int64_t midnight = m_localSeconds - embedded_host::SecondOfDay(m_localSeconds);
-    return static_cast<int>(midnight / embedded_host::SECONDS_PER_DAY);
+    return static_cast<int>(embedded_host::DayNumber(m_localSeconds));
 }
 
 int NxTime::GetHour() const

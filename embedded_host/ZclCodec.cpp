@@ -457,36 +457,50 @@ const char* ReadScenesAttributes(Reader& in, Reply& reply)
     return ReadAttributes(in, reply, true);
 }
 
+// What a response is told from others by, in one number.
+constexpr std::uint32_t Key(std::uint16_t cluster, unsigned type, std::uint8_t command)
+{
+    return std::uint32_t{cluster} << 16 | type << 8 | command;
+}
+
 // In the table: general responses mean the same on every cluster.
-constexpr int ANY_CLUSTER = -1;
+constexpr std::uint16_t ANY_CLUSTER = 0xFFFF;
 
 struct ReplyRow
 {
-    int cluster;
-    std::uint8_t type;
-    std::uint8_t command;
+    std::uint32_t key;
     ReadFunction read;
 };
 
-// The first row that fits counts.
 constexpr ReplyRow REPLIES[] = {
-    {G, TYPE_CLUSTER, 0x00, &ReadSilent<3>}, // Add Group
-    {G, TYPE_CLUSTER, 0x01, &ReadViewGroup},
-    {G, TYPE_CLUSTER, 0x02, &ReadGroupMembership},
-    {G, TYPE_CLUSTER, 0x03, &ReadSilent<3>}, // Remove Group
-    {S, TYPE_CLUSTER, 0x00, &ReadAddScene},
-    {S, TYPE_CLUSTER, 0x01, &ReadViewScene},
-    {S, TYPE_CLUSTER, 0x02, &ReadSilent<4>}, // Remove Scene
-    {S, TYPE_CLUSTER, 0x03, &ReadSilent<3>}, // Remove All Scenes
-    {S, TYPE_CLUSTER, 0x04, &ReadSilent<4>}, // Store Scene
-    {S, TYPE_CLUSTER, 0x06, &ReadSceneMembership},
-    {S, TYPE_CLUSTER, 0x40, &ReadAddScene}, // Enhanced Add Scene
-    {S, TYPE_CLUSTER, 0x41, &ReadEnhancedViewScene},
-    {S, TYPE_CLUSTER, 0x42, &ReadSilent<4>}, // Copy Scene
-    {S, TYPE_GENERAL, 0x01, &ReadScenesAttributes},
-    {ANY_CLUSTER, TYPE_GENERAL, 0x01, &ReadOtherAttributes},
-    {ANY_CLUSTER, TYPE_GENERAL, 0x0B, &ReadSilent<2>}, // Default Response
+    {Key(S, TYPE_CLUSTER, 0x00), &ReadAddScene},
+    {Key(S, TYPE_CLUSTER, 0x01), &ReadViewScene},
+    {Key(S, TYPE_CLUSTER, 0x02), &ReadSilent<4>}, // Remove Scene
+    {Key(S, TYPE_CLUSTER, 0x03), &ReadSilent<3>}, // Remove All Scenes
+    {Key(S, TYPE_CLUSTER, 0x04), &ReadSilent<4>}, // Store Scene
+    {Key(S, TYPE_CLUSTER, 0x06), &ReadSceneMembership},
+    {Key(S, TYPE_CLUSTER, 0x40), &ReadAddScene}, // Enhanced Add Scene
+    {Key(S, TYPE_CLUSTER, 0x41), &ReadEnhancedViewScene},
+    {Key(S, TYPE_CLUSTER, 0x42), &ReadSilent<4>}, // Copy Scene
+    {Key(S, TYPE_GENERAL, 0x01), &ReadScenesAttributes},
+    {Key(G, TYPE_CLUSTER, 0x00), &ReadSilent<3>}, // Add Group
+    {Key(G, TYPE_CLUSTER, 0x01), &ReadViewGroup},
+    {Key(G, TYPE_CLUSTER, 0x02), &ReadGroupMembership},
+    {Key(G, TYPE_CLUSTER, 0x03), &ReadSilent<3>}, // Remove Group
+    {Key(ANY_CLUSTER, TYPE_GENERAL, 0x01), &ReadOtherAttributes},
+    {Key(ANY_CLUSTER, TYPE_GENERAL, 0x0B), &ReadSilent<2>}, // Default Response
 };
+
+// Null when there is none.
+ReadFunction FindReader(std::uint32_t key)
+{
+    for (const ReplyRow& row : REPLIES)
+    {
+        if (row.key == key)
+            return row.read;
+    }
+    return nullptr;
+}
 } // namespace
 
 const char* DecodeReply(std::uint16_t cluster, const std::uint8_t* frame, std::size_t size,
@@ -500,19 +514,17 @@ const char* DecodeReply(std::uint16_t cluster, const std::uint8_t* frame, std::s
     const std::uint8_t command = in.U8();
     if (!in.Good())
         return ERROR_SHORT;
-    for (const ReplyRow& row : REPLIES)
-    {
-        if (row.cluster != ANY_CLUSTER && row.cluster != cluster)
-            continue;
-        if (row.type != (control & CONTROL_TYPE) || row.command != command)
-            continue;
-        Reply read;
-        const char* const error = row.read(in, read);
-        if (!error)
-            reply = std::move(read);
-        return error;
-    }
-    return ERROR_UNKNOWN;
+    const unsigned type = control & CONTROL_TYPE;
+    ReadFunction readPayload = FindReader(Key(cluster, type, command));
+    if (!readPayload)
+        readPayload = FindReader(Key(ANY_CLUSTER, type, command));
+    if (!readPayload)
+        return ERROR_UNKNOWN;
+    Reply read;
+    const char* const error = readPayload(in, read);
+    if (!error)
+        reply = std::move(read);
+    return error;
 }
 
 void Deliver(const Reply& reply, IZclListener& listener)

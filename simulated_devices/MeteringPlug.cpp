@@ -63,11 +63,11 @@ std::vector<LoadCurve::Step> Television()
     return {{At(0, 0), 1}, {At(7, 0), 95}, {At(7, 20), 1}, {At(18, 55), 110}, {At(22, 50), 1}};
 }
 
-std::string Hex(std::uint64_t value, int digits)
+std::string Hex(std::uint64_t value, std::size_t digits)
 {
-    std::string text;
-    for (int shift = (digits - 1) * 4; shift >= 0; shift -= 4)
-        text += "0123456789abcdef"[value >> shift & 0xf];
+    std::string text(digits, '0');
+    for (auto digit = text.rbegin(); digit != text.rend(); ++digit, value >>= 4)
+        *digit = "0123456789abcdef"[value & 0xf];
     return text;
 }
 } // namespace

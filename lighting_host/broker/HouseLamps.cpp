@@ -26,9 +26,9 @@ std::string ProgramId()
     return fmt::format("lh{:08x}{:08x}", draw(), draw());
 }
 
-RemoteLight* LightOf(const device_wire::AttachedDevice& device)
+RemoteLight* LightOf(const Session& session, const device_wire::AttachedDevice& device)
 {
-    return dynamic_cast<RemoteLight*>(device.Device());
+    return AsRemoteLight(session.KindOf(device.Driver()), device.Device());
 }
 } // namespace
 
@@ -140,7 +140,7 @@ HouseLamps::HouseLamps(const BrokerAddress& address, Session& session, Mosquitto
 {
     for (const auto& device : session.Devices())
     {
-        if (const RemoteLight* const light = LightOf(*device))
+        if (const RemoteLight* const light = LightOf(session, *device))
             m_wires.push_back(
                 std::make_unique<Wire>(*this, device->Driver().Config().name, light->Place()));
     }
@@ -157,7 +157,7 @@ std::vector<std::string> HouseLamps::DriversIn(const Session& session)
     std::vector<std::string> names;
     for (const auto& device : session.Devices())
     {
-        if (LightOf(*device))
+        if (LightOf(session, *device))
             names.push_back(device->Driver().Config().name);
     }
     return names;
@@ -167,7 +167,7 @@ void HouseLamps::Attach(Session& session)
 {
     for (const auto& device : session.Devices())
     {
-        RemoteLight* const light = LightOf(*device);
+        RemoteLight* const light = LightOf(session, *device);
         for (const auto& wire : m_wires)
         {
             if (light && wire->Driver() == device->Driver().Config().name)

@@ -52,7 +52,7 @@ public:
     bool OnTerminal() const { return m_terminal; }
 
     // How far a run is; `allMs` is 0 for one without an end.
-    void Show(std::int64_t doneMs, std::int64_t allMs, const std::string& when)
+    void Show(std::int64_t allMs, const embedded_host::Clock& clock)
     {
         const auto now = std::chrono::steady_clock::now();
         if (now - m_last < SHOW_INTERVAL)
@@ -64,8 +64,8 @@ public:
             return;
         m_err << "\r\x1b[K";
         if (allMs > 0)
-            m_err << fmt::format("{:3}%  ", doneMs * 100 / allMs);
-        m_err << when << std::flush;
+            m_err << fmt::format("{:3}%  ", clock.Now().count() * 100 / allMs);
+        m_err << DateAndTime(clock.LocalSeconds()) << std::flush;
         m_shown = true;
     }
 
@@ -91,7 +91,7 @@ void RunVirtual(embedded_host::House& house, std::int64_t forMs, Progress& progr
     while (clock.Now().count() < forMs && out.good() && StopSignals::Received() == 0)
     {
         house.Advance(std::chrono::milliseconds(std::min(STRIDE_MS, forMs - clock.Now().count())));
-        progress.Show(clock.Now().count(), forMs, DateAndTime(clock.LocalSeconds()));
+        progress.Show(forMs, clock);
     }
 }
 
@@ -170,7 +170,7 @@ private:
         m_house.Advance({});
         const embedded_host::Clock& clock = m_house.GetClock();
         const std::int64_t now = clock.Now().count();
-        m_progress.Show(now, m_forMs, DateAndTime(clock.LocalSeconds()));
+        m_progress.Show(m_forMs, clock);
         const bool timeIsUp = m_forMs > 0 && now >= m_forMs;
         if (timeIsUp || !m_out.good())
         {

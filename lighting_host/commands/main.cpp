@@ -4,6 +4,7 @@
 #include "lighting_host/commands/CrashReport.h"
 #include "lighting_host/commands/DescriptorInput.h"
 #include "lighting_host/commands/DescriptorOutput.h"
+#include "lighting_host/commands/FleetCommand.h"
 #include "lighting_host/commands/NewDriverCommand.h"
 #include "lighting_host/commands/Options.h"
 #include "lighting_host/commands/RecordCommandLine.h"
@@ -154,6 +155,7 @@ private:
     std::unique_ptr<RecordCommandLine> m_records;
     std::unique_ptr<NewDriverCommand> m_newDriver;
     std::unique_ptr<SoakCommand> m_soak;
+    std::unique_ptr<FleetCommand> m_fleet;
     CLI::App* m_manual;
     CLI::App* m_completion;
     std::string m_house;
@@ -197,6 +199,7 @@ CommandLine::CommandLine()
     m_records = std::make_unique<RecordCommandLine>(m_app);
     m_newDriver = std::make_unique<NewDriverCommand>(m_app);
     m_soak = std::make_unique<SoakCommand>(m_app);
+    m_fleet = std::make_unique<FleetCommand>(m_app);
 
     AddTexts();
 
@@ -394,6 +397,8 @@ int CommandLine::RunChecked(std::ostream& out, std::ostream& err)
         return m_newDriver->Run(out);
     if (*m_soak)
         return m_soak->Run(out, err);
+    if (*m_fleet)
+        return m_fleet->Run(out, err);
     if (*m_manual)
         return PrintManual(out, err);
     if (*m_completion)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <set>
 
 #include <fmt/format.h>
@@ -17,6 +18,13 @@ constexpr const char* BLANKS = " \t\r\n";
 constexpr std::size_t MOST_DIGITS = 9;
 } // namespace
 
+HouseElements::HouseElements(const std::string& text, std::vector<HouseFileError>& errors)
+    : m_errors(errors)
+{
+    for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1))
+        m_lineStarts.push_back(at + 1);
+}
+
 bool HouseElements::IsText(const pugi::xml_node& node)
 {
     return (node.type() == pugi::node_pcdata || node.type() == pugi::node_cdata) &&
@@ -25,10 +33,9 @@ bool HouseElements::IsText(const pugi::xml_node& node)
 
 int HouseElements::LineOf(std::ptrdiff_t offset) const
 {
-    const auto end =
-        std::min<std::size_t>(offset < 0 ? 0 : static_cast<std::size_t>(offset), m_text.size());
-    return 1 + static_cast<int>(std::count(
-                   m_text.begin(), m_text.begin() + static_cast<std::ptrdiff_t>(end), '\n'));
+    const std::size_t at = offset < 0 ? 0 : static_cast<std::size_t>(offset);
+    const auto later = std::upper_bound(m_lineStarts.begin(), m_lineStarts.end(), at);
+    return 1 + static_cast<int>(std::distance(m_lineStarts.begin(), later));
 }
 
 int HouseElements::LineOf(const pugi::xml_node& node) const

@@ -19,11 +19,8 @@ namespace lighting_host
 class HouseElements
 {
 public:
-    // `text` is the whole file. Both must outlive this.
-    HouseElements(const std::string& text, std::vector<HouseFileError>& errors)
-        : m_text(text), m_errors(errors)
-    {
-    }
+    // `text` is the whole file. `errors` must outlive this.
+    HouseElements(const std::string& text, std::vector<HouseFileError>& errors);
 
     // The line of that place in the text, from 1.
     int LineOf(std::ptrdiff_t offset) const;
@@ -57,7 +54,8 @@ public:
     static bool IsText(const pugi::xml_node& node);
 
 private:
-    const std::string& m_text;
+    // Where each line but the first begins: every driver and device is asked for its line.
+    std::vector<std::size_t> m_lineStarts;
     std::vector<HouseFileError>& m_errors;
 };
 } // namespace lighting_host

@@ -3,6 +3,7 @@
 #include "embedded_host/CallScope.h"
 #include "embedded_host/Messages.h"
 #include "lighting_common/ParameterNames.h"
+#include "lighting_host/house/PlainInput.h"
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 #include "nxshared/NxMIBPacket.h"
@@ -97,6 +98,11 @@ struct InputLines::Inputs
         CmdMessage message(fields.Text("command"));
         ReadParams(fields, message);
         fields.Finish();
+        Tell(lines, driver, message);
+    }
+
+    static void Tell(InputLines& lines, nx::DriverHost& driver, const CmdMessage& message)
+    {
         const std::string refused = driver.Command(message, CmdDispatcher::CONTROLLER);
         if (!refused.empty())
             lines.WriteError(refused);
@@ -259,12 +265,73 @@ struct InputLines::Inputs
         lines.Flush("house");
     }
 
+    static std::int64_t LongestAdvanceMs(const House& house)
+    {
+        return LAST_MS - house.GetClock().Now().count();
+    }
+
     static void AdvanceMs(InputLines& lines, Fields& fields)
     {
         House& house = lines.m_session.House();
-        const auto ms = fields.Integer("advance_ms", 0, LAST_MS - house.GetClock().Now().count());
+        const auto ms = fields.Integer("advance_ms", 0, LongestAdvanceMs(house));
         fields.Finish();
         house.Advance(std::chrono::milliseconds(ms));
+    }
+
+    static nx::DriverHost& RunningDriver(InputLines& lines, const std::string& name)
+    {
+        nx::DriverHost* const driver = lines.m_session.House().Find(name);
+        if (!driver)
+            throw InputError(fmt::format("there is no driver named \"{}\"", name));
+        if (!driver->Driver())
+            throw InputError(fmt::format("the driver \"{}\" does not run", name));
+        lines.m_driver = driver;
+        return *driver;
+    }
+
+    // False when the line is none of the plain ones; nothing has happened then.
+    static bool Plain(InputLines& lines, const std::string& line)
+    {
+        PlainInput input;
+        if (!ReadPlainInput(line, input))
+            return false;
+        if (input.kind == PlainInput::Kind::AdvanceMs)
+            return PlainAdvance(lines.m_session.House(), input.advanceMs);
+        nx::DriverHost& driver = RunningDriver(lines, std::string(input.driver));
+        if (input.kind == PlainInput::Kind::Command)
+            PlainCommand(lines, driver, input);
+        else if (input.kind == PlainInput::Kind::Trap)
+            driver.Trap(PlainPacket(NxMIB::Trap, input));
+        else
+            driver.Reply(PlainPacket(NxMIB::Reply, input));
+        return true;
+    }
+
+    // A time out of range is refused in words elsewhere.
+    static bool PlainAdvance(House& house, std::int64_t ms)
+    {
+        if (ms < 0 || ms > LongestAdvanceMs(house))
+            return false;
+        house.Advance(std::chrono::milliseconds(ms));
+        return true;
+    }
+
+    static void PlainCommand(InputLines& lines, nx::DriverHost& driver, const PlainInput& input)
+    {
+        CmdMessage message{std::string(input.subject)};
+        for (const auto& [name, value] : input.named)
+            message.Append({std::string(name),
+                            value.isNumber ? names::type::INT : names::type::STRING,
+                            std::string(value.text)});
+        Tell(lines, driver, message);
+    }
+
+    static NxMIBPacket PlainPacket(NxMIB::Type type, const PlainInput& input)
+    {
+        NxMIBPacket packet(type, std::string(input.subject));
+        for (const std::string_view param : input.params)
+            packet.AddParam(std::string(param));
+        return packet;
     }
 };
 
@@ -304,28 +371,24 @@ bool InputLines::Handle(const std::string& line, unsigned long number)
 
 void InputLines::Dispatch(const std::string& line)
 {
+    if (Inputs::Plain(*this, line))
+        return;
     const Json input = ParseJson(line);
     Fields fields(input, "the input");
     if (fields.Has("advance_ms"))
         return Inputs::AdvanceMs(*this, fields);
     if (fields.Has("house"))
         return Inputs::HouseList(*this, fields);
-    const std::string name = fields.Text("driver");
-    nx::DriverHost* driver = m_session.House().Find(name);
-    if (!driver)
-        throw InputError(fmt::format("there is no driver named \"{}\"", name));
-    if (!driver->Driver())
-        throw InputError(fmt::format("the driver \"{}\" does not run", name));
-    m_driver = driver;
+    nx::DriverHost& driver = Inputs::RunningDriver(*this, fields.Text("driver"));
     for (const Inputs::Entry& entry : Inputs::TABLE)
     {
         if (fields.Has(entry.word))
-            return entry.handle(*this, *driver, fields);
+            return entry.handle(*this, driver, fields);
     }
     for (const auto& field : input.items())
     {
         if (field.key() != "driver")
-            return Inputs::OfType(*this, *driver, field.key(), fields);
+            return Inputs::OfType(*this, driver, field.key(), fields);
     }
     throw InputError("the input says nothing but a driver's name");
 }
@@ -357,6 +420,9 @@ bool IsSkipped(const std::string& line)
 
 bool IsJson(const std::string& line)
 {
+    PlainInput plain;
+    if (ReadPlainInput(line, plain))
+        return true;
     try
     {
         ParseJson(line);

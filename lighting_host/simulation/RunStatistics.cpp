@@ -5,6 +5,8 @@
 #include "lighting_host/types/DriverType.h"
 #include "lighting_host/types/TrafficWatch.h"
 
+#include <cstring>
+
 #include <log4cplus/loglevel.h>
 
 namespace lighting_host
@@ -13,7 +15,7 @@ using namespace embedded_host;
 
 namespace
 {
-const std::string REPORT_BUTTON_EVENT = "ReportButtonEvent";
+constexpr const char* REPORT_BUTTON_EVENT = "ReportButtonEvent";
 
 bool IsMessage(const Effect& effect)
 {
@@ -40,9 +42,9 @@ RunStatistics::DriverStatistics& RunStatistics::StatisticsOf(const nx::DriverHos
 
 void RunStatistics::OnOutput(const Output& output)
 {
-    DriverStatistics& driver = StatisticsOf(output.driver);
     if (IsMessage(output.effect))
     {
+        DriverStatistics& driver = StatisticsOf(output.driver);
         ++driver.counts.sent;
         if (!driver.watch)
             return;
@@ -51,11 +53,17 @@ void RunStatistics::OnOutput(const Output& output)
         driver.counts.retries += meaning == TrafficWatch::Meaning::Retry ? 1 : 0;
     }
     else if (std::holds_alternative<EventFired>(output.effect))
-        ++driver.counts.events;
+        ++StatisticsOf(output.driver).counts.events;
     else if (const auto* call = std::get_if<OwnerCall>(&output.effect))
-        driver.counts.events += call->operation == REPORT_BUTTON_EVENT ? 1 : 0;
+    {
+        if (std::strcmp(call->operation, REPORT_BUTTON_EVENT) == 0)
+            ++StatisticsOf(output.driver).counts.events;
+    }
     else if (const auto* record = std::get_if<LogRecord>(&output.effect))
-        driver.counts.warnings += record->level >= log4cplus::WARN_LOG_LEVEL ? 1 : 0;
+    {
+        if (record->level >= log4cplus::WARN_LOG_LEVEL)
+            ++StatisticsOf(output.driver).counts.warnings;
+    }
 }
 
 void RunStatistics::OnPerson(const nx::DriverHost& driver, const std::string&)

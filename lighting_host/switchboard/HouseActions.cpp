@@ -196,8 +196,9 @@ Action PrepareFault(HouseRun& run, Fields& fields)
 // {"house":"lamp","driver":"sofa","level":40}: what a lamp that is not simulated says of itself.
 Action PrepareLamp(HouseRun& run, Fields& fields)
 {
-    SimulatedDevice* const device = run.GetSession().Devices()[DeviceOf(run, fields)]->Device();
-    auto* const light = dynamic_cast<RemoteLight*>(device);
+    const Session& session = run.GetSession();
+    const device_wire::AttachedDevice& device = *session.Devices()[DeviceOf(run, fields)];
+    RemoteLight* const light = AsRemoteLight(session.KindOf(device.Driver()), device.Device());
     if (!light)
         throw InputError("the device is simulated");
     const auto level = static_cast<unsigned>(fields.Integer("level", 0, FULL_LEVEL));

@@ -8,7 +8,9 @@
 #include <set>
 
 #include <boost/asio.hpp>
-#include <boost/beast.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/websocket.hpp>
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -26,7 +28,8 @@ using Protocol = asio::generic::stream_protocol;
 using Stream = beast::basic_stream<Protocol>;
 using Request = http::request<http::string_body>;
 using Response = http::response<http::string_body>;
-using Socket = websocket::stream<Stream>;
+// Messages are short and seldom leave the machine: they are not compressed.
+using Socket = websocket::stream<Stream, false>;
 
 constexpr std::size_t MOST_MESSAGE_BYTES = 64 * 1024;
 // The last word to whoever is cut off: who reads gets it, the others are not waited for.
@@ -44,11 +47,6 @@ void SetSecurityFields(Response& response)
     response.set("Referrer-Policy", "no-referrer");
     response.set("Cross-Origin-Resource-Policy", "same-origin");
     response.set(http::field::cache_control, "no-store");
-}
-
-std::string Text(beast::string_view view)
-{
-    return std::string(view.data(), view.size());
 }
 } // namespace
 
@@ -360,10 +358,10 @@ private:
 
     void Handle()
     {
-        const std::string host = Text(m_request[http::field::host]);
+        const std::string host = m_request[http::field::host].to_string();
         if (!IsHostAllowed(host, m_server->Options().hosts))
             return Refuse(421, "this host name is not known here; --host NAME lets it in\n");
-        if (!IsOriginAllowed(Text(m_request[http::field::origin]), host))
+        if (!IsOriginAllowed(m_request[http::field::origin].to_string(), host))
             return Refuse(403, "a page of another origin may not speak to this program\n");
         WebRequest request = Translate();
         request.hasToken = HasToken();
@@ -381,10 +379,10 @@ private:
 
     WebRequest Translate() const
     {
-        const std::string target = Text(m_request.target());
+        const std::string target = m_request.target().to_string();
         const std::size_t question = std::min(target.find('?'), target.size());
         WebRequest request;
-        request.method = Text(m_request.method_string());
+        request.method = m_request.method_string().to_string();
         request.path = DecodePercent(target.substr(0, question), false);
         if (question < target.size())
             request.query = ParseQuery(target.substr(question + 1));
@@ -394,8 +392,8 @@ private:
 
     bool HasToken() const
     {
-        return ShowsToken(Text(m_request[http::field::authorization]),
-                          Text(m_request[http::field::cookie]), m_server->Options().token);
+        return ShowsToken(m_request[http::field::authorization].to_string(),
+                          m_request[http::field::cookie].to_string(), m_server->Options().token);
     }
 
     void RefuseToken(const WebRequest& request)

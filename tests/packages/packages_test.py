@@ -14,7 +14,9 @@ import unittest
 
 ROOT = os.path.abspath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
 EXAMPLE = os.path.join(ROOT, "examples/my_first_driver")
-VERSION = "1.0.0-1"
+with open(os.path.join(ROOT, "CMakeLists.txt"), encoding="utf-8") as lists:
+    VERSION = re.search(r"^project\(.* VERSION ([0-9.]+) ", lists.read(),
+                        re.MULTILINE).group(1) + "-1"
 NAMES = {"liblightingcommon1", "liblightingcommon-dev", "lighting-host",
          "liblightingcommon-testkit-dev", "liblightingcommon-doc"}
 

@@ -177,6 +177,23 @@ class Constants(Tree):
         self.taken({"drivers/a/A.cpp": line, "tests/a/A.cpp": line})
 
 
+class Casts(Tree):
+    RULE = "casts"
+
+    def test_program_that_asks_a_device_what_it_is_is_refused(self):
+        self.refused({"lighting_host/a/A.cpp": "\nauto* lamp = dynamic_cast<Lamp*>(device);\n"},
+                     "lighting_host/a/A.cpp:2: the program does not ask", "row")
+
+    def test_const_that_is_cast_away_is_refused(self):
+        self.refused({"lighting_host/A.h": "const_cast<int&>(a) = 1;\n"}, "lighting_host/A.h:1:")
+
+    def test_cast_of_another_folder_is_taken(self):
+        self.taken({"drivers/a/A.cpp": "dynamic_cast<Lamp*>(device);\n"})
+
+    def test_talk_of_a_cast_is_taken(self):
+        self.taken({"lighting_host/a/A.cpp": '// No dynamic_cast here.\nSay("typeid");\n'})
+
+
 class Sleeps(Tree):
     RULE = "sleeps"
 

@@ -112,6 +112,17 @@ class Scripts(unittest.TestCase):
         self.assertEqual(sorted(there), sorted(listed))
 
 
+class Version(unittest.TestCase):
+    def test_changes_begin_with_the_version_of_the_build(self):
+        version = re.search(r"^project\(.* VERSION ([0-9.]+) ",
+                            text_of(os.path.join(ROOT, "CMakeLists.txt")), re.MULTILINE).group(1)
+        for name, first in (("CHANGELOG.md", r"^## ([0-9.]+)"),
+                            ("packaging/changelog", r"^\S+ \(([0-9.]+)-")):
+            with self.subTest(name=name):
+                found = re.search(first, text_of(os.path.join(ROOT, name)), re.MULTILINE)
+                self.assertEqual(version, found.group(1))
+
+
 def documented_options(command):
     """The options that the protocol's table gives to a command."""
     found = set()
@@ -169,4 +180,4 @@ if __name__ == "__main__":
         BUILD = os.path.abspath(sys.argv.pop(1))
         unittest.main(defaultTest="Answers")
     else:
-        unittest.main(defaultTest=["Snippets", "Links", "Scripts"])
+        unittest.main(defaultTest=["Snippets", "Links", "Scripts", "Version"])

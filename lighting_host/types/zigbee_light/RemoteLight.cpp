@@ -154,6 +154,12 @@ bool IsRemoteLight(const DeviceKind* kind)
     return kind == &RemoteLightKind();
 }
 
+RemoteLight* AsRemoteLight(const DeviceKind* kind, simulated::SimulatedDevice* device)
+{
+    // The kind makes nothing else.
+    return IsRemoteLight(kind) ? static_cast<RemoteLight*>(device) : nullptr;
+}
+
 bool IsGoneRemoteLight(const DeviceKind* kind, const nx::DriverHost& driver)
 {
     return IsRemoteLight(kind) && !(driver.LastTold() && driver.LastTold()->online);

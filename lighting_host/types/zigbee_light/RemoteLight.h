@@ -99,7 +99,10 @@ bool IsRemoteLight(const nx::XmlNode& device);
 // from it, that it is online too.
 bool IsRemoteLight(const DeviceKind* kind);
 
-// The same of one that its driver was not told to be online.
+// A device as such a light, by the kind that it was made as; null for any other, and for none.
+RemoteLight* AsRemoteLight(const DeviceKind* kind, simulated::SimulatedDevice* device);
+
+// Whether a device of that kind is such a light that its driver was not told to be online.
 bool IsGoneRemoteLight(const DeviceKind* kind, const nx::DriverHost& driver);
 
 // The kind of such lights: <device zigbee2mqtt="0x00124b0012345678" base="zigbee2mqtt"

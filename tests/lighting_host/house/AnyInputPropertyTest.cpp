@@ -1,6 +1,7 @@
 // What holds for every input, sensible or not: each line is answered once and in order, in ASCII,
 // time does not go back, and the house ends as it should.
 
+#include "lighting_host/house/PlainInput.h"
 #include "tests/lighting_host/HouseFolder.h"
 
 #include <algorithm>
@@ -129,6 +130,54 @@ rc::Gen<std::string> GoodInput()
         R"({"driver":"p","light_level":40})");
 }
 
+// Inputs of the forms that are read without a JSON tree, and some that are nearly of such a form.
+rc::Gen<std::string> NearlyPlainInput()
+{
+    const auto word = rc::gen::element<std::string>("command", "trap", "reply", "condition");
+    const auto subject = rc::gen::element<std::string>("nx.dmx.bp", "nx.dmx.he", "nx.dmx.bmc",
+                                                       "CLICK_BTN", "TURN_LED_ON", "", "a\\tb");
+    const auto params = rc::gen::element<std::string>(
+        "", ",\"params\":[]", ",\"params\":{}", ",\"params\":[\"00000007\"]",
+        ", \"params\" : [ \"00000008\" , \"\" ] ", ",\"params\":[7]", ",\"params\":[\"\\u0030\"]",
+        ",\"params\":{\"BUTTON_NUMBER\":1}", ",\"params\":{\"BUTTON_NUMBER\":\"1\"}",
+        ",\"params\":{\"CONTACT_NUMBER\":-0,\"X\":-5}", ",\"params\":{\"X\":1,\"X\":2}",
+        ",\"params\":{\"X\":99999999999999999999}", ",\"params\":{\"X\":1.5,\"Y\":true}",
+        ",\"params\":null", ",\"request\":null", ",\"other\":1");
+    const auto driver = rc::gen::element<std::string>("p", "p", "p", "nobody", "");
+    return rc::gen::map(rc::gen::tuple(driver, word, subject, params),
+                        [](const auto& made)
+                        {
+                            const auto& [name, kind, about, more] = made;
+                            return "{\"driver\":\"" + name + "\",\"" + kind + "\":\"" + about +
+                                   "\"" + more + "}";
+                        });
+}
+
+// The same input with the first letter of its first field as an escape, which is not plain.
+std::string NotPlain(std::string line)
+{
+    const char letter = line[2];
+    return line.replace(2, 1, letter == 'd' ? "\\u0064" : letter == 'a' ? "\\u0061" : "\\u0068");
+}
+
+// Without the records of stack frames ("log":"3# ..."): they tell by which way the program came,
+// and only that may differ.
+std::vector<std::string> WithoutFrames(std::vector<std::string> lines)
+{
+    const auto isFrame = [](const std::string& line)
+    {
+        const std::string field = "\"log\":\"";
+        const std::size_t at = line.find(field);
+        if (at == std::string::npos)
+            return false;
+        const std::size_t digits = at + field.size();
+        const std::size_t end = line.find_first_not_of("0123456789", digits);
+        return end > digits && line.compare(end, 2, "# ") == 0;
+    };
+    lines.erase(std::remove_if(lines.begin(), lines.end(), isFrame), lines.end());
+    return lines;
+}
+
 class AnyInputPropertyTest : public testing::Test
 {
 protected:
@@ -169,6 +218,73 @@ TEST_F(AnyInputPropertyTest, AnyGoodInputs_AreTakenAndRepeatExactly)
             RC_ASSERT(run.status == 0);
             RC_ASSERT(folder.Stdio("house.xml", Joined(lines)).out == run.out);
         }));
+}
+
+TEST_F(AnyInputPropertyTest, AnyPlainInputs_DoWhatTheSameDoesThroughATree)
+{
+    EXPECT_TRUE(rc::check(
+        [&]
+        {
+            const auto lines = *rc::gen::container<std::vector<std::string>>(
+                rc::gen::oneOf(NearlyPlainInput(), GoodInput()));
+            std::vector<std::string> others;
+            for (const std::string& line : lines)
+                others.push_back(NotPlain(line));
+            RC_ASSERT(WithoutFrames(folder.Stdio("house.xml", Joined(others)).out) ==
+                      WithoutFrames(folder.Stdio("house.xml", Joined(lines)).out));
+        }));
+}
+
+TEST(PlainInput, OfAPlainForm_IsRead)
+{
+    PlainInput input;
+    for (const char* line :
+         {R"({"advance_ms":20})", " {\t\"advance_ms\" : 0 } \r", R"({"driver":"","trap":""})",
+          R"({"driver":"p","command":"c","params":{"A":-1,"B":"x y","C":999999999999999999}})",
+          R"({"driver":"p","reply":"r","params":["1","2"]})"})
+        EXPECT_TRUE(ReadPlainInput(line, input)) << line;
+}
+
+TEST(PlainInput, OfAnyOtherForm_IsLeftToTheTree)
+{
+    PlainInput input;
+    for (const char* line : {"",
+                             "{",
+                             "{}",
+                             R"({"advance_ms":20)",
+                             R"({"advance_ms":20}x)",
+                             R"({"advance_ms":020})",
+                             R"({"advance_ms":-0})",
+                             R"({"advance_ms":1e3})",
+                             R"({"advance_ms":1000000000000000000})",
+                             R"({"advance_ms":-})",
+                             R"({"advance_ms":1,"x":1})",
+                             R"({"driver":"p"})",
+                             R"({"driver":"p","trap":"t",})",
+                             R"({"driver":"p","trap":"t","params":["\u0030"]})",
+                             R"({"driver":"p","trap":"t","params":["1",]})",
+                             "{\"driver\":\"\xC3\xA9\",\"trap\":\"t\"}",
+                             R"({"driver":"p","trap":"t","params":{"A":1}})",
+                             R"({"driver":"p","command":"c)",
+                             R"({"driver":"p","command":"c","params":{"A":1,"A":2}})",
+                             R"({"driver":"p","command":"c","params":["1"]})",
+                             R"({"driver":"p","online":true})"})
+        EXPECT_FALSE(ReadPlainInput(line, input)) << line;
+    EXPECT_FALSE(ReadPlainInput(std::string("{\"advance_ms\":1}\0", 17), input));
+}
+
+TEST(PlainInput, MoreParametersThanAreUsual_AreLeftToTheTree)
+{
+    const auto line = [](std::size_t count)
+    {
+        std::string params = "\"0\"";
+        for (std::size_t i = 1; i < count; ++i)
+            params += ",\"0\"";
+        return "{\"driver\":\"p\",\"trap\":\"t\",\"params\":[" + params + "]}";
+    };
+    PlainInput input;
+    EXPECT_TRUE(ReadPlainInput(line(MOST_PLAIN_PARAMS), input));
+    EXPECT_FALSE(ReadPlainInput(line(MOST_PLAIN_PARAMS + 1), input));
 }
 
 TEST_F(AnyInputPropertyTest, AnyGoodInputs_RecordedAgreeWhenReplayed)
