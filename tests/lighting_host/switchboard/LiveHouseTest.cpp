@@ -238,13 +238,13 @@ protected:
 TEST_F(LongLifeTest, Rewind_LeadsToTheSameLinesCausesAndDigestAsWritingThemAll)
 {
     Begin();
-    Live(10);
-    Live(10);
+    Live(4);
+    Live(3);
     const std::vector<std::string> then = AllLines();
     const std::string digest = m_house->Run().Digest().Hex();
     ASSERT_GT(m_house->Ring().First(), OutputRing::MOST_LINES / 4);
     Live(1);
-    EXPECT_TRUE(Say(R"({"house":"rewind","t_ms":72000000})"));
+    EXPECT_TRUE(Say(R"({"house":"rewind","t_ms":25200000})"));
     // The input of that very moment is part of it.
     EXPECT_EQ(m_house->GetPast()->droppedInputs, 1u);
     EXPECT_EQ(AllLines(), then);
@@ -257,9 +257,9 @@ TEST_F(LongLifeTest, Rewind_LeadsToTheSameLinesCausesAndDigestAsWritingThemAll)
 TEST_F(LongLifeTest, RewindThatIsStoppedEarly_StandsWhereItHasCome)
 {
     Begin();
-    Live(20);
+    Live(7);
     m_desk.answers.clear();
-    EXPECT_TRUE(m_house->HandIn(m_desk, R"({"house":"rewind","t_ms":71000000})", 1, 0));
+    EXPECT_TRUE(m_house->HandIn(m_desk, R"({"house":"rewind","t_ms":25000000})", 1, 0));
     EXPECT_TRUE(Say(R"({"house":"stop"})"));
     EXPECT_LT(NowMs(), HOUR_MS);
     EXPECT_TRUE(Say(R"({"house":"go_on"})"));

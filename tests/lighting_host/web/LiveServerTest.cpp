@@ -194,7 +194,7 @@ TEST_F(LiveServerTest, StepOverMoreLinesThanAreKept_WhoReadsIsToldThatLinesAreGo
     Guest& reader = Enter();
     Guest& desk = Enter();
     const std::uint64_t before = m_house->Ring().Last();
-    Say(desk, R"({"house":"step","ms":86400000})");
+    Say(desk, R"({"house":"step","ms":25200000})");
     ASSERT_GT(m_house->Ring().First(), before + 1);
     const std::string gone = "{\"gone\":" + std::to_string(before) + ",";
     EXPECT_THAT(ReadAll(reader), StartsWith(gone));
@@ -211,7 +211,7 @@ TEST_F(LiveServerTest, StepsOneAfterTheOther_WhoNeverReadsIsDropped)
     Guest& desk = Enter(R"({"kinds":["none"]})");
     for (int step = 0; step < 12; ++step)
     {
-        Say(desk, R"({"house":"step","ms":7200000})");
+        Say(desk, R"({"house":"step","ms":2160000})");
         ReadAll(desk);
     }
     EXPECT_THAT(stuck.peer.closed, HasSubstr("1013 too slow: "));
