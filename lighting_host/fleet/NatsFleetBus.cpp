@@ -17,6 +17,8 @@ namespace lighting_host
 namespace
 {
 constexpr std::int64_t WAIT_MS = 2000;
+// Shorter than a lease: whoever waits for one key has houses to renew.
+constexpr std::int64_t GET_WAIT_MS = 600;
 constexpr std::size_t REPLICAS = 3;
 constexpr const char* TOKEN_HEADER = "Lease-Token";
 constexpr const char* EXPECTED_HEADER = "Nats-Expected-Last-Subject-Sequence";
@@ -407,7 +409,7 @@ BucketEntry NatsBucket::Get(const std::string& key)
     natsMsg* found = nullptr;
     jsOptions wait;
     jsOptions_Init(&wait);
-    wait.Wait = WAIT_MS;
+    wait.Wait = GET_WAIT_MS;
     jsErrCode code{};
     const natsStatus status = js_GetLastMsg(&found, m_link->Stream(), ("KV_" + m_name).c_str(),
                                             SubjectOf(key).c_str(), &wait, &code);
