@@ -90,7 +90,10 @@ BrokerCommand ReadScene(const Request& request)
     if (request.payload != WORD_ON)
         throw InputError("a scene only takes ON");
     BrokerCommand command;
-    AppendJson(command.line, {{"house", "scene"}, {"id", request.entity.number}});
+    Json line = {{"house", "scene"}, {"id", request.entity.number}};
+    if (request.entity.kind == EntityKind::AdvScene)
+        line["driver"] = request.device.driver;
+    AppendJson(command.line, line);
     return command;
 }
 
@@ -151,9 +154,9 @@ struct Row
 };
 
 constexpr Row ROWS[] = {
-    {EntityKind::Light, false, &ReadLight},    {EntityKind::Group, false, &ReadGroup},
-    {EntityKind::Scene, false, &ReadScene},    {EntityKind::Led, true, &ReadLed},
-    {EntityKind::Setting, true, &ReadSetting},
+    {EntityKind::Light, false, &ReadLight}, {EntityKind::Group, false, &ReadGroup},
+    {EntityKind::Scene, false, &ReadScene}, {EntityKind::AdvScene, true, &ReadScene},
+    {EntityKind::Led, true, &ReadLed},      {EntityKind::Setting, true, &ReadSetting},
 };
 } // namespace
 

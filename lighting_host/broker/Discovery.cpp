@@ -147,6 +147,7 @@ constexpr Row ROWS[] = {
     {EntityKind::Light, "light", &DescribeLight},
     {EntityKind::Group, "light", &DescribeGroup},
     {EntityKind::Scene, "scene", &DescribeScene},
+    {EntityKind::AdvScene, "scene", &DescribeScene},
     {EntityKind::Power, "sensor", &DescribePower},
     {EntityKind::Energy, "sensor", &DescribeEnergy},
     {EntityKind::Figure, "sensor", &DescribeFigure},

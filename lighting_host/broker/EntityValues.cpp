@@ -1,8 +1,6 @@
 #include "lighting_host/broker/EntityValues.h"
 
 #include "device_wire/AttachedDevice.h"
-#include "embedded_host/DriverHost.h"
-#include "lighting_host/house/Session.h"
 #include "lighting_host/types/DriverAdapter.h"
 #include "simulated_devices/SimulatedDevice.h"
 
@@ -68,18 +66,11 @@ int ScaleChannel(int channel, int from, int to)
     return from == 0 ? to : (channel * to + from / 2) / from;
 }
 
-int LampLevelOf(const Session& session, const std::vector<std::string>& drivers)
+int LampLevelOf(const device_wire::AttachedDevice* device)
 {
-    int level = 0;
-    for (const auto& device : session.Devices())
-    {
-        if (std::find(drivers.begin(), drivers.end(), device->Driver().Config().name) ==
-            drivers.end())
-            continue;
-        const simulated::LampLevel lamp = device->Device()->PresentLevel();
-        const unsigned percent = (lamp.level * BRIGHTEST_PERCENT + lamp.full / 2) / lamp.full;
-        level = std::max(level, static_cast<int>(percent));
-    }
-    return level;
+    if (!device || !device->Device())
+        return 0;
+    const simulated::LampLevel lamp = device->Device()->PresentLevel();
+    return static_cast<int>((lamp.level * BRIGHTEST_PERCENT + lamp.full / 2) / lamp.full);
 }
 } // namespace lighting_host

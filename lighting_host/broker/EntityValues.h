@@ -3,11 +3,14 @@
 #include <array>
 #include <cstdint>
 #include <string>
-#include <vector>
+
+namespace device_wire
+{
+class AttachedDevice;
+}
 
 namespace lighting_host
 {
-class Session;
 struct EnergyFigures;
 
 // How values of a house are written for a broker's users.
@@ -35,7 +38,6 @@ std::array<int, 3> ReadColor(const std::string& color);
 // black color becomes `to`.
 int ScaleChannel(int channel, int from, int to);
 
-// How bright the brightest lamp of these drivers' devices is at this moment, in percent; 0 without
-// lamps.
-int LampLevelOf(const Session& session, const std::vector<std::string>& drivers);
+// How bright the lamp of a device is at this moment, in percent; 0 without a lamp. May be null.
+int LampLevelOf(const device_wire::AttachedDevice* device);
 } // namespace lighting_host

@@ -68,42 +68,6 @@ bool HasLamp(const HouseFileDriver& driver)
     return kind && kind->hasLamp;
 }
 
-DeviceModel MakeDevice(const HouseFileDriver& driver, const Session& session, bool withEnergy)
-{
-    DeviceModel device;
-    device.id = BrokerId(driver.name);
-    device.name = driver.name;
-    device.driver = driver.name;
-    device.type = driver.type;
-    device.room = driver.room;
-    device.serial = std::to_string(driver.id);
-    if (HasLamp(driver))
-        AddEntity(device, EntityKind::Light, "light", std::string());
-    nx::DriverHost* const host = session.House().Find(driver.name);
-    const DriverAdapter* const adapter =
-        host && host->Driver() ? session.AdapterOf(*host) : nullptr;
-    if (!adapter)
-        return device;
-    AddButtons(*adapter, device);
-    if (adapter->EnergyOfLoad())
-    {
-        AddEntity(device, EntityKind::Power, "power", "Power");
-        if (withEnergy)
-            AddEntity(device, EntityKind::Energy, "energy", "Energy");
-    }
-    for (const SettingOffer& setting : adapter->Settings())
-    {
-        AddEntity(device, EntityKind::Setting, setting.id, setting.name);
-        device.entities.back().setting = setting;
-    }
-    for (const FigureOffer& figure : adapter->Figures())
-        AddFigure(device, figure);
-    AddFigure(device, {"repairs", "Repairs", "", "", false, true});
-    AddFigure(device, {"retries", "Retries", "", "", false, true});
-    AddFigure(device, {"warnings", "Warnings", "", "", false, true});
-    return device;
-}
-
 // The house itself: what is no single driver's.
 DeviceModel MakeHouseDevice(const HousePlan& plan, const std::string& name)
 {
@@ -150,19 +114,61 @@ const Entity* HouseModel::Find(const DeviceModel& device, const std::string& ent
     return found == device.entities.end() ? nullptr : &*found;
 }
 
+bool HouseModel::IsSameShape(const DeviceModel& one, const DeviceModel& other)
+{
+    return std::equal(one.entities.begin(), one.entities.end(), other.entities.begin(),
+                      other.entities.end(),
+                      [](const Entity& a, const Entity& b)
+                      { return a.kind == b.kind && a.id == b.id && a.name == b.name; });
+}
+
 bool HouseModel::IsSameShape(const HouseModel& one, const HouseModel& other)
 {
-    const auto isSameEntity = [](const Entity& a, const Entity& b)
-    {
-        return a.kind == b.kind && a.id == b.id && a.name == b.name;
-    };
     return std::equal(one.devices.begin(), one.devices.end(), other.devices.begin(),
                       other.devices.end(),
-                      [&](const DeviceModel& a, const DeviceModel& b)
-                      {
-                          return std::equal(a.entities.begin(), a.entities.end(),
-                                            b.entities.begin(), b.entities.end(), isSameEntity);
-                      });
+                      [](const DeviceModel& a, const DeviceModel& b) { return IsSameShape(a, b); });
+}
+
+DeviceModel MakeDeviceModel(const HouseFileDriver& driver, const Session& session, bool withEnergy)
+{
+    DeviceModel device;
+    device.id = BrokerId(driver.name);
+    device.name = driver.name;
+    device.driver = driver.name;
+    device.type = driver.type;
+    device.room = driver.room;
+    device.serial = std::to_string(driver.id);
+    if (HasLamp(driver))
+        AddEntity(device, EntityKind::Light, "light", std::string());
+    nx::DriverHost* const host = session.House().Find(driver.name);
+    const DriverAdapter* const adapter =
+        host && host->Driver() ? session.AdapterOf(*host) : nullptr;
+    if (!adapter)
+        return device;
+    AddButtons(*adapter, device);
+    if (adapter->EnergyOfLoad())
+    {
+        AddEntity(device, EntityKind::Power, "power", "Power");
+        if (withEnergy)
+            AddEntity(device, EntityKind::Energy, "energy", "Energy");
+    }
+    for (const SettingOffer& setting : adapter->Settings())
+    {
+        AddEntity(device, EntityKind::Setting, setting.id, setting.name);
+        device.entities.back().setting = setting;
+    }
+    for (const unsigned scene : adapter->PlayedScenes())
+    {
+        AddEntity(device, EntityKind::AdvScene, fmt::format("scene_{}", scene),
+                  fmt::format("Advanced scene {}", scene));
+        device.entities.back().number = scene;
+    }
+    for (const FigureOffer& figure : adapter->Figures())
+        AddFigure(device, figure);
+    AddFigure(device, {"repairs", "Repairs", "", "", false, true});
+    AddFigure(device, {"retries", "Retries", "", "", false, true});
+    AddFigure(device, {"warnings", "Warnings", "", "", false, true});
+    return device;
 }
 
 HouseModel MakeHouseModel(const HousePlan& plan, const Session& session, const std::string& name,
@@ -171,7 +177,7 @@ HouseModel MakeHouseModel(const HousePlan& plan, const Session& session, const s
     HouseModel model;
     model.devices.push_back(MakeHouseDevice(plan, name));
     for (const HouseFileDriver& driver : plan.drivers)
-        model.devices.push_back(MakeDevice(driver, session, withEnergy));
+        model.devices.push_back(MakeDeviceModel(driver, session, withEnergy));
     return model;
 }
 } // namespace lighting_host

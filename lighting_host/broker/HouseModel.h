@@ -7,6 +7,7 @@
 
 namespace lighting_host
 {
+struct HouseFileDriver;
 struct HousePlan;
 class Session;
 
@@ -19,6 +20,7 @@ enum class EntityKind
     Light,
     Group,
     Scene,
+    AdvScene,
     Power,
     Energy,
     Figure,
@@ -40,7 +42,7 @@ struct Entity
     SettingOffer setting;
     // Figure, Link.
     FigureOffer figure;
-    // Group, Scene: its number in the house.
+    // Group, Scene: its number in the house. AdvScene: in its driver.
     unsigned number = 0;
     // Group: the ids of the devices whose lights are its members, and their drivers.
     std::vector<std::string> members;
@@ -70,10 +72,14 @@ struct HouseModel
 
     // Whether both show the same, but for the values: else it is to be told of anew.
     static bool IsSameShape(const HouseModel& one, const HouseModel& other);
+    static bool IsSameShape(const DeviceModel& one, const DeviceModel& other);
 };
 
 // The house as it is at this moment, its drivers started. `name` is the house's. Energy totals are
 // part of it only `withEnergy`: where they outlive the program.
 HouseModel MakeHouseModel(const HousePlan& plan, const Session& session, const std::string& name,
                           bool withEnergy);
+
+// One driver of it.
+DeviceModel MakeDeviceModel(const HouseFileDriver& driver, const Session& session, bool withEnergy);
 } // namespace lighting_host

@@ -17,6 +17,8 @@ namespace
 {
 const std::string ONLINE = "online";
 const std::string OFFLINE = "offline";
+// What programs on a broker take for "not known".
+const std::string UNKNOWN = "None";
 constexpr std::int64_t NS_A_MS = 1000000;
 constexpr std::int64_t SECOND_NS = 1000 * NS_A_MS;
 // How often the house is looked at.
@@ -27,7 +29,6 @@ constexpr std::int64_t LIGHT_INTERVAL_NS = SECOND_NS;
 // is.
 constexpr std::int64_t FADE_GRACE_MS = 2000;
 constexpr std::int64_t LEAST_BIRTH_DELAY_MS = 100;
-
 } // namespace
 
 HouseOnBroker::HouseOnBroker(Options options, BrokeredHouse& house, Broker& broker,
@@ -45,7 +46,7 @@ HouseOnBroker::~HouseOnBroker()
 void HouseOnBroker::Start()
 {
     m_started = true;
-    LookAtHouse(HouseModel());
+    LookAtHouse();
     std::vector<nx::DriverHost*> drivers;
     for (const auto& driver : m_house.GetSession().House().Drivers())
         drivers.push_back(driver.get());
@@ -70,25 +71,29 @@ void HouseOnBroker::Work(std::int64_t nowNs)
     if (!m_started || !m_house.IsNow() || nowNs - m_lookedNs < LOOK_INTERVAL_NS)
         return;
     m_lookedNs = nowNs;
-    const HouseModel before = std::move(m_model);
-    m_model = HouseModel();
-    LookAtHouse(before);
+    // Everything is looked at when there is a connection again.
     if (!m_announced || m_broker.GetState() != Broker::State::Connected)
         return;
+    bool isSameShape = true;
+    const std::vector<std::size_t> seen = m_watch.Look(nowNs, isSameShape);
     const bool isBirth = m_birthNs != 0 && nowNs >= m_birthNs;
-    if (isBirth || m_isUnsaid || !HouseModel::IsSameShape(before, m_model))
+    if (isBirth || m_isUnsaid || !isSameShape)
     {
         m_birthNs = isBirth ? 0 : m_birthNs;
         Announce(isBirth);
+        return;
     }
-    for (const DeviceModel& device : m_model.devices)
-        TellDevice(device);
+    for (const std::size_t place : seen)
+        m_watch.SetDue(place, !TellDevice(place));
 }
 
 void HouseOnBroker::OnOtherMoment()
 {
     m_buttons.clear();
     m_lights.clear();
+    // The devices are others, and may show something else.
+    LookAtHouse();
+    m_isUnsaid = true;
 }
 
 void HouseOnBroker::OnSaved(const std::vector<nx::DriverHost*>& drivers)
@@ -132,7 +137,7 @@ bool HouseOnBroker::PublishRetained(const std::string& topic, const std::string&
 std::set<std::string> HouseOnBroker::TopicsOfHouse() const
 {
     std::set<std::string> topics = {m_options.topics.Status()};
-    for (const DeviceModel& device : m_model.devices)
+    for (const DeviceModel& device : m_watch.Model().devices)
     {
         if (m_options.discovery)
             topics.insert(m_options.topics.Discovery(device.id));
@@ -140,7 +145,8 @@ std::set<std::string> HouseOnBroker::TopicsOfHouse() const
             topics.insert(m_options.topics.Availability(device.id));
         for (const Entity& entity : device.entities)
         {
-            if (entity.kind != EntityKind::Button && entity.kind != EntityKind::Scene)
+            if (entity.kind != EntityKind::Button && entity.kind != EntityKind::Scene &&
+                entity.kind != EntityKind::AdvScene)
                 topics.insert(m_options.topics.State(device.id, entity.id));
         }
     }
@@ -169,12 +175,12 @@ void HouseOnBroker::Announce(bool again)
         SaveMemory();
     PublishRetained(m_options.topics.Status(), ONLINE);
     bool isOther = ClearGhosts(ghosts);
-    for (const DeviceModel& device : m_model.devices)
+    for (const DeviceModel& device : m_watch.Model().devices)
         isOther = AnnounceDevice(device) || isOther;
     if (isOther)
         SaveMemory();
-    for (const DeviceModel& device : m_model.devices)
-        TellDevice(device);
+    for (std::size_t place = 0; place < m_watch.Count(); ++place)
+        m_watch.SetDue(place, !TellDevice(place));
 }
 
 // Components that are gone are told as gone once, then no more. Whether there is something new to
@@ -221,8 +227,9 @@ bool HouseOnBroker::ClearGhosts(const std::vector<std::string>& ghosts)
     return isCleared;
 }
 
-void HouseOnBroker::TellDevice(const DeviceModel& device)
+bool HouseOnBroker::TellDevice(std::size_t place)
 {
+    const DeviceModel& device = m_watch.Model().devices[place];
     nx::DriverHost* const driver =
         device.driver.empty() ? nullptr : m_house.GetSession().House().Find(device.driver);
     if (driver)
@@ -236,29 +243,30 @@ void HouseOnBroker::TellDevice(const DeviceModel& device)
         const bool isThere = driver->Driver() && !isUnlinked && (!told || told->online);
         PublishRetained(m_options.topics.Availability(device.id), isThere ? ONLINE : OFFLINE);
     }
+    bool isAll = true;
     for (const Entity& entity : device.entities)
-        TellEntity(device, entity, driver);
+        isAll = TellEntity(place, entity, driver) && isAll;
+    return isAll;
 }
 
-void HouseOnBroker::TellEntity(const DeviceModel& device, const Entity& entity,
+bool HouseOnBroker::TellEntity(std::size_t place, const Entity& entity,
                                const nx::DriverHost* driver)
 {
+    const DeviceModel& device = m_watch.Model().devices[place];
     const std::string topic = m_options.topics.State(device.id, entity.id);
-    if (entity.kind == EntityKind::Light)
-        return TellLight(topic, m_lights[topic],
-                         LampLevelOf(m_house.GetSession(), {device.driver}));
-    if (entity.kind == EntityKind::Group)
-        return TellLight(topic, m_lights[topic],
-                         LampLevelOf(m_house.GetSession(), entity.memberDrivers));
+    if (entity.kind == EntityKind::Light || entity.kind == EntityKind::Group)
+        return TellLight(topic, m_lights[topic], m_watch.LevelOf(place, entity));
     if (entity.kind == EntityKind::Button)
-        return TellEvents(device, entity, m_buttons[topic].OnTime(NowMs()));
+    {
+        TellEvents(device, entity, m_buttons[topic].OnTime(NowMs()));
+        return true;
+    }
     const std::optional<std::string> value = ValueOf(device, entity, driver);
-    if (value)
-        PublishRetained(topic, *value);
+    return !value || PublishRetained(topic, *value);
 }
 
 // Of a fade that a command began, its end is told; its beginning was told with the command.
-void HouseOnBroker::TellLight(const std::string& topic, Light& light, int level)
+bool HouseOnBroker::TellLight(const std::string& topic, Light& light, int level)
 {
     light.memory.level = level;
     if (level > 0)
@@ -269,17 +277,21 @@ void HouseOnBroker::TellLight(const std::string& topic, Light& light, int level)
         const std::int64_t now = NowMs();
         const bool isThere = now >= light.fade->endMs && level == light.fade->level;
         if (!isThere && now < light.fade->endMs + FADE_GRACE_MS)
-            return;
+            return false;
         light.fade.reset();
         isEnd = true;
     }
     const std::string state = LightState(level);
     const auto told = m_told.find(topic);
     const bool isNew = told == m_told.end() || told->second != state;
+    if (!isNew && !isEnd)
+        return true;
     if (!isEnd && told != m_told.end() && m_nowNs - light.toldNs < LIGHT_INTERVAL_NS)
-        return;
-    if ((isNew || isEnd) && PublishRetained(topic, state, isEnd))
-        light.toldNs = m_nowNs;
+        return false;
+    if (!PublishRetained(topic, state, isEnd))
+        return false;
+    light.toldNs = m_nowNs;
+    return true;
 }
 
 void HouseOnBroker::TellEvents(const DeviceModel& device, const Entity& entity,
@@ -302,7 +314,7 @@ std::optional<std::string> HouseOnBroker::ValueOf(const DeviceModel& device, con
     if (entity.kind == EntityKind::Led)
         return LedState(entity.button.ledColor);
     if (entity.kind == EntityKind::Setting)
-        return entity.setting.value;
+        return entity.setting.value.empty() ? UNKNOWN : entity.setting.value;
     if (!driver)
         return std::nullopt;
     if (entity.kind == EntityKind::Figure || entity.kind == EntityKind::Link)
@@ -341,20 +353,10 @@ std::optional<std::string> HouseOnBroker::ValueOf(const DeviceModel& device, con
 
 // --- The house ---
 
-// A device whose driver has gone shows what it showed `before`: it is unavailable, not taken away.
-void HouseOnBroker::LookAtHouse(const HouseModel& before)
+void HouseOnBroker::LookAtHouse()
 {
-    m_model = MakeHouseModel(m_house.Plan(), m_house.GetSession(), m_options.houseName,
-                             m_options.keepsEnergy);
-    for (DeviceModel& device : m_model.devices)
-    {
-        const nx::DriverHost* const driver =
-            device.driver.empty() ? nullptr : m_house.GetSession().House().Find(device.driver);
-        const DeviceModel* const old =
-            driver && !driver->Driver() ? before.Find(device.id) : nullptr;
-        if (old)
-            device.entities = old->entities;
-    }
+    m_watch.Begin(m_house.Plan(), m_house.GetSession(), m_options.houseName, m_options.keepsEnergy,
+                  m_nowNs);
 }
 
 // Totals are kept before they are told. What cannot be kept is not told.
@@ -387,28 +389,32 @@ void HouseOnBroker::LookAtEnergy(const std::vector<nx::DriverHost*>& drivers)
 
 void HouseOnBroker::OnOutput(const embedded_host::Output& output)
 {
+    if (!m_started)
+        return;
+    const std::size_t place = m_watch.PlaceOf(output.driver.Config().name);
+    m_watch.SetDue(place);
     const bool mayBeUse = std::holds_alternative<embedded_host::EventFired>(output.effect) ||
                           std::holds_alternative<embedded_host::OwnerCall>(output.effect);
-    if (!m_started || !mayBeUse || !m_house.IsNow())
+    if (!mayBeUse || !m_house.IsNow())
         return;
     const DriverAdapter* const adapter = m_house.GetSession().AdapterOf(output.driver);
     const auto use = adapter ? adapter->UseOf(output.effect) : std::nullopt;
-    const DeviceModel* const device =
-        use ? m_model.Find(BrokerId(output.driver.Config().name)) : nullptr;
-    if (!device)
+    if (!use)
         return;
-    for (const Entity& entity : device->entities)
+    m_watch.SetInUse(place, m_nowNs);
+    const DeviceModel& device = m_watch.Model().devices[place];
+    for (const Entity& entity : device.entities)
     {
         if (entity.button.contact != use->contact || entity.button.number != use->number)
             continue;
         if (entity.kind == EntityKind::Button)
         {
-            ButtonEvents& button = m_buttons[m_options.topics.State(device->id, entity.id)];
-            TellEvents(*device, entity, button.OnUse(*use, output.timeMs));
+            ButtonEvents& button = m_buttons[m_options.topics.State(device.id, entity.id)];
+            TellEvents(device, entity, button.OnUse(*use, output.timeMs));
         }
         // At once: the next Work may come when it is over. The contact stands after its button.
         if (entity.kind == EntityKind::Contact && m_announced)
-            TellEntity(*device, entity, &output.driver);
+            TellEntity(place, entity, &output.driver);
     }
 }
 
@@ -428,8 +434,7 @@ void HouseOnBroker::OnBrokerConnected()
     if (!m_house.IsNow())
         return;
     m_birthNs = 0;
-    const HouseModel before = std::move(m_model);
-    LookAtHouse(before);
+    LookAtHouse();
     Announce(false);
 }
 
@@ -465,7 +470,7 @@ void HouseOnBroker::OnCommand(const BrokerMessage& message)
     std::string entity;
     if (!m_options.topics.SplitCommand(message.topic, device, entity))
         return Refuse(message, "that is no topic for commands");
-    const DeviceModel* const found = m_model.Find(device);
+    const DeviceModel* const found = m_watch.Model().Find(device);
     const Entity* const target = found ? HouseModel::Find(*found, entity) : nullptr;
     if (!target)
         return Refuse(message, fmt::format("there is no {} of {}", entity, device));
@@ -496,6 +501,7 @@ std::string HouseOnBroker::Obey(const DeviceModel& device, const Entity& entity,
         const std::string refused = m_house.HandIn(command.line, answers);
         if (!refused.empty())
             return refused;
+        m_watch.SetDue(m_watch.PlaceOf(device.driver));
         if (!command.fades)
             return std::string();
         BeginFade(device.id, entity.id, command);

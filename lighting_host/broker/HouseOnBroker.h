@@ -6,7 +6,7 @@
 #include "lighting_host/broker/BrokerNames.h"
 #include "lighting_host/broker/ButtonEvents.h"
 #include "lighting_host/broker/Discovery.h"
-#include "lighting_host/broker/HouseModel.h"
+#include "lighting_host/broker/HouseWatch.h"
 #include "lighting_host/broker/SparseComplaints.h"
 #include "lighting_host/simulation/HouseListener.h"
 #include "lighting_host/simulation/RunStatistics.h"
@@ -130,14 +130,15 @@ private:
     bool AnnounceDevice(const DeviceModel& device);
     bool ClearGhosts(const std::vector<std::string>& ghosts);
     std::set<std::string> TopicsOfHouse() const;
-    void TellDevice(const DeviceModel& device);
-    void TellEntity(const DeviceModel& device, const Entity& entity, const nx::DriverHost* driver);
-    void TellLight(const std::string& topic, Light& light, int level);
+    bool TellDevice(std::size_t place);
+    bool TellEntity(std::size_t place, const Entity& entity, const nx::DriverHost* driver);
+    // Whether all is said; else it is to be told again soon.
+    bool TellLight(const std::string& topic, Light& light, int level);
     void TellEvents(const DeviceModel& device, const Entity& entity,
                     const std::vector<ButtonEvent>& events);
     std::optional<std::string> ValueOf(const DeviceModel& device, const Entity& entity,
                                        const nx::DriverHost* driver);
-    void LookAtHouse(const HouseModel& before);
+    void LookAtHouse();
     void LookAtEnergy(const std::vector<nx::DriverHost*>& drivers);
     void OnCommand(const BrokerMessage& message);
     std::string Obey(const DeviceModel& device, const Entity& entity, const std::string& payload);
@@ -155,7 +156,7 @@ private:
     Broker& m_broker;
     BrokerMemory& m_memory;
     SparseComplaints m_complaints;
-    HouseModel m_model;
+    HouseWatch m_watch;
     bool m_started = false;
     // Whether this connection has been told everything yet, or at least has been tried to; and
     // whether something of that could not be sent.

@@ -137,7 +137,7 @@ void Zigbee2Mqtt::OnState(Network& network, bool isOnline)
 
 void Zigbee2Mqtt::OnDevices(const std::string& base, const std::string& text)
 {
-    const auto devices = ReadLampDevices(text);
+    auto devices = ReadLampDevices(text);
     if (!devices)
         return m_complaints.Tell(base + "/bridge/devices cannot be understood", m_nowNs);
     m_networks[base].isReady = m_networks[base].isOnline;
@@ -149,6 +149,8 @@ void Zigbee2Mqtt::OnDevices(const std::string& base, const std::string& text)
         const auto found = devices->find(lamp.place.ieee);
         const bool isThere = found != devices->end() && found->second.isReady;
         lamp.address = isThere ? std::optional(found->second.address) : std::nullopt;
+        if (isThere)
+            lamp.endpointName = found->second.endpoints[lamp.place.endpoint];
         if (isThere && lamp.name != found->second.name)
         {
             lamp.name = found->second.name;
@@ -240,7 +242,7 @@ void Zigbee2Mqtt::OnLampMessage(const std::string& base, const std::string& name
         }
         else if (name == lamp.name)
         {
-            if (const auto state = ReadLampState(text))
+            if (const auto state = ReadLampState(text, lamp.endpointName))
                 lamp.listener->OnLampState(*state);
         }
     }
@@ -387,7 +389,7 @@ bool Zigbee2Mqtt::AskState(Lamp& lamp)
     lamp.askStateNs.reset();
     BrokerPublication request;
     request.topic = lamp.place.base + "/" + lamp.name + "/get";
-    request.payload = R"({"state":"","brightness":""})";
+    request.payload = StateRequest(lamp.endpointName);
     m_broker.Publish(request);
     return true;
 }

@@ -100,6 +100,8 @@ private:
         // Of the retained list of devices; nothing while the lamp is not in it.
         std::optional<std::uint16_t> address;
         std::string name;
+        // What Zigbee2MQTT calls the endpoint; empty for one of a lamp that has no other.
+        std::string endpointName;
         // What its availability says, when that is watched at all.
         bool isAvailable = true;
         bool isOnline = false;

@@ -3,7 +3,11 @@
 #include "lighting_host/text/Json.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
+#include <set>
+
+#include <fmt/format.h>
 
 namespace lighting_host
 {
@@ -18,10 +22,12 @@ constexpr double MOST_WATTS = 1000000;
 // the text is read.
 Json ParseWithoutDefinitions(const std::string& text)
 {
+    static const std::set<std::string> LEFT_OUT = {"definition", "bindings", "clusters",
+                                                   "configured_reportings", "scenes"};
     const auto keep = [](int, Json::parse_event_t event, Json& parsed)
     {
         return event != Json::parse_event_t::key ||
-               (parsed != "definition" && parsed != "endpoints");
+               LEFT_OUT.count(parsed.get_ref<const std::string&>()) == 0;
     };
     return Json::parse(text, keep, false);
 }
@@ -47,11 +53,45 @@ std::optional<std::uint16_t> Number16(const Json& object, const char* name)
     return found->get<std::uint16_t>();
 }
 
-// Held to 0 to `most`.
-std::optional<double> Amount(const Json& object, const char* name, double most)
+// The names of a device's endpoints, by their numbers.
+std::map<unsigned, std::string> EndpointNames(const Json& device)
 {
-    const auto found = object.find(name);
-    if (found == object.end() || !found->is_number())
+    std::map<unsigned, std::string> names;
+    const auto endpoints = device.find("endpoints");
+    if (endpoints == device.end() || !endpoints->is_object())
+        return names;
+    for (const auto& [key, endpoint] : endpoints->items())
+    {
+        const std::string name = endpoint.is_object() ? TextOf(endpoint, "name") : std::string();
+        unsigned number = 0;
+        const auto read = std::from_chars(key.data(), key.data() + key.size(), number);
+        if (!name.empty() && read.ec == std::errc() && read.ptr == key.data() + key.size())
+            names[number] = name;
+    }
+    return names;
+}
+
+std::string NameOf(const char* member, const std::string& endpoint)
+{
+    return endpoint.empty() ? member : fmt::format("{}_{}", member, endpoint);
+}
+
+// What is said of the endpoint, else of the whole lamp; null when nothing is.
+const Json* Said(const Json& object, const char* member, const std::string& endpoint)
+{
+    for (const std::string& name : {NameOf(member, endpoint), std::string(member)})
+    {
+        const auto found = object.find(name);
+        if (found != object.end())
+            return &*found;
+    }
+    return nullptr;
+}
+
+// Held to 0 to `most`.
+std::optional<double> Amount(const Json* found, double most)
+{
+    if (!found || !found->is_number())
         return std::nullopt;
     const double amount = found->get<double>();
     return std::isfinite(amount) ? std::optional(std::clamp(amount, 0.0, most)) : std::nullopt;
@@ -75,6 +115,7 @@ std::optional<std::map<std::string, LampDevice>> ReadLampDevices(const std::stri
         device.isReady = IsTrue(item, "interview_completed") && !IsTrue(item, "disabled") &&
                          !device.name.empty() &&
                          device.name.find_first_of("+#") == std::string::npos;
+        device.endpoints = EndpointNames(item);
         devices[TextOf(item, "ieee_address")] = std::move(device);
     }
     return devices;
@@ -111,20 +152,25 @@ bool IsOnlineText(const std::string& text)
     return state.is_object() && TextOf(state, "state") == "online";
 }
 
-std::optional<LampState> ReadLampState(const std::string& text)
+std::optional<LampState> ReadLampState(const std::string& text, const std::string& endpoint)
 {
     const Json json = Json::parse(text, nullptr, false);
     if (!json.is_object())
         return std::nullopt;
     LampState state;
-    const std::string onOff = TextOf(json, "state");
-    if (onOff == "ON" || onOff == "OFF")
-        state.isOn = onOff == "ON";
-    if (const auto brightness = Amount(json, "brightness", FULL_BRIGHTNESS))
+    const Json* const onOff = Said(json, "state", endpoint);
+    if (onOff && (*onOff == "ON" || *onOff == "OFF"))
+        state.isOn = *onOff == "ON";
+    if (const auto brightness = Amount(Said(json, "brightness", endpoint), FULL_BRIGHTNESS))
         state.level = static_cast<int>(std::lround(*brightness * FULL_PERCENT / FULL_BRIGHTNESS));
-    if (const auto watts = Amount(json, "power", MOST_WATTS))
+    if (const auto watts = Amount(Said(json, "power", endpoint), MOST_WATTS))
         state.watts = static_cast<int>(std::lround(*watts));
     return state;
+}
+
+std::string StateRequest(const std::string& endpoint)
+{
+    return Json({{NameOf("state", endpoint), ""}, {NameOf("brightness", endpoint), ""}}).dump();
 }
 
 std::string MemberRequest(const LampPlace& place, std::uint16_t group,

@@ -20,6 +20,8 @@ struct LampDevice
     std::string name;
     // It is known to the end, and not put aside.
     bool isReady = false;
+    // What Zigbee2MQTT calls its endpoints ("l1"), where it has names for them.
+    std::map<unsigned, std::string> endpoints;
 };
 
 // "bridge/devices", by address ("0x00124b0012345678"); nothing when it is no list.
@@ -34,8 +36,12 @@ std::string AnnouncedLamp(const std::string& text);
 // "bridge/state" and "<name>/availability": {"state":"online"}, or that word alone.
 bool IsOnlineText(const std::string& text);
 
-// "<name>"; nothing when it is no object.
-std::optional<LampState> ReadLampState(const std::string& text);
+// "<name>"; nothing when it is no object. Of an endpoint with a name, what is said of that endpoint
+// ("state_l1") goes before what is said of the whole lamp.
+std::optional<LampState> ReadLampState(const std::string& text, const std::string& endpoint);
+
+// For "<name>/get": asks how the lamp, or its endpoint of that name, stands.
+std::string StateRequest(const std::string& endpoint);
 
 // For "bridge/request/group/members/add" or "remove".
 std::string MemberRequest(const LampPlace& place, std::uint16_t group,

@@ -284,7 +284,7 @@ LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOpt
 }
 
 LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOptions& session,
-                                  FlightRecorder* recorder)
+                                  FlightRecorder* recorder, bool speedIsFixed)
 {
     LiveHouse::Options house;
     house.run.session = session;
@@ -293,6 +293,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.run.linesMoveTime = options.bare;
     house.speed = options.speed;
     house.paused = options.paused;
+    house.speedIsFixed = speedIsFixed;
     house.recorder = recorder;
     house.recordOutputs = recorder && options.recordOutputs;
     house.makeView = [](HouseRun& run)
@@ -415,7 +416,9 @@ int ServeHouse(const std::string& housePath, HouseFile& file, const ServeOptions
     std::unique_ptr<LiveHouseOnBroker> onBroker = MakeOnBroker(
         options, file, name, web->Port(), context, [&wake] { wake(); }, err);
     std::unique_ptr<ConsoleReport> report;
-    LiveHouse::Options houseOptions = HouseOptionsOf(options, saves.Options(), recorder.get());
+    LiveHouse::Options houseOptions =
+        HouseOptionsOf(options, saves.Options(), recorder.get(),
+                       !reliving && !RealLampsNeedRealTime(file, std::string()).empty());
     std::unique_ptr<LampVisitor> lamps;
     houseOptions.onPresent = [&report, &out, &options, &onBroker, &lamps](HouseRun* run)
     {
@@ -495,6 +498,15 @@ int RunServe(const std::string& housePath, ServeOptions options, std::ostream& o
     HouseFile file;
     if (!LoadHouse(housePath, file, err))
         return 1;
+    if (options.speed != 1 || options.paused)
+    {
+        const std::string wrong = RealLampsNeedRealTime(file, "not with another --speed than 1");
+        if (!wrong.empty())
+        {
+            err << wrong << '\n';
+            return 1;
+        }
+    }
     TellDoubts(housePath, err);
     // Each line is seen when it happens, also in a file or a pipe.
     out << std::unitbuf;

@@ -57,8 +57,7 @@ AssignHouses(const std::set<std::string>& houses,
 }
 
 FleetWorker::FleetWorker(FleetBus& bus, Options options)
-    : m_bus(bus), m_options(std::move(options)),
-      m_houseBucket(bus.OpenBucket(FleetBuckets::HOUSES, 0)),
+    : m_options(std::move(options)), m_houseBucket(bus.OpenBucket(FleetBuckets::HOUSES, 0)),
       m_leaseBucket(bus.OpenBucket(FleetBuckets::LEASES, FleetBuckets::LEASE_TTL_MS)),
       m_stateBucket(bus.OpenBucket(FleetBuckets::STATES, 0)),
       m_workerBucket(bus.OpenBucket(FleetBuckets::WORKERS, FleetBuckets::LEASE_TTL_MS)),

@@ -88,7 +88,6 @@ private:
     unsigned RoomOf(const BucketEntry& worker) const;
     bool IsAlive(const Seen& seen, std::int64_t nowMs) const;
 
-    FleetBus& m_bus;
     const Options m_options;
     std::unique_ptr<Bucket> m_houseBucket;
     std::unique_ptr<Bucket> m_leaseBucket;

@@ -4,6 +4,7 @@
 #include "lighting_host/house/HouseElements.h"
 #include "lighting_host/types/Devices.h"
 #include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "nxshared/XmlDocument.h"
 
 #include <algorithm>
@@ -75,6 +76,7 @@ private:
     boost::shared_ptr<nx::XmlNode> Copy(const pugi::xml_node& node);
     void ReadDriver(const pugi::xml_node& node);
     void ReadDriverChild(const pugi::xml_node& child, HouseFileDriver& driver);
+    void ReadDevice(const pugi::xml_node& node, const HouseFileDriver& driver);
     void ReadType(const pugi::xml_node& node, HouseFileDriver& driver);
     void ReadGroup(const pugi::xml_node& node);
     void ReadGroupAct(const pugi::xml_node& node, HouseFileGroup& group);
@@ -93,6 +95,8 @@ private:
     // The drivers' types by their names.
     std::map<std::string, std::string> m_types;
     std::set<unsigned> m_ids;
+    // Lamps that are not simulated, and whose they are.
+    std::map<std::string, std::string> m_lamps;
     std::set<unsigned> m_groups;
     std::set<unsigned> m_scenes;
     // Drivers that are named before all are known: where, by what name, and what they are named
@@ -196,13 +200,23 @@ void Reader::ReadDriver(const pugi::xml_node& node)
             ReadDriverChild(child, driver);
     }
     if (driver.device)
-    {
-        int child = -1;
-        const std::string wrong = CheckDevice(driver, &child);
-        if (!wrong.empty())
-            Error(ElementAt(node.child("device"), child), wrong);
-    }
+        ReadDevice(node.child("device"), driver);
     m_house.drivers.push_back(std::move(driver));
+}
+
+void Reader::ReadDevice(const pugi::xml_node& node, const HouseFileDriver& driver)
+{
+    int child = -1;
+    const std::string wrong = CheckDevice(driver, &child);
+    if (!wrong.empty())
+        return Error(ElementAt(node, child), wrong);
+    if (!IsRemoteLight(*driver.device))
+        return;
+    // Two drivers would undo each other's work for ever.
+    const std::string lamp = RemoteLightName(*driver.device);
+    const auto [other, isNew] = m_lamps.emplace(lamp, driver.name);
+    if (!isNew)
+        Error(node, fmt::format("{} is driver \"{}\"'s already", lamp, other->second));
 }
 
 void Reader::ReadType(const pugi::xml_node& node, HouseFileDriver& driver)

@@ -207,26 +207,28 @@ void Controller::SetLevel(const std::string& driver, int level, std::chrono::mil
              { device.RampToLevel(level, time); });
 }
 
-// The loads follow by themselves, each as it has stored the scene; the drivers are told.
 void Controller::Recall(const HouseFileScene& scene)
 {
     std::set<std::string> done;
     for (const HouseFileLoad& load : scene.loads)
     {
-        nx::DriverHost* const driver = m_session.House().Find(load.driver);
-        if (!done.insert(load.driver).second)
-            continue;
-        const DriverType* const type = FindDriverType(driver->Config().type);
-        if (type && type->recallCommand)
-        {
-            CmdMessage activate(type->recallCommand);
-            activate.AddParam(names::general::SCENE_ID, names::type::INT,
-                              static_cast<long long>(scene.id));
-            Tell(*driver, activate);
-        }
-        const auto id = static_cast<std::uint16_t>(scene.id);
-        ToDevice(load.driver, [id](simulated::SimulatedDevice& device) { device.RecallScene(id); });
+        if (done.insert(load.driver).second)
+            RecallScene(*m_session.House().Find(load.driver), scene.id);
     }
+}
+
+// The load follows by itself, as it has stored the scene; the driver is told.
+void Controller::RecallScene(nx::DriverHost& driver, unsigned id)
+{
+    const DriverType* const type = FindDriverType(driver.Config().type);
+    if (type && type->recallCommand)
+    {
+        CmdMessage activate(type->recallCommand);
+        activate.AddParam(names::general::SCENE_ID, names::type::INT, static_cast<long long>(id));
+        Tell(driver, activate);
+    }
+    ToDevice(driver.Config().name, [id](simulated::SimulatedDevice& device)
+             { device.RecallScene(static_cast<std::uint16_t>(id)); });
 }
 
 void Controller::MoveGroup(const HouseFileGroup& group, const HouseFileGroupAct& act)

@@ -58,9 +58,10 @@ public:
     void OnOutput(const embedded_host::Output& output) override;
 
     // Somebody else than a button asks for it: the scene or load group of that id in the house
-    // file, or the lamp of one load alone. False when the house has no such scene or group. The
-    // act's `use` is not looked at.
+    // file, or a scene or the lamp of one load alone. False when the house has no such scene or
+    // group. The act's `use` is not looked at.
     bool RecallScene(unsigned id);
+    void RecallScene(nx::DriverHost& driver, unsigned id);
     bool ActOnGroup(unsigned id, const HouseFileGroupAct& act);
     void SetLevel(const std::string& driver, int level, std::chrono::milliseconds time);
 

@@ -5,6 +5,7 @@
 #include "lighting_host/simulation/DeviceSwitches.h"
 #include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/text/Json.h"
+#include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/DriverType.h"
 #include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "simulated_devices/SimulatedDevice.h"
@@ -102,11 +103,25 @@ Action PrepareLevel(HouseRun& run, Fields& fields)
     };
 }
 
-// {"house":"scene","id":2}
+// {"house":"scene","id":2}, or with "driver" an advanced scene of that driver alone.
 Action PrepareScene(HouseRun& run, Fields& fields)
 {
     Simulation& simulation = SimulationOf(run);
     const auto id = static_cast<unsigned>(fields.Integer("id", 0, UINT32_MAX));
+    if (fields.Has("driver"))
+    {
+        nx::DriverHost& driver = DriverOf(run, fields);
+        fields.Finish();
+        const DriverAdapter* const adapter = run.GetSession().AdapterOf(driver);
+        const auto scenes = adapter ? adapter->PlayedScenes() : std::vector<unsigned>();
+        if (std::find(scenes.begin(), scenes.end(), id) == scenes.end())
+            throw InputError(
+                fmt::format("\"{}\" has no advanced scene {}", driver.Config().name, id));
+        return [&simulation, &driver, id]
+        {
+            simulation.GetController().RecallScene(driver, id);
+        };
+    }
     fields.Finish();
     const auto& scenes = run.File().scenes;
     if (std::none_of(scenes.begin(), scenes.end(),

@@ -79,6 +79,8 @@ public:
         // House time a real time; more than 0.
         double speed = 1;
         bool paused = false;
+        // Whether visitors may not change the speed, as with lamps in a real house.
+        bool speedIsFixed = false;
         // Null for none; must outlive this.
         FlightRecorder* recorder = nullptr;
         // Whether the record keeps every output too, so that a replay can show both sides.

@@ -46,6 +46,8 @@ struct LiveHouse::Control
         if (!value.is_number() || !(value.get<double>() > 0) || value.get<double>() > MOST_SPEED)
             throw InputError(
                 fmt::format("\"value\" is no number above 0 and up to {}", MOST_SPEED));
+        if (house.m_options.speedIsFixed && value.get<double>() != 1)
+            throw InputError("a lamp behind a Zigbee2MQTT lives in real time");
         house.m_speed = value.get<double>();
         house.Anchor();
         house.Tell(&LiveListener::OnClock);

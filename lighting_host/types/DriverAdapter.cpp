@@ -49,6 +49,11 @@ std::vector<FigureOffer> DriverAdapter::Figures() const
     return {};
 }
 
+std::vector<unsigned> DriverAdapter::PlayedScenes() const
+{
+    return {};
+}
+
 std::optional<ButtonUse> DriverAdapter::UseOf(const embedded_host::Effect&) const
 {
     return std::nullopt;

@@ -77,6 +77,9 @@ public:
     virtual std::vector<SettingOffer> Settings() const;
     virtual std::vector<FigureOffer> Figures() const;
 
+    // The ids of the advanced scenes that the device plays by itself, in order. None by default.
+    virtual std::vector<unsigned> PlayedScenes() const;
+
     // Which use of a button this effect of the driver is; nothing when it is none. Asked while the
     // driver is inside the call that caused it.
     virtual std::optional<ButtonUse> UseOf(const embedded_host::Effect& effect) const;

@@ -3,6 +3,8 @@
 
     figures.py PROGRAM [PRESSES]
 
+and what a large house at rest costs, beside the same house without a broker.
+
 The round trip of a bare message through the same broker, by libmosquitto alone, stands beside it. A
 press comes over the broker too, so it takes two such ways and what the house does between them.
 """
@@ -20,6 +22,7 @@ BASE = "lighting/house"
 SETTLED_S = 3
 SECONDS = 30
 COMMANDS = 5000
+LARGE = 1000
 BATCH = 250
 
 
@@ -67,11 +70,49 @@ def rate_in(listener):
           "out")
 
 
+def large_house(path):
+    """A house of many drivers at rest: lights, dimmers, pucks, and load groups of ten."""
+    types = ("zigbee_light", "wired_dimmer", "puck", "zigbee_light")
+    drivers = [f'<driver name="d{i}" type="{types[i % 4]}" id="{i + 1}"><device simulated="true"/>'
+               "</driver>" for i in range(LARGE)]
+    groups = [f'<load_group id="{g + 1}">' + "".join(f"<member>d{g * 40 + 4 * i}</member>"
+                                                     for i in range(10)) + "</load_group>"
+              for g in range(LARGE // 40)]
+    with open(path, "w", encoding="utf-8") as file:
+        file.write("<house>" + "".join(drivers + groups) + "</house>")
+
+
+def processor_seconds(house):
+    with open(f"/proc/{house.process.pid}/stat", encoding="utf-8") as file:
+        fields = file.read().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def cost_at_rest(program, broker):
+    with tempfile.TemporaryDirectory() as folder:
+        path = os.path.join(folder, "large.xml")
+        large_house(path)
+        listener = Listener(broker, "lighting/large/#")
+        for url, where in ((broker.url, "on a broker"), ("mqtt://127.0.0.1:1", "without one")):
+            house = House(program, url, house=path)
+            house.page()
+            if url == broker.url:
+                listener.wait_for(f"lighting/large/d{LARGE - 1}/light", longest=120)
+            pass_time(SETTLED_S)
+            before = processor_seconds(house)
+            pass_time(SECONDS)
+            share = (processor_seconds(house) - before) / SECONDS
+            print(f"{LARGE} drivers at rest, {where}: {100 * share:.1f} % of a processor")
+            house.end()
+        listener.close()
+
+
 def main():
     program = os.path.abspath(sys.argv[1])
     presses = int(sys.argv[2]) if len(sys.argv) > 2 else 500
     broker = Mosquitto()
     rate_out(program, broker)
+    cost_at_rest(program, broker)
     house = House(program, broker.url, "--mqtt-protocol")
     listener = Listener(broker, "#")
     listener.wait_for(BASE + "/status", "online")

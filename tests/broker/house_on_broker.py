@@ -56,6 +56,10 @@ class Lines:
         with CHANGED:
             return next((line for line in self.lines if any(t in line for t in texts)), None)
 
+    def forget(self):
+        with CHANGED:
+            self.lines.clear()
+
     def close(self):
         self.thread.join()
         self.stream.close()
@@ -95,15 +99,81 @@ class Authority:
         return os.path.join(self.folder, name)
 
 
+def preloaded(path, source):
+    """A library of the tests, made at that path, that a program is to load first."""
+    subprocess.run(["cc", "-shared", "-fPIC", "-o", path + ".so", os.path.join(HERE, source)],
+                   check=True)
+    return path + ".so"
+
+
+class NotedSockets:
+    """Notes which connections of a program send at once what they are given."""
+
+    def __init__(self, path):
+        self.path = path
+        self.environment = {"LD_PRELOAD": preloaded(path, "noted_sockets.c"),
+                            "NOTED_SOCKETS": path}
+
+    def without_delay(self):
+        with open(self.path, encoding="utf-8") as file:
+            return len(file.readlines())
+
+
+class OldBroker:
+    """A way to a broker that knows no MQTT 5: who begins with that gets a refusal, or nothing but
+    the end of the connection. All others are passed on."""
+    LEVEL_5 = b"\x00\x04MQTT\x05"
+
+    def __init__(self, broker, refusal):
+        self.broker = broker
+        self.refusal = refusal
+        self.refused = 0
+        self.socket = socket.create_server(("127.0.0.1", 0))
+        self.url = f"mqtt://127.0.0.1:{self.socket.getsockname()[1]}"
+        threading.Thread(target=self.accept, daemon=True).start()
+
+    def accept(self):
+        while True:
+            try:
+                client, _ = self.socket.accept()
+            except OSError:
+                return
+            threading.Thread(target=self.serve, args=(client,), daemon=True).start()
+
+    def serve(self, client):
+        with client:
+            first = client.recv(65536)
+            if self.LEVEL_5 in first:
+                self.refused += 1
+                client.sendall(self.refusal)
+                return
+            with socket.create_connection(("127.0.0.1", self.broker.port)) as onward:
+                onward.sendall(first)
+                back = threading.Thread(target=self.pass_on, args=(onward, client), daemon=True)
+                back.start()
+                self.pass_on(client, onward)
+                back.join()
+
+    @staticmethod
+    def pass_on(source, target):
+        try:
+            while data := source.recv(65536):
+                target.sendall(data)
+            target.shutdown(socket.SHUT_WR)
+        except OSError:
+            pass  # either end may hang up
+
+    def close(self):
+        self.socket.close()
+
+
 class MovedClock:
     """A wall clock for a program that can be moved while the program runs."""
 
     def __init__(self, path):
         self.path = path
         self.move(0)
-        subprocess.run(["cc", "-shared", "-fPIC", "-o", path + ".so",
-                        os.path.join(HERE, "moved_clock.c")], check=True)
-        self.environment = {"LD_PRELOAD": path + ".so", "MOVED_CLOCK": path}
+        self.environment = {"LD_PRELOAD": preloaded(path, "moved_clock.c"), "MOVED_CLOCK": path}
 
     def move(self, seconds):
         with open(self.path + ".new", "w", encoding="utf-8") as file:
@@ -124,7 +194,7 @@ class Mosquitto:
         with open(self.config, "w", encoding="utf-8") as file:
             file.write(config.replace("listener 1883", f"listener {self.port}") if config
                        else self.text(authority, users))
-            file.write("log_type information\nlog_dest stderr\nset_tcp_nodelay true\n")
+            file.write("log_type information\nlog_type notice\nlog_dest stderr\nset_tcp_nodelay true\n")
             if os.getuid() == 0:
                 file.write("user root\n")
         self.process = None
@@ -189,9 +259,9 @@ class House:
         with urllib.request.urlopen(request, timeout=LONGEST_WAIT_S) as answer:
             return answer.read().decode()
 
-    def kilobytes(self):
+    def kilobytes(self, what="VmRSS"):
         with open(f"/proc/{self.process.pid}/status", encoding="utf-8") as status:
-            return int(re.search(r"VmRSS:\s+(\d+)", status.read()).group(1))
+            return int(re.search(what + r":\s+(\d+)", status.read()).group(1))
 
     def kill(self):
         self.process.kill()

@@ -1,6 +1,8 @@
 // A Zigbee2MQTT whose radio reaches lamps of the tests; one process.
 //
-//     node bridge.mjs FOLDER BROKER_PORT BASE_TOPIC < commands
+//     node bridge.mjs FOLDER BROKER_PORT BASE_TOPIC [MINUTES] < commands
+//
+// MINUTES is for how long it believes that a silent lamp is there, 10 by default.
 //
 // Reads one command a line from standard input and answers each with one line on standard output:
 // {"id":1,"do":"tables","lamp":"0x..."} -> {"id":1,"ok":{...}} or {"id":1,"error":"..."}. ACTS below are
@@ -13,7 +15,7 @@ import path from "node:path";
 import { Air } from "./radio.mjs";
 import { Lamp } from "./lamp.mjs";
 
-const [folder, port, base] = process.argv.slice(2);
+const [folder, port, base, minutes = 10] = process.argv.slice(2);
 const require = createRequire(import.meta.url);
 
 const SETTINGS = `
@@ -22,7 +24,7 @@ mqtt: { base_topic: ${base}, server: 'mqtt://127.0.0.1:${port}', include_device_
 serial: { port: /dev/null, adapter: zstack }
 homeassistant: { enabled: false }
 frontend: { enabled: false }
-availability: { enabled: true, active: { timeout: 10, max_jitter: 0 } }
+availability: { enabled: true, active: { timeout: ${minutes}, max_jitter: 0, backoff: false } }
 advanced:
   log_level: info
   log_output: [file]

@@ -162,3 +162,33 @@ test("WrongElement_IsToldByValidate", () => {
         assert.match(stdout, message);
     }
 });
+
+const validate = (name, lamps) => {
+    const file = path.join(rig.folder, `${name}.xml`);
+    writeFileSync(file, houseOf(lamps, rig.base));
+    return { file, ...spawnSync(PROGRAM, ["validate", file], { encoding: "utf8" }) };
+};
+
+test("TwoDriversOfOneEndpointOfALamp_AreRefusedByValidateAndServe", () => {
+    // One lamp, however its address is written, and wherever it is said to be.
+    const other = SOFA.toUpperCase().replace("0X", "0x");
+    const { file, status, stdout } = validate("twice", { one: { ieee: SOFA }, two: { ieee: other } });
+    assert.equal(status, 1);
+    assert.match(stdout, /twice\.xml:8: endpoint 1 of lamp 0x00124b0000000002 is driver "one"'s already/);
+    const served = spawnSync(PROGRAM, ["serve", file], { encoding: "utf8" });
+    assert.equal(served.status, 1);
+    assert.match(served.stderr, /twice\.xml:8: endpoint 1/);
+    const apart = { one: { ieee: SOFA }, two: { ieee: SOFA, attributes: 'endpoint="2"' } };
+    assert.equal(validate("apart", apart).status, 0);
+});
+
+test("AnotherSpeed_IsRefusedAtTheStartAndLater", () =>
+    withHouse({ sofa: { ieee: SOFA } }, { name: "speed" }, async (house) => {
+        for (const speed of ["60", "pause"]) {
+            const { status, stderr } = spawnSync(PROGRAM, ["serve", fileOf("fast"), "--speed", speed], { encoding: "utf8" });
+            assert.equal(status, 1);
+            assert.match(stderr, /fast\.xml:2: driver "sofa" .* real time: not with another --speed than 1/);
+        }
+        await assert.rejects(house.hand({ house: "speed", value: 60 }), /real time/);
+        await house.hand({ house: "speed", value: 1 });
+    }));

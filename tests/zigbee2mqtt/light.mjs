@@ -8,8 +8,11 @@ import { within } from "./rig.mjs";
 
 const GROUPS = 4;
 const SCENES = 5;
-// Commands that change something: groups joined and left, scenes stored and removed.
-const WRITES = [`${GROUPS}/00`, `${GROUPS}/03`, `${SCENES}/00`, `${SCENES}/02`];
+// Commands that change something.
+const JOIN = `${GROUPS}/00`;
+const LEAVE = `${GROUPS}/03`;
+const STORE = `${SCENES}/00`;
+const REMOVE = `${SCENES}/02`;
 const ASK_GROUPS = `${GROUPS}/02`;
 
 // A driver for each of `lamps`, by name: {ieee, attributes, config}; `more` is what else the house has.
@@ -139,26 +142,58 @@ export const heldText = ({ scenes }) =>
         })
         .sort();
 
-// The fewest frames that bring a lamp with those tables to those scenes: one for each group to join
-// and for each scene to store, and one for each group that holds scenes that nobody wants.
-export const fewestWrites = (tables, wanted) => {
+// What has to change in a lamp with those tables until it holds those scenes: groups to join, scenes to
+// store, and scenes that nobody wants with the groups that they are in.
+const changesOf = (tables, wanted) => {
     const held = new Map(heldText(tables).map((text) => [text.split(" ")[0], text]));
     const want = new Map(wantedText(wanted).map((text) => [text.split(" ")[0], text]));
-    const groups = new Set(wanted.map(({ id }) => id & 0xffff));
-    const toJoin = [...groups].filter((group) => !tables.groups.includes(group)).length;
-    const toStore = [...want].filter(([place, text]) => held.get(place) !== text).length;
-    const toClear = new Set([...held.keys()].filter((place) => !want.has(place)).map((place) => place.split("/")[0]));
-    return toJoin + toStore + toClear.size;
+    const groups = [...new Set(wanted.map(({ id }) => id & 0xffff))].sort((one, other) => one - other);
+    const tooMany = [...held.keys()].filter((place) => !want.has(place));
+    return {
+        groups,
+        joins: groups.filter((group) => !tables.groups.includes(group)).length,
+        stores: [...want].filter(([place, text]) => held.get(place) !== text).length,
+        removes: tooMany.length,
+        clears: new Set(tooMany.map((place) => place.split("/")[0])).size,
+    };
 };
 
-// How many frames changed something in the first of the walks that a lamp has noted: from its question
+// The fewest frames that bring a lamp there: one for each group to join and for each scene to store, and
+// one for each group that holds scenes that nobody wants.
+export const fewestWrites = (tables, wanted) => {
+    const { joins, stores, clears } = changesOf(tables, wanted);
+    return joins + stores + clears;
+};
+
+// The frames of a walk as docs/zigbee_sync.md has it: scenes that nobody wants are removed one by one,
+// because a group may hold others; and the groups are compared in the order in which the lamp tells
+// them, so that one that is told too late is joined once more.
+export const walkWrites = (tables, wanted) => {
+    const { groups, stores, removes } = changesOf(tables, wanted);
+    let told = 0;
+    let joins = 0;
+    for (const group of groups) {
+        while (told < tables.groups.length && tables.groups[told] < group) told += 1;
+        if (tables.groups[told] === group) told += 1;
+        else joins += 1;
+    }
+    return { joins, stores, removes };
+};
+
+// The frames that changed something in the first of the walks that a lamp has noted: from its question
 // for the groups to the next walk's.
-export const writesOf = (transcript) => {
+export const walkOf = (transcript) => {
     const commands = transcript
         .filter(({ hex }) => Number.parseInt(hex[1], 16) & 1)
         .map(({ cluster, hex }) => `${cluster}/${hex.slice(4, 6)}`);
     const first = commands.indexOf(ASK_GROUPS);
     const second = commands.indexOf(ASK_GROUPS, first + 1);
     const walk = commands.slice(first, second < 0 ? commands.length : second);
-    return walk.filter((one) => WRITES.includes(one)).length;
+    const count = (command) => walk.filter((one) => one === command).length;
+    return { joins: count(JOIN), stores: count(STORE), removes: count(REMOVE), others: count(LEAVE) };
+};
+
+export const writesOf = (transcript) => {
+    const { joins, stores, removes, others } = walkOf(transcript);
+    return joins + stores + removes + others;
 };

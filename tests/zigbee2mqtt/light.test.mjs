@@ -4,7 +4,8 @@
 import assert from "node:assert/strict";
 import { after, before, beforeEach, test } from "node:test";
 import { House, fewestWrites, heldText, wantedText, writesOf } from "./light.mjs";
-import { Rig } from "./rig.mjs";
+import { Rig, within } from "./rig.mjs";
+import { ALL, NOT_PLAYED, PLAYED, read, wordsOf } from "./transcripts.mjs";
 
 const LAMP = "0x00124b0000000002";
 const OTHER = "0x00124b0000000003";
@@ -191,3 +192,28 @@ test("StateOfTheLamp_ReachesTheHouse", async () => {
     await rig.act("set", LAMP, { on: false });
     await house.picture("lamp", ({ level }) => level === 0, "a lamp that is off");
 });
+
+test("EachTranscriptOfTheDriver_IsPlayedOrHasAReason", () => {
+    assert.deepEqual([...PLAYED, ...Object.keys(NOT_PLAYED)].sort(), ALL.sort());
+});
+
+for (const name of PLAYED) {
+    test(`Transcript_ReachesTheLampFrameByFrame (${name})`, async () => {
+        const { tables: held, inputs, frames, isOpen } = read(name);
+        await rig.act("set_tables", LAMP, held);
+        await rig.act("frames", LAMP);
+        for (const { synchronize, command, params } of inputs) {
+            if (synchronize) await house.synchronize("lamp", synchronize.scenes);
+            else await house.hand({ driver: "lamp", command, params });
+        }
+        const arrived = [];
+        const look = async () => {
+            while (arrived.length < frames.length) {
+                const { transcript } = await rig.act("frames", LAMP);
+                arrived.push(...transcript.flatMap(wordsOf));
+            }
+        };
+        await within(look(), `${frames.length} frames, and not only ${arrived}`);
+        assert.deepEqual(isOpen ? arrived.slice(0, frames.length) : arrived, frames);
+    });
+}

@@ -45,7 +45,7 @@ class Topics {
     }
 
     // The next message that fits, as JSON where it is.
-    next(fits, what) {
+    next(fits, what, ms) {
         return within(
             new Promise((done) => {
                 const waiter = (message) => {
@@ -56,6 +56,7 @@ class Topics {
                 this.waiting.add(waiter);
             }),
             what,
+            ms,
         );
     }
 }
@@ -65,8 +66,10 @@ export class Rig {
     #number = 0;
     #transaction = 0;
 
-    constructor(base = "zigbee2mqtt") {
+    // `minutes`: for how long Zigbee2MQTT believes that a silent lamp is there.
+    constructor(base = "zigbee2mqtt", minutes = 10) {
         this.base = base;
+        this.minutes = minutes;
         this.folder = mkdtempSync(path.join(tmpdir(), "zigbee2mqtt-"));
     }
 
@@ -89,7 +92,7 @@ export class Rig {
 
     async #startBridge() {
         const data = path.join(this.folder, "zigbee2mqtt");
-        this.bridge = spawn(process.execPath, [path.join(HERE, "bridge.mjs"), data, String(this.port), this.base], {
+        this.bridge = spawn(process.execPath, [path.join(HERE, "bridge.mjs"), data, String(this.port), this.base, String(this.minutes)], {
             stdio: ["pipe", "pipe", "inherit"],
         });
         const ready = new Promise((done) => this.#commands.set("ready", { done }));

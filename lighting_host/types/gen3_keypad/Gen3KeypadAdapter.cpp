@@ -203,7 +203,10 @@ public:
     }
 
     std::vector<ButtonOffer> Buttons() const override { return keypad_offers::Buttons(*this); }
-    std::vector<SettingOffer> Settings() const override { return keypad_offers::Settings(*this); }
+    std::vector<SettingOffer> Settings() const override
+    {
+        return keypad_offers::Settings(*this, m_facts);
+    }
     std::optional<ButtonUse> UseOf(const embedded_host::Effect& effect) const override
     {
         return keypad_offers::UseOf(effect);
@@ -341,6 +344,7 @@ private:
         return [this, on = ToBoolean(value, name)]
         {
             SetUsesHoldTimer(on);
+            m_facts.usesHoldTimer = on;
         };
     }
 
@@ -349,6 +353,7 @@ private:
         return [this, on = ToBoolean(value, name)]
         {
             SetTracksLeds(on);
+            m_facts.ledTracking = on;
         };
     }
 
@@ -373,6 +378,7 @@ private:
         return [this, ms = ToInteger(value, name, INT32_MIN, INT32_MAX)]
         {
             Bus().setMinRetryTime(static_cast<int>(ms));
+            m_facts.minRetryMs = ms;
         };
     }
 
@@ -381,6 +387,7 @@ private:
         return [this, ms = ToInteger(value, name, INT32_MIN, INT32_MAX)]
         {
             Bus().setMaxRetryTime(static_cast<int>(ms));
+            m_facts.maxRetryMs = ms;
         };
     }
 
@@ -553,6 +560,8 @@ private:
             throw InputError(fmt::format("\"{}\" can only be true", name));
         return true;
     }
+
+    keypad_offers::SetFacts m_facts;
 };
 } // namespace
 

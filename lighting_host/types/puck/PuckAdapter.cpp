@@ -1,5 +1,6 @@
 #include "drivers/puck/PuckDriver.h"
 #include "lighting_common/ContactButton.h"
+#include "lighting_common/Names.h"
 #include "lighting_common/SnapOnButton.h"
 #include "lighting_host/types/TabledAdapter.h"
 #include "lighting_host/types/puck/Puck.h"
@@ -20,6 +21,35 @@ const std::vector<std::string> BEHAVIORS = {"target 13",
                                             "no target",
                                             "clicks only, target 15",
                                             "clicks only, no target"};
+
+// What the LED of a contact shows, in words, by the number of its behaviour.
+const std::vector<std::string> CONTACT_LEDS = {"on while released", "on while pressed",
+                                               "on with the load", "off with the load",
+                                               "as it is switched"};
+const std::vector<std::string> OFF_ON = {"off", "on"};
+
+// The settings, as their ids begin and end.
+const std::string CONTACT = "contact_";
+// On purpose not that of a keypad, whose behaviours are others.
+constexpr const char* BEHAVIOR = "behavior";
+// On purpose not that of a keypad either.
+constexpr const char* LED = "led_behavior";
+constexpr const char* LOCAL_LED = "local_led";
+constexpr const char* FOLLOW_BOUND = "follow_bound";
+
+// A setting that is one of those options, by its number; a number that is none has no words.
+SettingOffer Choice(std::string id, std::string name, unsigned button, int value,
+                    const std::vector<std::string>& options)
+{
+    SettingOffer setting;
+    setting.id = std::move(id);
+    setting.name = std::move(name);
+    setting.button = button;
+    setting.options = options;
+    if (value >= 0 && static_cast<std::size_t>(value) < options.size())
+        setting.value = options[static_cast<std::size_t>(value)];
+    return setting;
+}
 
 // What the event of that number, counted from a button's first, means.
 ButtonUse UseOfButton(bool contact, unsigned number, unsigned event)
@@ -163,27 +193,58 @@ public:
     std::vector<SettingOffer> Settings() const override
     {
         std::vector<SettingOffer> settings;
+        for (unsigned i = 0; const ContactButton* contact = Contact(i); ++i)
+        {
+            const auto add = [&settings, i](const char* what, const char* name, int value,
+                                            const std::vector<std::string>& options)
+            {
+                settings.push_back(Choice(fmt::format("contact_{}_{}", i + 1, what),
+                                          fmt::format("Aux {} {}", i + 1, name), i, value,
+                                          options));
+            };
+            add(BEHAVIOR, "remote actions", contact->GetBehavior(), BEHAVIORS);
+            add(LED, "LED", contact->GetLEDBehavior(), CONTACT_LEDS);
+        }
         for (unsigned k = 0; const SnapOnButton* button = SnapOn(k); ++k)
         {
-            const auto behavior = static_cast<std::size_t>(button->GetBehavior());
-            SettingOffer setting;
-            setting.id = fmt::format("button_{}_behavior", k + 1);
-            setting.name = fmt::format("Button {} remote actions", k + 1);
-            setting.button = k;
-            setting.value = behavior < BEHAVIORS.size() ? BEHAVIORS[behavior] : std::string();
-            setting.options = BEHAVIORS;
-            settings.push_back(setting);
+            const auto add = [&settings, k](const char* what, const char* name, int value,
+                                            const std::vector<std::string>& options)
+            {
+                settings.push_back(Choice(fmt::format("button_{}_{}", k + 1, what),
+                                          fmt::format("Button {} {}", k + 1, name), k, value,
+                                          options));
+            };
+            add(BEHAVIOR, "remote actions", button->GetBehavior(), BEHAVIORS);
+            add(LOCAL_LED, "keeps its LED by itself", button->IsLocalLEDManaged(), OFF_ON);
+            add(FOLLOW_BOUND, "takes the bound colors", button->FollowsBoundColor(), OFF_ON);
         }
         return settings;
     }
 
     Json SettingInput(const SettingOffer& setting, const std::string& value) const override
     {
-        const auto option = std::find(BEHAVIORS.begin(), BEHAVIORS.end(), value);
-        return {{"button",
-                 {{"index", setting.button},
-                  {"action", "behavior"},
-                  {"value", option - BEHAVIORS.begin()}}}};
+        const auto number =
+            static_cast<int>(std::find(setting.options.begin(), setting.options.end(), value) -
+                             setting.options.begin());
+        const auto is = [&setting](const char* what)
+        {
+            const std::string end = std::string("_") + what;
+            return setting.id.size() > end.size() &&
+                   setting.id.compare(setting.id.size() - end.size(), end.size(), end) == 0;
+        };
+        if (setting.id.compare(0, CONTACT.size(), CONTACT) == 0)
+            return ContactInput(setting.button, !is(LED), number);
+        Json button = {{"index", setting.button}};
+        for (const char* const truth : {LOCAL_LED, FOLLOW_BOUND})
+        {
+            if (is(truth))
+                button.update({{"action", truth}, {"value", number == 1}});
+        }
+        if (is(LOCAL_LED))
+            button["send"] = true;
+        if (is(BEHAVIOR))
+            button.update({{"action", BEHAVIOR}, {"value", number}});
+        return {{"button", button}};
     }
 
     std::vector<FigureOffer> Figures() const override
@@ -194,6 +255,19 @@ public:
     }
 
 private:
+    // A contact gets both at once, so the other one stays as it is.
+    Json ContactInput(unsigned index, bool isBehavior, int value) const
+    {
+        const ContactButton* const contact = Contact(index);
+        const int behavior = contact ? contact->GetBehavior() : 0;
+        const int led = contact ? contact->GetLEDBehavior() : 0;
+        return {{"command", names::puck::CONTACT_STATUS},
+                {"params",
+                 {{names::puck::CONTACT_NUMBER, index},
+                  {names::puck::AUX_BEHAVIOR, isBehavior ? value : behavior},
+                  {names::puck::AUX_LEDS, isBehavior ? led : value}}}};
+    }
+
     // What the controller can do with a snap-on button.
     struct ButtonAction
     {

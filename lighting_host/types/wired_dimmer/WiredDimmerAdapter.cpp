@@ -5,6 +5,8 @@
 #include "lighting_host/types/wired_dimmer/WiredDimmer.h"
 #include "nxshared/ICmdMessage.h"
 
+#include <algorithm>
+
 #include <fmt/format.h>
 
 namespace lighting_host
@@ -101,6 +103,19 @@ public:
     }
 
     std::optional<EnergyFigures> EnergyOfLoad() const override { return FiguresOf(Energy()); }
+
+    // Not those whose id does not fit into an element's.
+    std::vector<unsigned> PlayedScenes() const override
+    {
+        std::vector<unsigned> scenes;
+        for (const unsigned scene : AdvScenes().GetAllSceneIDs())
+        {
+            if (scene <= gen3_lights::scenes::AdvSceneElement::SCENE_MASK)
+                scenes.push_back(scene);
+        }
+        std::sort(scenes.begin(), scenes.end());
+        return scenes;
+    }
 
     // --- ILoadGroupOwner: told, then done -------------------------------------------------------
 

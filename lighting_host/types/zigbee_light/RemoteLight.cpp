@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include <fmt/format.h>
+
 namespace lighting_host
 {
 // In its folder's row.
@@ -75,6 +77,11 @@ bool ReadTruth(DeviceElement& device, const char* name)
     return word == "true";
 }
 
+std::uint8_t ReadEndpoint(DeviceElement& device)
+{
+    return static_cast<std::uint8_t>(device.Number("endpoint", 1, LAST_ENDPOINT, 1));
+}
+
 std::unique_ptr<simulated::SimulatedDevice> Make(const HouseFileDriver& driver,
                                                  simulated::DeviceEnvironment& environment)
 {
@@ -86,7 +93,7 @@ std::unique_ptr<simulated::SimulatedDevice> Make(const HouseFileDriver& driver,
     LampPlace place;
     place.ieee = ReadIeee(device);
     place.base = ReadBase(device, place.base);
-    place.endpoint = static_cast<std::uint8_t>(device.Number("endpoint", 1, LAST_ENDPOINT, 1));
+    place.endpoint = ReadEndpoint(device);
     place.patience = device.Time("patience", place.patience);
     if (place.patience < LEAST_PATIENCE || place.patience > MOST_PATIENCE)
         device.Fail("\"patience\" is not from 100ms to 60s");
@@ -168,6 +175,12 @@ bool IsGoneRemoteLight(const DeviceKind* kind, const nx::DriverHost& driver)
 bool IsRemoteLight(const nx::XmlNode& device)
 {
     return DeviceElement(device).Has(IEEE);
+}
+
+std::string RemoteLightName(const nx::XmlNode& device)
+{
+    DeviceElement element(device);
+    return fmt::format("endpoint {} of lamp {}", ReadEndpoint(element), ReadIeee(element));
 }
 
 const DeviceKind& RemoteLightKind()

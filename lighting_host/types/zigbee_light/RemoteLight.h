@@ -95,6 +95,10 @@ private:
 // Whether a <device> says that it is such a light.
 bool IsRemoteLight(const nx::XmlNode& device);
 
+// Which lamp a <device> that can be made says it is, and which endpoint of it, in words: the same
+// for the same one, whatever else the <device> says.
+std::string RemoteLightName(const nx::XmlNode& device);
+
 // Whether a device of that kind, which may be null, is such a light; then inputs tell what comes
 // from it, that it is online too.
 bool IsRemoteLight(const DeviceKind* kind);

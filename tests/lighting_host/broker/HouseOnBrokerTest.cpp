@@ -1,9 +1,13 @@
 #include "lighting_host/broker/HouseOnBroker.h"
 
 #include "FakeBroker.h"
+#include "embedded_host/DriverHost.h"
+#include "embedded_host/House.h"
+#include "embedded_host/Messages.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/text/Json.h"
+#include "nxshared/CmdDispatcher.h"
 
 #include <chrono>
 #include <memory>
@@ -231,6 +235,29 @@ TEST_F(HouseOnBrokerTest, LedCommand_SetsTheColorAtThatBrightness)
     EXPECT_THAT(m_house->lines,
                 ElementsAre(R"({"driver":"Hall keypad","button":{"index":0,"action":"cur_color",)"
                             R"("color":"80001a","send":true}})"));
+}
+
+TEST_F(HouseOnBrokerTest, SettingOfAContact_LeavesItsOtherOneAlone)
+{
+    Send("lighting/h/hall_keypad/contact_2_led_behavior/set", "off with the load");
+    EXPECT_THAT(m_house->lines,
+                ElementsAre(R"({"driver":"Hall keypad","command":"CONTACT_STATUS","params":)"
+                            R"({"CONTACT_NUMBER":1,"AUX_BEHAVIOR":3,"AUX_LEDS":3}})"));
+}
+
+TEST_F(HouseOnBrokerTest, DimmerThatLearnsAScene_OffersItAndPlaysItAlone)
+{
+    Begin(R"(<house><driver name="dim" type="wired_dimmer" id="1"/></house>)");
+    EXPECT_THAT(Kept("homeassistant/device/lh_h_dim/config"), Not(HasSubstr("scene_5")));
+    embedded_host::CmdMessage push("PUSH_SCENE");
+    push.AddParam("SCENE_ID", "INT", 5LL);
+    push.AddParam("ELEMENTS", "STRING",
+                  std::string("<element><delay>0</delay><level>1</level><rate>9</rate></element>"));
+    m_house->GetSession().House().Find("dim")->Command(push, CmdDispatcher::CONTROLLER);
+    Work();
+    EXPECT_THAT(Kept("homeassistant/device/lh_h_dim/config"), HasSubstr("dim/scene_5/set"));
+    Send("lighting/h/dim/scene_5/set", "ON");
+    EXPECT_THAT(m_house->lines, ElementsAre(R"({"house":"scene","id":5,"driver":"dim"})"));
 }
 
 TEST_F(HouseOnBrokerTest, RetainedCommand_IsIgnoredAndTold)

@@ -269,11 +269,39 @@ TEST_F(Zigbee2MqttTest, AnyText_DoesNoHarm)
 
 TEST(Zigbee2MqttTexts, LampState_IsReadInPercentAndWatts)
 {
-    const auto state = ReadLampState(R"({"state":"ON","brightness":127,"power":4.6})");
+    const auto state = ReadLampState(R"({"state":"ON","brightness":127,"power":4.6})", "");
     ASSERT_TRUE(state);
     EXPECT_EQ(state->isOn, true);
     EXPECT_EQ(state->level, 50);
     EXPECT_EQ(state->watts, 5);
-    EXPECT_FALSE(ReadLampState(R"({"brightness":300})")->isOn);
-    EXPECT_EQ(ReadLampState(R"({"brightness":300})")->level, 100);
+    EXPECT_FALSE(ReadLampState(R"({"brightness":300})", "")->isOn);
+    EXPECT_EQ(ReadLampState(R"({"brightness":300})", "")->level, 100);
+}
+
+TEST(Zigbee2MqttTexts, LampStateOfOneEndpoint_IsItsOwnBeforeThatOfAll)
+{
+    const auto both = R"({"state_l1":"OFF","state_l2":"ON","brightness_l2":254,"power":7})";
+    const auto state = ReadLampState(both, "l2");
+    ASSERT_TRUE(state);
+    EXPECT_EQ(state->isOn, true);
+    EXPECT_EQ(state->level, 100);
+    EXPECT_EQ(state->watts, 7);
+    EXPECT_EQ(ReadLampState(both, "l1")->isOn, false);
+    EXPECT_FALSE(ReadLampState(both, "l1")->level);
+    EXPECT_FALSE(ReadLampState(both, "l3")->isOn);
+}
+
+TEST(Zigbee2MqttTexts, EndpointsWithNames_AreKnownByTheirNumbers)
+{
+    const auto devices = ReadLampDevices(
+        R"([{"ieee_address":"a","network_address":1,"endpoints":{"1":{"name":"l1","clusters":{"name":"x"}},)"
+        R"("11":{"name":null},"2x":{"name":"l3"},"x":7}}])");
+    ASSERT_TRUE(devices);
+    EXPECT_THAT(devices->at("a").endpoints, ElementsAre(std::make_pair(1u, "l1")));
+}
+
+TEST(Zigbee2MqttTexts, StateOfAnEndpointWithAName_IsAskedByThatName)
+{
+    EXPECT_EQ(StateRequest(""), R"({"state":"","brightness":""})");
+    EXPECT_EQ(StateRequest("l2"), R"({"state_l2":"","brightness_l2":""})");
 }
