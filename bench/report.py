@@ -42,6 +42,8 @@ MARKS = [
     ("whole-store checksum, 255 scenes of 16", "scene_crc/store", "scene_crc/boost_alone",
      "at most", 1.05),
     ("protocol lines in and out, a line", "stdio/ours", "stdio/jq", "at least", 6.0),
+    ("an input line, kept in a flight record", "input_line/recorded", "input_line/plain",
+     "at most", 1.1),
     ("scene push of 16 elements", "push/ours", "push/pugixml", "at most", 4.0),
     ("a log call that is switched off", "log_off/ours", "log_off/isEnabledFor", "at most", 1.1),
 ]

@@ -146,8 +146,16 @@ bool RecordCommandLine::IsAsked() const
 
 int RecordCommandLine::Run(std::ostream& out, std::ostream& err, const Style& style)
 {
-    const bool terminal = isatty(STDERR_FILENO) != 0;
     const StopSignals signals;
+    const int status = RunAsked(out, err, style);
+    // As long as a reader that has gone is no reason to be killed.
+    out.flush();
+    return status;
+}
+
+int RecordCommandLine::RunAsked(std::ostream& out, std::ostream& err, const Style& style)
+{
+    const bool terminal = isatty(STDERR_FILENO) != 0;
     if (*m_shrink)
     {
         if (m_shrinkOptions.to.empty())

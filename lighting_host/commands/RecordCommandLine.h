@@ -28,6 +28,7 @@ public:
     int Run(std::ostream& out, std::ostream& err, const Style& style);
 
 private:
+    int RunAsked(std::ostream& out, std::ostream& err, const Style& style);
     void AddReplay(CLI::App& app);
     void AddShrink(CLI::App& app);
     void AddWhy(CLI::App& app);

@@ -110,14 +110,24 @@ Recorder::Recorder(const std::string& path, const std::string& housePath,
 
 Recorder::~Recorder() = default;
 
+// Reading each line once more to know whether it is JSON would cost as much as handling it: what is
+// refused for it is told by an error, and only then the line is looked at.
 void Recorder::In(const std::string& line)
 {
-    m_leftOut = !IsJson(line);
-    if (m_leftOut)
+    WriteIn();
+    m_in = line;
+    m_isWaiting = true;
+    m_leftOut = false;
+}
+
+void Recorder::WriteIn()
+{
+    if (!m_isWaiting)
         return;
-    const std::size_t size = line.back() == '\r' ? line.size() - 1 : line.size();
+    m_isWaiting = false;
+    const std::size_t size = m_in.back() == '\r' ? m_in.size() - 1 : m_in.size();
     m_stream << "{\"in\":";
-    m_stream.write(line.data(), static_cast<std::streamsize>(size));
+    m_stream.write(m_in.data(), static_cast<std::streamsize>(size));
     m_stream << "}\n" << m_outs;
     m_outs.clear();
     m_open = true;
@@ -128,6 +138,13 @@ void Recorder::Out(const char* kind, const std::string& text)
     if (m_leftOut || std::strcmp(kind, LOG_KIND) == 0)
         return;
     const bool error = std::strcmp(kind, ERROR_KIND) == 0;
+    if (error && m_isWaiting && !IsJson(m_in))
+    {
+        m_isWaiting = false;
+        m_leftOut = true;
+        return;
+    }
+    WriteIn();
     const std::string out = "{\"out\":" + (error ? WithoutNumber(text) : text) + "}\n";
     if (m_open)
         m_stream << out;
@@ -137,6 +154,7 @@ void Recorder::Out(const char* kind, const std::string& text)
 
 void Recorder::Close()
 {
+    WriteIn();
     m_stream.flush();
     if (!m_buffer.Failure().empty())
         Fail(m_path, fmt::format("could not be written to its end: {}", m_buffer.Failure()));

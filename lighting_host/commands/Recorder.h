@@ -33,7 +33,7 @@ public:
     Recorder& operator=(const Recorder&) = delete;
 
     // An input line, before it is handled, and an output object of this kind ("event"), as they
-    // happen.
+    // happen. A line that is no JSON must get an "error" before anything else.
     void In(const std::string& line);
     void Out(const char* kind, const std::string& text);
 
@@ -41,6 +41,8 @@ public:
     void Close();
 
 private:
+    void WriteIn();
+
     // The file's descriptor; goes after what writes to it.
     class File
     {
@@ -61,6 +63,9 @@ private:
     std::ostream m_stream;
     // What came before the first input: a transcript has it under that input.
     std::string m_outs;
+    // The present input, until what comes of it says whether it is left out.
+    std::string m_in;
+    bool m_isWaiting = false;
     bool m_open = false;
     // Whether the present input is left out.
     bool m_leftOut = false;

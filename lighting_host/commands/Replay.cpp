@@ -70,6 +70,9 @@ public:
             m_replay->RunTo(end);
         if (StopSignals::Received() != 0)
             return StatusOfSignal(StopSignals::Received());
+        // Who was to hear it has gone: what came of the rest is not known.
+        if (!m_out.good())
+            return STATUS_CANNOT;
         if (m_replay->Found())
             return TellDifference(*m_replay->Found(), told);
         return TellEnd(end, told);
@@ -103,7 +106,8 @@ public:
 private:
     bool IsStopped() const
     {
-        return m_breaks->IsMet() || m_replay->Found() || StopSignals::Received() != 0;
+        return m_breaks->IsMet() || m_replay->Found() || !m_out.good() ||
+               StopSignals::Received() != 0;
     }
 
     bool HandIn(const std::string& line, unsigned long number)

@@ -32,6 +32,9 @@ int Shrink(const std::string& path, const ShrinkCommandOptions& options, std::os
     if (std::filesystem::exists(options.to))
         throw RecordError(
             fmt::format("{}: is there already; a record is never overwritten", options.to));
+    const auto folder = std::filesystem::absolute(options.to).parent_path();
+    if (!std::filesystem::is_directory(folder))
+        throw RecordError(fmt::format("{}: there is no such folder", folder.string()));
     const FlightRecord record = LoadRecord(path, err);
     Symptom symptom;
     symptom.conditions = ConditionsOf(options.until, record);

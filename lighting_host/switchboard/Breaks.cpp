@@ -239,23 +239,29 @@ std::optional<Breaks::Met> Breaks::Take()
     return met;
 }
 
-const std::string& Breaks::NameOfVariable(const Output& output)
+void Breaks::NoteName(const Output& output)
+{
+    const auto* variable = std::get_if<VariableChanged>(&output.effect);
+    if (variable && variable->change == Change::Add)
+        m_variables[{output.driver.Config().name, variable->id}] = variable->name;
+}
+
+const std::string& Breaks::NameOfVariable(const Output& output) const
 {
     static const std::string NONE;
     const auto* variable = std::get_if<VariableChanged>(&output.effect);
     if (!variable)
         return NONE;
-    std::string& name = m_variables[{output.driver.Config().name, variable->id}];
-    if (variable->change == Change::Add)
-        name = variable->name;
-    return name;
+    const auto name = m_variables.find({output.driver.Config().name, variable->id});
+    return name == m_variables.end() ? NONE : name->second;
 }
 
 void Breaks::OnOutput(const Output& output)
 {
-    const std::string& variable = NameOfVariable(output);
+    NoteName(output);
     if (!m_on || m_breaks.empty())
         return;
+    const std::string& variable = NameOfVariable(output);
     for (Break& one : m_breaks)
     {
         if (!one.enabled || !one.condition.IsMetBy(output, variable))

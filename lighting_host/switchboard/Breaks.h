@@ -99,7 +99,8 @@ public:
 private:
     void OnOutput(const embedded_host::Output& output) override;
     Break& Find(unsigned id);
-    const std::string& NameOfVariable(const embedded_host::Output& output);
+    void NoteName(const embedded_host::Output& output);
+    const std::string& NameOfVariable(const embedded_host::Output& output) const;
 
     std::function<std::uint64_t()> m_lastNumber;
     std::function<bool(const Met&)> m_filter;

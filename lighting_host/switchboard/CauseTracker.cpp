@@ -23,19 +23,29 @@ CauseTracker::CauseTracker() : m_current(std::make_shared<Cause>()) {}
 CauseTracker::Cause& CauseTracker::Begin(const char* kind, const nx::DriverHost* driver,
                                          const std::shared_ptr<Cause>& ledBy)
 {
-    const auto begun = std::make_shared<Cause>();
-    begun->kind = kind;
-    begun->driver = driver;
+    std::shared_ptr<Cause> root;
+    std::uint64_t of = 0;
     if (ledBy && ledBy->seq == 0 && ledBy->isRoot)
-        begun->root = ledBy;
+        root = ledBy;
     else if (ledBy)
     {
-        begun->of = ledBy->Number();
+        of = ledBy->Number();
         if (ledBy->seq == 0)
-            begun->root = ledBy->root;
+            root = ledBy->root;
     }
-    m_current = begun;
-    return *m_current;
+    // One to which nothing leads back is taken again: most causes start no timer.
+    if (m_current.use_count() > 1)
+        m_current = std::make_shared<Cause>();
+    Cause& begun = *m_current;
+    begun.kind = kind;
+    begun.driver = driver;
+    begun.members.clear();
+    begun.of = of;
+    begun.seq = 0;
+    begun.timeMs = -1;
+    begun.root = std::move(root);
+    begun.isRoot = false;
+    return begun;
 }
 
 void CauseTracker::BeginWords(const char* kind, const nx::DriverHost* driver,
@@ -44,6 +54,8 @@ void CauseTracker::BeginWords(const char* kind, const nx::DriverHost* driver,
     if (m_inAct)
         return;
     Cause& cause = Begin(kind, driver, m_current);
+    if (m_silent)
+        return;
     cause.members = ",\"words\":";
     AppendJsonText(cause.members, words);
 }
@@ -88,11 +100,14 @@ void CauseTracker::OnPowerFailure(const nx::DriverHost& driver)
 void CauseTracker::BeginDevice(const nx::DriverHost& driver, const std::string& line)
 {
     Cause& cause = Begin("device", &driver, m_current);
-    cause.members = ",\"line\":" + line;
+    if (!m_silent)
+        cause.members = ",\"line\":" + line;
 }
 
 void CauseTracker::OnMib(const nx::DriverHost& driver, const wire::MibMessage& message)
 {
+    if (m_silent)
+        return BeginDevice(driver, std::string());
     std::string line = message.type == wire::MibMessage::Trap ? "{\"trap\":" : "{\"reply\":";
     AppendJsonText(line, message.mib);
     line += ",\"params\":[";
@@ -108,6 +123,8 @@ void CauseTracker::OnMib(const nx::DriverHost& driver, const wire::MibMessage& m
 
 void CauseTracker::OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& frame)
 {
+    if (m_silent)
+        return BeginDevice(driver, std::string());
     std::string line = fmt::format("{{\"zcl_frame\":{{\"cluster\":{},\"hex\":\"", frame.cluster);
     AppendHex(line, frame.bytes);
     BeginDevice(driver, line + "\"}}");
@@ -115,6 +132,8 @@ void CauseTracker::OnZcl(const nx::DriverHost& driver, const wire::ZclFrame& fra
 
 void CauseTracker::OnBus(const nx::DriverHost& driver, const wire::BusFrame& frame)
 {
+    if (m_silent)
+        return BeginDevice(driver, std::string());
     std::string line = fmt::format("{{\"bus_frame\":{{\"opcode\":{},\"payload\":\"", frame.opcode);
     AppendHex(line, frame.payload);
     BeginDevice(driver, line + "\"}}");
@@ -122,7 +141,21 @@ void CauseTracker::OnBus(const nx::DriverHost& driver, const wire::BusFrame& fra
 
 void CauseTracker::OnTimerAdded(unsigned id, std::int64_t dueMs, std::int64_t nowMs)
 {
-    m_timers[id] = {m_current, nowMs, dueMs, dueMs - nowMs};
+    if (m_spare.empty())
+    {
+        m_timers[id] = {m_current, nowMs, dueMs, dueMs - nowMs};
+        return;
+    }
+    m_spare.key() = id;
+    m_spare.mapped() = {m_current, nowMs, dueMs, dueMs - nowMs};
+    m_timers.insert(std::move(m_spare));
+}
+
+// The place of one that has gone serves the next one.
+void CauseTracker::Forget(Timers::const_iterator timer)
+{
+    m_spare = m_timers.extract(timer);
+    m_spare.mapped().cause.reset();
 }
 
 bool CauseTracker::FindTimer(unsigned id, std::int64_t& startedMs, std::int64_t& dueMs) const
@@ -148,7 +181,9 @@ std::int64_t CauseTracker::NextDueMs() const
 
 void CauseTracker::OnTimerKilled(unsigned id, std::int64_t)
 {
-    m_timers.erase(id);
+    const auto timer = m_timers.find(id);
+    if (timer != m_timers.end())
+        Forget(timer);
 }
 
 void CauseTracker::OnTimerFires(unsigned id, bool again, std::int64_t)
@@ -157,16 +192,16 @@ void CauseTracker::OnTimerFires(unsigned id, bool again, std::int64_t)
     const auto timer = m_timers.find(id);
     const Started started = timer == m_timers.end() ? Started() : timer->second;
     // Timers of devices and of the house are nobody's business but their owner's.
-    if ((id & DEVICE_BIT) != 0)
-        Begin("house", nullptr, started.cause).members = ",\"words\":\"goes on by itself\"";
-    else
-        Begin("timer", nullptr, started.cause).members =
-            fmt::format(",\"timer\":{},\"started_ms\":{}", id, started.ms);
+    const bool isDevice = (id & DEVICE_BIT) != 0;
+    Cause& cause = Begin(isDevice ? "house" : "timer", nullptr, started.cause);
+    if (!m_silent)
+        cause.members = isDevice ? ",\"words\":\"goes on by itself\""
+                                 : fmt::format(",\"timer\":{},\"started_ms\":{}", id, started.ms);
     if (timer == m_timers.end())
         return;
     if (again)
         timer->second.dueMs += timer->second.periodMs;
     else
-        m_timers.erase(timer);
+        Forget(timer);
 }
 } // namespace lighting_host

@@ -46,6 +46,10 @@ public:
 
     CauseTracker();
 
+    // While silent, causes have no members but those of visitors, which may be told of much later:
+    // no line of the others is written. Default: not silent.
+    void SetSilent(bool silent) { m_silent = silent; }
+
     // What causes the outputs that come now. Its `seq` is for the caller to set.
     Cause& Current() { return *m_current; }
 
@@ -93,6 +97,9 @@ private:
         std::int64_t periodMs = 0;
     };
 
+    using Timers = std::unordered_map<unsigned, Started>;
+
+    void Forget(Timers::const_iterator timer);
     Cause& Begin(const char* kind, const nx::DriverHost* driver,
                  const std::shared_ptr<Cause>& ledBy);
     void BeginDevice(const nx::DriverHost& driver, const std::string& line);
@@ -100,8 +107,10 @@ private:
 
     std::shared_ptr<Cause> m_current;
     // During what each timer was started; of timers that are outstanding.
-    std::unordered_map<unsigned, Started> m_timers;
+    Timers m_timers;
+    Timers::node_type m_spare;
     std::uint64_t m_fired = 0;
     bool m_inAct = false;
+    bool m_silent = false;
 };
 } // namespace lighting_host

@@ -4,9 +4,11 @@
 #include "lighting_host/text/Json.h"
 #include "lighting_host/text/JsonWriter.h"
 
-#include <fstream>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <limits>
-#include <sstream>
+#include <memory>
 
 #include <fmt/format.h>
 #include <sodium.h>
@@ -16,6 +18,7 @@ namespace lighting_host
 namespace
 {
 constexpr long long LATEST = std::numeric_limits<long long>::max();
+constexpr std::size_t PIECE = 65536;
 
 // Tells a reader that the house's text is the one that was run.
 std::string HouseDigest(const std::string& text)
@@ -158,13 +161,21 @@ FlightRecord ParseFlightRecord(const std::string& text)
 
 FlightRecord ReadFlightRecord(const std::string& path)
 {
-    std::ifstream file(path, std::ios::binary);
-    std::stringstream text;
-    if (file)
-        text << file.rdbuf();
-    if (!file)
-        throw RecordError("cannot be read");
-    return ParseFlightRecord(text.str());
+    // Not a stream, which would take a folder for an empty file.
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rbe"),
+                                                               &std::fclose);
+    std::string text;
+    std::size_t got = file ? PIECE : 0;
+    while (got == PIECE)
+    {
+        const std::size_t size = text.size();
+        text.resize(size + PIECE);
+        got = std::fread(&text[size], 1, PIECE, file.get());
+        text.resize(size + got);
+    }
+    if (!file || std::ferror(file.get()) != 0)
+        throw RecordError(fmt::format("cannot be read: {}", std::strerror(errno)));
+    return ParseFlightRecord(text);
 }
 
 std::string HeadLine(const RecordHead& head)
@@ -189,13 +200,24 @@ std::string HeadLine(const RecordHead& head)
 
 std::string InputLine(const RecordInput& input)
 {
-    std::string line =
-        fmt::format("{{\"t_ms\":{},\"from\":{},", input.timeMs, JsonText(input.from));
-    if (IsJson(input.line))
-        line += "\"in\":" + input.line.substr(0, input.line.find_last_not_of(" \t\r\n") + 1);
+    std::string line;
+    AppendInputLine(line, input, IsJson(input.line));
+    return line;
+}
+
+void AppendInputLine(std::string& out, const RecordInput& input, bool isJson)
+{
+    out += "{\"t_ms\":";
+    const fmt::format_int timeMs(input.timeMs);
+    out.append(timeMs.data(), timeMs.size());
+    out += ",\"from\":";
+    AppendJsonText(out, input.from);
+    out += isJson ? ",\"in\":" : ",\"text\":";
+    if (isJson)
+        out.append(input.line, 0, input.line.find_last_not_of(" \t\r\n") + 1);
     else
-        line += "\"text\":" + JsonText(input.line);
-    return line + "}";
+        AppendJsonText(out, input.line);
+    out += '}';
 }
 
 std::string DigestLine(const RecordDigest& digest)

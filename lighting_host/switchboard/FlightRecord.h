@@ -110,6 +110,9 @@ FlightRecord ParseFlightRecord(const std::string& text);
 // The lines of a record, without their line end.
 std::string HeadLine(const RecordHead& head);
 std::string InputLine(const RecordInput& input);
+// Appends the same; `isJson` as IsJson says of the input's line, for who has read it already:
+// reading it costs more than all the rest.
+void AppendInputLine(std::string& out, const RecordInput& input, bool isJson);
 std::string DigestLine(const RecordDigest& digest);
 // `text` is the output as the protocol writes it.
 std::string OutputLine(std::int64_t timeMs, const std::string& text);

@@ -1,5 +1,7 @@
 #include "lighting_host/switchboard/FlightRecorder.h"
 
+#include "lighting_host/house/InputLines.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -24,7 +26,7 @@ FlightRecorder::FlightRecorder(const std::string& path, const RecordHead& head,
         throw RecordError(fmt::format("{}: is there already; a record is never overwritten", path));
     if (m_file < 0)
         throw RecordError(fmt::format("{}: cannot be written: {}", path, std::strerror(errno)));
-    Add(HeadLine(head));
+    Add([&](std::string& out) { out += HeadLine(head); });
     Flush(true);
 }
 
@@ -34,46 +36,59 @@ FlightRecorder::~FlightRecorder()
     close(m_file);
 }
 
-void FlightRecorder::Add(const std::string& line)
+// Gives the line to what waits, without a copy of it in between.
+template <class AppendTo>
+void FlightRecorder::Add(const AppendTo& appendTo)
 {
     if (!m_failure.empty())
         return;
-    if (m_waiting.empty())
-        m_since = Clock::now();
-    m_waiting += line;
+    const bool isFirst = m_waiting.empty();
+    appendTo(m_waiting);
     m_waiting += '\n';
-    Flush(m_waiting.size() >= MOST_WAITING);
+    if (isFirst)
+        m_since = Clock::now();
+    else
+        Flush(m_waiting.size() >= MOST_WAITING);
 }
 
 void FlightRecorder::OnInput(const RecordInput& input)
 {
-    Add(InputLine(input));
+    Add([&input](std::string& out) { AppendInputLine(out, input, IsJson(input.line)); });
+}
+
+void FlightRecorder::OnJsonInput(const RecordInput& input)
+{
+    if (!m_failure.empty() || m_waiting.empty() || m_waiting.size() >= MOST_WAITING)
+        return Add([&input](std::string& out) { AppendInputLine(out, input, true); });
+    // Most lines are such: the clock is left to who calls Flush.
+    AppendInputLine(m_waiting, input, true);
+    m_waiting += '\n';
 }
 
 void FlightRecorder::OnOutput(std::int64_t timeMs, const std::string& text)
 {
-    Add(OutputLine(timeMs, text));
+    Add([&](std::string& out) { out += OutputLine(timeMs, text); });
 }
 
 void FlightRecorder::OnDigest(const RecordDigest& digest)
 {
-    Add(DigestLine(digest));
+    Add([&](std::string& out) { out += DigestLine(digest); });
 }
 
 void FlightRecorder::OnDropped(const RecordDrop& drop)
 {
-    Add(DroppedLine(drop));
+    Add([&](std::string& out) { out += DroppedLine(drop); });
 }
 
 void FlightRecorder::Close(const RecordDigest& digest, const std::string& why)
 {
-    Add(EndLine(digest, why));
+    Add([&](std::string& out) { out += EndLine(digest, why); });
     Flush(true);
 }
 
 void FlightRecorder::Close(std::int64_t timeMs, const std::string& why)
 {
-    Add(EndLine(timeMs, why));
+    Add([&](std::string& out) { out += EndLine(timeMs, why); });
     Flush(true);
 }
 

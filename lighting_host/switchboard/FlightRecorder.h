@@ -26,6 +26,9 @@ public:
     FlightRecorder& operator=(const FlightRecorder&) = delete;
 
     void OnInput(const RecordInput& input);
+    // The same for a line that is known to be JSON, which is not read once more. Whoever calls this
+    // calls Flush several times a second.
+    void OnJsonInput(const RecordInput& input);
     void OnOutput(std::int64_t timeMs, const std::string& text);
     void OnDigest(const RecordDigest& digest);
     void OnDropped(const RecordDrop& drop);
@@ -44,7 +47,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    void Add(const std::string& line);
+    template <class AppendTo>
+    void Add(const AppendTo& appendTo);
 
     int m_file = -1;
     const std::function<void()> m_onFailure;

@@ -68,6 +68,19 @@ void HouseRun::Start()
         m_simulation->Start();
 }
 
+void HouseRun::BeSilent()
+{
+    m_silent = true;
+    m_causes.SetSilent(true);
+}
+
+void HouseRun::Speak(const OutputDigest& digest)
+{
+    m_silent = false;
+    m_causes.SetSilent(false);
+    m_digest = digest;
+}
+
 void HouseRun::Stop()
 {
     if (m_numbered)
@@ -132,8 +145,13 @@ void HouseRun::Redraw(std::uint64_t seed)
 
 std::size_t HouseRun::PlaceOf(const nx::DriverHost* driver) const
 {
+    // What is told one after the other is often one driver's.
+    if (driver == m_lastDriver)
+        return m_lastPlace;
     const auto place = m_places.find(driver);
-    return place == m_places.end() ? OutputRing::NO_DRIVER : place->second;
+    m_lastDriver = driver;
+    m_lastPlace = place == m_places.end() ? OutputRing::NO_DRIVER : place->second;
+    return m_lastPlace;
 }
 
 void HouseRun::OnOutput(const embedded_host::Output& output)
@@ -142,6 +160,11 @@ void HouseRun::OnOutput(const embedded_host::Output& output)
         return WritePlain(output);
     TellMinutes(output.timeMs);
     WriteCause(output.timeMs);
+    if (m_silent)
+    {
+        ++m_seq;
+        return;
+    }
     m_line.text.clear();
     if (const auto* fault = std::get_if<embedded_host::DriverFault>(&output.effect))
     {
@@ -188,6 +211,11 @@ void HouseRun::WriteCause(std::int64_t timeMs)
 void HouseRun::WriteCauseLine(CauseTracker::Cause& cause, std::int64_t timeMs)
 {
     cause.seq = m_seq + 1;
+    if (m_silent)
+    {
+        ++m_seq;
+        return;
+    }
     const std::int64_t begun = cause.timeMs < 0 ? timeMs : cause.timeMs;
     m_line.text = fmt::format("{{\"t_ms\":{}", begun);
     if (cause.driver)
@@ -221,7 +249,7 @@ void HouseRun::TellMinutes(std::int64_t upToMs)
         return;
     while (m_nextMinuteMs <= upToMs)
     {
-        if (m_sinks.onMinute)
+        if (m_sinks.onMinute && !m_silent)
             m_sinks.onMinute(m_nextMinuteMs, m_digest);
         m_digest.Cut();
         m_nextMinuteMs += MINUTE_MS;

@@ -82,6 +82,14 @@ public:
     // The same, but stops at the end of the first millisecond during which `stop` becomes true.
     void AdvanceTo(std::int64_t ms, const bool& stop);
 
+    // Lines are counted but not written, and nothing comes out: for a run that is repeated and that
+    // nobody hears yet. Much quicker than a run that is heard. Until Speak; called before Start.
+    void BeSilent();
+
+    // Lines are written again. Between two moments: what comes now must have nothing to do with
+    // what was just done. `digest`: of all outputs so far.
+    void Speak(const OutputDigest& digest);
+
     // From now on nothing comes out any more; before it is destroyed in the middle of its life.
     void Mute() { m_sinks = {}; }
 
@@ -127,6 +135,7 @@ private:
     const HouseFile& m_file;
     const bool m_linesMoveTime;
     const bool m_numbered;
+    bool m_silent = false;
     Sinks m_sinks;
     CauseTracker m_causes;
     Listeners m_listeners;
@@ -135,6 +144,9 @@ private:
     std::int64_t m_nextMinuteMs = 0;
     OutputRing::Line m_line;
     std::unordered_map<const nx::DriverHost*, std::size_t> m_places;
+    // Of the driver that was asked for last.
+    mutable const nx::DriverHost* m_lastDriver = nullptr;
+    mutable std::size_t m_lastPlace = OutputRing::NO_DRIVER;
     std::unique_ptr<InputLines> m_inputs;
     // After what its drivers tell when they are destroyed.
     std::unique_ptr<Session> m_session;

@@ -24,7 +24,6 @@ constexpr std::int64_t SLICE_NS = 20 * NS_PER_MS;
 constexpr std::int64_t MOST_AT_ONCE_MS = 60000;
 constexpr std::int64_t FIRST_PROGRESS_NS = 200 * NS_PER_MS;
 constexpr std::int64_t PROGRESS_NS = 250 * NS_PER_MS;
-constexpr std::int64_t LONGEST_STEP_MS = 86400000;
 } // namespace
 
 // A rewind under way: the house run anew, and how far that has come.
@@ -32,6 +31,8 @@ struct LiveHouse::Rewind
 {
     Life life;
     OutputRing ring;
+    // Up to there nobody hears the house: its lines would not be kept. Nothing once it is heard.
+    std::optional<Milestones::Milestone> heardFrom;
     std::size_t next = 0;
     std::int64_t toMs = 0;
     // Stop right after the line of that number; 0 for the moment's end.
@@ -125,7 +126,10 @@ void LiveHouse::OnLine(const OutputRing::Line& line)
 void LiveHouse::OnMinute(std::int64_t timeMs, const OutputDigest& digest)
 {
     // What is repeated has been recorded; what is in the past is not sure to stay.
-    if (m_options.recorder && !m_rewind && !m_past)
+    if (m_rewind || m_past)
+        return;
+    m_milestones.Note(timeMs, m_life.run->LastNumber(), digest);
+    if (m_options.recorder)
         m_options.recorder->OnDigest({timeMs, digest.Count(), digest.Hex(), digest.Sums()});
 }
 
@@ -243,6 +247,7 @@ bool LiveHouse::HandIn(HouseVisitor& visitor, const std::string& line, unsigned 
     if (m_stopped)
         return false;
     m_nowNs = nowNs;
+    m_isHandingIn = true;
     if (!m_paused && !m_rewind)
         AdvanceTo(std::max(WantedMs(nowNs), m_life.run->NowMs()));
     m_handedInAfter = m_life.run->LastNumber();
@@ -262,6 +267,8 @@ bool LiveHouse::HandIn(HouseVisitor& visitor, const std::string& line, unsigned 
         AppendJsonText(text, error.Message());
         m_answer(text + fmt::format(",\"line\":{}}}", number));
     }
+    m_isHandingIn = false;
+    Tell(&LiveListener::OnHandedIn);
     m_answer(fmt::format("{{\"done\":{}}}", number));
     m_answer = nullptr;
     PauseAtBreak();
@@ -295,171 +302,6 @@ void LiveHouse::RequirePresent(const char* what) const
             fmt::format("{} is refused in the past: {{\"house\":\"go_on\"}} first", what));
 }
 
-// What a visitor does to time and to the house as a whole.
-struct LiveHouse::Control
-{
-    using Handler = void (*)(LiveHouse&, Fields&);
-
-    struct Entry
-    {
-        const char* word;
-        Handler handle;
-    };
-    static const Entry TABLE[9];
-
-    static void Pause(LiveHouse& house, Fields& fields)
-    {
-        fields.Finish();
-        house.SetPaused(true);
-    }
-
-    static void Play(LiveHouse& house, Fields& fields)
-    {
-        fields.Finish();
-        house.RequirePresent("play");
-        house.SetPaused(false);
-    }
-
-    static void Speed(LiveHouse& house, Fields& fields)
-    {
-        const Json& value = fields.Get("value");
-        fields.Finish();
-        if (!value.is_number() || !(value.get<double>() > 0) || value.get<double>() > MOST_SPEED)
-            throw InputError(
-                fmt::format("\"value\" is no number above 0 and up to {}", MOST_SPEED));
-        if (house.m_options.speedIsFixed && value.get<double>() != 1)
-            throw InputError("a lamp behind a Zigbee2MQTT lives in real time");
-        house.m_speed = value.get<double>();
-        house.Anchor();
-        house.Tell(&LiveListener::OnClock);
-    }
-
-    static void Step(LiveHouse& house, Fields& fields)
-    {
-        const long long ms = fields.IntegerOr("ms", 1, LONGEST_STEP_MS, 0);
-        fields.Finish();
-        house.RequirePresent("step");
-        house.m_paused = true;
-        HouseRun& run = house.Run();
-        // What is known of the next timer may be no more than that nothing comes before it.
-        const std::uint64_t before = run.FiredTimers();
-        if (ms > 0)
-            house.AdvanceTo(run.NowMs() + ms);
-        while (ms == 0 && run.FiredTimers() == before && run.NextWakeMs() >= 0)
-            house.AdvanceTo(run.NextWakeMs());
-        house.SetPaused(true);
-    }
-
-    static void RewindTo(LiveHouse& house, Fields& fields)
-    {
-        const std::int64_t nowMs = house.m_past ? house.m_past->nowMs : house.Run().NowMs();
-        const long long toMs = fields.Integer("t_ms", 0, nowMs);
-        const long long seq = fields.IntegerOr("seq", 1, INT64_MAX, 0);
-        fields.Finish();
-        // What was due at the moment of an input may have come after it.
-        if (house.m_options.run.linesMoveTime)
-            throw InputError("a house whose lines move the time has no past");
-        house.BeginRewind(toMs, static_cast<std::uint64_t>(seq), false);
-    }
-
-    static void StopRewind(LiveHouse& house, Fields& fields)
-    {
-        fields.Finish();
-        if (!house.m_rewind)
-            throw InputError("no rewind is under way");
-        house.FinishRewind();
-    }
-
-    static void Now(LiveHouse& house, Fields& fields)
-    {
-        fields.Finish();
-        if (!house.m_past)
-            throw InputError("the house is not in the past");
-        house.BeginRewind(house.m_past->nowMs, house.m_past->nowSeq, true);
-    }
-
-    static void GoOn(LiveHouse& house, Fields& fields)
-    {
-        fields.Finish();
-        if (!house.m_past)
-            throw InputError("the house is not in the past");
-        if (house.m_rewind)
-            throw InputError("a rewind is under way");
-        house.GoOn();
-    }
-
-    static void Break(LiveHouse& house, Fields& fields)
-    {
-        if (fields.Has("when"))
-        {
-            const Json& when = fields.Get("when");
-            BreakCondition condition = BreakCondition::Parse(when.dump());
-            fields.Finish();
-            house.m_breaks.Add(std::move(condition));
-        }
-        else
-        {
-            const auto id = static_cast<unsigned>(fields.Integer("id", 1, UINT32_MAX));
-            const bool remove = fields.BooleanOr("remove", false);
-            const bool enabled = fields.BooleanOr("enabled", true);
-            fields.Finish();
-            if (remove)
-                house.m_breaks.Remove(id);
-            else
-                house.m_breaks.Enable(id, enabled);
-        }
-        house.Tell(&LiveListener::OnBreaksChanged);
-    }
-};
-
-const LiveHouse::Control::Entry LiveHouse::Control::TABLE[9] = {
-    {"pause", &Control::Pause}, {"play", &Control::Play},       {"speed", &Control::Speed},
-    {"step", &Control::Step},   {"rewind", &Control::RewindTo}, {"stop", &Control::StopRewind},
-    {"now", &Control::Now},     {"go_on", &Control::GoOn},      {"break", &Control::Break},
-};
-
-bool LiveHouse::Dispatch(const std::string& visitor, const std::string& line, unsigned long number)
-{
-    const Json input = ParseJson(line);
-    Fields fields(input, "the input");
-    if (fields.Has("house") && input["house"].is_string() && input["house"] != "list")
-    {
-        const std::string word = fields.Text("house");
-        for (const Control::Entry& entry : Control::TABLE)
-        {
-            if (word == entry.word)
-            {
-                entry.handle(*this, fields);
-                return true;
-            }
-        }
-        if (!IsHouseAction(line))
-            throw InputError(fmt::format("\"{}\" is nothing that can be done to the house", word));
-    }
-    if (fields.Has("advance_ms"))
-    {
-        const std::int64_t now = m_life.run->NowMs();
-        const long long ms =
-            fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST.count() - now);
-        fields.Finish();
-        RequirePresent("advance_ms");
-        AdvanceTo(now + ms);
-        Anchor();
-        return true;
-    }
-    RequirePresent("an input");
-    Input handed;
-    handed.record = {m_life.run->NowMs(), visitor, line};
-    handed.number = number;
-    handed.afterSeq = m_life.run->LastNumber();
-    const bool taken = Apply(*m_life.run, handed);
-    // A line that was refused may have done something all the same.
-    if (m_options.recorder)
-        m_options.recorder->OnInput(handed.record);
-    m_inputs.push_back(std::move(handed));
-    return taken;
-}
-
 // --- The past ---
 
 void LiveHouse::BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow)
@@ -485,40 +327,77 @@ void LiveHouse::BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow)
     m_rewind->toNow = toNow;
     m_rewind->begunNs = m_rewind->toldNs = m_nowNs;
     m_rewind->life = MakeLife(true);
+    m_rewind->heardFrom = m_milestones.Before(toMs, toSeq, OutputRing::MOST_LINES);
+    if (m_rewind->heardFrom)
+        m_rewind->life.run->BeSilent();
     m_rewind->life.run->Start();
 }
 
 void LiveHouse::WorkOnRewind()
 {
-    Rewind& rewind = *m_rewind;
-    HouseRun& run = *rewind.life.run;
     const std::int64_t endNs = MonotonicNs() + SLICE_NS;
-    const std::size_t inputs =
-        rewind.toNow ? m_inputs.size() : InputsUpTo(rewind.toMs, rewind.toSeq);
-    while (!rewind.isThere)
+    while (GoOnWithRewind())
     {
-        const bool hasInput = rewind.next < inputs;
-        const std::int64_t next = hasInput ? m_inputs[rewind.next].record.timeMs : rewind.toMs;
-        const std::int64_t to = std::min(next, run.NowMs() + MOST_AT_ONCE_MS);
-        if (rewind.toSeq != 0 && !rewind.toNow)
-            run.AdvanceTo(to, rewind.isThere);
-        else
-            run.AdvanceTo(to);
-        if (rewind.isThere)
-            break;
-        if (run.NowMs() >= next && hasInput)
-            Apply(run, m_inputs[rewind.next++]);
-        else if (run.NowMs() >= rewind.toMs && !hasInput)
-            break;
-        if (MonotonicNs() < endNs)
-            continue;
         const std::int64_t now = MonotonicNs();
-        if (now - rewind.begunNs > FIRST_PROGRESS_NS && now - rewind.toldNs > PROGRESS_NS)
+        if (now < endNs)
+            continue;
+        if (now - m_rewind->begunNs > FIRST_PROGRESS_NS && now - m_rewind->toldNs > PROGRESS_NS)
         {
-            rewind.toldNs = now;
-            Tell(&LiveListener::OnRewind, rewind.toMs, run.NowMs());
+            m_rewind->toldNs = now;
+            Tell(&LiveListener::OnRewind, m_rewind->toMs, m_rewind->life.run->NowMs());
         }
         return;
+    }
+    FinishRewind();
+}
+
+// A minute at the most; whether there is more to do.
+bool LiveHouse::GoOnWithRewind()
+{
+    Rewind& rewind = *m_rewind;
+    HouseRun& run = *rewind.life.run;
+    const std::size_t inputs =
+        rewind.toNow ? m_inputs.size() : InputsUpTo(rewind.toMs, rewind.toSeq);
+    // A milestone is before anything of its moment.
+    const std::int64_t toMs = rewind.heardFrom ? rewind.heardFrom->timeMs - 1 : rewind.toMs;
+    const bool hasInput = rewind.next < inputs && m_inputs[rewind.next].record.timeMs <= toMs;
+    const std::int64_t next = hasInput ? m_inputs[rewind.next].record.timeMs : toMs;
+    const std::int64_t to = std::min(next, run.NowMs() + MOST_AT_ONCE_MS);
+    if (rewind.toSeq != 0 && !rewind.heardFrom)
+        run.AdvanceTo(to, rewind.isThere);
+    else
+        run.AdvanceTo(to);
+    if (rewind.isThere)
+        return false;
+    if (run.NowMs() < next)
+        return true;
+    if (hasInput)
+        Apply(run, m_inputs[rewind.next++]);
+    else if (rewind.heardFrom)
+    {
+        run.Speak(rewind.heardFrom->digest);
+        rewind.ring.ResetTo(run.LastNumber());
+        rewind.heardFrom.reset();
+        // There may be outputs of the milestone's moment, or it may be where a rewind was stopped.
+        return run.NowMs() < rewind.toMs;
+    }
+    else
+        return false;
+    return !rewind.isThere;
+}
+
+void LiveHouse::StopRewind()
+{
+    Rewind& rewind = *m_rewind;
+    if (rewind.heardFrom)
+    {
+        // On to where it can be heard; that is not far.
+        rewind.heardFrom = m_milestones.After(rewind.life.run->NowMs());
+        rewind.toMs = rewind.heardFrom->timeMs - 1;
+        rewind.toSeq = 0;
+        rewind.toNow = false;
+        while (GoOnWithRewind())
+            ;
     }
     FinishRewind();
 }
@@ -582,6 +461,7 @@ void LiveHouse::GoOn()
         m_options.recorder->OnDropped(
             {m_past->nowMs, m_life.run->NowMs(), dropped, m_life.run->Digest().Count()});
     m_inputs.resize(m_inputs.size() - dropped);
+    m_milestones.DropAfter(m_life.run->NowMs());
     m_past.reset();
     BecomePresent();
     ++m_branch;

@@ -4,6 +4,7 @@
 #include "lighting_host/switchboard/FlightRecorder.h"
 #include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/switchboard/HouseView.h"
+#include "lighting_host/switchboard/Milestones.h"
 #include "lighting_host/switchboard/OutputRing.h"
 
 #include <cstdint>
@@ -44,6 +45,9 @@ public:
 
     // There are new lines in the ring.
     virtual void OnLines() {}
+    // A line that was handed in has had all its effect; only its `done` is still to come. Nobody
+    // has had a turn to read what came of it, however much that was.
+    virtual void OnHandedIn() {}
     // Paused, playing, another speed, or the time was moved.
     virtual void OnClock() {}
     // A break was met; the house is paused.
@@ -136,6 +140,8 @@ public:
     std::uint64_t InputCount() const { return m_inputs.size(); }
     // The last number before what the last line that was handed in caused.
     std::uint64_t HandedInAfter() const { return m_handedInAfter; }
+    // Whether a line is just having its effect: nobody can read what comes.
+    bool IsHandingIn() const { return m_isHandingIn; }
 
     // The moment that is now, while the house stands at an earlier one.
     struct Past
@@ -179,6 +185,8 @@ private:
     std::int64_t WantedMs(std::int64_t nowNs) const;
     std::int64_t NextWakeNs() const;
     void BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow);
+    bool GoOnWithRewind();
+    void StopRewind();
     void WorkOnRewind();
     void FinishRewind();
     void GoOn();
@@ -199,6 +207,8 @@ private:
     Breaks m_breaks;
     Life m_life;
     std::unique_ptr<Rewind> m_rewind;
+    // Of the present and what was before it.
+    Milestones m_milestones;
     // Everything that was handed in since the start; of the past, what comes after it as well.
     std::vector<Input> m_inputs;
     std::optional<Past> m_past;
@@ -214,6 +224,7 @@ private:
     std::int64_t m_anchorNs = 0;
     std::int64_t m_nowNs = 0;
     std::uint64_t m_handedInAfter = 0;
+    bool m_isHandingIn = false;
     std::int64_t m_worstLatenessNs = 0;
     bool m_stopped = false;
     unsigned m_branch = 0;

@@ -11,8 +11,11 @@ namespace
 {
 void AppendSum(std::string& out, const std::string& text)
 {
-    const auto sum = static_cast<std::uint32_t>(XXH3_64bits(text.data(), text.size()));
-    fmt::format_to(std::back_inserter(out), "{:08x}", sum);
+    auto sum = static_cast<std::uint32_t>(XXH3_64bits(text.data(), text.size()));
+    char digits[OutputDigest::SUM_DIGITS];
+    for (std::size_t place = OutputDigest::SUM_DIGITS; place > 0; sum >>= 4)
+        digits[--place] = "0123456789abcdef"[sum & 0xf];
+    out.append(digits, OutputDigest::SUM_DIGITS);
 }
 } // namespace
 
@@ -30,6 +33,19 @@ OutputDigest::OutputDigest() : m_state(std::make_unique<State>())
 }
 
 OutputDigest::~OutputDigest() = default;
+
+OutputDigest::OutputDigest(const OutputDigest& other) : OutputDigest()
+{
+    *this = other;
+}
+
+OutputDigest& OutputDigest::operator=(const OutputDigest& other)
+{
+    XXH3_copyState(m_state->xxh, other.m_state->xxh);
+    m_count = other.m_count;
+    m_sums = other.m_sums;
+    return *this;
+}
 
 void OutputDigest::Add(const std::string& text)
 {

@@ -15,8 +15,9 @@ class OutputDigest
 public:
     OutputDigest();
     ~OutputDigest();
-    OutputDigest(const OutputDigest&) = delete;
-    OutputDigest& operator=(const OutputDigest&) = delete;
+    // A copy goes on from where the other one is.
+    OutputDigest(const OutputDigest& other);
+    OutputDigest& operator=(const OutputDigest& other);
 
     // Adds one output, as the protocol writes it, without a line end.
     void Add(const std::string& text);

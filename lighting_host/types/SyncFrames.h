@@ -7,6 +7,7 @@
 #include <deque>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace wire
 {
@@ -58,10 +59,33 @@ public:
     Json Describe(const Course& course) const;
 
 private:
-    void Add(std::int64_t nowMs, const char* way, std::uint64_t seq, Json members);
+    // Only what is shown is made JSON: of most messages nobody ever asks.
+    struct Frame
+    {
+        enum Kind
+        {
+            Zcl,
+            Mib,
+            Note,
+        };
+
+        std::int64_t timeMs = 0;
+        const char* way = "";
+        std::uint64_t seq = 0;
+        Kind kind = Note;
+        // The octets of ZCL, the name of a MIB, or words.
+        std::string text;
+        // The cluster, or the MIB's type.
+        int number = 0;
+        std::vector<std::string> params;
+
+        Json Describe() const;
+    };
+
+    void Add(Frame frame);
 
     std::optional<std::int64_t> m_sinceMs;
     std::optional<std::int64_t> m_endedMs;
-    std::deque<Json> m_frames;
+    std::deque<Frame> m_frames;
 };
 } // namespace lighting_host

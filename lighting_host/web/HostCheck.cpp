@@ -1,6 +1,7 @@
 #include "lighting_host/web/HostCheck.h"
 
 #include "lighting_host/text/HexDigit.h"
+#include "lighting_host/web/WebServer.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
@@ -113,5 +114,17 @@ std::string CookieOf(const std::string& cookies, const std::string& name)
         begin = end + 1;
     }
     return std::string();
+}
+
+bool ShowsToken(const std::string& authorization, const std::string& cookies,
+                const std::string& wanted)
+{
+    if (wanted.empty())
+        return true;
+    const std::string bearer = "Bearer ";
+    if (authorization.compare(0, bearer.size(), bearer) == 0 &&
+        IsSameSecret(authorization.substr(bearer.size()), wanted))
+        return true;
+    return IsSameSecret(CookieOf(cookies, TOKEN_COOKIE), wanted);
 }
 } // namespace lighting_host

@@ -26,6 +26,11 @@ std::map<std::string, std::string> ParseQuery(const std::string& query);
 // A path or value with its %-escapes decoded; a broken escape stays as it is.
 std::string DecodePercent(const std::string& text, bool plusIsBlank);
 
+// Whether a request shows the token, in its field Authorization or Cookie; true when none is
+// wanted.
+bool ShowsToken(const std::string& authorization, const std::string& cookies,
+                const std::string& wanted);
+
 // The value of a cookie in a Cookie field, empty for none.
 std::string CookieOf(const std::string& cookies, const std::string& name);
 } // namespace lighting_host

@@ -162,6 +162,8 @@ WebResponse LiveServer::PostInput(const WebRequest& request)
     PostedLine posted;
     const bool taken = m_house->HandIn(posted, line, 1, MonotonicNs());
     const OutputRing& ring = m_house->Ring();
+    if (m_house->HandedInAfter() + 1 < ring.First())
+        response.body = GoneLine(m_house->HandedInAfter()) + "\n";
     for (std::uint64_t seq = std::max(m_house->HandedInAfter() + 1, ring.First());
          seq <= ring.Last(); ++seq)
         response.body += ring.At(seq).text + "\n";
@@ -256,10 +258,25 @@ void LiveServer::OnLines()
 {
     const OutputRing& ring = m_house->Ring();
     m_metrics->CountOutput(ring.At(ring.Last()).kind);
+    // While a line has its effect nobody can read: who has fallen behind is looked for afterwards.
+    const bool looks = ring.Last() % LINES_A_LOOK == 0 && !m_house->IsHandingIn();
     // Who is awake already collects this line too; who has stopped reading collects nothing.
-    if (!m_allAwake || ring.Last() % LINES_A_LOOK == 0)
+    if (!m_allAwake || looks)
         WakeAll();
     m_allAwake = true;
+}
+
+void LiveServer::OnHandedIn()
+{
+    for (Visitor* visitor : m_visitors)
+        visitor->PassOver();
+}
+
+std::string LiveServer::GoneLine(std::uint64_t since) const
+{
+    const OutputRing& ring = m_house->Ring();
+    return fmt::format("{{\"gone\":{},\"first_seq\":{},\"seq\":{},\"branch\":{}}}", since,
+                       ring.First(), ring.Last(), m_house->Branch());
 }
 
 // --- What pages are told ---

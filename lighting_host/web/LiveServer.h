@@ -69,6 +69,7 @@ public:
 
     // LiveListener.
     void OnLines() override;
+    void OnHandedIn() override;
     void OnClock() override;
     void OnBreak(const Breaks::Met& met) override;
     void OnBreaksChanged() override;
@@ -80,6 +81,7 @@ private:
     class Visitor;
 
     std::string HelloMembers() const;
+    std::string GoneLine(std::uint64_t since) const;
     std::string ClockValue() const;
     std::string BreaksValue() const;
     std::string PastValue();

@@ -17,6 +17,9 @@ constexpr unsigned TRY_AGAIN_LATER = 1013;
 constexpr std::size_t MOST_OWN_LINES = 4096;
 constexpr std::size_t MOST_OWN_BYTES = 8 * 1024 * 1024;
 
+// Who is further behind when the house puts out much at once is behind for another reason.
+constexpr std::uint64_t MOST_BEHIND = OutputRing::MOST_LINES / 2;
+
 std::string Done(unsigned long number)
 {
     return fmt::format("{{\"done\":{}}}", number);
@@ -143,6 +146,18 @@ void LiveServer::Visitor::Add(const std::string& text)
     m_peer.Wake();
 }
 
+void LiveServer::Visitor::PassOver()
+{
+    const OutputRing& ring = m_server.m_house->Ring();
+    if (m_cursor + 1 >= ring.First())
+        return;
+    if (m_cursor + MOST_BEHIND < m_server.m_house->HandedInAfter())
+        return Wake();
+    const std::uint64_t since = m_cursor;
+    m_cursor = ring.Last();
+    Add(m_server.GoneLine(since));
+}
+
 void LiveServer::Visitor::MoveTo(std::uint64_t seq, const std::string& line)
 {
     m_cursor = seq;
@@ -254,8 +269,7 @@ void LiveServer::Visitor::Resume(std::uint64_t since, long long branch)
             own.after = std::min(own.after, since);
         return;
     }
-    Add(fmt::format("{{\"gone\":{},\"first_seq\":{},\"seq\":{},\"branch\":{}}}", since,
-                    ring.First(), ring.Last(), house.Branch()));
+    Add(m_server.GoneLine(since));
 }
 
 // What this visitor holds down is let go when it leaves.

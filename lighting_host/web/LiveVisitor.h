@@ -34,6 +34,11 @@ public:
     // A line for this visitor alone, after all that came so far.
     void Add(const std::string& text);
 
+    // The house has put out more lines at once than are kept, so that the next ones for this
+    // visitor may be gone before it could read them. A visitor that had read all but the last ones
+    // before that is told what is gone, and goes on after all that came; any other is too slow.
+    void PassOver();
+
     // The lines are another moment's, whose last number is `seq`: what came before is not sent any
     // more. `line` says so to a visitor that hears no page lines.
     void MoveTo(std::uint64_t seq, const std::string& line);

@@ -34,6 +34,9 @@ using Socket = websocket::stream<Stream, false>;
 constexpr std::size_t MOST_MESSAGE_BYTES = 64 * 1024;
 // The last word to whoever is cut off: who reads gets it, the others are not waited for.
 constexpr std::chrono::seconds LAST_WORD_TIME{2};
+// How much may wait in the system for a visitor that does not read; and with a last word as well.
+constexpr int MOST_UNREAD_BYTES = 32 * 1024;
+constexpr int MOST_UNREAD_AT_END_BYTES = 208 * 1024;
 
 // What every answer says: nothing of another origin is loaded, nothing is framed or guessed.
 void SetSecurityFields(Response& response)
@@ -126,12 +129,11 @@ public:
         m_visitor = m_server->Handler().OnWebSocket(asked, *this);
         m_server->Add(shared_from_this());
         beast::get_lowest_layer(m_socket).expires_never();
-        websocket::stream_base::timeout timeout{};
-        timeout.handshake_timeout = m_server->Options().requestTime;
-        timeout.idle_timeout = m_server->Options().idleTime;
-        timeout.keep_alive_pings = true;
-        m_socket.set_option(timeout);
-        m_socket.read_message_max(m_server->Options().mostBodyBytes);
+        LetWait(MOST_UNREAD_BYTES);
+        const WebServerOptions& options = m_server->Options();
+        m_socket.set_option(
+            websocket::stream_base::timeout{options.requestTime, options.idleTime, true});
+        m_socket.read_message_max(options.mostBodyBytes);
         m_socket.text(true);
         m_socket.auto_fragment(false);
         m_socket.async_accept(request,
@@ -161,7 +163,8 @@ public:
         m_closing = true;
         m_reason = websocket::close_reason(static_cast<websocket::close_code>(code),
                                            reason.substr(0, 123));
-        // Who does not read has no room for a last word.
+        // Whoever reads on later finds the last word behind what is under way.
+        LetWait(MOST_UNREAD_AT_END_BYTES);
         m_lastWord.expires_after(LAST_WORD_TIME);
         m_lastWord.async_wait(
             [self = shared_from_this()](error_code error)
@@ -200,6 +203,13 @@ public:
     }
 
 private:
+    void LetWait(int bytes)
+    {
+        error_code ignored;
+        beast::get_lowest_layer(m_socket).socket().set_option(
+            asio::socket_base::send_buffer_size(bytes), ignored);
+    }
+
     void Read()
     {
         m_socket.async_read(m_buffer, [self = shared_from_this()](error_code error, std::size_t)
@@ -326,21 +336,12 @@ private:
     void OnRead(error_code error)
     {
         if (error == http::error::header_limit || error == http::error::body_limit)
-        {
-            m_request = {};
-            m_request.keep_alive(false);
-            Refuse(error == http::error::header_limit ? 431 : 413, "the request is too large\n");
-            return;
-        }
+            return RefuseUnread(error == http::error::header_limit ? 431 : 413,
+                                "the request is too large\n");
         if (error &&
             error.category() == http::make_error_code(http::error::bad_target).category() &&
             error != http::error::end_of_stream && error != http::error::partial_message)
-        {
-            m_request = {};
-            m_request.keep_alive(false);
-            Refuse(400, "this is no HTTP request\n");
-            return;
-        }
+            return RefuseUnread(400, "this is no HTTP request\n");
         if (error || m_server->IsClosed())
             return Finish();
         m_request = m_parser->release();
@@ -391,16 +392,8 @@ private:
 
     bool HasToken() const
     {
-        const std::string& wanted = m_server->Options().token;
-        if (wanted.empty())
-            return true;
-        const std::string authorization = m_request[http::field::authorization].to_string();
-        const std::string bearer = "Bearer ";
-        if (authorization.compare(0, bearer.size(), bearer) == 0 &&
-            IsSameSecret(authorization.substr(bearer.size()), wanted))
-            return true;
-        return IsSameSecret(CookieOf(m_request[http::field::cookie].to_string(), TOKEN_COOKIE),
-                            wanted);
+        return ShowsToken(m_request[http::field::authorization].to_string(),
+                          m_request[http::field::cookie].to_string(), m_server->Options().token);
     }
 
     void RefuseToken(const WebRequest& request)
@@ -419,6 +412,13 @@ private:
         std::make_shared<WebSocketConnection>(m_server, std::move(m_stream))
             ->Accept(m_request, request);
         m_server->Remove(shared_from_this());
+    }
+
+    // A request of which too little was read to answer it as it was meant.
+    void RefuseUnread(unsigned status, const std::string& why)
+    {
+        m_request = {};
+        Refuse(status, why);
     }
 
     void Refuse(unsigned status, const std::string& why)

@@ -58,7 +58,9 @@ public:
     virtual void Wake() = 0;
 
     // Ends the connection with a code of RFC 6455 and a reason of at most 123 octets. The visitor
-    // is destroyed later, never inside this call. A peer that reads nothing is cut off.
+    // is destroyed later, never inside this call. A peer that reads nothing is cut off soon; code
+    // and reason wait for it in the system, behind the message that was under way, should it read
+    // on.
     virtual void Close(unsigned code, const std::string& reason) = 0;
 };
 

@@ -5,6 +5,8 @@
 """
 import json
 import os
+import resource
+import signal
 import subprocess
 import sys
 import tempfile
@@ -15,6 +17,9 @@ from flight_record import given
 
 SYMPTOM = 9000
 HOUSE = '<house><driver name="hall" type="puck" id="1"/></house>\n'
+LIVELY = """<house><driver name="hall" type="puck" id="1"><device simulated="true">
+<person pause_min="1s" pause_max="3s"/></device></driver></house>
+"""
 PUSH = {"driver": "hall", "trap": "nx.dmx.bp", "params": ["00000007"]}
 
 
@@ -179,6 +184,131 @@ class Lamps(Record):
         done = self.expect(1, f"at output {first + 1}\n", "replay", recorded, "--library",
                            f"lamp={LIBRARIES}/LampChanged.so")
         self.assertIn(f"  recorded  {before[first]}\n  here      {after[first]}\n", done.stdout)
+
+
+class Doors(Record):
+    """Where replay, shrink and why meet the world: each is asked the same."""
+    def asked(self, path=None):
+        path = path or self.path
+        return (["replay", path], ["shrink", path, "--until-event", "hall:6001"],
+                ["why", path, "--until-event", "hall:6001"])
+
+    def presses(self, count=3):
+        return [flight_record.head(HOUSE)] + [given(1000 * i, PUSH) for i in range(count)]
+
+    def expect_of_all(self, words, path=None):
+        for arguments in self.asked(path):
+            with self.subTest(arguments[0]):
+                self.expect(2, words, *arguments)
+
+    def test_what_is_no_file_is_told(self):
+        self.expect_of_all("cannot be read: No such file or directory")
+        self.expect_of_all("cannot be read: Is a directory", self.folder.name)
+        self.expect_of_all("cannot be read: Input/output error", "/proc/self/mem")
+
+    def test_what_is_no_record_is_told(self):
+        self.write([])
+        self.expect_of_all("this is no flight record")
+        self.expect_of_all("line 1: ", PROGRAM)
+        for octets in (b"\n", b"\0\n", b"\xff\xfe\n", b"[" * 100000 + b"\n"):
+            with open(self.path, "wb") as file:
+                file.write(octets)
+            self.expect_of_all("line 1: ")
+
+    def test_half_a_first_line_is_no_record(self):
+        self.write(self.presses())
+        with open(self.path, "r+b") as file:
+            file.truncate(100)
+        self.expect_of_all("this is no flight record")
+
+    def test_damage_in_the_middle_is_told_with_its_line(self):
+        self.write(self.presses())
+        with open(self.path, "rb") as file:
+            lines = file.read().split(b"\n")
+        lines[2] = lines[2][:20] + b"\0" + lines[2][21:]
+        with open(self.path, "wb") as file:
+            file.write(b"\n".join(lines))
+        self.expect_of_all("line 3: ")
+
+    def test_output_on_a_full_device_is_no_success(self):
+        self.write(self.presses())
+        event = ["--until-break", '{"event":null}']
+        for number, arguments in enumerate((
+                ["replay", self.path], ["replay", self.path, "--outputs"],
+                ["shrink", self.path, *event], ["why", self.path, "--draws", "2", *event],
+                ["why", self.path, "--draws", "2", "--json", *event])):
+            if arguments[0] == "shrink":
+                arguments += ["--to", f"{self.path}.{number}"]
+            with self.subTest(arguments), open("/dev/full", "wb") as full:
+                done = subprocess.run([PROGRAM, *arguments], stdout=full, stderr=subprocess.PIPE,
+                                      text=True, check=False, timeout=120)
+                self.assertEqual(2, done.returncode, done.stderr)
+                self.assertIn("standard output: No space left on device", done.stderr)
+
+    def test_reader_that_goes_away_ends_a_long_replay(self):
+        self.write([flight_record.head(LIVELY, people=True), {"t_ms": 10 ** 12, "end": "SIGTERM"}])
+        with subprocess.Popen([PROGRAM, "replay", self.path, "--outputs"], stderr=subprocess.PIPE,
+                              stdout=subprocess.PIPE, text=True) as process:
+            process.stdout.close()
+            told = process.stderr.read()
+            self.assertEqual(2, process.wait(timeout=120))
+        self.assertIn("standard output: Broken pipe", told)
+        self.assertNotIn("up to", told)
+
+    def test_smaller_record_that_cannot_be_written_is_told_and_leaves_nothing(self):
+        self.write(self.presses())
+        event = ["--until-break", '{"event":null}']
+        self.expect(2, "there is no such folder", "shrink", self.path, *event, "--to",
+                    os.path.join(self.folder.name, "gone", "small"))
+        self.expect(2, "gone/why.html: No such file or directory", "why", self.path, *event,
+                    "--html", os.path.join(self.folder.name, "gone/why.html"))
+
+        def no_large_files():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100))
+        for arguments in (["shrink"], ["why", "--draws", "2", "--html", self.path + ".small"]):
+            done = subprocess.run([PROGRAM, *arguments, self.path, *event], capture_output=True,
+                                  text=True, check=False, timeout=120, preexec_fn=no_large_files)
+            self.assertEqual(2, done.returncode, done.stderr)
+            self.assertIn("File too large", done.stderr)
+            self.assertFalse(os.path.exists(self.path + ".small"))
+
+    def test_signal_ends_each_with_its_status(self):
+        # So much house time that no machine has come to its end before the signal.
+        endless = [flight_record.head(LIVELY, people=True), {"t_ms": 10 ** 12, "end": "SIGTERM"}]
+        self.write(endless)
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            with self.subTest(number), subprocess.Popen(
+                    [PROGRAM, "replay", self.path, "--outputs"], stdout=subprocess.PIPE,
+                    stderr=subprocess.DEVNULL) as process:
+                process.stdout.readline()
+                process.send_signal(number)
+                process.stdout.read()
+                self.assertEqual(128 + number, process.wait(timeout=120))
+
+    def test_signal_ends_shrink_and_why(self):
+        # Thousands of tries; each of them is over in a moment.
+        other = {"driver": "hall", "online": True}
+        self.write([flight_record.head(HOUSE)] + [
+            given(500 * i, PUSH if i % 7 == 3 else other) for i in range(3000)])
+        last = ["--until-break", '{"event":null}']
+        for arguments, left in ((["shrink"], True), (["why", "--draws", "100000"], False)):
+            small = self.path + "." + arguments[0]
+            to = ["--to" if left else "--html", small]
+            with self.subTest(arguments), subprocess.Popen(
+                    [PROGRAM, *arguments, self.path, *last, "--jobs", "1", *to],
+                    stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as process:
+                # It has begun: shrink says what it has found, why makes its page.
+                if left:
+                    process.stderr.readline()
+                while not left and not os.path.exists(small):
+                    self.assertIsNone(process.poll())
+                process.send_signal(signal.SIGTERM)
+                process.stderr.read()
+                self.assertEqual(128 + signal.SIGTERM, process.wait(timeout=120))
+            # What shrink has by then is a record that shows it.
+            self.assertEqual(left, os.path.exists(small))
+        self.expect(0, "fires event", "replay", self.path + ".shrink", *last)
 
 
 class ShrinkAndWhy(Record):

@@ -96,7 +96,7 @@ protected:
     void OnBreak(const Breaks::Met& met) override { m_met.push_back(met.words); }
     void OnMoment() override { ++m_moments; }
 
-    const HouseFile m_file;
+    HouseFile m_file;
     LiveHouse::Options m_options;
     std::unique_ptr<LiveHouse> m_house;
     Desk m_desk;
@@ -209,6 +209,63 @@ TEST_F(LiveHouseTest, Rewind_LeadsToTheSameLinesAsBefore)
     EXPECT_EQ(again, then);
     ASSERT_TRUE(m_house->GetPast());
     EXPECT_EQ(m_house->GetPast()->nowMs, 80000);
+}
+
+// Puts out more than is kept in about half a day.
+class LongLifeTest : public LiveHouseTest
+{
+protected:
+    static constexpr std::int64_t HOUR_MS = 3600000;
+
+    LongLifeTest()
+    {
+        m_file = ParseHouseFile(R"(<house>
+  <driver name="oak" type="puck" id="2"><device simulated="true">
+    <person pause_min="1s" pause_max="3s"/></device></driver>
+  <driver name="hall" type="puck" id="101"/>
+</house>)",
+                                ".");
+        m_options.paused = true;
+    }
+
+    void Live(int hours)
+    {
+        EXPECT_TRUE(Say(R"({"house":"step","ms":)" + std::to_string(hours * HOUR_MS) + "}"));
+        EXPECT_TRUE(Say(PRESS));
+    }
+};
+
+TEST_F(LongLifeTest, Rewind_LeadsToTheSameLinesCausesAndDigestAsWritingThemAll)
+{
+    Begin();
+    Live(4);
+    Live(3);
+    const std::vector<std::string> then = AllLines();
+    const std::string digest = m_house->Run().Digest().Hex();
+    ASSERT_GT(m_house->Ring().First(), OutputRing::MOST_LINES / 4);
+    Live(1);
+    EXPECT_TRUE(Say(R"({"house":"rewind","t_ms":25200000})"));
+    // The input of that very moment is part of it.
+    EXPECT_EQ(m_house->GetPast()->droppedInputs, 1u);
+    EXPECT_EQ(AllLines(), then);
+    EXPECT_EQ(m_house->Run().Digest().Hex(), digest);
+    EXPECT_TRUE(Say(R"({"house":"now"})"));
+    EXPECT_FALSE(m_house->GetPast());
+    Live(1);
+}
+
+TEST_F(LongLifeTest, RewindThatIsStoppedEarly_StandsWhereItHasCome)
+{
+    Begin();
+    Live(7);
+    m_desk.answers.clear();
+    EXPECT_TRUE(m_house->HandIn(m_desk, R"({"house":"rewind","t_ms":25000000})", 1, 0));
+    EXPECT_TRUE(Say(R"({"house":"stop"})"));
+    EXPECT_LT(NowMs(), HOUR_MS);
+    EXPECT_TRUE(Say(R"({"house":"go_on"})"));
+    Live(1);
+    const std::string first = "\"seq\":" + std::to_string(m_house->Ring().First()) + "}";
+    EXPECT_THAT(AllLines().front(), HasSubstr(first));
 }
 
 TEST_F(LiveHouseTest, InThePast_InputsAndPlayAreRefused)

@@ -10,10 +10,13 @@
 #include <gtest/gtest.h>
 
 using namespace lighting_host;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 
 namespace
 {
@@ -24,6 +27,10 @@ constexpr const char* SERVED_HOUSE = R"(<house>
   <driver name="meter" type="energy_switch" id="1"/>
   <driver name="oak" type="wired_dimmer" id="2"><device simulated="true" watts="40"/></driver>
   <driver name="ash" type="wired_dimmer" id="3"><device simulated="true" watts="40"/></driver>
+</house>)";
+constexpr const char* RESTLESS_HOUSE = R"(<house>
+  <driver name="oak" type="puck" id="2"><device simulated="true">
+    <person pause_min="1s" pause_max="3s"/></device></driver>
 </house>)";
 constexpr const char* REPORT = R"({"driver":"meter","set":{"energy_wh":1}})";
 
@@ -48,12 +55,17 @@ protected:
         std::unique_ptr<WebVisitor> visitor;
     };
 
-    LiveServerTest() : m_file(ParseHouseFile(SERVED_HOUSE, "."))
+    LiveServerTest() { StartHouse(SERVED_HOUSE); }
+
+    // In the place of the one before, which nobody visits any more.
+    void StartHouse(const char* text)
     {
+        m_house.reset();
+        m_file = ParseHouseFile(text, ".");
         LiveServer::Options options;
-        options.tell = [this](const std::string& text)
+        options.tell = [this](const std::string& told)
         {
-            m_told.push_back(text);
+            m_told.push_back(told);
         };
         m_server = std::make_unique<LiveServer>(options, [] {});
         LiveHouse::Options house;
@@ -105,7 +117,7 @@ protected:
         return m_server->OnRequest(request).body;
     }
 
-    const HouseFile m_file;
+    HouseFile m_file;
     std::vector<std::string> m_told;
     std::unique_ptr<LiveServer> m_server;
     std::unique_ptr<LiveHouse> m_house;
@@ -173,6 +185,37 @@ TEST_F(LiveServerTest, VisitorThatNeverReads_IsDroppedWithAReason)
     EXPECT_THAT(m_told, ElementsAre(HasSubstr("visitor 1 was dropped: too slow")));
     EXPECT_THAT(desk.peer.closed, IsEmpty());
     EXPECT_THAT(Get("/metrics"), HasSubstr("lighting_visitors_dropped_total 1\n"));
+}
+
+// A house in which somebody is always at work puts out more in a day than is kept.
+TEST_F(LiveServerTest, StepOverMoreLinesThanAreKept_WhoReadsIsToldThatLinesAreGone)
+{
+    StartHouse(RESTLESS_HOUSE);
+    Guest& reader = Enter();
+    Guest& desk = Enter();
+    const std::uint64_t before = m_house->Ring().Last();
+    Say(desk, R"({"house":"step","ms":25200000})");
+    ASSERT_GT(m_house->Ring().First(), before + 1);
+    const std::string gone = "{\"gone\":" + std::to_string(before) + ",";
+    EXPECT_THAT(ReadAll(reader), StartsWith(gone));
+    EXPECT_THAT(ReadAll(desk), AllOf(StartsWith(gone), EndsWith("{\"done\":1}\n")));
+    EXPECT_THAT(m_told, IsEmpty());
+    Say(desk, R"({"house":"step"})");
+    EXPECT_THAT(ReadAll(reader), Not(HasSubstr("gone")));
+}
+
+TEST_F(LiveServerTest, StepsOneAfterTheOther_WhoNeverReadsIsDropped)
+{
+    StartHouse(RESTLESS_HOUSE);
+    Guest& stuck = Enter();
+    Guest& desk = Enter(R"({"kinds":["none"]})");
+    for (int step = 0; step < 12; ++step)
+    {
+        Say(desk, R"({"house":"step","ms":2160000})");
+        ReadAll(desk);
+    }
+    EXPECT_THAT(stuck.peer.closed, HasSubstr("1013 too slow: "));
+    EXPECT_THAT(desk.peer.closed, IsEmpty());
 }
 
 TEST_F(LiveServerTest, AfterGoingOnFromThePast_NobodyGetsWhatWasBefore)

@@ -15,6 +15,10 @@ using testing::StartsWith;
 
 namespace
 {
+constexpr const char* UPGRADE =
+    "GET /protocol HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: Upgrade\r\n"
+    "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: 13\r\n\r\n";
+
 class Visitor : public WebVisitor
 {
 public:
@@ -38,6 +42,17 @@ private:
     std::string m_waiting;
 };
 
+// Has always something to say.
+class Talker : public WebVisitor
+{
+public:
+    void OnMessage(const std::string&) override {}
+    std::shared_ptr<const std::string> Collect(std::size_t mostBytes) override
+    {
+        return std::make_shared<const std::string>(mostBytes, 'x');
+    }
+};
+
 class Handler : public WebHandler
 {
 public:
@@ -53,13 +68,18 @@ public:
     {
         return request.path == "/protocol";
     }
-    std::unique_ptr<WebVisitor> OnWebSocket(const WebRequest&, WebSocketPeer&) override
+    std::unique_ptr<WebVisitor> OnWebSocket(const WebRequest&, WebSocketPeer& connected) override
     {
+        peer = &connected;
+        if (talks)
+            return std::make_unique<Talker>();
         return std::make_unique<Visitor>(messages);
     }
 
     std::vector<std::string> requests;
     std::vector<std::string> messages;
+    bool talks = false;
+    WebSocketPeer* peer = nullptr;
 };
 } // namespace
 
@@ -103,13 +123,18 @@ protected:
         (void)send(m_end, text.data(), text.size(), MSG_NOSIGNAL);
     }
 
+    void Work()
+    {
+        m_context.restart();
+        m_context.poll();
+    }
+
     std::string Hear()
     {
         std::string heard;
         for (int i = 0; i < 20; ++i)
         {
-            m_context.restart();
-            m_context.poll();
+            Work();
             char buffer[65536];
             const ssize_t got = read(m_end, buffer, sizeof buffer);
             if (got > 0)
@@ -258,15 +283,30 @@ TEST_F(WebServerTest, WithoutTheToken_OnlyOpenPathsAreServed)
 TEST_F(WebServerTest, WebSocket_TakesAMessageAndAnswers)
 {
     Connect();
-    const std::string answer =
-        Say("GET /protocol HTTP/1.1\r\nHost: localhost\r\nUpgrade: websocket\r\nConnection: "
-            "Upgrade\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\nSec-WebSocket-Version: "
-            "13\r\n\r\n");
+    const std::string answer = Say(UPGRADE);
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 101"));
     // "hi", masked with zeros.
     const std::string back = Say(std::string("\x81\x82\0\0\0\0hi", 8));
     EXPECT_THAT(m_handler.messages, testing::ElementsAre("hi"));
     EXPECT_THAT(back + Hear(), HasSubstr("you said hi"));
+}
+
+TEST_F(WebServerTest, VisitorThatIsDroppedWhileItDoesNotRead_FindsTheReasonWhenItReadsOn)
+{
+    m_handler.talks = true;
+    Connect();
+    EXPECT_THAT(Say(UPGRADE), HasSubstr("101 Switching Protocols"));
+    // Nobody reads: a message is stuck half way.
+    for (int turn = 0; turn < 100; ++turn)
+        Work();
+    m_handler.peer->Close(1013, "too slow: 9 lines behind");
+    for (int turn = 0; turn < 100; ++turn)
+        Work();
+    m_server.reset();
+    std::string heard;
+    for (std::string more = Hear(); !more.empty(); more = Hear())
+        heard += more;
+    EXPECT_THAT(heard, testing::EndsWith("\x88\x1a\x03\xf5too slow: 9 lines behind"));
 }
 
 TEST_F(WebServerTest, WebSocketElsewhere_IsRefused)
