@@ -37,7 +37,7 @@ const std::string WORKER = "worker";
 const std::string EDGE = "edge";
 constexpr std::int64_t WAIT_MS = 5000;
 // The time that a worker has to hand its houses over.
-constexpr std::chrono::seconds FAREWELL{20};
+constexpr std::chrono::seconds FLEET_FAREWELL{20};
 constexpr unsigned MOST_ROOM = 100000;
 
 NatsOptions BusOptions(const FleetOptions& options, std::function<void(const std::string&)> tell)
@@ -114,7 +114,7 @@ private:
     void OnSignal()
     {
         m_stopping = true;
-        m_endsAt = std::chrono::steady_clock::now() + FAREWELL;
+        m_endsAt = std::chrono::steady_clock::now() + FLEET_FAREWELL;
         m_onSignal();
         Step();
     }

@@ -21,7 +21,7 @@ constexpr std::int64_t EXPIRED_MS = FleetBuckets::LEASE_TTL_MS + 200;
 // A house is handed over gently: so many at a time.
 constexpr int MOST_HANDED_OVER = 5;
 
-std::int64_t NowMs()
+std::int64_t PresentMs()
 {
     return MonotonicNs() / 1000000;
 }
@@ -126,12 +126,12 @@ catch (const FleetError& error)
 
 void FleetWorker::OnLease(const BucketEntry& entry)
 {
-    m_leases[entry.key] = {entry, NowMs()};
+    m_leases[entry.key] = {entry, PresentMs()};
 }
 
 void FleetWorker::OnWorker(const BucketEntry& entry)
 {
-    m_workers[entry.key] = {entry, NowMs()};
+    m_workers[entry.key] = {entry, PresentMs()};
 }
 
 bool FleetWorker::IsAlive(const Seen& seen, std::int64_t nowMs) const

@@ -15,7 +15,7 @@ namespace lighting_host
 namespace
 {
 constexpr const char* BLANKS = " \t\r\n";
-constexpr std::size_t MOST_DIGITS = 9;
+constexpr std::size_t MOST_NUMBER_DIGITS = 9;
 } // namespace
 
 HouseElements::HouseElements(const std::string& text, std::vector<HouseFileError>& errors)
@@ -118,7 +118,7 @@ bool HouseElements::ReadNumber(const pugi::xml_node& node, const char* attribute
                                unsigned& value)
 {
     const std::string text = node.attribute(attribute).value();
-    const bool digits = !text.empty() && text.size() <= MOST_DIGITS &&
+    const bool digits = !text.empty() && text.size() <= MOST_NUMBER_DIGITS &&
                         text.find_first_not_of("0123456789") == std::string::npos;
     value = digits ? static_cast<unsigned>(std::stoul(text)) : 0;
     if (digits && value <= max)

@@ -60,6 +60,10 @@ class Soak(unittest.TestCase):
                                       r"[1-9]\d+ inputs\n$")
         self.assertFalse(os.path.exists(self.record))
 
+    def test_impossible_input_that_is_reported_is_no_defect(self):
+        done = self.soak("reports")
+        self.assertEqual(0, done.returncode, done.stdout + done.stderr)
+
     def test_crash_is_found_with_the_two_inputs_that_it_takes(self):
         inputs = self.find("crashes", 'driver "soaked" crashed in the command "RECALL": abort')
         self.assertEqual(["STORE", "RECALL"], [line["command"] for line in inputs])

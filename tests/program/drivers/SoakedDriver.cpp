@@ -3,6 +3,7 @@
 
 #include "NxLibDriverBases/CreateDriver.h"
 #include "NxLibDriverBases/NxBaseMibDriver.h"
+#include "nxshared/Assert.h"
 #include "nxshared/CmdDispatcher.h"
 #include "nxshared/ICmdMessage.h"
 #include "nxshared/IInstanceManager.h"
@@ -103,6 +104,8 @@ private:
 
     void OnReport(const NxMIBPacket& trap)
     {
+        if (m_defect == "reports")
+            nx::AssertWrite(__FILE__, __LINE__, nx::StackTrace());
         if (m_defect == "throws" && trap.GetParams().size() > 2)
             throw std::length_error("too long a report");
     }
