@@ -450,6 +450,7 @@ std::vector<BucketEntry> NatsBucket::All()
         mine.revision = kvEntry_Revision(next);
     }
     std::vector<BucketEntry> list;
+    list.reserve(all.size());
     for (auto& entry : all)
         list.push_back(std::move(entry.second));
     return list;
