@@ -92,7 +92,7 @@ def cost_at_rest(program, broker):
     with tempfile.TemporaryDirectory() as folder:
         path = os.path.join(folder, "large.xml")
         large_house(path)
-        listener = Listener(broker, "lighting/large/#")
+        listener = Listener(broker, f"lighting/large/d{LARGE - 1}/light")
         for url, where in ((broker.url, "on a broker"), ("mqtt://127.0.0.1:1", "without one")):
             house = House(program, url, house=path)
             house.page()
