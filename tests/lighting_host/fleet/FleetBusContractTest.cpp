@@ -20,16 +20,16 @@ namespace
 constexpr std::int64_t TTL_MS = 1000;
 constexpr std::int64_t MOST_MS = 10000;
 
-class Rig
+class BusRig
 {
 public:
-    virtual ~Rig() = default;
+    virtual ~BusRig() = default;
     virtual std::unique_ptr<FleetBus> MakeBus() = 0;
     // Until `isTrue`, with time passing; false when it never becomes so.
     virtual bool Until(const std::function<bool()>& isTrue) = 0;
 };
 
-class FakeRig : public Rig
+class FakeBusRig : public BusRig
 {
 public:
     struct Shown : FleetBus
@@ -60,7 +60,7 @@ private:
     FakeFleetBus m_bus;
 };
 
-class NatsRig : public Rig
+class NatsBusRig : public BusRig
 {
 public:
     std::unique_ptr<FleetBus> MakeBus() override
@@ -112,7 +112,7 @@ protected:
         const bool real = GetParam() == std::string("Nats");
         if (real && !LocalNats::IsInstalled())
             GTEST_SKIP() << "there is no nats-server";
-        rig = real ? std::unique_ptr<Rig>(new NatsRig) : std::make_unique<FakeRig>();
+        rig = real ? std::unique_ptr<BusRig>(new NatsBusRig) : std::make_unique<FakeBusRig>();
         bus = rig->MakeBus();
         ASSERT_TRUE(bus);
         bucket = bus->OpenBucket("things", 0);
@@ -142,7 +142,7 @@ protected:
 
     std::mutex mutex;
     std::vector<std::string> heard;
-    std::unique_ptr<Rig> rig;
+    std::unique_ptr<BusRig> rig;
     std::unique_ptr<FleetBus> bus;
     std::unique_ptr<Bucket> bucket;
 };
