@@ -14,7 +14,7 @@ namespace lighting_host
 namespace
 {
 constexpr std::size_t MOST_WAITING = 64 * 1024;
-constexpr std::chrono::milliseconds LONGEST_UNWRITTEN{500};
+constexpr std::chrono::milliseconds LONGEST_UNWRITTEN{250};
 } // namespace
 
 FlightRecorder::FlightRecorder(const std::string& path, const RecordHead& head,

@@ -11,11 +11,11 @@ import re
 import sys
 import unittest
 
-from live_house import Closed, LiveHouse
+from live_house import LiveHouse
 
 FOLDER = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "transcripts")
-# One line of these causes more outputs than a house keeps for its visitors: whoever waits for them is
-# dropped with a reason, and the house's memory does not grow.
+# A line of these causes more outputs than a house keeps for its visitors: whoever waits for them is
+# told that they are gone, and goes on with what comes after.
 STORMS = {"extreme-numbers.jsonl"}
 # What a live house says beside what it is told to do.
 OWN = {"hello", "cause"}
@@ -65,20 +65,23 @@ class Transcripts(unittest.TestCase):
                           "--speed", "pause", "--log-level", "trace", *options)
         visitor = house.visit()
         try:
-            if os.path.basename(path) in STORMS:
-                with self.assertRaisesRegex(Closed, "1013: too slow"):
-                    self.compare(visitor, head, steps)
-            else:
-                self.compare(visitor, head, steps)
+            gone = self.compare(visitor, head, steps)
+            self.assertEqual(os.path.basename(path) in STORMS, gone > 0, f"{gone} times gone")
         finally:
             visitor.close()
             house.end()
 
     def compare(self, visitor, head, steps):
+        """How often lines were gone before they could be read; those of other steps are held."""
         show = head.get("show", [kind for kind in KINDS if kind != "log"])
+        gone = 0
         heard = visitor.ask({"since": 0})
         for number, (line, outs) in enumerate(steps, 1):
             heard += visitor.ask(line)
+            if any("gone" in one for one in heard):
+                gone += 1
+                heard = []
+                continue
             seen = [one for one in heard if not OWN & one.keys() and kind_of(one) in show]
             heard = []
             # What the drivers' end causes may stand at the end; here nobody hears it.
@@ -88,6 +91,7 @@ class Transcripts(unittest.TestCase):
             for expected, actual in zip(outs, seen):
                 expected = {**expected, **({"line": actual["line"]} if "line" in expected else {})}
                 self.assertTrue(agrees(expected, actual), f"{line}: {expected} but {actual}")
+        return gone
 
     def test_every_transcript_passes_over_a_websocket(self):
         paths = PATHS or sorted(glob.glob(os.path.join(FOLDER, "*", "*.jsonl")))
