@@ -23,6 +23,9 @@ SETTLED_S = 3
 SECONDS = 30
 COMMANDS = 5000
 LARGE = 1000
+MORNING = 7
+A_MINUTE_S = 60
+AN_HOUR_MS = 3600000
 BATCH = 250
 
 
@@ -44,16 +47,22 @@ def pass_time(seconds):
 
 
 def rate_out(program, broker):
-    house = House(program, broker.url, "--speed", "60")
-    listener = Listener(broker, BASE + "/#")
-    listener.wait_for(BASE + "/table_lamp/light")
-    # What stands when the house comes to the broker is told first, and not counted.
-    pass_time(SETTLED_S)
-    listener.forget()
-    pass_time(SECONDS)
-    print(f"60 times real time: {len(listener.heard) / SECONDS:.1f} messages a second out")
-    house.end()
-    listener.close()
+    with tempfile.TemporaryDirectory() as folder:
+        house = House(program, broker.url, "--speed", "60", "--state", folder + "/state")
+        listener = Listener(broker, BASE + "/#")
+        listener.wait_for(BASE + "/table_lamp/light")
+        # A house begins at midnight, and at night nothing happens.
+        for _ in range(MORNING):
+            house.post({"house": "step", "ms": AN_HOUR_MS})
+        house.post({"house": "play"})
+        # What has come of those hours is told first, and not counted.
+        pass_time(SETTLED_S)
+        listener.forget()
+        pass_time(A_MINUTE_S)
+        print(f"60 times real time, from {MORNING} to {MORNING + 1} in the morning: "
+              f"{len(listener.heard) / A_MINUTE_S:.1f} messages a second out")
+        house.end()
+        listener.close()
 
 
 def rate_in(listener):
