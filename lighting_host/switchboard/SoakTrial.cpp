@@ -34,11 +34,11 @@ namespace
 // something keeps no processor busy.
 constexpr int LONGEST_WAIT_S = 60;
 constexpr std::int64_t MS_IN_S = 1000;
-// The first runs fill what is kept on purpose. Later ones may still move what the allocator keeps
-// for itself: then the next ones are judged.
+// The first runs fill what is kept on purpose. What the allocator keeps for itself goes up and down
+// by a few blocks a run, and less over two.
 constexpr int FIRST_RUNS = 3;
-constexpr int JUDGED_RUNS = 5;
-constexpr int MOST_RUNS = 16;
+constexpr int RUNS_A_STEP = 2;
+constexpr int JUDGED_STEPS = 5;
 const std::string RESTART_WORDS = "the state changed in a restart of ";
 const std::string UNDEFINED = "runtime error: ";
 constexpr std::size_t MOST_WORDS = 1000;
@@ -335,19 +335,21 @@ std::optional<SoakFinding> SoakTrial::RunForMemory(const FlightRecord& record) c
     const ChildEnd child = RunInChild(
         [&](int answer)
         {
-            std::size_t before = 0;
-            std::size_t least = SIZE_MAX;
-            int grown = 0;
-            for (int run = 0; run < MOST_RUNS && grown < JUDGED_RUNS; ++run)
+            const auto bytesAfter = [&](int runs)
             {
-                Watch(*place, m_options).Live(record, file);
-                const std::size_t bytes = BytesInUse();
-                const bool grows = run >= FIRST_RUNS && bytes > before;
-                grown = grows ? grown + 1 : 0;
-                least = grows ? std::min(least, bytes - before) : SIZE_MAX;
+                for (int run = 0; run < runs; ++run)
+                    Watch(*place, m_options).Live(record, file);
+                return BytesInUse();
+            };
+            std::size_t before = bytesAfter(FIRST_RUNS);
+            std::size_t least = SIZE_MAX;
+            for (int step = 0; step < JUDGED_STEPS && least > 0; ++step)
+            {
+                const std::size_t bytes = bytesAfter(RUNS_A_STEP);
+                least = std::min(least, bytes > before ? (bytes - before) / RUNS_A_STEP : 0);
                 before = bytes;
             }
-            const std::string text = std::to_string(grown < JUDGED_RUNS ? 0 : least);
+            const std::string text = std::to_string(least);
             const ssize_t written = write(answer, text.data(), text.size());
             static_cast<void>(written);
         },
