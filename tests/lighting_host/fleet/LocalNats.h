@@ -35,10 +35,8 @@ public:
 
     ~LocalNats()
     {
-        kill(m_process, SIGKILL);
-        while (waitpid(m_process, nullptr, 0) < 0 && errno == EINTR)
-        {
-        }
+        if (m_process > 0)
+            Kill();
         std::filesystem::remove_all(m_folder);
     }
     LocalNats(const LocalNats&) = delete;
@@ -62,6 +60,14 @@ public:
     }
 
 private:
+    void Kill() const
+    {
+        kill(m_process, SIGKILL);
+        while (waitpid(m_process, nullptr, 0) < 0 && errno == EINTR)
+        {
+        }
+    }
+
     std::string m_folder;
     pid_t m_process = 0;
 };
