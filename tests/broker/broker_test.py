@@ -61,13 +61,19 @@ class OnBroker(unittest.TestCase):
         self.addCleanup(thing.close)
         return thing
 
+    # What Home Assistant's side and the house speak; None for what they agree on by themselves.
+    VERSION = None
+
     def listen(self, topics="#", version=None):
-        return self.closing(Listener(self.broker, topics, version or mqtt.MQTTv5))
+        own = mqtt.MQTTv311 if self.VERSION == "3.1.1" else mqtt.MQTTv5
+        return self.closing(Listener(self.broker, topics, version or own))
 
     def path(self, name):
         return os.path.join(self.folder.name, name)
 
     def house(self, *options, house=None, environment=None):
+        if self.VERSION:
+            options = ("--mqtt-version", self.VERSION, *options)
         started = House(PROGRAM, self.broker.url, *options, house=house or EXAMPLE,
                         environment=environment)
         self.addCleanup(started.kill_if_alive)
@@ -248,6 +254,17 @@ class HomeAssistantsSide(OnBroker):
         self.listener.forget()
         self.program.kill()
         self.listener.wait_for(BASE + "/status", "offline")
+
+
+class HomeAssistantsSideBefore5(HomeAssistantsSide):
+    """Everything again by MQTT 3.1.1, but for the answers that only MQTT 5 has."""
+    VERSION = "3.1.1"
+
+    def test_ResponseTopic_IsAnswered(self):
+        self.listener.forget()
+        self.listener.send(LAMP + "/set", '{"state":')
+        self.listener.wait_for(LAMP + "/set/error")
+        self.assertTrue(self.broker.lines.with_text("as lh_house (p2,"))
 
 
 class Versions(OnBroker):
