@@ -353,22 +353,23 @@ class Listener:
 
 
 class Flood:
-    """Sends nonsense to topics in turn, as fast as it is answered, and counts the answers."""
+    """Sends nonsense, or a payload, to topics in turn, as fast as it is answered, and counts the
+    answers."""
     # A broker keeps no more than twice that for a client.
     WAITING = 500
 
-    def __init__(self, folder, broker, topics, answers):
+    def __init__(self, folder, broker, topics, answers, payload=None):
         self.tool = os.path.join(folder, "flood")
         subprocess.run(["cc", "-O2", "-o", self.tool, os.path.join(HERE, "flood.c"), "-lmosquitto"],
                        check=True)
-        self.words = [str(broker.port), str(self.WAITING), answers]
+        self.words = [str(self.WAITING), answers] + ([payload] if payload else [])
+        self.port = str(broker.port)
         self.topics = "".join(topic + "\n" for topic in topics)
         self.answers = 0
         self.seconds = 0
 
     def send(self, count):
-        port, waiting, answers = self.words
-        done = subprocess.run([self.tool, port, str(count), waiting, answers], input=self.topics,
+        done = subprocess.run([self.tool, self.port, str(count), *self.words], input=self.topics,
                               capture_output=True, text=True, check=False)
         answered, milliseconds = done.stdout.split()
         self.answers += int(answered)
