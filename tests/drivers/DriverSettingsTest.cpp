@@ -11,6 +11,7 @@
 #include "nxshared/XmlNode.h"
 
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 
@@ -72,6 +73,17 @@ TEST_P(DriverSettingsTest, ReadmesStateSection_NamesEachElement)
     const std::string section = readme.substr(begin, readme.find("\n## ", begin + 1) - begin);
     for (const drivers::StateElement& row : GetParam().schema().state)
         EXPECT_THAT(section, testing::HasSubstr(fmt::format("`{}`", row.name)));
+}
+
+TEST_P(DriverSettingsTest, EachElementOfTheState_StandsInAGroupNamedBefore)
+{
+    std::set<std::string> groups{""};
+    for (const drivers::StateElement& row : GetParam().schema().state)
+    {
+        EXPECT_EQ(groups.count(row.parent), 1u) << row.name;
+        if (row.kind == drivers::StateElement::Group)
+            groups.insert(row.name);
+    }
 }
 
 TEST_P(DriverSettingsTest, UsualValue_IsWithinTheRange)

@@ -290,6 +290,12 @@ TEST_F(StateStoreTest, Closing_LeavesOneFile)
     EXPECT_EQ(FilesIn(m_folder).size(), 1U);
 }
 
+TEST_F(StateStoreTest, NewFile_MayBeReadByOthersAndChangedByItsOwner)
+{
+    Keep(TWO);
+    EXPECT_EQ(static_cast<fs::perms>(0644), fs::status(m_path).permissions());
+}
+
 TEST_F(StateStoreTest, FileInUse_IsRefusedToTheSecond)
 {
     const auto store = Open();
