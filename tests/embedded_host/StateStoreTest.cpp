@@ -2,6 +2,7 @@
 
 #include "embedded_host/FileStateStore.h"
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -402,6 +403,19 @@ TEST_F(StateStoreTest, MissingFolder_IsAnError)
 {
     m_path = m_folder / "nowhere" / "house.db";
     EXPECT_THAT(Refusal(), EndsWith("cannot be made: No such file or directory"));
+}
+
+TEST_F(StateStoreTest, FileThatDoesNotFit_LeavesNothingBehind)
+{
+    struct rlimit before;
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
+    const struct rlimit small = {100, before.rlim_max};
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+    const std::string refusal = Refusal();
+    setrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, handler);
+    EXPECT_THAT(refusal, EndsWith("cannot be made: File too large"));
 }
 
 TEST_F(StateStoreTest, LostFileWithItsLogLeft_IsRefused)
