@@ -112,3 +112,17 @@ npm_packages()
         skip "the packages of ${folder#"$root"/} could not be installed"
     touch "$folder/node_modules"
 }
+
+# test_node_packages NAME: what the tests of tests/NAME need of Node's packages.
+test_node_packages()
+{
+    case $1 in
+        page)
+            npm_packages "$root/tests/page"
+            npm_packages "$root/lighting_host/web/page"
+            ;;
+        # Nothing of it has to be compiled: there is no serial port.
+        zigbee2mqtt) npm_packages "$root/tests/zigbee2mqtt" --ignore-scripts --omit=optional ;;
+        *) die "no tests called $1 need packages of Node" ;;
+    esac
+}

@@ -73,7 +73,8 @@ public:
 
     void OnLampFrame(const wire::ZclFrame& frame) override
     {
-        HandIn({{"zcl_frame", {{"cluster", frame.cluster}, {"hex", Hex(frame.bytes)}}}});
+        HandIn({{"house", "lamp"},
+                {"zcl_frame", {{"cluster", frame.cluster}, {"hex", Hex(frame.bytes)}}}});
     }
 
     // Only what has changed is told. Zigbee2MQTT does not say more with every message.

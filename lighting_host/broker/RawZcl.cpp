@@ -14,9 +14,6 @@ constexpr std::uint8_t NO_DEFAULT_RESPONSE = 0x10;
 constexpr std::uint8_t GENERAL = 0;
 constexpr std::uint8_t OF_CLUSTER = 1;
 constexpr std::size_t HEADER = 3;
-constexpr std::uint8_t ADD_GROUP = 0x00;
-constexpr std::uint8_t REMOVE_GROUP = 0x03;
-constexpr std::uint8_t ADD_SCENE = 0x00;
 constexpr std::uint8_t DEFAULT_RESPONSE = 0x0B;
 constexpr std::uint8_t SERVER_TO_CLIENT = 0x09;
 constexpr std::size_t LONGEST_FRAME = 256;
@@ -155,10 +152,10 @@ constexpr std::uint16_t L = lamp_command::CLUSTER_LEVEL;
 
 // clang-format off
 constexpr Row ROWS[] = {
-    {G, OF_CLUSTER, ADD_GROUP,     "genGroups",    "add",                  &NamedGroup},
+    {G, OF_CLUSTER, lamp_command::ADD_GROUP,     "genGroups",    "add",                  &NamedGroup},
     {G, OF_CLUSTER, 0x02,          "genGroups",    "getMembership",        &AllGroups},
-    {G, OF_CLUSTER, REMOVE_GROUP,  "genGroups",    "remove",               &Group},
-    {S, OF_CLUSTER, ADD_SCENE,     "genScenes",    "add",                  &StoredScene},
+    {G, OF_CLUSTER, lamp_command::REMOVE_GROUP,  "genGroups",    "remove",               &Group},
+    {S, OF_CLUSTER, lamp_command::ADD_SCENE,     "genScenes",    "add",                  &StoredScene},
     {S, OF_CLUSTER, 0x01,          "genScenes",    "view",                 &Scene},
     {S, OF_CLUSTER, 0x02,          "genScenes",    "remove",               &Scene},
     {S, OF_CLUSTER, lamp_command::RECALL,  "genScenes",    "recall",               &Scene},
@@ -276,8 +273,8 @@ std::optional<std::uint8_t> DefaultResponseStatus(const wire::ZclFrame& frame)
 
 std::optional<GroupChange> GroupChangeOf(const wire::ZclFrame& frame)
 {
-    const bool joins = IsRequest(frame, zcl::CLUSTER_GROUPS, ADD_GROUP);
-    if (!joins && !IsRequest(frame, zcl::CLUSTER_GROUPS, REMOVE_GROUP))
+    const bool joins = IsRequest(frame, zcl::CLUSTER_GROUPS, lamp_command::ADD_GROUP);
+    if (!joins && !IsRequest(frame, zcl::CLUSTER_GROUPS, lamp_command::REMOVE_GROUP))
         return std::nullopt;
     Octets in(frame.bytes);
     return GroupChange{static_cast<std::uint16_t>(in.U16()), joins};
@@ -286,11 +283,12 @@ std::optional<GroupChange> GroupChangeOf(const wire::ZclFrame& frame)
 std::optional<wire::ZclFrame> SceneRefusal(const wire::ZclFrame& request, std::uint8_t status)
 {
     constexpr std::size_t SCENE = 3;
-    if (!IsRequest(request, zcl::CLUSTER_SCENES, ADD_SCENE) ||
+    if (!IsRequest(request, zcl::CLUSTER_SCENES, lamp_command::ADD_SCENE) ||
         request.bytes.size() < HEADER + SCENE || status == zcl::STATUS_SUCCESS)
         return std::nullopt;
     wire::ZclFrame refusal{request.cluster, request.endpoint, {}};
-    refusal.bytes = {SERVER_TO_CLIENT | NO_DEFAULT_RESPONSE, request.bytes[1], ADD_SCENE, status};
+    refusal.bytes = {SERVER_TO_CLIENT | NO_DEFAULT_RESPONSE, request.bytes[1],
+                     lamp_command::ADD_SCENE, status};
     refusal.bytes.insert(refusal.bytes.end(), request.bytes.begin() + HEADER,
                          request.bytes.begin() + HEADER + SCENE);
     return refusal;

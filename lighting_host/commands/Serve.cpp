@@ -284,7 +284,7 @@ LiveServer::Options ServerOptionsOf(const std::string& housePath, const ServeOpt
 }
 
 LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOptions& session,
-                                  FlightRecorder* recorder, bool speedIsFixed)
+                                  FlightRecorder* recorder, bool timeIsReal)
 {
     LiveHouse::Options house;
     house.run.session = session;
@@ -293,7 +293,7 @@ LiveHouse::Options HouseOptionsOf(const ServeOptions& options, const SessionOpti
     house.run.linesMoveTime = options.bare;
     house.speed = options.speed;
     house.paused = options.paused;
-    house.speedIsFixed = speedIsFixed;
+    house.timeIsReal = timeIsReal;
     house.recorder = recorder;
     house.recordOutputs = recorder && options.recordOutputs;
     house.makeView = [](HouseRun& run)

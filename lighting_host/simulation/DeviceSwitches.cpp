@@ -4,6 +4,7 @@
 #include "embedded_host/Random.h"
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -96,6 +97,11 @@ std::int64_t DeviceSwitches::NowMs() const
     return m_session.House().GetClock().Now().count();
 }
 
+bool DeviceSwitches::IsReal(std::size_t device) const
+{
+    return IsRemoteLight(m_session.KindOf(m_session.Devices()[device]->Driver()));
+}
+
 void DeviceSwitches::SetPower(std::size_t device, bool on)
 {
     Switched& switched = m_switched[device];
@@ -115,7 +121,10 @@ void DeviceSwitches::SetPower(bool on)
         m_house.powerMs = NowMs();
     m_house.power = on;
     for (std::size_t i = 0; i < m_switched.size(); ++i)
-        SetPower(i, on);
+    {
+        if (!IsReal(i))
+            SetPower(i, on);
+    }
 }
 
 void DeviceSwitches::SetFaults(std::size_t device, const DeviceFaults& faults)
@@ -133,7 +142,10 @@ void DeviceSwitches::SetFaults(const DeviceFaults& faults)
         m_house.deafMs = NowMs();
     m_house.faults = faults;
     for (std::size_t i = 0; i < m_switched.size(); ++i)
-        Apply(i);
+    {
+        if (!IsReal(i))
+            Apply(i);
+    }
 }
 
 void DeviceSwitches::Apply(std::size_t device)

@@ -60,9 +60,10 @@ public:
     void Start();
 
     void SetPower(std::size_t device, bool on);
-    // The house's main switch: all devices.
+    // The house's main switch: all devices but real lamps, which nobody switches here.
     void SetPower(bool on);
     void SetFaults(std::size_t device, const DeviceFaults& faults);
+    // Of the whole house, but for real lamps.
     void SetFaults(const DeviceFaults& faults);
 
     const Switched& Of(std::size_t device) const;
@@ -74,6 +75,7 @@ public:
 private:
     class SwitchedLink;
 
+    bool IsReal(std::size_t device) const;
     void Apply(std::size_t device);
     std::int64_t NowMs() const;
 

@@ -3,6 +3,7 @@
 #include "lighting_host/house/Session.h"
 #include "lighting_host/simulation/Listeners.h"
 #include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -137,6 +138,13 @@ void HouseFaults::Start()
         if (m_level == FaultLevel::None)
         {
             m_links[i]->StopFaults();
+            continue;
+        }
+        // A real lamp has those of its own.
+        if (IsRemoteLight(m_session.KindOf(m_session.Devices()[i]->Driver())))
+        {
+            m_links[i]->StopFaults();
+            m_failures.push_back(0);
             continue;
         }
         AddDeviceFaults(*m_session.Devices()[i]->Device());

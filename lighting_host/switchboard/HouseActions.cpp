@@ -2,6 +2,7 @@
 
 #include "device_wire/AttachedDevice.h"
 #include "embedded_host/DriverHost.h"
+#include "embedded_host/ZclCodec.h"
 #include "lighting_host/simulation/DeviceSwitches.h"
 #include "lighting_host/switchboard/HouseRun.h"
 #include "lighting_host/text/Json.h"
@@ -48,6 +49,16 @@ std::size_t DeviceOf(HouseRun& run, Fields& fields)
     return static_cast<std::size_t>(found - devices.begin());
 }
 
+// The same of a device that is simulated.
+std::size_t SimulatedDeviceOf(HouseRun& run, Fields& fields)
+{
+    const std::size_t device = DeviceOf(run, fields);
+    const nx::DriverHost& driver = run.GetSession().Devices()[device]->Driver();
+    if (IsRemoteLight(run.GetSession().KindOf(driver)))
+        throw InputError(fmt::format("the device of \"{}\" is real", driver.Config().name));
+    return device;
+}
+
 Simulation& SimulationOf(HouseRun& run)
 {
     if (!run.GetSimulation())
@@ -63,7 +74,7 @@ Action PrepareAct(HouseRun& run, Fields& fields)
         {"release", SimulatedDevice::Touch::Release},
         {"click", SimulatedDevice::Touch::Click},
     };
-    SimulatedDevice& device = *run.GetSession().Devices()[DeviceOf(run, fields)]->Device();
+    SimulatedDevice& device = *run.GetSession().Devices()[SimulatedDeviceOf(run, fields)]->Device();
     const std::string word = fields.Text("do");
     const auto touch = std::find_if(TOUCHES.begin(), TOUCHES.end(),
                                     [&word](const auto& row) { return row.first == word; });
@@ -170,7 +181,7 @@ Action PreparePower(HouseRun& run, Fields& fields)
 {
     DeviceSwitches& switches = SimulationOf(run).Switches();
     const bool all = !fields.Has("driver");
-    const std::size_t device = all ? 0 : DeviceOf(run, fields);
+    const std::size_t device = all ? 0 : SimulatedDeviceOf(run, fields);
     const bool on = fields.Boolean("on");
     fields.Finish();
     return [&switches, all, device, on]
@@ -187,7 +198,7 @@ Action PrepareFault(HouseRun& run, Fields& fields)
 {
     DeviceSwitches& switches = SimulationOf(run).Switches();
     const bool all = !fields.Has("driver");
-    const std::size_t device = all ? 0 : DeviceOf(run, fields);
+    const std::size_t device = all ? 0 : SimulatedDeviceOf(run, fields);
     DeviceFaults faults = all ? switches.OfHouse().faults : switches.Of(device).faults;
     if (!all && fields.Has("forgets") && !switches.CanForget(device))
         throw InputError("the device has nothing that it could forget so");
@@ -208,6 +219,27 @@ Action PrepareFault(HouseRun& run, Fields& fields)
     };
 }
 
+// "zcl_frame":{"cluster":4,"hex":"..."}: refused as the host refuses it.
+Action PrepareLampFrame(RemoteLight& light, Fields& fields)
+{
+    Fields given(fields.Get("zcl_frame"), "\"zcl_frame\"");
+    wire::ZclFrame frame;
+    frame.cluster = static_cast<std::uint16_t>(given.Integer("cluster", 0, UINT16_MAX));
+    const std::string bytes = HexToBytes(given.Text("hex"), "hex");
+    given.Finish();
+    fields.Finish();
+    frame.bytes.assign(bytes.begin(), bytes.end());
+    frame.endpoint = light.Place().endpoint;
+    embedded_host::zcl::Reply reply;
+    if (const char* const error = embedded_host::zcl::DecodeReply(frame.cluster, frame.bytes.data(),
+                                                                  frame.bytes.size(), reply))
+        throw InputError(error);
+    return [&light, frame = std::move(frame)]
+    {
+        light.OnLampFrame(frame);
+    };
+}
+
 // {"house":"lamp","driver":"sofa","level":40}: what a lamp that is not simulated says of itself.
 Action PrepareLamp(HouseRun& run, Fields& fields)
 {
@@ -216,6 +248,8 @@ Action PrepareLamp(HouseRun& run, Fields& fields)
     RemoteLight* const light = AsRemoteLight(session.KindOf(device.Driver()), device.Device());
     if (!light)
         throw InputError("the device is simulated");
+    if (fields.Has("zcl_frame"))
+        return PrepareLampFrame(*light, fields);
     const auto level = static_cast<unsigned>(fields.Integer("level", 0, FULL_LEVEL));
     fields.Finish();
     return [light, level]

@@ -302,6 +302,14 @@ void LiveHouse::RequirePresent(const char* what) const
             fmt::format("{} is refused in the past: {{\"house\":\"go_on\"}} first", what));
 }
 
+void LiveHouse::RequireOwnTime(const char* what) const
+{
+    if (m_options.timeIsReal)
+        throw InputError(fmt::format("{} is refused: a lamp of this house is behind a Zigbee2MQTT, "
+                                     "and lives in real time",
+                                     what));
+}
+
 // --- The past ---
 
 void LiveHouse::BeginRewind(std::int64_t toMs, std::uint64_t toSeq, bool toNow)

@@ -79,8 +79,9 @@ public:
         // House time a real time; more than 0.
         double speed = 1;
         bool paused = false;
-        // Whether visitors may not change the speed, as with lamps in a real house.
-        bool speedIsFixed = false;
+        // Whether time passes as the world's does, as with lamps in a real house: nobody may pause
+        // it, move it, go back in it or change its speed, and there are no breaks.
+        bool timeIsReal = false;
         // Null for none; must outlive this.
         FlightRecorder* recorder = nullptr;
         // Whether the record keeps every output too, so that a replay can show both sides.
@@ -130,6 +131,7 @@ public:
     const Breaks& GetBreaks() const { return m_breaks; }
     bool IsPaused() const { return m_paused; }
     double Speed() const { return m_speed; }
+    bool IsTimeReal() const { return m_options.timeIsReal; }
     // By how much the house is behind where it should be by now, in milliseconds of real time.
     std::int64_t LagMs(std::int64_t nowNs) const;
     // By how much a timer was fired too late at worst so far, in nanoseconds of real time.
@@ -180,6 +182,7 @@ private:
     void AdvanceTo(std::int64_t ms);
     void PauseAtBreak();
     void RequirePresent(const char* what) const;
+    void RequireOwnTime(const char* what) const;
     void SetPaused(bool paused);
     void Anchor();
     std::int64_t WantedMs(std::int64_t nowNs) const;

@@ -29,6 +29,7 @@ struct LiveHouse::Control
     static void Pause(LiveHouse& house, Fields& fields)
     {
         fields.Finish();
+        house.RequireOwnTime("pause");
         house.SetPaused(true);
     }
 
@@ -46,8 +47,8 @@ struct LiveHouse::Control
         if (!value.is_number() || !(value.get<double>() > 0) || value.get<double>() > MOST_SPEED)
             throw InputError(
                 fmt::format("\"value\" is no number above 0 and up to {}", MOST_SPEED));
-        if (house.m_options.speedIsFixed && value.get<double>() != 1)
-            throw InputError("a lamp behind a Zigbee2MQTT lives in real time");
+        if (value.get<double>() != 1)
+            house.RequireOwnTime("another speed than 1");
         house.m_speed = value.get<double>();
         house.Anchor();
         house.Tell(&LiveListener::OnClock);
@@ -57,6 +58,7 @@ struct LiveHouse::Control
     {
         const long long ms = fields.IntegerOr("ms", 1, LONGEST_STEP_MS, 0);
         fields.Finish();
+        house.RequireOwnTime("step");
         house.RequirePresent("step");
         house.m_paused = true;
         HouseRun& run = house.Run();
@@ -75,6 +77,7 @@ struct LiveHouse::Control
         const long long toMs = fields.Integer("t_ms", 0, nowMs);
         const long long seq = fields.IntegerOr("seq", 1, INT64_MAX, 0);
         fields.Finish();
+        house.RequireOwnTime("rewind");
         // What was due at the moment of an input may have come after it.
         if (house.m_options.run.linesMoveTime)
             throw InputError("a house whose lines move the time has no past");
@@ -114,6 +117,7 @@ struct LiveHouse::Control
             const Json& when = fields.Get("when");
             BreakCondition condition = BreakCondition::Parse(when.dump());
             fields.Finish();
+            house.RequireOwnTime("a break");
             house.m_breaks.Add(std::move(condition));
         }
         else
@@ -161,6 +165,7 @@ bool LiveHouse::Dispatch(const std::string& visitor, const std::string& line, un
         const long long ms =
             fields.Integer("advance_ms", 0, embedded_host::Clock::LATEST.count() - now);
         fields.Finish();
+        RequireOwnTime("advance_ms");
         RequirePresent("advance_ms");
         AdvanceTo(now + ms);
         Anchor();

@@ -47,7 +47,7 @@ public:
     {
         // Of the picture's type.
         const NxBaseDriver& driver;
-        // Of the type's own kind of device; null when there is none.
+        // Of the type's own kind of device, or a real lamp of the type; null when there is none.
         const simulated::SimulatedDevice* device = nullptr;
         // Whether the device has power.
         bool powered = true;

@@ -8,6 +8,7 @@
 #include "lighting_host/types/DriverAdapter.h"
 #include "lighting_host/types/DriverType.h"
 #include "lighting_host/types/TypePicture.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <algorithm>
@@ -117,6 +118,7 @@ DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run)
     }
     const DeviceKind* const kind = run.GetSession().KindOf(driver);
     m_hasLamp = m_device && kind && kind->hasLamp;
+    m_isReal = IsRemoteLight(kind);
     const HouseFileDriver& file = run.File().drivers[run.PlaceOf(&driver)];
     const DriverType* const type = FindDriverType(file.type);
     // A driver of a library is of a class of its own, whatever its type is called.
@@ -124,7 +126,7 @@ DriverPicture::DriverPicture(HouseRun& run, nx::DriverHost& driver) : m_run(run)
         return;
     if (type->picture)
         m_type = type->picture(file);
-    m_isOwnKind = kind == &type->device;
+    m_isOwnKind = kind == &type->device || m_isReal;
 }
 
 DriverPicture::~DriverPicture() = default;
@@ -268,7 +270,7 @@ void DriverPicture::AddDevice(const Glance& glance, Members& members) const
         members.emplace_back("level", std::to_string(glance.level));
         members.emplace_back("ramp", RampText(glance.ramp));
     }
-    if (!m_run.GetSimulation())
+    if (!m_run.GetSimulation() || m_isReal)
         return;
     const bool canForget = m_run.GetSimulation()->Switches().CanForget(m_deviceIndex);
     members.emplace_back("faults", FaultsText(glance.switched, canForget));
@@ -311,7 +313,7 @@ Members DriverPicture::Describe(bool whole)
     members.emplace_back("id", std::to_string(config.id));
     const std::string& room = m_run.GetSession().RoomOf(m_driver);
     members.emplace_back("room", room.empty() ? "null" : JsonText(room));
-    members.emplace_back("simulated", m_device ? "true" : "false");
+    members.emplace_back("simulated", m_device && !m_isReal ? "true" : "false");
     members.emplace_back("online", Online());
     members.emplace_back("warnings", std::to_string(m_warnings));
     members.emplace_back("variables", Variables());

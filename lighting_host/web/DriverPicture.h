@@ -119,6 +119,8 @@ private:
     std::unique_ptr<TypePicture> m_type;
     // Whether the device is of the kind that the driver's type expects.
     bool m_isOwnKind = false;
+    // A lamp in a real house.
+    bool m_isReal = false;
     std::map<unsigned, Variable> m_variables;
     std::uint64_t m_warnings = 0;
     std::uint64_t m_powerFailures = 0;

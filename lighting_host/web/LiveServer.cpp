@@ -414,11 +414,11 @@ std::string LiveServer::Snapshot()
     const std::string view = View().Snapshot();
     return fmt::format(
         "{{{},\"rev\":{},\"name\":{},\"seed\":{},\"fault_level\":\"{}\","
-        "\"start\":\"{}\",\"shifts\":{},\"clock\":{},\"visitors\":{},\"past\":{},\"breaks\":{}{}"
-        "{}}}",
+        "\"start\":\"{}\",\"shifts\":{},\"real_time\":{},\"clock\":{},\"visitors\":{},\"past\":{},"
+        "\"breaks\":{}{}{}}}",
         HelloMembers(), m_rev, JsonText(m_options.name), m_options.seed, m_options.faultLevel,
         embedded_host::FormatLocalTime(m_options.startLocalSeconds),
-        m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), ClockValue(), m_visitors.size(),
-        PastValue(), BreaksValue(), view.empty() ? "" : ",", view);
+        m_shifts.UpTo(m_house->Run().NowMs() + DAY_MS), Bool(m_house->IsTimeReal()), ClockValue(),
+        m_visitors.size(), PastValue(), BreaksValue(), view.empty() ? "" : ",", view);
 }
 } // namespace lighting_host

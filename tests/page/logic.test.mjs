@@ -62,6 +62,8 @@ test('ScenesOfALight_SameDiffersMissingExtraAndNotKnown', () => {
   assert.deepEqual(states(lightRows(light({ scene_map: [{ id: 5, level: 50, time_ms: 2400 }] }))), ['same']);
   assert.deepEqual(states(lightRows(light({ scene_map: [{ id: 7, level: 1, time_ms: 0 }] }))), ['extra', 'missing']);
   assert.deepEqual(states(lightRows(light({ holds: undefined }))), ['not known']);
+  const told = { groups: [5], scenes: [{ group: 5, number: 0, level: null, time_ms: null }], answered_ms: 7 };
+  assert.deepEqual(states(lightRows(light({ holds: told }))), ['not known']);
   assert.deepEqual(lightGroups(light({ scene_map: [{ id: 65543, level: 1, time_ms: 0 }] })), { wants: [7], holds: [5], missing: [7], extra: [5], same: false });
 });
 

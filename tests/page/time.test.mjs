@@ -4,6 +4,7 @@ import { test } from 'node:test';
 
 import { attribute, says, statusIs, until, withHouse } from './browser.mjs';
 import { HouseServer } from './server.mjs';
+import { realLamp } from './states.mjs';
 import { NOW_MS, villa } from './villa.mjs';
 
 const HOUR_MS = 3600000;
@@ -143,4 +144,19 @@ test('BreakIsAddedAndMet_SwitchAndAlert', async () => {
   await says(v.page.getByRole('alert'), 'Paused: worktop stores scene 5');
   await v.switch('break on packet add_scene').click();
   await until(() => use.server.house.breaks[0].enabled === false);
+});
+
+test('LampIsReal_NothingMovesTime_AndItsTablesAreWhatItAnswered', async () => {
+  use.server.house = realLamp(use.server.house);
+  const v = await use.open('#driver?driver=worktop');
+  for (const name of ['pause', 'step', 'previous mark', 'next mark']) assert.ok(await v.button(name).isDisabled(), name);
+  assert.equal(await v.page.getByRole('combobox', { name: 'speed' }).count(), 0);
+  await attribute(v.slider('time'), 'aria-disabled', 'true');
+  for (const key of ['.', '[', 'Space']) await v.page.keyboard.press(key);
+  await v.slider('time').press('PageDown');
+  const map = v.region('scene map of worktop');
+  await says(map, '1 not known');
+  await says(map, 'its tables as it last answered, Friday 2 January 2026 at 20:59:37');
+  for (const house of ['pause', 'step', 'rewind']) assert.equal(use.heard({ house }).length, 0);
+  assert.equal(await v.region('faults of worktop').count(), 0);
 });

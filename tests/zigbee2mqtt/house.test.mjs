@@ -62,7 +62,32 @@ test("RecalledScene_AndMoves_ReachTheLamp", () =>
         await house.hand({ house: "group", id: 1, do: "up" });
         await lampIs(SOFA, ({ on, level }) => on && level > 60, "the lamp to brighten");
         await house.hand({ house: "group", id: 1, do: "stop" });
-        await lampIs(SOFA, ({ level }) => level < 254, "the lamp to stop on its way");
+        const stopped = async () => (await rig.act("frames", SOFA)).frames["8/7"] === 1;
+        await within((async () => { while (!(await stopped())); })(), "the lamp to be stopped");
+        const { level } = await rig.act("tables", SOFA);
+        assert.ok(level > 60 && level < 254);
+        assert.equal((await rig.act("tables", SOFA)).level, level);
+    }));
+
+test("TablesOfTheLamp_AreShownAsItLastAnswered_AndItsDeviceIsReal", () =>
+    withHouse({ sofa: { ieee: SOFA } }, { more: SCENE, options: ["--faults", "heavy"] }, async (house) => {
+        const { holds, simulated, faults, facts } = await house.picture(
+            "sofa",
+            (picture) => picture.holds.scenes?.length === 1,
+            "the lamp's scene on the page",
+        );
+        assert.deepEqual(holds.groups, [7]);
+        assert.deepEqual(holds.scenes, [{ group: 7, number: 0, level: 127, time_ms: 0 }]);
+        assert.ok(holds.answered_ms > 0);
+        assert.deepEqual([simulated, faults], [false, undefined]);
+        assert.deepEqual(facts[0], ["real lamp", SOFA]);
+        await assert.rejects(house.hand({ house: "power", driver: "sofa", on: false }), /is real/);
+        // What others change there is seen once the driver looks.
+        await rig.act("set_tables", SOFA, { groups: [], scenes: [] });
+        assert.equal((await house.program.driver("sofa")).holds.scenes.length, 1);
+        await rig.act("fault", SOFA, { kind: "default_response", values: { cluster: 5, command: 0 } });
+        await house.hand({ driver: "sofa", synchronize: { stall_delay_s: 0 } });
+        await house.picture("sofa", (picture) => picture.holds.scenes?.length === 0, "the loss on the page");
     }));
 
 test("TwoHousesOnOneZigbee2Mqtt_DoNotWaitForEachOther", () =>
@@ -182,13 +207,23 @@ test("TwoDriversOfOneEndpointOfALamp_AreRefusedByValidateAndServe", () => {
     assert.equal(validate("apart", apart).status, 0);
 });
 
-test("AnotherSpeed_IsRefusedAtTheStartAndLater", () =>
+test("TimeThatIsNotTheWorlds_IsRefusedAtTheStartAndLater", () =>
     withHouse({ sofa: { ieee: SOFA } }, { name: "speed" }, async (house) => {
         for (const speed of ["60", "pause"]) {
             const { status, stderr } = spawnSync(PROGRAM, ["serve", fileOf("fast"), "--speed", speed], { encoding: "utf8" });
             assert.equal(status, 1);
             assert.match(stderr, /fast\.xml:2: driver "sofa" .* real time: not with another --speed than 1/);
         }
-        await assert.rejects(house.hand({ house: "speed", value: 60 }), /real time/);
+        const moves = [
+            { house: "speed", value: 60 },
+            { house: "pause" },
+            { house: "step" },
+            { house: "rewind", t_ms: 0 },
+            { house: "break", when: { event: null } },
+            { advance_ms: 1000 },
+        ];
+        for (const move of moves) await assert.rejects(house.hand(move), /lives in real time/);
         await house.hand({ house: "speed", value: 1 });
+        const { clock, real_time: isReal } = await house.program.snapshot();
+        assert.deepEqual([clock.paused, clock.speed, isReal], [false, 1, true]);
     }));

@@ -65,6 +65,8 @@ export class Rig {
     #commands = new Map();
     #number = 0;
     #transaction = 0;
+    // Whom the requests of houses are for, by transaction.
+    #lamps = new Map();
 
     // `minutes`: for how long Zigbee2MQTT believes that a silent lamp is there.
     constructor(base = "zigbee2mqtt", minutes = 10) {
@@ -86,6 +88,7 @@ export class Rig {
             "the connection to the broker",
         );
         this.topics = new Topics(this.client);
+        this.client.on("message", (topic, payload) => this.#onRequest(topic, payload));
         await this.client.subscribeAsync([`${this.base}/#`]);
         await this.#startBridge();
     }
@@ -150,6 +153,22 @@ export class Rig {
     publish(topic, value, options = {}) {
         const text = typeof value === "string" ? value : JSON.stringify(value);
         return this.client.publishAsync(`${this.base}/${topic}`, text, options);
+    }
+
+    #onRequest(topic, payload) {
+        if (topic !== `${this.base}/bridge/request/action`) return;
+        const { transaction, params } = JSON.parse(payload);
+        this.#lamps.set(transaction, params.ieee_address);
+    }
+
+    // The next answer to a frame for that lamp, or the error in place of one.
+    answerFor(lamp) {
+        return this.topics.next(
+            ({ topic, text }) =>
+                topic === `${this.base}/bridge/response/action` &&
+                this.#lamps.get(JSON.parse(text).transaction) === lamp,
+            `an answer of ${lamp} or an error`,
+        );
     }
 
     // The last message of a topic, as JSON.

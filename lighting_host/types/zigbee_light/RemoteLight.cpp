@@ -105,6 +105,19 @@ std::unique_ptr<simulated::SimulatedDevice> Make(const HouseFileDriver& driver,
 }
 } // namespace
 
+void RemoteLight::OnZcl(const wire::ZclFrame& frame)
+{
+    m_answered.OnSent(frame);
+    Pass(frame);
+}
+
+void RemoteLight::OnLampFrame(const wire::ZclFrame& frame)
+{
+    if (m_answered.OnAnswer(frame))
+        m_answeredAt = Environment().Now();
+    Environment().Send(frame);
+}
+
 void RemoteLight::RecallScene(std::uint16_t scene)
 {
     // Scene number 0 of the group of that id.

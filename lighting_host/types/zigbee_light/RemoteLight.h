@@ -1,6 +1,8 @@
 #pragma once
 
 #include "lighting_host/types/DriverType.h"
+#include "lighting_host/types/zigbee_light/AnsweredTables.h"
+#include "lighting_host/types/zigbee_light/LampCommands.h"
 #include "simulated_devices/SimulatedDevice.h"
 
 #include <chrono>
@@ -14,20 +16,6 @@ class DriverHost;
 
 namespace lighting_host
 {
-// What moves a lamp, beside the frames of drivers (wire values, do not change).
-namespace lamp_command
-{
-constexpr std::uint16_t CLUSTER_LEVEL = 0x0008;
-// Of the cluster Scenes.
-constexpr std::uint8_t RECALL = 0x05;
-// Of the cluster Level Control, all with On/Off.
-constexpr std::uint8_t MOVE_TO_LEVEL = 0x04;
-constexpr std::uint8_t MOVE = 0x05;
-constexpr std::uint8_t STOP = 0x07;
-// The unit of its times.
-constexpr std::chrono::milliseconds TENTH{100};
-} // namespace lamp_command
-
 // Where a light is that stands in a real house: behind a Zigbee2MQTT.
 struct LampPlace
 {
@@ -74,8 +62,15 @@ public:
     // How bright the lamp says it is, in percent. Default: dark.
     void SetPresentLevel(unsigned level) { m_level = level; }
 
+    // A frame of the lamp, which goes on to the driver.
+    void OnLampFrame(const wire::ZclFrame& frame);
+
+    // What the lamp's answers say of its tables, and when it last told something of them.
+    const AnsweredTables& Answered() const { return m_answered; }
+    std::chrono::milliseconds AnsweredAt() const { return m_answeredAt; }
+
     // SimulatedDevice.
-    void OnZcl(const wire::ZclFrame& frame) override { Pass(frame); }
+    void OnZcl(const wire::ZclFrame& frame) override;
     void RecallScene(std::uint16_t scene) override;
     void GroupRampToLevel(std::uint16_t group, int level, std::chrono::milliseconds time) override;
     void GroupStartRamp(std::uint16_t group, bool up) override;
@@ -90,6 +85,8 @@ private:
     const LampPlace m_place;
     Carrier* m_carrier = nullptr;
     unsigned m_level = 0;
+    AnsweredTables m_answered;
+    std::chrono::milliseconds m_answeredAt{};
 };
 
 // Whether a <device> says that it is such a light.

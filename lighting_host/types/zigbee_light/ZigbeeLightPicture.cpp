@@ -5,9 +5,11 @@
 #include "embedded_host/ZclCodec.h"
 #include "embedded_host/ZclMessages.h"
 #include "lighting_host/types/Devices.h"
+#include "lighting_host/types/HousePlan.h"
 #include "lighting_host/types/LoadFacts.h"
 #include "lighting_host/types/SyncFrames.h"
 #include "lighting_host/types/TypePicture.h"
+#include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "lighting_host/types/zigbee_light/ZigbeeLight.h"
 #include "simulated_devices/ZigbeeLight.h"
 #include "wire/ZclFrame.h"
@@ -48,6 +50,30 @@ Json Holds(const simulated::ZigbeeLight& light)
             {"scene_capacity", light.GetSettings().sceneTableSize}};
 }
 
+// What a real lamp has told of itself; null for what it has not.
+Json Answered(const RemoteLight& lamp)
+{
+    const AnsweredTables& tables = lamp.Answered();
+    Json held = {{"groups", nullptr}, {"scenes", nullptr}, {"answered_ms", nullptr}};
+    if (!tables.Groups())
+        return held;
+    held["groups"] = *tables.Groups();
+    held["answered_ms"] = lamp.AnsweredAt().count();
+    if (!tables.GetScenes())
+        return held;
+    held["scenes"] = Json::array();
+    for (const auto& [place, content] : *tables.GetScenes())
+    {
+        const bool hasLevel = content && content->level;
+        held["scenes"].push_back(
+            {{"group", place.first},
+             {"number", place.second},
+             {"level", hasLevel ? Json(*content->level) : Json(nullptr)},
+             {"time_ms", content ? Json(content->seconds * MS_A_SECOND) : Json(nullptr)}});
+    }
+    return held;
+}
+
 // Whether a frame of the light answers a question of the walk, so that the walk goes on.
 bool IsAnswer(const wire::ZclFrame& frame)
 {
@@ -67,7 +93,10 @@ bool IsQuestion(zcl::RequestKind kind)
 class ZigbeeLightPicture : public TypePicture
 {
 public:
-    explicit ZigbeeLightPicture(const HouseFileDriver& driver) : m_lampWatts(LampWatts(driver)) {}
+    explicit ZigbeeLightPicture(const HouseFileDriver& driver)
+        : m_lampWatts(LampWatts(driver)), m_isReal(driver.device && IsRemoteLight(*driver.device))
+    {
+    }
 
     void OnOutput(const Output& output, std::uint64_t seq) override
     {
@@ -94,7 +123,9 @@ public:
         members["facts"] = Json::array();
         members["lamp_watts"] = m_lampWatts;
         members["scene_map"] = SceneMapAnswer(driver.Scenes());
-        if (sides.device)
+        if (sides.device && m_isReal)
+            DescribeReal(static_cast<const RemoteLight&>(*sides.device), members);
+        else if (sides.device)
             members["holds"] = Holds(static_cast<const simulated::ZigbeeLight&>(*sides.device));
         SyncFrames::Course course;
         course.pauseMs = driver.LastStallDelay() * MS_A_SECOND;
@@ -110,6 +141,14 @@ public:
     }
 
 private:
+    static void DescribeReal(const RemoteLight& lamp, Json& members)
+    {
+        const LampPlace& place = lamp.Place();
+        members["facts"] = Json::array(
+            {Json::array({"real lamp", place.ieee}), Json::array({"behind", place.base})});
+        members["holds"] = Answered(lamp);
+    }
+
     void OnSent(const ZclSent& sent, std::int64_t nowMs, std::uint64_t seq)
     {
         // Each walk begins with this question.
@@ -122,6 +161,7 @@ private:
     }
 
     const unsigned m_lampWatts;
+    const bool m_isReal;
     SyncFrames m_sync;
     // When the last question was answered; nothing while one is open.
     std::optional<std::int64_t> m_answeredMs;

@@ -16,6 +16,7 @@
 
 using namespace lighting_host;
 using testing::Contains;
+using testing::HasSubstr;
 
 namespace
 {
@@ -25,10 +26,13 @@ constexpr const char* LAMP_HOUSE = R"(<house>
   <driver name="sofa" type="zigbee_light" id="102"><device simulated="true" watts="9"/></driver>
   <driver name="oak" type="wired_dimmer" id="103"><device simulated="true" watts="40"/></driver>
   <driver name="bare" type="puck" id="104"/>
+  <driver name="real" type="zigbee_light" id="105">
+    <device zigbee2mqtt="0x00124b0000000002"/></driver>
 </house>)";
 constexpr std::size_t HALL = 0;
 constexpr std::size_t SOFA_INDEX = 1;
 constexpr std::size_t OAK = 2;
+constexpr std::size_t REAL = 3;
 } // namespace
 
 class HouseActionsTest : public testing::Test, public HouseListener
@@ -127,11 +131,12 @@ TEST_F(HouseActionsTest, WithoutPower_NothingReachesADeviceAndItsLampIsDark)
     EXPECT_TRUE(Device(OAK).Driver().LastTold()->online);
 }
 
-TEST_F(HouseActionsTest, MainSwitch_IsEveryDevice)
+TEST_F(HouseActionsTest, MainSwitch_IsEveryDeviceButRealLamps)
 {
     Do(R"({"house":"power","on":false})");
-    for (const auto& device : m_run->GetSession().Devices())
-        EXPECT_FALSE(device->HasPower());
+    for (const std::size_t device : {HALL, SOFA_INDEX, OAK})
+        EXPECT_FALSE(Device(device).HasPower());
+    EXPECT_TRUE(Device(REAL).HasPower());
     EXPECT_FALSE(m_run->GetSimulation()->Switches().OfHouse().power);
     Do(R"({"house":"power","on":true})");
     EXPECT_TRUE(Device(HALL).HasPower());
@@ -211,4 +216,24 @@ TEST_F(HouseActionsTest, OtherLines_AreNoActions)
     for (const char* line : {"", "nonsense", "[]", R"({"house":"list"})", R"({"house":3})",
                              R"({"driver":"hall","command":"house"})"})
         EXPECT_FALSE(IsHouseAction(line)) << line;
+}
+
+TEST_F(HouseActionsTest, RealLamp_IsNotTouchedSwitchedOrMadeFaulty)
+{
+    for (const char* line : {R"({"house":"act","driver":"real","do":"press","button":1})",
+                             R"({"house":"power","driver":"real","on":false})",
+                             R"({"house":"fault","driver":"real","deaf":true})"})
+        EXPECT_THROW(PrepareHouseAction(*m_run, line), InputError) << line;
+}
+
+TEST_F(HouseActionsTest, FrameOfARealLamp_ReachesItsDriverAsADevicesDoes)
+{
+    Do(R"({"house":"lamp","driver":"real","zcl_frame":{"cluster":5,"hex":"19050089070000"}})");
+    EXPECT_THAT(m_lines, Contains(HasSubstr(R"("call":"AddSceneFailed","args":[7,137,)")));
+    EXPECT_THAT(m_lines, Contains(HasSubstr(R"("cause":"device")")));
+    for (const char* wrong : {R"({"cluster":4,"hex":"19"})", R"({"cluster":4,"hex":"1"})",
+                              R"({"cluster":4,"hex":"19010200","more":1})", "7"})
+        EXPECT_THROW(PrepareHouseAction(*m_run, R"({"house":"lamp","driver":"real","zcl_frame":)" +
+                                                    std::string(wrong) + "}"),
+                     InputError);
 }

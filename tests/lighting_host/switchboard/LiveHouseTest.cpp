@@ -137,6 +137,25 @@ TEST_F(LiveHouseTest, Step_GoesToTheNextTimerAndPauses)
     EXPECT_TRUE(m_house->IsPaused());
 }
 
+TEST_F(LiveHouseTest, TimeThatIsReal_IsNotPausedMovedOrGoneBackIn)
+{
+    m_options.timeIsReal = true;
+    Begin();
+    Pass(3000);
+    for (const char* line :
+         {R"({"house":"pause"})", R"({"house":"step"})", R"({"house":"step","ms":100})",
+          R"({"house":"rewind","t_ms":0})", R"({"house":"speed","value":60})",
+          R"({"advance_ms":100})", R"({"house":"break","when":{"event":null}})"})
+    {
+        EXPECT_FALSE(Say(line));
+        EXPECT_THAT(m_desk.answers[0], HasSubstr("lives in real time")) << line;
+    }
+    EXPECT_TRUE(m_house->GetBreaks().All().empty());
+    EXPECT_TRUE(Say(R"({"house":"speed","value":1})") && Say(PRESS));
+    Pass(1000);
+    EXPECT_EQ(NowMs(), 4000);
+}
+
 TEST_F(LiveHouseTest, EveryLine_HasTheNextNumberAndItsCause)
 {
     Begin();

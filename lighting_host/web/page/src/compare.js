@@ -9,6 +9,8 @@ function lightRow(wanted, held, id) {
   if (!wanted) return { ...row, state: 'extra' };
   if (held === undefined) return { ...row, state: 'not known' };
   if (held === null) return { ...row, state: 'missing' };
+  // A real lamp has said that there is one, and not yet what it holds.
+  if (held.time_ms === null) return { ...row, held: undefined, state: 'not known' };
   row.cells.level = rawOfPercent(wanted.level) !== held.level;
   row.cells.time = seconds(wanted.time_ms) !== seconds(held.time_ms);
   return { ...row, state: row.cells.level || row.cells.time ? 'differs' : 'same' };

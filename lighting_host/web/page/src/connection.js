@@ -231,4 +231,7 @@ export function connect() {
 
 // In the past nobody can use the house; without a connection, or watching only, neither.
 export const canUse = () => state.value === 'live' && !watching.value;
+// Where lamps are real, so is time: nobody pauses it, moves it or goes back in it.
+export const isRealTime = () => Boolean(house.value && house.value.real_time);
+export const canMoveTime = () => canUse() && !isRealTime();
 export const inPast = () => past.value !== null;

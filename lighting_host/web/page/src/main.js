@@ -3,7 +3,7 @@ import { effect, signal } from '@preact/signals';
 import { Component, render } from 'preact';
 
 import { say } from './alerts.js';
-import { canUse, connect, state } from './connection.js';
+import { canMoveTime, connect, state } from './connection.js';
 import { driverHref, go, route } from './route.js';
 import { house, past } from './state.js';
 import { clock, startTicking } from './time.js';
@@ -65,7 +65,7 @@ addEventListener('keydown', event => {
     return;
   }
   const run = SHORTCUTS[event.key];
-  if (!run || !canUse() || (event.key === ' ' && event.target.closest?.(FIELDS))) return;
+  if (!run || !canMoveTime() || (event.key === ' ' && event.target.closest?.(FIELDS))) return;
   event.preventDefault();
   run();
 });
@@ -104,7 +104,7 @@ effect(() => {
   linked.value = undefined;
   const { driver, page } = { ...route.peek().params, page: route.peek().page };
   history.replaceState(null, '', driver ? driverHref(driver) : `#${page}`);
-  if (!canUse() || !/^\d+$/.test(t)) return;
+  if (!canMoveTime() || !/^\d+$/.test(t)) return;
   const end = past.peek() ? past.peek().now_ms : clock.peek().t_ms;
   if (Number(t) < end) rewind(Number(t));
   else if (past.peek()) backToNow();

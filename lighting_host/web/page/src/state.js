@@ -67,7 +67,7 @@ export function takeSnapshot(s) {
     setCalendar(s.start, s.shifts);
     house.value = {
       name: s.name, program: s.program, run: s.run, branch: s.branch, seed: s.seed,
-      fault_level: s.fault_level, start: s.start, first_seq: s.first_seq,
+      fault_level: s.fault_level, start: s.start, first_seq: s.first_seq, real_time: s.real_time,
     };
     const names = list(s.drivers).map(d => d.name);
     for (const name of [...drivers.keys()]) if (!names.includes(name)) drivers.delete(name);

@@ -1,7 +1,7 @@
 // Breaks, and the faults of the whole house.
 import { useSignal } from '@preact/signals';
 
-import { canUse } from '../connection.js';
+import { canMoveTime, canUse } from '../connection.js';
 import { driverNames, parts } from '../state.js';
 import { timeMsText } from '../time.js';
 import { addBreak, removeBreak, setBreak } from '../use.js';
@@ -61,7 +61,7 @@ export function Breaks() {
       <button type="button" class="tool plain" aria-label=${`remove the break on ${conditionText(b.when)}`} disabled=${disabled}
         onClick=${() => removeBreak(b.id)}><${Icon} name="off"/></button></li>`)}</ul>
     ${adding.value ? html`<${NewBreak} done=${() => { adding.value = false; }}/>` : html`<button type="button" class="button"
-      disabled=${disabled} onClick=${() => { adding.value = true; }}>add a break</button>`}</section>`;
+      disabled=${!canMoveTime()} onClick=${() => { adding.value = true; }}>add a break</button>`}</section>`;
 }
 
 export function HouseFaults() {

@@ -2,7 +2,7 @@
 import { differText, dimmerRows, lightGroups, lightRows } from '../compare.js';
 import { hex } from '../figures.js';
 import { parts } from '../state.js';
-import { timeMsText } from '../time.js';
+import { dateText, timeMsText, timeText } from '../time.js';
 import { rawOfPercent, percentOfRaw } from '../zcl.js';
 import { Icon, html } from './base.js';
 import { Frames } from './walk.js';
@@ -25,7 +25,7 @@ function LightRow({ row }) {
       : html`<td class="none" colspan="3">not wanted</td>`}
     ${held ? html`<td class=${`n held ${differs(row.cells.level)}`}>${held.level === null ? '–' : percentOfRaw(held.level)} %</td>
       <td class=${`n dim held ${differs(row.cells.level)}`}>${held.level ?? '–'}</td><td class=${`n held ${differs(row.cells.time)}`}>
-        ${seconds(held.time_ms)}</td>`
+        ${held.time_ms === null ? '–' : seconds(held.time_ms)}</td>`
       : html`<td class="none" colspan="3">${NOTHING[row.state] || 'nothing'}</td>`}<${State} row=${row}/></tr>`;
 }
 
@@ -52,11 +52,16 @@ function LightGroups({ d }) {
         </span></em></p></section>`;
 }
 
+// The tables of a real lamp are what it has answered, and nobody knows what it would answer now.
+const isReal = d => Boolean(d.holds) && 'answered_ms' in d.holds;
+const answeredWords = ({ answered_ms: at }) => (at === null ? 'A real lamp, which has not told its tables yet.'
+  : `A real lamp: its tables as it last answered, ${dateText(at)} at ${timeText(at)}. What others have changed there since is not known.`);
+
 export function LightTables({ d }) {
   const rows = lightRows(d);
   return html`<section class="card tables" tabindex="0" aria-label=${`scene map of ${d.name}`}>
-    <${DifferHead} title="Scene map" rows=${rows}/>
-    <table class="table sides">${sides(['group', 'level', 'raw', 'time'], 'driver wants', 'light holds')}
+    <${DifferHead} title="Scene map" rows=${rows}/>${isReal(d) && html`<p class="quiet">${answeredWords(d.holds)}</p>`}
+    <table class="table sides">${sides(['group', 'level', 'raw', 'time'], 'driver wants', isReal(d) ? 'lamp has answered' : 'light holds')}
       <tbody>${rows.map(r => html`<${LightRow} key=${r.id} row=${r}/>`)}</tbody></table>
     <div class="below"><${LightGroups} d=${d}/><${Frames} d=${d}/></div></section>`;
 }

@@ -2,7 +2,7 @@
 import { signal, useSignal, useSignalEffect } from '@preact/signals';
 import { useEffect, useRef } from 'preact/hooks';
 
-import { canUse } from '../connection.js';
+import { canMoveTime } from '../connection.js';
 import { capital, count } from '../figures.js';
 import { driverHref, route } from '../route.js';
 import { driver, driverNames } from '../state.js';
@@ -142,8 +142,8 @@ function Detail() {
     ${kindOf(line)} · ${line.driver && driver(line.driver).value ? html`<a href=${driverHref(line.driver)}>${line.driver}
     </a> · ` : ''}${timeMsText(line.t_ms)}</span></h2>
     <p class="lead">${capital(words)}${/[.?!]$/.test(words) ? '' : '.'}</p><p class="actions">
-      <button type="button" class="button" disabled=${!canUse()} onClick=${() => rewind(line.t_ms, line.seq)}>rewind to here</button>
-      ${!('cause' in line) && html`<button type="button" class="button" disabled=${!canUse()}
+      <button type="button" class="button" disabled=${!canMoveTime()} onClick=${() => rewind(line.t_ms, line.seq)}>rewind to here</button>
+      ${!('cause' in line) && html`<button type="button" class="button" disabled=${!canMoveTime()}
         onClick=${() => addBreak(breakOn(line))}>break on the next</button>`}</p>
     <h3>Raw and meaning</h3><p class="raw-line"><code>${rawOf(line) || '–'}</code></p>${rows.length > 0 && html`<table class="table octets">
       <tbody>${rows.map(([octets, name, meaning], i) => html`<tr key=${i}><td><code>${octets}</code></td><td>${name}</td><td>${meaning}</td>

@@ -2,7 +2,7 @@
 import { useSignal, useSignalEffect } from '@preact/signals';
 import { useEffect, useMemo, useRef } from 'preact/hooks';
 
-import { canUse } from '../connection.js';
+import { canMoveTime, isRealTime } from '../connection.js';
 import { plural } from '../figures.js';
 import { activity, marks, past, rewinding } from '../state.js';
 import { DAY_MS, clock, dateText, dayStart, midnights, minuteText, moment, msOfDay, pad, shortDateText, timeMsText, timeText }
@@ -27,9 +27,7 @@ export function toMark(direction) {
 
 function Transport() {
   const paused = clock.value.paused;
-  const disabled = !canUse();
-  const speed = clock.value.speed;
-  const speeds = SPEEDS.includes(speed) ? SPEEDS : [...SPEEDS, speed].sort((a, b) => a - b);
+  const disabled = !canMoveTime();
   return html`<div class="transport" role="group" aria-label="transport">
     <button type="button" class="tool play" aria-label=${paused ? 'play' : 'pause'} disabled=${disabled} onClick=${playOrPause}>
       <${Icon} name=${paused ? 'play' : 'pause'}/></button>
@@ -39,9 +37,16 @@ function Transport() {
       <${Icon} name="back"/></button>
     <button type="button" class="tool narrow" aria-label="next mark" disabled=${disabled} onClick=${() => toMark(1)}><${Icon} name="next"/>
       </button>
-    <select class="speed" aria-label="speed" disabled=${disabled} value=${String(speed)}
-      onChange=${e => setSpeed(Number(e.currentTarget.value))}>
-      ${speeds.map(s => html`<option key=${s} value=${String(s)} selected=${s === speed}>${s}×</option>`)}</select></div>`;
+    ${isRealTime() ? html`<span class="quiet" title="a lamp of this house is real, and lives in real time">real time</span>`
+      : html`<${Speed} disabled=${disabled}/>`}</div>`;
+}
+
+function Speed({ disabled }) {
+  const speed = clock.value.speed;
+  const speeds = SPEEDS.includes(speed) ? SPEEDS : [...SPEEDS, speed].sort((a, b) => a - b);
+  return html`<select class="speed" aria-label="speed" disabled=${disabled} value=${String(speed)}
+    onChange=${e => setSpeed(Number(e.currentTarget.value))}>
+    ${speeds.map(s => html`<option key=${s} value=${String(s)} selected=${s === speed}>${s}×</option>`)}</select>`;
 }
 
 function Days({ shown }) {
@@ -49,7 +54,7 @@ function Days({ shown }) {
   const days = [...midnights(1, now), ...(dayStart(0) <= 0 ? [dayStart(0)] : [])].sort((a, b) => b - a);
   if (days.length < 2) return html`<span>${shortDateText(shown)}</span>`;
   const of = dayStart(shown);
-  return html`<select class="day" aria-label="day" disabled=${!canUse()}
+  return html`<select class="day" aria-label="day" disabled=${!canMoveTime()}
     onChange=${e => rewind(Math.min(nowMs(), Number(e.currentTarget.value) + msOfDay(shown)))}>
     ${days.map(t => html`<option key=${t} value=${t} selected=${t === of}>${shortDateText(Math.max(t, 0))}</option>`)}</select>`;
 }
@@ -92,7 +97,7 @@ function Lane({ shown, asked, ask }) {
   const now = nowMs();
   const nowShare = now < begin ? 0 : Math.min(1, (now - begin) / DAY_MS);
   const words = asked !== null ? 'chosen' : past.value ? 'paused in the past' : 'now';
-  const disabled = !canUse();
+  const disabled = !canMoveTime();
   const at = event => {
     const r = lane.current.getBoundingClientRect();
     ask(begin + Math.max(0, Math.min(1, (event.clientX - r.left) / r.width)) * DAY_MS);
