@@ -11,8 +11,11 @@
 #include "nxshared/XmlNode.h"
 
 #include <fstream>
+#include <map>
+#include <set>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -74,6 +77,17 @@ TEST_P(DriverSettingsTest, ReadmesStateSection_NamesEachElement)
         EXPECT_THAT(section, testing::HasSubstr(fmt::format("`{}`", row.name)));
 }
 
+TEST_P(DriverSettingsTest, EachElementOfTheState_StandsInAGroupNamedBefore)
+{
+    std::set<std::string> groups{""};
+    for (const drivers::StateElement& row : GetParam().schema().state)
+    {
+        EXPECT_EQ(groups.count(row.parent), 1u) << row.name;
+        if (row.kind == drivers::StateElement::Group)
+            groups.insert(row.name);
+    }
+}
+
 TEST_P(DriverSettingsTest, UsualValue_IsWithinTheRange)
 {
     for (const Setting& row : GetParam().schema().settings)
@@ -89,6 +103,27 @@ INSTANTIATE_TEST_SUITE_P(Types, DriverSettingsTest,
                                          Documented{"zigbee_light", &zigbee_light::Settings},
                                          Documented{"wired_dimmer", &wired_dimmer::Settings},
                                          Documented{"energy_switch", &energy_switch::Settings}));
+
+TEST(EnergyStateTest, Ranges_AreThoseOfWhatIsCounted)
+{
+    using Range = std::pair<std::int64_t, std::int64_t>;
+    const Range counted{0, INT32_MAX};
+    const Range total{INT32_MIN, INT32_MAX};
+    const Range hundredths{0, 99};
+    std::map<std::string, Range> ranges;
+    for (const drivers::StateElement& row : energy_switch::Settings().state)
+    {
+        if (std::string(row.parent) == "ENERGY_DATA")
+            ranges[row.name] = {row.least, row.most};
+    }
+    EXPECT_EQ(ranges, (std::map<std::string, Range>{{"MINUTES_ON", counted},
+                                                    {"MINUTES_ON_TODAY", counted},
+                                                    {"MINUTES_OFF", counted},
+                                                    {"ENERGY_USED", total},
+                                                    {"ENERGY_USED_TODAY", total},
+                                                    {"ENERGY_FRAC", hundredths},
+                                                    {"TODAY_FRAC", hundredths}}));
+}
 
 TEST(ReadSettingTest, NumberIsRead_AndWithoutOneTheUsualValueHolds)
 {

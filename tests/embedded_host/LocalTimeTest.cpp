@@ -235,6 +235,21 @@ TEST(LocalTimeZone, MakingAZone_LeavesTheProcessInItsOwn)
     EXPECT_EQ(first.tm_gmtoff, second.tm_gmtoff);
 }
 
+TEST(LocalTimeZone, MakingAZone_LeavesAProcessThatHasAZoneInIt)
+{
+    const char* before = std::getenv("TZ");
+    const std::string zoneBefore = before ? before : "";
+    ::setenv("TZ", "Asia/Tokyo", 1);
+    const TimeZone zone("Pacific/Kiritimati");
+    const char* after = std::getenv("TZ");
+    EXPECT_STREQ(after, "Asia/Tokyo");
+    if (before)
+        ::setenv("TZ", zoneBefore.c_str(), 1);
+    else
+        ::unsetenv("TZ");
+    ::tzset();
+}
+
 TEST(LocalTimeZone, NamesThatNoZoneHas_AreRefused)
 {
     for (const std::string name : {"Europe/Atlantis", "Europe", "zone.tab", "europe/berlin "})
