@@ -199,6 +199,8 @@ TEST(LocalTimeZone, LaterDecades_KeepTheRules)
     const TimeZone zone("Europe/Berlin");
     EXPECT_EQ(Wall(zone, "2060-07-01T12:00:00"), "2060-07-01T14:00:00");
     EXPECT_EQ(Wall(zone, "2060-12-01T12:00:00"), "2060-12-01T13:00:00");
+    EXPECT_EQ(Wall(zone, "2199-07-01T12:00:00"), "2199-07-01T14:00:00");
+    EXPECT_EQ(Wall(zone, "2199-12-01T12:00:00"), "2199-12-01T13:00:00");
 }
 
 TEST(LocalTimeZone, AnyMoment_IsFoundAgainOutsideTheDoubledHour)

@@ -299,6 +299,19 @@ TEST_F(StateStoreTest, NewFile_MayBeReadByOthersAndChangedByItsOwner)
     EXPECT_EQ(static_cast<fs::perms>(0644), fs::status(m_path).permissions());
 }
 
+TEST_F(StateStoreTest, ManySaves_KeepTheLogShort)
+{
+    const auto store = Open();
+    const auto save = [&](int count)
+    {
+        for (int i = 0; i < count; ++i)
+            store->Save({{"hall", PUCK, "<State>" + std::to_string(i) + "</State>"}});
+        return fs::file_size(m_path.string() + "-wal");
+    };
+    const std::uintmax_t few = save(20);
+    EXPECT_EQ(save(200), few);
+}
+
 TEST_F(StateStoreTest, FileInUse_IsRefusedToTheSecond)
 {
     const auto store = Open();
