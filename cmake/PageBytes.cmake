@@ -1,7 +1,21 @@
-# Makes a source that holds the files of a folder:
+# Makes a source that holds the files of a folder, and the chapter on house files of a document as
+# house_file.txt:
 #
-#     cmake -D FOLDER=... -D OUT=... -P cmake/PageBytes.cmake
+#     cmake -D FOLDER=... -D DOCUMENT=... -D OUT=... -P cmake/PageBytes.cmake
 file(GLOB files ${FOLDER}/*)
+set(title "## The house file\n")
+file(READ ${DOCUMENT} text)
+string(FIND "${text}" "\n${title}" begin)
+if(begin EQUAL -1)
+  message(FATAL_ERROR "${DOCUMENT} has no chapter on house files")
+endif()
+math(EXPR begin "${begin} + 1")
+string(SUBSTRING "${text}" ${begin} -1 text)
+string(FIND "${text}" "\n## " end)
+string(SUBSTRING "${text}" 0 ${end} text)
+get_filename_component(folder ${OUT} DIRECTORY)
+file(WRITE ${folder}/house_file.txt "${text}\n")
+list(APPEND files ${folder}/house_file.txt)
 set(arrays "")
 set(rows "")
 set(index 0)

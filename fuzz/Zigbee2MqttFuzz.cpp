@@ -59,6 +59,10 @@ struct Lamp : LampListener
     {
         ++frames;
         Require(frame.bytes.size() >= 3);
+        // Its own store comes back as what was sent.
+        tables.OnSent(frame);
+        tables.OnAnswer(frame);
+        Require(!tables.GetScenes() || tables.GetScenes()->size() <= AnsweredTables::MOST_SCENES);
     }
     void OnLampState(const LampState& state) override
     {
@@ -67,6 +71,7 @@ struct Lamp : LampListener
     }
 
     unsigned frames = 0;
+    AnsweredTables tables;
 };
 
 std::string WithTransaction(std::string payload, const std::string& transaction)

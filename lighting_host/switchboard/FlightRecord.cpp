@@ -34,9 +34,10 @@ std::string HouseDigest(const std::string& text)
 RecordHead ReadHead(Fields& fields)
 {
     const long long version = fields.Integer("flight_record", 1, LATEST);
-    if (version != RecordHead::VERSION)
+    if (version < RecordHead::FIRST_VERSION || version > RecordHead::VERSION)
         throw InputError(fmt::format("version {} of the format is not known here", version));
     RecordHead head;
+    head.version = static_cast<int>(version);
     head.program = fields.TextOr("program", std::string());
     head.housePath = fields.Text("path");
     head.houseText = fields.Text("house");
@@ -184,11 +185,10 @@ std::string HeadLine(const RecordHead& head)
         "{{\"flight_record\":{},\"program\":{},\"path\":{},\"house\":{},\"house_digest\":\"{}\","
         "\"clock\":\"{}\",\"seed\":{},\"draw\":{},\"start\":{},\"zone\":{},\"log_level\":{},"
         "\"people\":{},\"faults\":{},\"persist_ms\":{},\"states\":{{",
-        RecordHead::VERSION, JsonText(head.program), JsonText(head.housePath),
-        JsonText(head.houseText), HouseDigest(head.houseText),
-        head.clock == RecordClock::Lines ? "lines" : "paced", head.seed, JsonText(head.draw),
-        JsonText(head.start), JsonText(head.zone), head.logLevel, head.people,
-        JsonText(head.faults), head.persistMs);
+        head.version, JsonText(head.program), JsonText(head.housePath), JsonText(head.houseText),
+        HouseDigest(head.houseText), head.clock == RecordClock::Lines ? "lines" : "paced",
+        head.seed, JsonText(head.draw), JsonText(head.start), JsonText(head.zone), head.logLevel,
+        head.people, JsonText(head.faults), head.persistMs);
     const char* comma = "";
     for (const auto& [driver, state] : head.states)
     {
@@ -200,24 +200,29 @@ std::string HeadLine(const RecordHead& head)
 
 std::string InputLine(const RecordInput& input)
 {
-    std::string line;
-    AppendInputLine(line, input, IsJson(input.line));
-    return line;
+    if (IsJson(input.line))
+        return JsonInputLine(input);
+    return fmt::format("{{\"t_ms\":{},\"from\":{},\"text\":{}{}", input.timeMs,
+                       JsonText(input.from), JsonText(input.line), INPUT_END);
 }
 
-void AppendInputLine(std::string& out, const RecordInput& input, bool isJson)
+std::string JsonInputLine(const RecordInput& input)
 {
-    out += "{\"t_ms\":";
-    const fmt::format_int timeMs(input.timeMs);
-    out.append(timeMs.data(), timeMs.size());
-    out += ",\"from\":";
-    AppendJsonText(out, input.from);
-    out += isJson ? ",\"in\":" : ",\"text\":";
-    if (isJson)
-        out.append(input.line, 0, input.line.find_last_not_of(" \t\r\n") + 1);
-    else
-        AppendJsonText(out, input.line);
-    out += '}';
+    return InputHead(input).append(input.line, 0, InputSize(input.line)).append(INPUT_END);
+}
+
+std::string InputHead(const RecordInput& input)
+{
+    return fmt::format("{{\"t_ms\":{},\"from\":{},\"in\":", input.timeMs, JsonText(input.from));
+}
+
+std::size_t InputSize(const std::string& line)
+{
+    std::size_t size = line.size();
+    while (size > 0 && (line[size - 1] == ' ' || line[size - 1] == '\t' || line[size - 1] == '\r' ||
+                        line[size - 1] == '\n'))
+        --size;
+    return size;
 }
 
 std::string DigestLine(const RecordDigest& digest)

@@ -4,13 +4,14 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lighting_host
 {
 // A flight record: everything that makes a run repeatable, as a file of JSON lines.
 //
-//     {"flight_record":1,"program":"1.0.0","path":"house.xml","house":"<house>...","house_digest":
+//     {"flight_record":2,"program":"1.0.0","path":"house.xml","house":"<house>...","house_digest":
 //      "...","clock":"paced","seed":1,"draw":"random","start":"2026-01-01T00:00:00","zone":"",
 //      "log_level":0,"people":true,"faults":"light","persist_ms":60000,"states":{"hall":"<State>..."}}
 //     {"t_ms":1200,"from":"ws 1","in":{"driver":"hall",...}}
@@ -33,7 +34,10 @@ enum class RecordClock
 // The first line of a record.
 struct RecordHead
 {
-    static constexpr int VERSION = 1;
+    // Version 1 has digests of another form.
+    static constexpr int VERSION = 2;
+    static constexpr int FIRST_VERSION = 1;
+    int version = VERSION;
 
     std::string program;
     // Where the house file was; what it names is relative to that folder.
@@ -110,9 +114,14 @@ FlightRecord ParseFlightRecord(const std::string& text);
 // The lines of a record, without their line end.
 std::string HeadLine(const RecordHead& head);
 std::string InputLine(const RecordInput& input);
-// Appends the same; `isJson` as IsJson says of the input's line, for who has read it already:
-// reading it costs more than all the rest.
-void AppendInputLine(std::string& out, const RecordInput& input, bool isJson);
+// The same for a line that is known to be JSON: reading it costs more than all the rest.
+std::string JsonInputLine(const RecordInput& input);
+
+// The parts of that line, for who writes many: its head, which tells of time and visitor, as much
+// of the input's line as InputSize says, its end.
+std::string InputHead(const RecordInput& input);
+std::size_t InputSize(const std::string& line);
+constexpr std::string_view INPUT_END = "}";
 std::string DigestLine(const RecordDigest& digest);
 // `text` is the output as the protocol writes it.
 std::string OutputLine(std::int64_t timeMs, const std::string& text);

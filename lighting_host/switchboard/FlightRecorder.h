@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace lighting_host
 {
@@ -47,13 +48,20 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    template <class AppendTo>
-    void Add(const AppendTo& appendTo);
+    void Add(const std::string& line);
+    char* Room(std::size_t size);
 
     int m_file = -1;
     const std::function<void()> m_onFailure;
-    std::string m_waiting;
+    // What waits stands at its front.
+    std::vector<char> m_buffer;
+    std::size_t m_waiting = 0;
     Clock::time_point m_since;
+    // How the line of the last input begins, and for which time and visitor: of many inputs at once
+    // it is the next one's as well.
+    std::string m_head;
+    std::int64_t m_headMs = -1;
+    std::string m_headFrom;
     std::string m_failure;
 };
 } // namespace lighting_host

@@ -32,7 +32,7 @@ void AppendOf(std::string& text, std::uint64_t of)
 
 HouseRun::HouseRun(const HouseFile& file, const Options& options, Sinks sinks)
     : m_file(file), m_linesMoveTime(options.linesMoveTime), m_numbered(options.numbered),
-      m_sinks(std::move(sinks)), m_nextMinuteMs(MINUTE_MS)
+      m_sinks(std::move(sinks)), m_digest(options.digest), m_nextMinuteMs(MINUTE_MS)
 {
     // Causes are known before what they cause is written.
     if (m_numbered)

@@ -36,6 +36,8 @@ public:
         // Whether lines are numbered and tell what caused them, and digests are made. Without, only
         // `onAnswer` and `onOutputText` are called, and it costs nothing.
         bool numbered = true;
+        // Another than the default for a run that is compared with an older record.
+        OutputDigest::Form digest = OutputDigest::Form::Hashes;
     };
 
     // Gets each numbered line as it comes, inside the call that caused it: must not call into the

@@ -258,6 +258,10 @@ bool LiveHouse::HandIn(HouseVisitor& visitor, const std::string& line, unsigned 
     };
     try
     {
+        // Blanks in JSON may be line ends: in a record and in what hears causes they would be
+        // lines.
+        if (line.find_first_of("\r\n") != std::string::npos)
+            throw InputError("an input is one line");
         refused = !Dispatch(visitor.Name(), line, number);
     }
     catch (const InputError& error)
@@ -401,7 +405,7 @@ void LiveHouse::StopRewind()
     {
         // On to where it can be heard; that is not far.
         rewind.heardFrom = m_milestones.After(rewind.life.run->NowMs());
-        rewind.toMs = rewind.heardFrom->timeMs - 1;
+        rewind.toMs = rewind.heardFrom->timeMs;
         rewind.toSeq = 0;
         rewind.toNow = false;
         while (GoOnWithRewind())

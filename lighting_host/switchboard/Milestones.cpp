@@ -9,6 +9,8 @@ void Milestones::Note(std::int64_t timeMs, std::uint64_t seq, const OutputDigest
     if (timeMs % m_intervalMs != 0)
         return;
     m_all.push_back({timeMs, seq, digest});
+    // What is kept of single outputs would fill the memory in the course of weeks.
+    m_all.back().digest.Cut();
     if (m_all.size() < MOST)
         return;
     m_intervalMs *= 2;

@@ -22,7 +22,7 @@ public:
         std::int64_t timeMs = 0;
         // The last number.
         std::uint64_t seq = 0;
-        // Of all outputs so far.
+        // Of all outputs so far, cut.
         OutputDigest digest;
     };
     // How far apart they are at first, and how many there may be: then every other one goes.

@@ -288,7 +288,7 @@ void RecordShrinker::Write(const std::string& path) const
     // A minute without an output says nothing that the one before does not.
     hooks.onMinute = [&recorder](std::int64_t timeMs, const OutputDigest& digest)
     {
-        if (!digest.Sums().empty())
+        if (!digest.IsCut())
             recorder.OnDigest({timeMs, digest.Count(), digest.Hex(), digest.Sums()});
     };
     Replay replay(record, file, RunOptionsOf(record), std::move(hooks));

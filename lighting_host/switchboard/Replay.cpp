@@ -103,6 +103,7 @@ HouseRun::Options RunOptionsOf(const FlightRecord& record)
     }
     options.faults = FaultLevelOf(head.faults);
     options.people = head.people;
+    options.digest = head.version == 1 ? OutputDigest::Form::Text : OutputDigest::Form::Hashes;
     options.linesMoveTime = head.clock == RecordClock::Lines;
     return options;
 }

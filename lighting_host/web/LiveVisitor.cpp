@@ -56,9 +56,11 @@ LiveServer::Visitor::~Visitor()
     m_server.Released(*this);
 }
 
-void LiveServer::Visitor::OnMessage(const std::string& text)
+void LiveServer::Visitor::OnMessage(const std::string& message)
 {
     const unsigned long number = ++m_number;
+    // Some programs end each message as a line.
+    const std::string text = message.substr(0, message.find_last_not_of("\r\n") + 1);
     try
     {
         if (OwnLine(text))

@@ -22,6 +22,7 @@ constexpr File FILES[] = {
     {"/licences.txt", "licences.txt", "text/plain; charset=utf-8"},
     {"/style.css", "style.css", "text/css; charset=utf-8"},
     {"/icon.svg", "icon.svg", "image/svg+xml"},
+    {"/house_file.txt", "house_file.txt", "text/plain; charset=utf-8"},
 };
 } // namespace
 

@@ -614,6 +614,21 @@ TEST_F(Gen3KeypadDriverTest, UseWithoutAnAnswer_IsNotSentAgainWhenItIsTooLate)
     EXPECT_EQ(Waiting(), 0u);
 }
 
+TEST_F(Gen3KeypadDriverTest, UseThatWasOnItsWay_IsGivenUpOnceWhenTheKeypadIsBack)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    Online();
+    house.CallDriver([&] { driver.Button(1)->RemoteClick(); });
+    for (int i = 0; i < 2; ++i)
+    {
+        driver.Bus().setDeviceOnline(false);
+        Hear(0x9030, {9, 0});
+    }
+    EXPECT_THAT(Warnings(),
+                ElementsAre("a use of button 1 was given up, since the keypad was not there"));
+    EXPECT_EQ(Waiting(), 0u);
+}
+
 TEST_F(Gen3KeypadDriverTest, StateWithoutAnAnswer_IsSentAgain)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <limits>
 #include <memory>
 
@@ -117,6 +119,21 @@ TEST(RealClock, Source_IsCountedFromTheStart)
     sourceTime += 1999999ns;
     EXPECT_EQ(1999999ns, clock.NowExactly());
     EXPECT_EQ(1ms, clock.Now());
+}
+
+TEST(RealClock, WithoutAZone_ShowsTheTimeOfTheProcess)
+{
+    const char* before = std::getenv("TZ");
+    const std::string zoneBefore = before ? before : "";
+    ::setenv("TZ", "Asia/Tokyo", 1);
+    ::tzset();
+    EXPECT_NEAR(static_cast<double>(RealClock().LocalSeconds()),
+                static_cast<double>(std::time(nullptr) + 9 * 3600), 1.0);
+    if (before)
+        ::setenv("TZ", zoneBefore.c_str(), 1);
+    else
+        ::unsetenv("TZ");
+    ::tzset();
 }
 
 TEST(RealClock, MoveTo_DoesNotMoveIt)

@@ -199,6 +199,8 @@ TEST(LocalTimeZone, LaterDecades_KeepTheRules)
     const TimeZone zone("Europe/Berlin");
     EXPECT_EQ(Wall(zone, "2060-07-01T12:00:00"), "2060-07-01T14:00:00");
     EXPECT_EQ(Wall(zone, "2060-12-01T12:00:00"), "2060-12-01T13:00:00");
+    EXPECT_EQ(Wall(zone, "2199-07-01T12:00:00"), "2199-07-01T14:00:00");
+    EXPECT_EQ(Wall(zone, "2199-12-01T12:00:00"), "2199-12-01T13:00:00");
 }
 
 TEST(LocalTimeZone, AnyMoment_IsFoundAgainOutsideTheDoubledHour)
@@ -233,6 +235,21 @@ TEST(LocalTimeZone, MakingAZone_LeavesTheProcessInItsOwn)
     const char* after = std::getenv("TZ");
     EXPECT_EQ(after ? after : "none", zoneBefore);
     EXPECT_EQ(first.tm_gmtoff, second.tm_gmtoff);
+}
+
+TEST(LocalTimeZone, MakingAZone_LeavesAProcessThatHasAZoneInIt)
+{
+    const char* before = std::getenv("TZ");
+    const std::string zoneBefore = before ? before : "";
+    ::setenv("TZ", "Asia/Tokyo", 1);
+    const TimeZone zone("Pacific/Kiritimati");
+    const char* after = std::getenv("TZ");
+    EXPECT_STREQ(after, "Asia/Tokyo");
+    if (before)
+        ::setenv("TZ", zoneBefore.c_str(), 1);
+    else
+        ::unsetenv("TZ");
+    ::tzset();
 }
 
 TEST(LocalTimeZone, NamesThatNoZoneHas_AreRefused)

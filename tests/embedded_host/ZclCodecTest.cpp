@@ -1,5 +1,6 @@
 #include "embedded_host/ZclCodec.h"
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -189,6 +190,32 @@ TEST(ZclReplies, ViewScene_ReadsOverNamesAndForeignSets)
     EXPECT_EQ(Said(SCENES, "090701000100000100ff000304deadbeef0800034000000600010106000100"),
               "view 1 25 1000");
     EXPECT_EQ(Said(SCENES, "0907010001000001000000030008000140"), "view 1 25 1000");
+}
+
+TEST(ZclReplies, ViewSceneWithTwoLevels_TakesTheFirst)
+{
+    EXPECT_EQ(Said(SCENES, "09070100010000010000080001000800017f"), "view 1 0 1000");
+}
+
+// Octets of a value of each type, by the ZigBee Cluster Library.
+TEST(ZclReplies, ValuesOfEveryType_AreReadOver)
+{
+    const std::map<std::string, unsigned> octets = {
+        {"08", 1}, {"09", 2}, {"0a", 3}, {"0b", 4}, {"0c", 5}, {"0d", 6}, {"0e", 7}, {"0f", 8},
+        {"10", 1}, {"18", 1}, {"19", 2}, {"1a", 3}, {"1b", 4}, {"1c", 5}, {"1d", 6}, {"1e", 7},
+        {"1f", 8}, {"20", 1}, {"21", 2}, {"22", 3}, {"23", 4}, {"24", 5}, {"25", 6}, {"26", 7},
+        {"27", 8}, {"28", 1}, {"29", 2}, {"2a", 3}, {"2b", 4}, {"2c", 5}, {"2d", 6}, {"2e", 7},
+        {"2f", 8}, {"30", 1}, {"31", 2}, {"38", 2}, {"39", 4}, {"3a", 8}, {"e0", 4}, {"e1", 4},
+        {"e2", 4}, {"e8", 2}, {"e9", 2}, {"f0", 8}};
+    for (const auto& type : octets)
+    {
+        const std::string value(2 * type.second, '0');
+        EXPECT_EQ(Said(SCENES, "180701010000" + type.first + value + "0000002007"), "count 7")
+            << type.first;
+    }
+    // Texts say their length.
+    EXPECT_EQ(Said(SCENES, "1807010100004103616263000000200a"), "count 10");
+    EXPECT_EQ(Said(SCENES, "1807010100004203616263000000200a"), "count 10");
 }
 
 TEST(ZclReplies, ViewSceneWithoutLevel_IsLevelMinusOne)

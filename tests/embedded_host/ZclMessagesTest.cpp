@@ -185,6 +185,32 @@ TEST(ZclMessages, NamesClustersAndFields_OfEachKind)
     }
 }
 
+TEST(ZclMessages, Frame_NeedsItsOwnLengthAndNoMore)
+{
+    nx::ZclMessage* const messages[] = {
+        nx::MakeGetAllGroupMembership(), nx::MakeJoinGroupPacket(1),
+        nx::MakeLeaveThisGroupPacket(1), nx::MakeGetSceneCount(),
+        nx::MakeGetSceneMembership(1),   nx::MakeViewScene(1),
+        nx::MakeRemoveScene(1),          nx::MakeSceneRamp(1, 1, 1)};
+    for (nx::ZclMessage* message : messages)
+    {
+        const auto held = Ours(message);
+        std::uint8_t frame[HostZclMessage::MAX_FRAME];
+        const std::size_t length = held->Encode(1, frame, sizeof frame);
+        EXPECT_EQ(held->Encode(1, frame, length), length) << held->Name();
+        EXPECT_EQ(held->Encode(1, frame, length - 1), 0u) << held->Name();
+    }
+}
+
+TEST(ZclMessages, RequestThatIsNone_IsUnknownAndNoFrame)
+{
+    embedded_host::zcl::Request request;
+    request.kind = static_cast<embedded_host::zcl::RequestKind>(8);
+    std::uint8_t frame[HostZclMessage::MAX_FRAME];
+    EXPECT_STREQ(embedded_host::zcl::RequestName(request.kind), "unknown");
+    EXPECT_EQ(embedded_host::zcl::EncodeRequest(request, 1, frame, sizeof frame), 0u);
+}
+
 TEST(ZclMessages, JoiningAnyGroup_IsSentAsAsked)
 {
     for (const unsigned group : {0x0000u, 0x0001u, 0xFFF7u, 0xFFF8u, 0xFFFFu, 0x00AB0000u})

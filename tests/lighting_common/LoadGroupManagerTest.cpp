@@ -272,6 +272,17 @@ TEST_F(LoadGroups, Leave_RemovesItsScenesThenTheGroup)
     EXPECT_TRUE(m_manager.getGroups().empty());
 }
 
+TEST_F(LoadGroups, Leave_RemovesScenesWithNeighbouringNumbersToo)
+{
+    Join("1");
+    for (const char* scene : {"5", "6", "7"})
+        JoinScene("1", scene);
+    Forget();
+    Leave("1");
+    EXPECT_THAT(Happened(), ElementsAre("scene removed 5", "scene removed 6", "scene removed 7",
+                                        "nx.als.grm 0001"));
+}
+
 TEST_F(LoadGroups, Leave_ReportsSyncStoppedOnlyForTheLastSyncGroup)
 {
     Join("1", true);

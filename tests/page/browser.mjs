@@ -61,6 +61,11 @@ export class Visitor {
 
   go(hash) { return this.page.evaluate(h => { location.hash = h; }, hash); }
 
+  // By how many pixels the page is wider than the window.
+  tooWide() {
+    return this.page.evaluate(() => Math.max(0, document.documentElement.scrollWidth - document.documentElement.clientWidth));
+  }
+
   // The rules of axe-core that are broken, each with the elements that break it.
   async violations() {
     await this.page.evaluate(AXE);

@@ -97,6 +97,7 @@ test('HouseWithoutDrivers_SaysSoAndTimeWorks', async () => {
   use.server.house = empty();
   const v = await use.open();
   await says(v.main('house'), 'This house has no drivers');
+  assert.equal(await v.page.getByRole('link', { name: 'how a house file is written' }).getAttribute('href'), '/house_file.txt');
   await v.button('step').click();
   await until(() => use.heard({ house: 'step' }).length === 1);
 });

@@ -139,6 +139,20 @@ class Visitors(Live):
                       '{"house":"power","driver":"nobody","on":true}', '{"since":"a"}'):
             self.assertIn("error", visitor.ask(wrong)[0], wrong)
 
+    def test_message_of_several_lines_is_refused_and_leaves_the_record_whole(self):
+        record = os.path.join(self.folder.name, "flight.jsonl")
+        live = self.serve("--speed", "pause", "--record", record)
+        visitor = self.visit(live)
+        visitor.line()
+        for wrong in ('{"driver":"hall",\n"online":true}', '{"driver":"hall",\r"online":true}'):
+            self.assertIn("one line", visitor.ask(wrong)[0]["error"])
+        self.assertFalse(any("error" in line for line in
+                             visitor.ask('{"driver":"hall","online":true}\r\n')))
+        live.end()
+        done = subprocess.run([PROGRAM, "replay", record], capture_output=True, text=True,
+                              check=False, timeout=60)
+        self.assertIn("the same", done.stdout, done.stderr)
+
     def test_who_sends_octets_is_closed(self):
         visitor = self.visit(self.serve("--speed", "pause"))
         visitor.line()

@@ -67,6 +67,15 @@ class Replay(Record):
         self.assertEqual(outputs, self.run_program("replay", self.path, "--outputs").stdout)
         self.assertIn('"event":6001', outputs)
 
+    def test_record_of_the_first_version_is_the_same(self):
+        record = os.path.join(os.path.dirname(os.path.abspath(__file__)), "records/version_1.jsonl")
+        self.expect(0, "54 outputs, 24 inputs, 3 digests compared", "replay", record)
+        with open(record, encoding="utf-8") as file:
+            text = file.read()
+        with open(self.path, "w", encoding="utf-8") as file:
+            file.write(text.replace('"digest":"9', '"digest":"8'))
+        self.expect(1, "differs in the minute up to 00h02m00.000s", "replay", self.path)
+
     def test_until_an_event(self):
         self.write(self.presses())
         done = self.run_program("replay", self.path, "--outputs")
@@ -99,7 +108,7 @@ class Replay(Record):
     def test_damage_is_told_with_its_line(self):
         whole = self.presses()
         for number, spoil, words in (
-                (1, lambda line: dict(line, flight_record=2), "line 1: version 2 of the format"),
+                (1, lambda line: dict(line, flight_record=3), "line 1: version 3 of the format"),
                 (1, lambda line: dict(line, house=line["house"] + " "), "does not agree with its"),
                 (1, lambda line: dict(line, draw="often"), '"often" is none of random, low, high'),
                 (1, lambda line: dict(line, faults="dire"), '"dire" is no level of faults'),

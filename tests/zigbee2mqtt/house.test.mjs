@@ -71,7 +71,7 @@ test("RecalledScene_AndMoves_ReachTheLamp", () =>
 
 test("TablesOfTheLamp_AreShownAsItLastAnswered_AndItsDeviceIsReal", () =>
     withHouse({ sofa: { ieee: SOFA } }, { more: SCENE, options: ["--faults", "heavy"] }, async (house) => {
-        const { holds, simulated, faults, facts } = await house.picture(
+        const { holds, simulated, faults, facts, sync } = await house.picture(
             "sofa",
             (picture) => picture.holds.scenes?.length === 1,
             "the lamp's scene on the page",
@@ -81,6 +81,8 @@ test("TablesOfTheLamp_AreShownAsItLastAnswered_AndItsDeviceIsReal", () =>
         assert.ok(holds.answered_ms > 0);
         assert.deepEqual([simulated, faults], [false, undefined]);
         assert.deepEqual(facts[0], ["real lamp", SOFA]);
+        // The walk is seen both ways.
+        assert.deepEqual([...new Set(sync.frames.map(({ way }) => way))].sort(), ["in", "out"]);
         await assert.rejects(house.hand({ house: "power", driver: "sofa", on: false }), /is real/);
         // What others change there is seen once the driver looks.
         await rig.act("set_tables", SOFA, { groups: [], scenes: [] });

@@ -1,7 +1,10 @@
 #include "lighting_host/switchboard/FlightRecord.h"
 
 #include "lighting_host/switchboard/FlightRecorder.h"
+#include "lighting_host/switchboard/Milestones.h"
 #include "tests/lighting_host/HouseFolder.h"
+
+#include <set>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -124,8 +127,16 @@ TEST(FlightRecordTest, WhatIsWrong_IsToldWithItsLine)
 TEST(FlightRecordTest, AnotherVersion_IsRefused)
 {
     std::string head = HeadLine(Head());
-    head.replace(head.find(":1,"), 3, ":2,");
-    EXPECT_THAT(ErrorOf(head + "\n"), HasSubstr("version 2"));
+    head.replace(head.find(":2,"), 3, ":3,");
+    EXPECT_THAT(ErrorOf(head + "\n"), HasSubstr("version 3"));
+}
+
+TEST(FlightRecordTest, FirstVersion_StaysThatWhenItIsWrittenAgain)
+{
+    RecordHead head = Head();
+    EXPECT_EQ(ParseFlightRecord(HeadLine(head) + "\n").head.version, 2);
+    head.version = 1;
+    EXPECT_EQ(ParseFlightRecord(HeadLine(head) + "\n").head.version, 1);
 }
 
 TEST(FlightRecordTest, HouseThatWasChanged_IsRefused)
@@ -149,6 +160,75 @@ TEST(FlightRecorderTest, WhatIsRecorded_ReadsBack)
     EXPECT_EQ(record.inputs.size(), 1u);
     EXPECT_THAT(record.outputs, ElementsAre("{\"t_ms\":7,\"driver\":\"hall\",\"event\":6001}"));
     EXPECT_TRUE(record.ended);
+}
+
+TEST(FlightRecorderTest, InputsOfSeveralVisitors_AreTheLinesOfEach)
+{
+    const HouseFolder folder;
+    const RecordInput inputs[] = {
+        {7, "desk", "{\"driver\":\"hall\",\"online\":true}"},
+        {7, "a \"b\"", "{} \r"},
+        {1234567, "a \"b\"", "{\"x\":\"" + std::string(70000, 'y') + "\"}"},
+        {1234568, "desk", "{}\t"}};
+    std::string expected = HeadLine(Head()) + "\n";
+    {
+        FlightRecorder recorder(folder.Path("r.jsonl"), Head());
+        for (int round = 0; round < 3; ++round)
+            for (const RecordInput& input : inputs)
+            {
+                recorder.OnJsonInput(input);
+                expected += InputLine(input) + "\n";
+            }
+    }
+    EXPECT_EQ(folder.Read("r.jsonl"), expected);
+    EXPECT_THAT(expected, HasSubstr("\n{\"t_ms\":7,\"from\":\"a \\\"b\\\"\",\"in\":{}}\n"));
+}
+
+TEST(OutputDigestTest, WhereItIsCut_DoesNotMatter)
+{
+    for (const auto form : {OutputDigest::Form::Text, OutputDigest::Form::Hashes})
+    {
+        OutputDigest whole(form);
+        OutputDigest cut(form);
+        for (const char* output : {"{\"a\":1}", "{\"b\":2}", ""})
+        {
+            whole.Add(output);
+            cut.Add(output);
+            cut.Cut();
+            EXPECT_EQ(cut.Hex(), OutputDigest(whole).Hex());
+        }
+        EXPECT_EQ(cut.Sums(), "");
+        EXPECT_EQ(whole.Sums().size(), 3 * OutputDigest::SUM_DIGITS);
+        EXPECT_EQ(whole.Sums().substr(8, 8), OutputDigest::SumOf("{\"b\":2}"));
+        EXPECT_EQ(cut.Count(), 3u);
+    }
+}
+
+TEST(OutputDigestTest, OtherOutputsOrOrder_OtherDigest)
+{
+    const auto hexOf = [](const std::vector<std::string>& outputs)
+    {
+        OutputDigest digest;
+        for (const std::string& output : outputs)
+            digest.Add(output);
+        return digest.Hex();
+    };
+    const std::set<std::string> all = {
+        hexOf({}),     hexOf({""}),     hexOf({"a", "b"}),    hexOf({"b", "a"}),
+        hexOf({"ab"}), hexOf({"a\nb"}), hexOf({"a", "b", ""})};
+    EXPECT_EQ(all.size(), 7u);
+}
+
+TEST(MilestonesTest, Minute_IsKeptWithoutItsSingleOutputs)
+{
+    OutputDigest digest;
+    digest.Add("{\"a\":1}");
+    Milestones milestones;
+    milestones.Note(Milestones::FIRST_INTERVAL_MS, 1, digest);
+    const auto found = milestones.Before(Milestones::FIRST_INTERVAL_MS, 0, 0);
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(found->digest.IsCut());
+    EXPECT_EQ(found->digest.Hex(), digest.Hex());
 }
 
 TEST(FlightRecorderTest, FileThatIsThere_IsNotOverwritten)

@@ -281,6 +281,9 @@ TEST_F(LongLifeTest, RewindThatIsStoppedEarly_StandsWhereItHasCome)
     EXPECT_TRUE(m_house->HandIn(m_desk, R"({"house":"rewind","t_ms":25000000})", 1, 0));
     EXPECT_TRUE(Say(R"({"house":"stop"})"));
     EXPECT_LT(NowMs(), HOUR_MS);
+    // With its whole minute: a record that goes on there tells of whole minutes only.
+    EXPECT_EQ(NowMs() % 60000, 0);
+    EXPECT_TRUE(m_house->Run().Digest().IsCut());
     EXPECT_TRUE(Say(R"({"house":"go_on"})"));
     Live(1);
     const std::string first = "\"seq\":" + std::to_string(m_house->Ring().First()) + "}";

@@ -173,7 +173,7 @@ const People = () => (parts.people.value.length === 0 ? null
 export function HousePage() {
   if (driverNames.value.length === 0) {
     return html`<main id="main" class="empty" tabindex="-1" aria-label="house"><h1>This house has no drivers</h1>
-      <p>A house file names its drivers, rooms, scenes and load groups; docs/houses.md of this program says how.</p></main>`;
+      <p>A house file names its drivers, rooms, scenes and load groups: <a href="/house_file.txt">how a house file is written</a>.</p></main>`;
   }
   return html`<main id="main" class="house-page" tabindex="-1" aria-label="house"><h1 class="hidden">House ${house.value.name}</h1>
     <${Summary}/><${Rooms}/><div class="rail"><${Scenes}/><${Groups}/><${People}/>
