@@ -4,8 +4,8 @@
 #include "nxshared/Crypto.h"
 
 #include <chrono>
-#include <optional>
 #include <limits>
+#include <optional>
 
 #include <boost/weak_ptr.hpp>
 #include <gtest/gtest.h>
