@@ -7,6 +7,7 @@
 #include <map>
 #include <ostream>
 #include <stdexcept>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,13 @@ private:
     std::map<unsigned, Fired> m_fired;
 };
 
+// Takes what is written and keeps nothing. A stream without a buffer will not do: it is not good.
+class Nowhere : public std::streambuf
+{
+    int_type overflow(int_type octet) override { return traits_type::not_eof(octet); }
+    std::streamsize xsputn(const char*, std::streamsize size) override { return size; }
+};
+
 // Runs the house for so many hours of virtual time, telling nothing; `timers` may be null. Throws
 // std::runtime_error when the house cannot be run.
 inline void RunQuietly(const std::string& path, unsigned hours,
@@ -85,7 +93,8 @@ inline void RunQuietly(const std::string& path, unsigned hours,
     options.verbosity = lighting_host::Verbosity::Quiet;
     options.session.logLevel = 30000;
     options.session.timers = timers;
-    std::ostream nowhere(nullptr);
+    Nowhere buffer;
+    std::ostream nowhere(&buffer);
     if (lighting_host::RunHouse(path, options, nowhere, nowhere) != 0)
         throw std::runtime_error(path + " cannot be run");
 }

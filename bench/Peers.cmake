@@ -1,4 +1,5 @@
-# What the benchmarks are measured against, where it is installed. Nothing here is required.
+# What the benchmarks are measured against, where it is installed. Only what the product needs too is
+# required.
 
 pkg_check_modules(BENCH_EVENT libevent_core)
 if(BENCH_EVENT_FOUND)
@@ -27,3 +28,9 @@ if(BENCH_OLA_FOUND)
   # Its headers still use what the language has dropped since.
   target_compile_options(TrapBench PRIVATE -Wno-deprecated-declarations)
 endif()
+
+# The rigs of the tests hold a driver and its device together; some of them use assertions.
+target_link_libraries(DevicesBench PRIVATE GTest::gtest)
+
+pkg_check_modules(BENCH_SQLITE REQUIRED IMPORTED_TARGET sqlite3)
+target_link_libraries(StateBench PRIVATE PkgConfig::BENCH_SQLITE)

@@ -4,9 +4,9 @@
 Usage: bench/measure_programs.py BUILD RESULTS
 
 Protocol lines through `lighting-host stdio` beside `jq -c .` over the same input; the start of a
-large house from its file beside one that is parsed and made in memory; a ZCL frame
-written and one read beside zigbee-herdsman, where scripts/bench --with-peers has put it into
-BUILD/npm. RESULTS is the folder for the JSON results; what is not installed is left out.
+large house from its file beside one that is parsed and made in memory; the restart of a house with
+the states that it kept beside one that keeps none; a ZCL frame written and one read beside
+zigbee-herdsman, where scripts/bench --with-peers has put it into BUILD/npm. RESULTS is the folder for the JSON results; what is not installed is left out.
 """
 
 import json
@@ -22,6 +22,8 @@ LINES = 200000
 REPETITIONS = 7
 DRIVERS = 100000
 START_REPETITIONS = 3
+LIGHTS = 1000
+SCENES = 8
 HOUSE = '<house><driver name="p" type="puck" id="1">'
 HOUSE += '<capability name="load_present">true</capability></driver></house>'
 
@@ -86,6 +88,33 @@ def start(build):
     return entries
 
 
+def restart(program, results):
+    """1,000 lights with eight scenes each, started with what the state file has and saved again."""
+    entries = []
+    # Beside the results, because a folder for temporary files may be in memory.
+    with tempfile.TemporaryDirectory(dir=results) as folder:
+        house = os.path.join(folder, "house.xml")
+        with open(house, "w", encoding="utf-8") as file:
+            file.write("<house>\n")
+            for i in range(LIGHTS):
+                file.write(f'<driver name="l{i}" type="zigbee_light" id="{i + 1}"/>\n')
+            file.write("</house>\n")
+        lines = os.path.join(folder, "scenes.jsonl")
+        with open(lines, "w", encoding="utf-8") as file:
+            for i in range(LIGHTS * SCENES):
+                params = {"SCENE_ID": (i // LIGHTS + 1) << 16 | 1, "LEVEL": 50, "TIME": 1000}
+                line = {"driver": f"l{i % LIGHTS}", "command": "ADD_TO_SCENE", "params": params}
+                file.write(json.dumps(line) + "\n")
+        state = os.path.join(folder, "state")
+        with_state = [program, "stdio", house, "--state", state]
+        seconds(with_state, lines)
+        commands = {"restart/with_state": with_state, "restart/without": [program, "stdio", house]}
+        for _ in range(REPETITIONS):
+            for name, command in commands.items():
+                entries.append(entry(name, seconds(command, os.devnull) * 1e9))
+    return entries
+
+
 def zcl_frames(build):
     ours = [os.path.join(build, "bin", "bench", "ZclBench"), "--benchmark_format=json"]
     commands = [ours + ["--benchmark_min_time=0.2"]]
@@ -105,6 +134,7 @@ def main():
     build, results = sys.argv[1:]
     write(results, "stdio.json", protocol_lines(os.path.join(build, "bin", "lighting-host")))
     write(results, "start.json", start(build))
+    write(results, "restart.json", restart(os.path.join(build, "bin", "lighting-host"), results))
     write(results, "zcl.json", zcl_frames(build))
 
 

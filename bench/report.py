@@ -15,6 +15,7 @@ import glob
 import json
 import os
 import platform
+import re
 import statistics
 import subprocess
 import sys
@@ -45,6 +46,10 @@ MARKS = [
     ("an input line, kept in a flight record", "input_line/recorded", "input_line/plain",
      "at most", 1.1),
     ("scene push of 16 elements", "push/ours", "push/pugixml", "at most", 4.0),
+    ("a ramp of a group of 60 loads", "group_ramp/house", "group_ramp/one_by_one", "at most", 1.5),
+    ("a state saved, on the disk", "state/ours", "state/sqlite", "at most", 2.0),
+    ("restart of 1,000 lights with their states", "restart/with_state", "restart/without", "at most",
+     5.0),
     ("a log call that is switched off", "log_off/ours", "log_off/isEnabledFor", "at most", 1.1),
 ]
 # Figures without a peer: what, whose counter, which counter, its unit, how it is compared, the mark.
@@ -53,7 +58,22 @@ FIGURES = [
      "at least", 2500),
     ("memory of a puck driver, 100,000 of them", "trap/ours/100000", "bytes_each", " bytes",
      "at most", 1200),
+    ("a line with 32 keypads under full load: of its time in use", "bus/full", "busy_percent",
+     " %", "at least", 95),
+    ("the same: of the octets that 38,400 baud carry", "bus/full", "percent", " %", "at least", 90),
+    ("the same: frames a second", "bus/full", "frames_a_second", "", "", None),
+    ("synchronisation of a ZigBee light: repairs, over the fewest possible", "zigbee/sync",
+     "repairs_ratio", "", "at most", 1.0),
+    ("the same: all frames to it, over the fewest possible", "zigbee/sync", "frames_ratio", "",
+     "at most", 1.5),
+    ("the same: how long it takes, answers after 15 ms", "zigbee/sync", "simulated_ms", " ms", "",
+     None),
+    ("memory of a simulated puck module", "device/puck", "bytes_each", " bytes", "", None),
+    ("memory of a simulated ZigBee light", "device/light", "bytes_each", " bytes", "", None),
+    ("memory of a simulated dimmer", "device/dimmer", "bytes_each", " bytes", "", None),
+    ("memory of a simulated keypad with its bus", "device/keypad", "bytes_each", " bytes", "", None),
 ]
+COUNTERS = {"allocations", "start_seconds"} | {counter for _, _, counter, *_ in FIGURES}
 GROWTH = (10, 1000, 100000)
 BEGIN, END = "<!-- measured: begin -->", "<!-- measured: end -->"
 PLOT = """
@@ -81,14 +101,15 @@ def read(folder):
     for path in sorted(glob.glob(os.path.join(folder, "*.json"))):
         with open(path, encoding="utf-8") as file:
             for entry in json.load(file)["benchmarks"]:
-                name = entry["run_name"].split("/repeats")[0]
+                wall = "/real_time" in entry["run_name"]
+                name = re.split("/repeats|/real_time|/iterations", entry["run_name"])[0]
                 if entry.get("error_occurred"):
                     print(f"{name}: {entry.get('error_message')}", file=sys.stderr)
                     continue
                 if entry.get("run_type") != "iteration":
                     continue
-                times.setdefault(name, []).append(entry["cpu_time"])
-                for counter in ("allocations", "bytes_each", "start_seconds", "hours_a_second"):
+                times.setdefault(name, []).append(entry["real_time" if wall else "cpu_time"])
+                for counter in COUNTERS:
                     if counter in entry:
                         counters.setdefault((name, counter), []).append(entry[counter])
     return median(times), median(counters)
@@ -128,9 +149,10 @@ def rows(times, counters):
         value = counters.get((ours, counter))
         verdict = "not measured"
         if value is not None:
-            verdict = f"{value:,.0f}{unit}"
-            verdict += "" if reached(value, sense, mark) else " **not reached**"
-        yield [what, "", "", "", "", f"{sense} {mark:,}{unit}", verdict]
+            verdict = f"{number(value)}{unit}"
+            if mark is not None and not reached(value, sense, mark):
+                verdict += " **not reached**"
+        yield [what, "", "", "", "", "" if mark is None else f"{sense} {mark:,}{unit}", verdict]
 
 
 def growth(times, counters):

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include <boost/crc.hpp>
+#include <boost/endian/conversion.hpp>
 
 namespace gen3_lights
 {
@@ -42,24 +43,15 @@ std::size_t PlaceOf(unsigned present, unsigned index)
     return static_cast<std::size_t>(__builtin_popcount(present & ((1u << index) - 1u)));
 }
 
-unsigned char* PutBigEndian(unsigned char* out, std::uint32_t value)
-{
-    out[0] = static_cast<unsigned char>(value >> 24);
-    out[1] = static_cast<unsigned char>(value >> 16);
-    out[2] = static_cast<unsigned char>(value >> 8);
-    out[3] = static_cast<unsigned char>(value);
-    return out + 4;
-}
-
+// Whole numbers at a time: octet by octet, the compiler makes four times as many instructions.
 unsigned char* PutSummedBytes(unsigned char* out, const AdvSceneElement& element)
 {
-    *out++ = static_cast<unsigned char>(element.id >> 8);
-    *out++ = static_cast<unsigned char>(element.id);
-    out = PutBigEndian(out, element.delay);
-    out = PutBigEndian(out, element.levelRate);
-    *out++ = element.level;
-    *out++ = element.flags;
-    return out;
+    boost::endian::store_big_u16(out, element.id);
+    boost::endian::store_big_u32(out + 2, element.delay);
+    boost::endian::store_big_u32(out + 6, element.levelRate);
+    out[10] = element.level;
+    out[11] = element.flags;
+    return out + SUMMED_BYTES;
 }
 } // namespace
 

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <limits>
+#include <optional>
 
 #include <boost/weak_ptr.hpp>
 #include <gtest/gtest.h>
@@ -66,6 +67,14 @@ TEST_F(HouseOfDriversTest, NamesAndIds_MustBeFree)
     EXPECT_EQ(1u, house.Drivers().size());
     EXPECT_EQ(nullptr, house.Find("other"));
     EXPECT_NE(nullptr, house.Find("hall"));
+}
+
+TEST_F(HouseOfDriversTest, TimerThatIsDueAtTheStart_WakesTheHouseAtOnce)
+{
+    TestDriver& driver = Made("hall", 101);
+    EXPECT_EQ(std::nullopt, house.NextWake());
+    driver.AddTimer(0, ITimerManager::UNIT_MILLISECONDS, 1);
+    EXPECT_EQ(0ms, house.NextWake());
 }
 
 TEST_F(HouseOfDriversTest, Drivers_AreMadeAndDestroyedInOrder)

@@ -102,6 +102,14 @@ TEST(LocalTimeText, DatesAndTimesThatDoNotExist_AreRefused)
     EXPECT_THAT(RefusalOf("2026-01-01T00:00:60"), HasSubstr("the day has no such time"));
 }
 
+TEST(LocalTimeText, DayAfterTheLastOfEachMonth_IsRefused)
+{
+    for (const char* day : {"01-32", "02-29", "03-32", "04-31", "05-32", "06-31", "07-32", "08-32",
+                            "09-31", "10-32", "11-31", "12-32"})
+        EXPECT_THAT(RefusalOf(std::string("2026-") + day + "T00:00:00"),
+                    HasSubstr("the month has no such day"));
+}
+
 TEST(LocalTimeText, AnyMoment_ReadsBackAsWritten)
 {
     std::mt19937_64 random(1);
