@@ -64,6 +64,13 @@ class Pages(Live):
                          "frame-ancestors 'none'", headers["Content-Security-Policy"])
         self.assertIn("<html", body)
 
+    def test_how_a_house_file_is_written_is_told(self):
+        status, headers, body = self.serve("--speed", "pause").request("GET", "/house_file.txt")
+        self.assertEqual((200, "text/plain; charset=utf-8"), (status, headers["Content-Type"]))
+        self.assertTrue(body.startswith("## The house file\n"))
+        self.assertIn("### Load groups", body)
+        self.assertNotIn("\n## ", body)
+
     def test_health_metrics_and_what_is_not_there(self):
         live = self.serve("--speed", "pause")
         self.assertEqual((200, "ok\n"), live.request("GET", "/healthz")[::2])
