@@ -46,10 +46,10 @@ MARKS = [
     ("an input line, kept in a flight record", "input_line/recorded", "input_line/plain",
      "at most", 1.1),
     ("scene push of 16 elements", "push/ours", "push/pugixml", "at most", 4.0),
-    ("a ramp of a group of 60 loads", "group_ramp/house", "group_ramp/one_by_one", "at most", 1.5),
+    ("a ramp of a group of 60 loads", "group_ramp/house", "group_ramp/one_by_one", "at most", 1.0),
     ("a state saved, on the disk", "state/ours", "state/sqlite", "at most", 2.0),
     ("restart of 1,000 lights with their states", "restart/with_state", "restart/without", "at most",
-     5.0),
+     2.0),
     ("a log call that is switched off", "log_off/ours", "log_off/isEnabledFor", "at most", 1.1),
 ]
 # Figures without a peer: what, whose counter, which counter, its unit, how it is compared, the mark.
