@@ -75,6 +75,8 @@ add_custom_command(OUTPUT ${texts}/man COMMENT "Writing manual pages and complet
   DEPENDS lighting-host cmake/CommandTexts.cmake scripts/manual_pages docs/houses.md
     docs/protocol.md)
 add_custom_target(packaged DEPENDS ${texts}/man)
+# The program does without the kit.
+add_dependencies(packaged testkit)
 if(LIGHTING_BUILD_TESTS)
   add_dependencies(plain_tests packaged)
 endif()
