@@ -40,7 +40,7 @@ const std::string LIST = "list";
 const std::string WORKER = "worker";
 const std::string EDGE = "edge";
 // On purpose not that of the lines that a soak hands in.
-const std::string SOAK = "soak";
+const std::string FLEET_SOAK = "soak";
 constexpr std::int64_t WAIT_MS = 5000;
 // The time that a worker has to hand its houses over.
 constexpr std::chrono::seconds FLEET_FAREWELL{20};
@@ -65,9 +65,9 @@ std::string AbsolutePath(const std::string& path)
 }
 
 // Who is told something, in words.
-using Tell = std::function<void(const std::string&)>;
+using FleetTell = std::function<void(const std::string&)>;
 
-Tell TellOn(std::ostream& err)
+FleetTell FleetTellOn(std::ostream& err)
 {
     return [&err](const std::string& what)
     {
@@ -75,7 +75,7 @@ Tell TellOn(std::ostream& err)
     };
 }
 
-NatsOptions BusOptions(const FleetOptions& options, Tell tell)
+NatsOptions BusOptions(const FleetOptions& options, FleetTell tell)
 {
     struct stat about = {};
     if (!options.credentials.empty() && stat(options.credentials.c_str(), &about) != 0)
@@ -134,7 +134,7 @@ public:
     }
 
     // The same `tell` for any thread.
-    Tell Telling(const Tell& tell)
+    FleetTell Telling(const FleetTell& tell)
     {
         return [this, tell](const std::string& what)
         {
@@ -194,7 +194,7 @@ FleetCommand::FleetCommand(CLI::App& program)
                                                 "and remove them, see who has which, and run some"))
 {
     const std::string actions =
-        fmt::format("{}|{}|{}|{}|{}|{}", ADD, REMOVE, LIST, WORKER, EDGE, SOAK);
+        fmt::format("{}|{}|{}|{}|{}|{}", ADD, REMOVE, LIST, WORKER, EDGE, FLEET_SOAK);
     m_command
         ->add_option("ACTION", m_options.action,
                      "What is to be done: add a house, remove one, list all with their owners, be "
@@ -203,7 +203,7 @@ FleetCommand::FleetCommand(CLI::App& program)
                      "and say what went wrong; " +
                          actions)
         ->required()
-        ->check(CLI::IsMember({ADD, REMOVE, LIST, WORKER, EDGE, SOAK}));
+        ->check(CLI::IsMember({ADD, REMOVE, LIST, WORKER, EDGE, FLEET_SOAK}));
     m_command->add_option("HOUSE", m_options.house,
                           "The house file that is added, or that each house of a soak has");
     m_command
@@ -257,11 +257,11 @@ void FleetCommand::Check() const
     const bool hasId = action == ADD || action == REMOVE || action == EDGE;
     require(hasId == !m_options.id.empty(),
             hasId ? "say which house with --id ID" : "--id has no place here");
-    require(action == SOAK || (action == ADD) == !m_options.house.empty(),
+    require(action == FLEET_SOAK || (action == ADD) == !m_options.house.empty(),
             action == ADD ? "say which house file" : "a house file has no place here");
-    require((action == SOAK) == !m_options.library.empty(),
-            action == SOAK ? "say which driver with --library FILE"
-                           : "--library has no place here");
+    require((action == FLEET_SOAK) == !m_options.library.empty(),
+            action == FLEET_SOAK ? "say which driver with --library FILE"
+                                 : "--library has no place here");
     require((action == WORKER) == !m_options.name.empty(),
             action == WORKER ? "say what the worker is called with --name NAME"
                              : "--name has no place here");
@@ -282,7 +282,7 @@ int FleetCommand::Run(std::ostream& out, std::ostream& err)
         return Add(bus, err);
     if (m_options.action == REMOVE)
         return Remove(bus, err);
-    if (m_options.action == SOAK)
+    if (m_options.action == FLEET_SOAK)
         return Soak(bus, out, err);
     return List(bus, out);
 }
@@ -354,7 +354,7 @@ int FleetCommand::Work(std::ostream& err) const
 {
     const StopSignals signals;
     FleetLoop loop;
-    const Tell tell = TellOn(err);
+    const FleetTell tell = FleetTellOn(err);
     // Before the loop ends: what it still posts is not run any more.
     NatsFleetBus bus(BusOptions(m_options, loop.Telling(tell)));
     FleetWorker::Options options;
@@ -393,7 +393,7 @@ int FleetCommand::Edge(std::ostream& out, std::ostream& err) const
 {
     const StopSignals signals;
     FleetLoop loop;
-    const Tell tell = TellOn(err);
+    const FleetTell tell = FleetTellOn(err);
     NatsFleetBus bus(BusOptions(m_options, loop.Telling(tell)));
     std::uint64_t largest = 0;
     const auto leases = bus.OpenBucket(FleetBuckets::LEASES, FleetBuckets::LEASE_TTL_MS);

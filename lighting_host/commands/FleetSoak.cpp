@@ -19,12 +19,12 @@ namespace lighting_host
 {
 namespace
 {
-constexpr std::chrono::milliseconds LOOK{200};
-constexpr std::int64_t WAIT_MS = 1000;
+constexpr std::chrono::milliseconds SOAK_LOOK{200};
+constexpr std::int64_t SOAK_WAIT_MS = 1000;
 constexpr double MS_IN_YEAR = 365.25 * 24 * 3600 * 1000;
 constexpr double MS_IN_HOUR = 3600.0 * 1000;
 
-std::int64_t PresentMs()
+std::int64_t SoakNowMs()
 {
     return MonotonicNs() / 1000000;
 }
@@ -66,7 +66,7 @@ FleetSoak::FleetSoak(FleetBus& bus, Options options, std::ostream& out, std::ost
 FleetSoak::~FleetSoak()
 {
     if (m_revision != 0)
-        RemoveAndWait(*m_soakBucket, m_options.soak.run, m_revision, WAIT_MS);
+        RemoveAndWait(*m_soakBucket, m_options.soak.run, m_revision, SOAK_WAIT_MS);
 }
 
 void FleetSoak::OnResult(const BucketEntry& entry)
@@ -85,13 +85,13 @@ void FleetSoak::OnResult(const BucketEntry& entry)
 // Workers let go of a soak that is not written any more.
 void FleetSoak::Renew()
 {
-    const std::int64_t nowMs = PresentMs();
+    const std::int64_t nowMs = SoakNowMs();
     if (nowMs < m_renewMs)
         return;
     m_renewMs = nowMs + SoakBuckets::RENEW_MS;
     const std::string& run = m_options.soak.run;
     const BucketAnswer answer =
-        WriteAndWait(*m_soakBucket, run, WriteFleetSoak(m_options.soak), m_revision, WAIT_MS);
+        WriteAndWait(*m_soakBucket, run, WriteFleetSoak(m_options.soak), m_revision, SOAK_WAIT_MS);
     if (answer.outcome == BucketAnswer::Outcome::Written)
     {
         m_revision = answer.revision;
@@ -111,13 +111,13 @@ void FleetSoak::Renew()
 std::vector<FleetSoak::Ended> FleetSoak::Next()
 {
     std::unique_lock<std::mutex> lock(m_mutex);
-    m_wake.wait_for(lock, LOOK, [this] { return !m_ended.empty(); });
+    m_wake.wait_for(lock, SOAK_LOOK, [this] { return !m_ended.empty(); });
     return std::exchange(m_ended, {});
 }
 
 int FleetSoak::Run()
 {
-    m_begunMs = PresentMs();
+    m_begunMs = SoakNowMs();
     while (m_houses.size() < m_options.soak.houses)
     {
         if (const int signal = StopSignals::Received())
@@ -178,7 +178,7 @@ std::int64_t FleetSoak::LivedMs() const
 
 double FleetSoak::YearsAnHour() const
 {
-    const std::int64_t tookMs = std::max<std::int64_t>(PresentMs() - m_begunMs, 1);
+    const std::int64_t tookMs = std::max<std::int64_t>(SoakNowMs() - m_begunMs, 1);
     return static_cast<double>(LivedMs()) / MS_IN_YEAR * MS_IN_HOUR / static_cast<double>(tookMs);
 }
 
@@ -208,7 +208,7 @@ void FleetSoak::Summary() const
                          "{:.1f} s on {} workers: {:.1f} simulated years an hour\n",
                          m_houses.size(), m_options.soak.houses, m_failed,
                          static_cast<double>(LivedMs()) / MS_IN_YEAR,
-                         static_cast<double>(PresentMs() - m_begunMs) / 1000, m_workers.size(),
+                         static_cast<double>(SoakNowMs() - m_begunMs) / 1000, m_workers.size(),
                          YearsAnHour())
           << std::flush;
 }

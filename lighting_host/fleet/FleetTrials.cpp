@@ -23,25 +23,25 @@ namespace lighting_host
 namespace
 {
 // A key that nobody has seen written for this long has expired.
-constexpr std::int64_t EXPIRED_MS = SoakBuckets::TTL_MS + 200;
+constexpr std::int64_t CLAIM_EXPIRED_MS = SoakBuckets::TTL_MS + 200;
 // How often a process that lives is looked at.
-constexpr std::int64_t LOOK_MS = 5;
+constexpr std::int64_t TRIAL_LOOK_MS = 5;
 constexpr std::int64_t SEARCH_MS = 200;
 constexpr std::int64_t QUIET_MS = 60000;
 // A write without an answer is made again.
-constexpr std::int64_t ANSWER_MS = 2000;
+constexpr std::int64_t TRIAL_ANSWER_MS = 2000;
 // The houses of a worker come first.
 constexpr int NICENESS = 10;
 // Statuses of the command soak.
 constexpr int CANNOT_LIVE = 2;
 constexpr int STOPPED = 128;
-constexpr std::size_t MOST_TOLD = 4000;
+constexpr std::size_t MOST_TRIAL_TOLD = 4000;
 // NATS takes 1 MB a message by default.
 constexpr std::size_t MOST_RESULT = 1000000;
 constexpr const char* RECORD_FILE = "record.jsonl";
 constexpr const char* TOLD_FILE = "told";
 
-std::int64_t PresentMs()
+std::int64_t TrialNowMs()
 {
     return MonotonicNs() / 1000000;
 }
@@ -131,7 +131,7 @@ try
     const auto added = m_soaks.try_emplace(entry.key);
     Soak& soak = added.first->second;
     soak.entry = ReadFleetSoak(entry.value);
-    soak.seenMs = PresentMs();
+    soak.seenMs = TrialNowMs();
     // Workers begin at different houses, so that they seldom meet.
     if (added.second && soak.entry.houses > 0)
         soak.next = static_cast<unsigned>(XXH64(m_options.name.data(), m_options.name.size(), 0) %
@@ -145,7 +145,7 @@ catch (const FleetError& error)
 
 void FleetTrials::OnClaim(const BucketEntry& entry)
 {
-    m_claims[entry.key] = PresentMs();
+    m_claims[entry.key] = TrialNowMs();
 }
 
 void FleetTrials::OnResult(const BucketEntry& entry)
@@ -157,7 +157,7 @@ void FleetTrials::OnResult(const BucketEntry& entry)
 void FleetTrials::Write(Bucket& bucket, const std::string& value, std::uint64_t expected,
                         void (FleetTrials::*onAnswer)(const BucketAnswer&))
 {
-    m_writtenMs = PresentMs();
+    m_writtenMs = TrialNowMs();
     bucket.Write(m_key, value, expected,
                  [this, onAnswer, turn = m_turn, life = std::weak_ptr<int>(m_life),
                   post = m_options.post](const BucketAnswer& answer)
@@ -177,7 +177,7 @@ bool FleetTrials::IsFree(const Soak& soak, unsigned house, std::int64_t nowMs) c
     if (m_results.count(key) > 0)
         return false;
     const auto claim = m_claims.find(key);
-    return claim == m_claims.end() || nowMs - claim->second > EXPIRED_MS;
+    return claim == m_claims.end() || nowMs - claim->second > CLAIM_EXPIRED_MS;
 }
 
 bool FleetTrials::Take(std::int64_t nowMs)
@@ -207,7 +207,7 @@ void FleetTrials::OnClaimed(const BucketAnswer& answer)
     if (m_stage != Stage::Claiming)
         return;
     // Another one was faster, or nobody knows: the next house, then.
-    m_claims[m_key] = PresentMs();
+    m_claims[m_key] = TrialNowMs();
     if (answer.outcome != BucketAnswer::Outcome::Written)
         return GiveUp();
     m_claim = answer.revision;
@@ -271,7 +271,7 @@ void FleetTrials::End(int status)
     if (exited && WEXITSTATUS(status) >= STOPPED)
         return GiveUp();
     m_end.status = exited ? WEXITSTATUS(status) : CANNOT_LIVE;
-    m_end.told = TextOfFile(FileOf(TOLD_FILE), MOST_TOLD);
+    m_end.told = TextOfFile(FileOf(TOLD_FILE), MOST_TRIAL_TOLD);
     if (!exited)
         m_end.told += fmt::format("its process was ended: {}\n", strsignal(WTERMSIG(status)));
     m_end.record = TextOfFile(FileOf(RECORD_FILE), MOST_RESULT);
@@ -283,7 +283,7 @@ void FleetTrials::End(int status)
 
 void FleetTrials::Tell(std::int64_t nowMs)
 {
-    if (nowMs - m_writtenMs >= ANSWER_MS)
+    if (nowMs - m_writtenMs >= TRIAL_ANSWER_MS)
         Write(*m_resultBucket, WriteFleetTrial(m_end), 0, &FleetTrials::OnTold);
 }
 
@@ -316,10 +316,11 @@ void FleetTrials::GiveUp()
 std::int64_t FleetTrials::Work(std::int64_t nowMs)
 {
     for (auto soak = m_soaks.begin(); soak != m_soaks.end();)
-        soak = nowMs - soak->second.seenMs > EXPIRED_MS ? m_soaks.erase(soak) : std::next(soak);
+        soak =
+            nowMs - soak->second.seenMs > CLAIM_EXPIRED_MS ? m_soaks.erase(soak) : std::next(soak);
     if (m_stage != Stage::Idle && m_soaks.count(m_soak.run) == 0)
         GiveUp();
-    if (m_stage == Stage::Claiming && nowMs - m_writtenMs >= ANSWER_MS)
+    if (m_stage == Stage::Claiming && nowMs - m_writtenMs >= TRIAL_ANSWER_MS)
         GiveUp();
     if (m_stage == Stage::Living)
         Look(nowMs);
@@ -328,7 +329,7 @@ std::int64_t FleetTrials::Work(std::int64_t nowMs)
     if (m_stage == Stage::Idle && !m_leaving && Take(nowMs))
         return nowMs + SEARCH_MS;
     if (m_stage == Stage::Living)
-        return nowMs + LOOK_MS;
+        return nowMs + TRIAL_LOOK_MS;
     return nowMs + (m_soaks.empty() ? QUIET_MS : SEARCH_MS);
 }
 
