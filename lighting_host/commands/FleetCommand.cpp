@@ -1,13 +1,16 @@
 #include "lighting_host/commands/FleetCommand.h"
 
 #include "lighting_host/commands/Commands.h"
+#include "lighting_host/commands/FleetSoak.h"
 #include "lighting_host/commands/Options.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/fleet/FleetTexts.h"
+#include "lighting_host/fleet/FleetTrials.h"
 #include "lighting_host/fleet/FleetWorker.h"
 #include "lighting_host/fleet/NatsFleetBus.h"
 #include "lighting_host/text/MonotonicClock.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -19,6 +22,7 @@
 #include <random>
 #include <sstream>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
@@ -35,12 +39,43 @@ const std::string REMOVE = "remove";
 const std::string LIST = "list";
 const std::string WORKER = "worker";
 const std::string EDGE = "edge";
+// On purpose not that of the lines that a soak hands in.
+const std::string FLEET_SOAK = "soak";
 constexpr std::int64_t WAIT_MS = 5000;
 // The time that a worker has to hand its houses over.
 constexpr std::chrono::seconds FLEET_FAREWELL{20};
 constexpr unsigned MOST_ROOM = 100000;
+constexpr unsigned MOST_HOUSES = 1000000;
+constexpr unsigned MOST_DAYS = 3650;
+constexpr std::int64_t MS_IN_DAY = 24 * 3600 * 1000;
+// A soak draws anew, with the next seed, every two hours of the house.
+constexpr std::uint64_t SEEDS_A_DAY = 12;
 
-NatsOptions BusOptions(const FleetOptions& options, std::function<void(const std::string&)> tell)
+// The type that a library is named after: "mine" for libmine.so; empty for none.
+std::string TypeOfLibrary(const std::string& library)
+{
+    static const std::string PREFIX = "lib";
+    const std::string name = std::filesystem::path(library).stem().string();
+    return name.compare(0, PREFIX.size(), PREFIX) == 0 ? name.substr(PREFIX.size()) : std::string();
+}
+
+std::string AbsolutePath(const std::string& path)
+{
+    return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
+}
+
+// Who is told something, in words.
+using FleetTell = std::function<void(const std::string&)>;
+
+FleetTell FleetTellOn(std::ostream& err)
+{
+    return [&err](const std::string& what)
+    {
+        err << fmt::format("lighting-host: {}\n", what) << std::flush;
+    };
+}
+
+NatsOptions BusOptions(const FleetOptions& options, FleetTell tell)
 {
     struct stat about = {};
     if (!options.credentials.empty() && stat(options.credentials.c_str(), &about) != 0)
@@ -98,6 +133,15 @@ public:
                           });
     }
 
+    // The same `tell` for any thread.
+    FleetTell Telling(const FleetTell& tell)
+    {
+        return [this, tell](const std::string& what)
+        {
+            Post([tell, what] { tell(what); });
+        };
+    }
+
     // `step` works and says when it wants to be called again, in milliseconds of the monotonic
     // clock. After a signal `isOver` is asked; it ends when that says so, or too late.
     void Run(std::function<std::int64_t()> step, std::function<void()> onSignal,
@@ -149,16 +193,19 @@ FleetCommand::FleetCommand(CLI::App& program)
     : m_command(program.add_subcommand("fleet", "Houses that several machines share over NATS: add "
                                                 "and remove them, see who has which, and run some"))
 {
-    const std::string actions = fmt::format("{}|{}|{}|{}|{}", ADD, REMOVE, LIST, WORKER, EDGE);
+    const std::string actions =
+        fmt::format("{}|{}|{}|{}|{}|{}", ADD, REMOVE, LIST, WORKER, EDGE, FLEET_SOAK);
     m_command
         ->add_option("ACTION", m_options.action,
                      "What is to be done: add a house, remove one, list all with their owners, be "
-                     "a worker that runs houses, or be the edge that lets the lines of a house's "
-                     "present owner through; " +
+                     "a worker that runs houses, be the edge that lets the lines of a house's "
+                     "present owner through, or let a driver live in many houses at all workers "
+                     "and say what went wrong; " +
                          actions)
         ->required()
-        ->check(CLI::IsMember({ADD, REMOVE, LIST, WORKER, EDGE}));
-    m_command->add_option("HOUSE", m_options.house, "The house file that is added");
+        ->check(CLI::IsMember({ADD, REMOVE, LIST, WORKER, EDGE, FLEET_SOAK}));
+    m_command->add_option("HOUSE", m_options.house,
+                          "The house file that is added, or that each house of a soak has");
     m_command
         ->add_option_function<std::string>(
             "--nats",
@@ -179,6 +226,19 @@ FleetCommand::FleetCommand(CLI::App& program)
             "What the worker is called, of the same signs");
     AddCount(*m_command, "--room", m_options.room, MOST_ROOM,
              "The most houses that the worker runs; 100 by default");
+    AddCount(*m_command, "--houses", m_options.houses, MOST_HOUSES,
+             "How many houses a soak has; 1000 by default");
+    AddCount(*m_command, "--days", m_options.days, MOST_DAYS,
+             "How long each of them lives, in days of the house; 30 by default");
+    AddText(*m_command, "--library", m_options.library, "FILE",
+            "The shared object of the driver of a soak, as libmine.so");
+    AddText(*m_command, "--type", m_options.type, "TYPE",
+            "That driver's type; by default \"mine\" for libmine.so");
+    AddText(*m_command, "--device", m_options.device, "KIND",
+            "The simulated device at that driver's wire, without a house file; none by default");
+    AddSeed(*m_command, m_options.seed, "Makes a soak repeat; 1 by default");
+    AddText(*m_command, "--to", m_options.to, "FOLDER",
+            "Where a soak's records of what went wrong go; here by default");
 }
 
 FleetCommand::operator bool() const
@@ -197,8 +257,11 @@ void FleetCommand::Check() const
     const bool hasId = action == ADD || action == REMOVE || action == EDGE;
     require(hasId == !m_options.id.empty(),
             hasId ? "say which house with --id ID" : "--id has no place here");
-    require((action == ADD) == !m_options.house.empty(),
+    require(action == FLEET_SOAK || (action == ADD) == !m_options.house.empty(),
             action == ADD ? "say which house file" : "a house file has no place here");
+    require((action == FLEET_SOAK) == !m_options.library.empty(),
+            action == FLEET_SOAK ? "say which driver with --library FILE"
+                                 : "--library has no place here");
     require((action == WORKER) == !m_options.name.empty(),
             action == WORKER ? "say what the worker is called with --name NAME"
                              : "--name has no place here");
@@ -219,6 +282,8 @@ int FleetCommand::Run(std::ostream& out, std::ostream& err)
         return Add(bus, err);
     if (m_options.action == REMOVE)
         return Remove(bus, err);
+    if (m_options.action == FLEET_SOAK)
+        return Soak(bus, out, err);
     return List(bus, out);
 }
 
@@ -289,13 +354,9 @@ int FleetCommand::Work(std::ostream& err) const
 {
     const StopSignals signals;
     FleetLoop loop;
-    const auto tell = [&err](const std::string& what)
-    {
-        err << fmt::format("lighting-host: {}\n", what) << std::flush;
-    };
+    const FleetTell tell = FleetTellOn(err);
     // Before the loop ends: what it still posts is not run any more.
-    NatsFleetBus bus(BusOptions(m_options, [&loop, tell](const std::string& what)
-                                { loop.Post([tell, what] { tell(what); }); }));
+    NatsFleetBus bus(BusOptions(m_options, loop.Telling(tell)));
     FleetWorker::Options options;
     options.name = m_options.name;
     options.room = m_options.room;
@@ -306,10 +367,22 @@ int FleetCommand::Work(std::ostream& err) const
     };
     options.tell = tell;
     FleetWorker worker(bus, options);
+    FleetTrials trials(bus, {options.name, options.post, tell});
     tell(fmt::format("{} works, with room for {} houses (Ctrl-C ends it)", m_options.name,
                      m_options.room));
-    loop.Run([&worker] { return worker.Work(MonotonicNs() / 1000000); },
-             [&worker] { worker.Leave(); }, [&worker] { return worker.HasLeft(); });
+    loop.Run(
+        [&]
+        {
+            const std::int64_t nowMs = MonotonicNs() / 1000000;
+            const std::int64_t nextMs = worker.Work(nowMs);
+            return std::min(nextMs, trials.Work(nowMs));
+        },
+        [&]
+        {
+            trials.Leave();
+            worker.Leave();
+        },
+        [&worker] { return worker.HasLeft(); });
     if (!worker.HasLeft())
         throw FleetError("not every house could be handed over");
     tell("ended: every house was handed over");
@@ -320,12 +393,8 @@ int FleetCommand::Edge(std::ostream& out, std::ostream& err) const
 {
     const StopSignals signals;
     FleetLoop loop;
-    const auto tell = [&err](const std::string& what)
-    {
-        err << fmt::format("lighting-host: {}\n", what) << std::flush;
-    };
-    NatsFleetBus bus(BusOptions(m_options, [&loop, tell](const std::string& what)
-                                { loop.Post([tell, what] { tell(what); }); }));
+    const FleetTell tell = FleetTellOn(err);
+    NatsFleetBus bus(BusOptions(m_options, loop.Telling(tell)));
     std::uint64_t largest = 0;
     const auto leases = bus.OpenBucket(FleetBuckets::LEASES, FleetBuckets::LEASE_TTL_MS);
     // An edge that begins anew does not begin with an owner of before.
@@ -357,5 +426,33 @@ int FleetCommand::Edge(std::ostream& out, std::ostream& err) const
         },
         [] {}, [] { return true; });
     return 0;
+}
+
+int FleetCommand::Soak(FleetBus& bus, std::ostream& out, std::ostream& err) const
+{
+    FleetSoak::Options options;
+    FleetSoakEntry& soak = options.soak;
+    soak.run = fmt::format("{:08x}", std::random_device()());
+    soak.library = AbsolutePath(m_options.library);
+    soak.type = m_options.type.empty() ? TypeOfLibrary(soak.library) : m_options.type;
+    soak.house = AbsolutePath(m_options.house);
+    soak.device = m_options.device;
+    soak.houses = m_options.houses;
+    soak.forMs = m_options.days * MS_IN_DAY;
+    soak.seed = m_options.seed;
+    soak.seedStep = m_options.days * SEEDS_A_DAY;
+    options.to = m_options.to;
+    options.terminal = isatty(STDERR_FILENO) != 0;
+    if (soak.type.empty())
+        throw FleetError("say what the driver's type is with --type TYPE");
+    if (!std::filesystem::is_directory(options.to))
+        throw FleetError(fmt::format("{}: there is no such folder", options.to));
+    for (const std::string& path : {soak.library, soak.house})
+        if (!path.empty() && !std::filesystem::exists(path))
+            throw FleetError(fmt::format("{}: there is no such file", path));
+    const StopSignals signals;
+    if (bus.OpenBucket(FleetBuckets::WORKERS, FleetBuckets::LEASE_TTL_MS)->All().empty())
+        err << "lighting-host: no worker is there; the houses wait for one\n" << std::flush;
+    return FleetSoak(bus, options, out, err).Run();
 }
 } // namespace lighting_host

@@ -25,6 +25,14 @@ struct FleetOptions
     std::vector<std::string> urls;
     std::string credentials;
     unsigned room = 100;
+    // Of a soak.
+    unsigned houses = 1000;
+    unsigned days = 30;
+    std::string library;
+    std::string type;
+    std::string device;
+    std::uint64_t seed = 1;
+    std::string to = ".";
 };
 
 // The command fleet: the houses that several machines share, which one has which, and a worker that
@@ -40,7 +48,8 @@ public:
     explicit operator bool() const;
 
     // Returns the exit status: 0, also for a worker or an edge that a signal ended once its houses
-    // were handed over; 1 for a house that is not right, is there already, or is not there. Throws
+    // were handed over; 1 for a house that is not right, is there already, or is not there, and for
+    // a soak in which something went wrong; 128 + n for a soak that signal n ended early. Throws
     // std::runtime_error for what cannot be done.
     int Run(std::ostream& out, std::ostream& err);
 
@@ -50,6 +59,7 @@ private:
     int List(FleetBus& bus, std::ostream& out) const;
     int Work(std::ostream& err) const;
     int Edge(std::ostream& out, std::ostream& err) const;
+    int Soak(FleetBus& bus, std::ostream& out, std::ostream& err) const;
     void Check() const;
 
     CLI::App* m_command;

@@ -3,6 +3,7 @@
 #include "lighting_host/commands/Options.h"
 #include "lighting_host/commands/StopSignals.h"
 #include "lighting_host/house/HouseFile.h"
+#include "lighting_host/switchboard/ChildRun.h"
 #include "lighting_host/switchboard/FlightRecorder.h"
 #include "lighting_host/switchboard/HouseText.h"
 #include "lighting_host/switchboard/RecordShrinker.h"
@@ -13,6 +14,7 @@
 #include "lighting_host/types/DriverType.h"
 
 #include <algorithm>
+#include <dlfcn.h>
 #include <filesystem>
 #include <fstream>
 #include <ostream>
@@ -73,6 +75,24 @@ bool GoesOn()
     return StopSignals::Received() == 0;
 }
 
+// In a child, for the library's own code runs when it is loaded. One that crashes there is a
+// finding like any other.
+void RequireLoadable(const std::string& library)
+{
+    const ChildEnd child = RunInChild(
+        [&library](int answer)
+        {
+            if (dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL))
+                return;
+            const std::string why = dlerror();
+            const ssize_t written = write(answer, why.data(), why.size());
+            static_cast<void>(written);
+        },
+        &GoesOn);
+    if (!child.answer.empty())
+        throw RecordError("cannot load the driver library: " + child.answer);
+}
+
 // One soak from its first house to what is told of it.
 class Soak
 {
@@ -91,6 +111,7 @@ public:
             if (driver.type == options.type)
                 m_drivers.push_back(driver.name);
         }
+        RequireLoadable(std::filesystem::absolute(options.library).string());
         m_words = WordsOf(file, m_drivers, &GoesOn);
     }
 

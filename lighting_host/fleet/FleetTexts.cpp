@@ -3,6 +3,7 @@
 #include "lighting_host/fleet/FleetBus.h"
 #include "lighting_host/text/Json.h"
 
+#include <charconv>
 #include <ctime>
 
 #include <fmt/chrono.h>
@@ -112,6 +113,74 @@ FleetStates ReadFleetStates(const std::string& text)
                                                       state.at("xml").get<std::string>()});
                          return states;
                      });
+}
+
+std::string WriteFleetSoak(const FleetSoakEntry& entry)
+{
+    return TextOf({{"run", entry.run},
+                   {"library", entry.library},
+                   {"type", entry.type},
+                   {"house", entry.house},
+                   {"device", entry.device},
+                   {"houses", entry.houses},
+                   {"for_ms", entry.forMs},
+                   {"seed", entry.seed},
+                   {"seed_step", entry.seedStep}});
+}
+
+FleetSoakEntry ReadFleetSoak(const std::string& text)
+{
+    return ReadEntry(text, "a soak",
+                     [](const Json& json)
+                     {
+                         FleetSoakEntry entry;
+                         entry.run = json.at("run").get<std::string>();
+                         entry.library = json.at("library").get<std::string>();
+                         entry.type = json.at("type").get<std::string>();
+                         entry.house = json.at("house").get<std::string>();
+                         entry.device = json.at("device").get<std::string>();
+                         entry.houses = json.at("houses").get<unsigned>();
+                         entry.forMs = json.at("for_ms").get<std::int64_t>();
+                         entry.seed = json.at("seed").get<std::uint64_t>();
+                         entry.seedStep = json.at("seed_step").get<std::uint64_t>();
+                         return entry;
+                     });
+}
+
+std::string WriteFleetTrial(const FleetTrialEntry& entry)
+{
+    return TextOf({{"worker", entry.worker},
+                   {"status", entry.status},
+                   {"told", entry.told},
+                   {"record", entry.record}});
+}
+
+FleetTrialEntry ReadFleetTrial(const std::string& text)
+{
+    return ReadEntry(text, "the end of a house",
+                     [](const Json& json)
+                     {
+                         return FleetTrialEntry{json.at("worker").get<std::string>(),
+                                                json.at("status").get<int>(),
+                                                json.at("told").get<std::string>(),
+                                                json.at("record").get<std::string>()};
+                     });
+}
+
+std::string FleetTrialKey(const std::string& run, unsigned house)
+{
+    return fmt::format("{}_{}", run, house);
+}
+
+bool ParseFleetTrialKey(const std::string& key, std::string& run, unsigned& house)
+{
+    const std::size_t at = key.rfind('_');
+    if (at == std::string::npos)
+        return false;
+    const char* const end = key.data() + key.size();
+    const auto read = std::from_chars(key.data() + at + 1, end, house);
+    run = key.substr(0, at);
+    return read.ec == std::errc() && read.ptr == end;
 }
 
 std::string FleetListLine(const std::string& id, const FleetLeaseEntry& lease, std::uint64_t token)

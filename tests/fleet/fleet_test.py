@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Workers that share houses over a real NATS, seen from outside.
 
-    fleet_test.py PROGRAM [unittest's own arguments]
+    fleet_test.py PROGRAM SOAKED [unittest's own arguments]
+
+SOAKED is a driver library with a defect that the house file names.
 """
 import json
 import os
@@ -17,6 +19,13 @@ import unittest
 SERVER = "/usr/sbin/nats-server"
 TTL_S = 3
 PROGRAM = ""
+SOAKED = ""
+SOAKED_HOUSE = """<house>
+  <driver name="soaked" type="soaked" id="1" library="elsewhere.so">
+    <config><DEFECT>{}</DEFECT></config>
+  </driver>
+</house>
+"""
 # Lives by itself: the button is clicked every second.
 HOUSE = """<house>
   <driver name="lamp" type="zigbee_light" id="1"><device simulated="true" watts="10"/></driver>
@@ -241,10 +250,81 @@ class Fleet(unittest.TestCase):
         self.assertEqual(2, second.wait(20))
         self.assertIn(b"there is another worker called a", second.stderr.read())
 
+    def soak(self, defect, *options):
+        """The command that lets a driver with that defect live."""
+        with open(self.house, "w", encoding="utf-8") as file:
+            file.write(SOAKED_HOUSE.format(defect))
+        return [PROGRAM, "fleet", "soak", "--nats", self.nats.url, self.house, "--library", SOAKED,
+                "--type", "soaked", "--to", self.folder, *options]
+
+    def run_soak(self, defect, *options):
+        return subprocess.run(self.soak(defect, *options), capture_output=True, text=True,
+                              check=False, timeout=120)
+
+    def test_soak_in_which_nothing_goes_wrong_uses_every_worker(self):
+        for name in "abc":
+            self.assertIn(b" works, ", self.worker(name).stderr.readline())
+        done = self.run_soak("", "--houses", "9", "--days", "1")
+        self.assertEqual(0, done.returncode, done.stderr)
+        self.assertRegex(done.stdout, r"^9 of 9 houses, 0 with something wrong; 0.02 years of a "
+                                      r"house in \d+\.\d s on 3 workers: [1-9]\d*\.\d simulated "
+                                      r"years an hour\n$")
+
+    def test_soak_gives_a_record_of_each_house_in_which_something_went_wrong(self):
+        self.worker("a")
+        done = self.run_soak("crashes", "--houses", "2", "--days", "1", "--seed", "7")
+        self.assertEqual(1, done.returncode, done.stderr)
+        for number, seed in ((0, 7), (1, 19)):
+            self.assertIn(f"house {number}, seed {seed}: driver \"soaked\" crashed in the command "
+                          '"RECALL": abort', done.stdout)
+            record = os.path.join(self.folder, f"soak-{seed}.jsonl")
+            again = subprocess.run([PROGRAM, "replay", record], capture_output=True, text=True,
+                                   check=False, timeout=60)
+            self.assertEqual(-signal.SIGABRT, again.returncode, again.stderr)
+        self.assertIn("2 of 2 houses, 2 with something wrong", done.stdout)
+
+    def test_house_of_a_soak_whose_worker_is_killed_lives_at_another_one(self):
+        first = self.worker("a")
+        soak = subprocess.Popen(self.soak("", "--houses", "1", "--days", "3650"),
+                                stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(self.end_soak, soak)
+        until(lambda: self.children(first), "a house at a")
+        child = self.children(first)[0]
+        first.kill()
+        first.wait()
+        until(lambda: not os.path.exists(f"/proc/{child}"), "the end of what a has begun")
+        second = self.worker("b")
+        until(lambda: self.children(second), "a house at b")
+        soak.terminate()
+        self.assertEqual(128 + signal.SIGTERM, soak.wait(10))
+        until(lambda: not self.children(second), "the soak's end at b")
+
+    @staticmethod
+    def children(process):
+        with open(f"/proc/{process.pid}/task/{process.pid}/children", encoding="ascii") as file:
+            return file.read().split()
+
+    @staticmethod
+    def end_soak(soak):
+        if soak.poll() is None:
+            soak.kill()
+            soak.wait()
+        soak.stdout.close()
+        soak.stderr.close()
+
+    def test_library_that_a_worker_cannot_load_ends_the_soak(self):
+        self.worker("a")
+        done = subprocess.run([PROGRAM, "fleet", "soak", "--nats", self.nats.url, "--library",
+                               self.house, "--type", "mine", "--houses", "1", "--to", self.folder],
+                              capture_output=True, text=True, check=False, timeout=60)
+        self.assertEqual(2, done.returncode)
+        self.assertIn("house 0 cannot live at the worker a: ", done.stderr)
+
 
 if __name__ == "__main__":
     if not os.path.exists(SERVER):
         print("skipped: there is no nats-server")
         sys.exit(77)
     PROGRAM = os.path.abspath(sys.argv.pop(1))
+    SOAKED = os.path.abspath(sys.argv.pop(1))
     unittest.main()

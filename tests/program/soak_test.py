@@ -64,6 +64,15 @@ class Soak(unittest.TestCase):
         done = self.soak("reports")
         self.assertEqual(0, done.returncode, done.stdout + done.stderr)
 
+    def test_library_that_cannot_be_loaded_is_no_finding(self):
+        library = os.path.join(self.folder, "empty.so")
+        with open(library, "w", encoding="utf-8"):
+            pass
+        done = self.run_program("soak", "--library", library, "--type", "soaked", "--for", "4h")
+        self.assertEqual((2, ""), (done.returncode, done.stdout))
+        self.assertIn("cannot load the driver library: ", done.stderr)
+        self.assertFalse(os.path.exists(self.record))
+
     def test_crash_is_found_with_the_two_inputs_that_it_takes(self):
         inputs = self.find("crashes", 'driver "soaked" crashed in the command "RECALL": abort')
         self.assertEqual(["STORE", "RECALL"], [line["command"] for line in inputs])
