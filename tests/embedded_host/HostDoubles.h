@@ -111,10 +111,11 @@ public:
         return onBoundCall ? onBoundCall(binding, name, message)
                            : NxBaseMibDriver::BoundCall(binding, type, name, message, ret);
     }
-    void OnBindingChanged(unsigned id, const std::string& cls, bool bound, unsigned,
-                          unsigned) override
+    void OnBindingChanged(unsigned id, const std::string& cls, bool bound, unsigned first,
+                          unsigned second) override
     {
-        Say(cls + " " + std::to_string(id) + (bound ? " bound" : " unbound"));
+        Say(cls + " " + std::to_string(id) + (bound ? " bound" : " unbound") +
+            (first == 0 && second == 0 ? "" : " with numbers"));
     }
     void OnMIBDeviceOnlineStatusChanged(DeviceStatus status, const std::string&,
                                         const std::string&) override

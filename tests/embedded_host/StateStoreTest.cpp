@@ -293,10 +293,12 @@ TEST_F(StateStoreTest, Closing_LeavesOneFile)
     EXPECT_EQ(FilesIn(m_folder).size(), 1U);
 }
 
-TEST_F(StateStoreTest, NewFile_MayBeReadByOthersAndChangedByItsOwner)
+TEST_F(StateStoreTest, NewFiles_MayBeReadByOthersAndChangedByTheirOwner)
 {
-    Keep(TWO);
+    const auto store = Open();
+    store->Save(TWO);
     EXPECT_EQ(static_cast<fs::perms>(0644), fs::status(m_path).permissions());
+    EXPECT_EQ(static_cast<fs::perms>(0644), fs::status(m_path.string() + "-saves").permissions());
 }
 
 TEST_F(StateStoreTest, ManySaves_KeepTheLogShort)
