@@ -72,6 +72,7 @@ std::string TextOfFile(const std::string& path, std::size_t most)
 pid_t StartProgram(std::vector<std::string> words, const std::string& toldPath)
 {
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (std::string& word : words)
         arguments.push_back(word.data());
     arguments.push_back(nullptr);

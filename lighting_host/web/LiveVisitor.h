@@ -48,7 +48,7 @@ public:
     void OnAnswer(const std::string& text) override { Add(text); }
 
     // WebVisitor.
-    void OnMessage(const std::string& text) override;
+    void OnMessage(const std::string& message) override;
     std::shared_ptr<const std::string> Collect(std::size_t mostBytes) override;
     void OnNoAnswer() override { Drop("it does not answer"); }
 
