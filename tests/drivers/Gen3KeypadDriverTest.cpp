@@ -246,6 +246,16 @@ TEST_F(Gen3KeypadDriverTest, PressWithoutRelease_EndsAfterASecond)
     EXPECT_FALSE(house.NextWake());
 }
 
+TEST_F(Gen3KeypadDriverTest, StateThatIsConfirmed_LeavesThePressAlone)
+{
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    house.CallDriver([&] { driver.Button(1)->DoPush(); });
+    Online();
+    EXPECT_EQ(Waiting(), 0u);
+    house.Advance(1s);
+    EXPECT_THAT(driver.events, ElementsAre("1:1", "1:0"));
+}
+
 TEST_F(Gen3KeypadDriverTest, TwoHeldButtons_EachHaveTheirTimer)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
