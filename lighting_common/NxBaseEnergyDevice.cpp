@@ -29,7 +29,7 @@ constexpr int REGISTRATION_ASSERT_LINE = 144;
 int ChildNumber(const nx::XmlNode& data, const std::string& name)
 {
     // Cut to 32 bits as the host's own readers do.
-    const long number = std::strtol(data.GetChildData(name).c_str(), nullptr, 10);
+    const long long number = std::strtoll(data.GetChildData(name).c_str(), nullptr, 10);
     return static_cast<int>(static_cast<unsigned>(number));
 }
 

@@ -394,15 +394,17 @@ class BadTimes(OnBroker):
         program = self.house("--state", self.path("state"), house=self.small_house("old"))
         self.listen().wait_for("lighting/small/old/light")
         program.end()
+        listener = self.listen()
         self.house("--state", self.path("state"), house=self.small_house("new")).end_when_told(
-            self.listen(), "lighting/small/new/light")
+            listener, "lighting/small/new/light")
         retained = self.listen().retained()
         self.assertEqual([t for t in retained if re.search(r"/(lh_small_)?old/", t)], [])
         self.assertIn("lighting/small/button/contact_1_state", retained)
         with open(self.path("small.xml"), "w", encoding="utf-8") as file:
             file.write('<house><driver name="new" type="energy_switch" id="1"/></house>')
+        listener = self.listen()
         self.house("--state", self.path("state"), house=self.path("small.xml")).end_when_told(
-            self.listen(), "lighting/small/new/energy")
+            listener, "lighting/small/new/energy")
         self.assertEqual(sorted(self.listen().retained()), [
             "homeassistant/device/lh_small_house/config",
             "homeassistant/device/lh_small_new/config", "lighting/small/new/availability",
@@ -573,8 +575,9 @@ class Example(OnBroker):
         listeners = re.findall(r"^listener .*$", text, re.MULTILINE)
         self.assertEqual(listeners, ["listener 1883 127.0.0.1"])
         broker = self.start(text.replace("/var/lib/mosquitto/", self.folder.name + "/"))
+        listener = Listener(broker)
         House(PROGRAM, broker.url, house=self.small_house()).end_when_told(
-            Listener(broker), "lighting/small/status")
+            listener, "lighting/small/status")
 
     def test_WithItsSecondListener_OnlyTheUserWithThePasswordComesIn(self):
         authority = Authority(self.path("certificates"))

@@ -108,7 +108,7 @@ TEST(XmlTree, ChildrenAsNumbers_AreLeadingIntegers)
     EXPECT_EQ(-1, node->GetChildDataNumber("u"));
     EXPECT_EQ(4294967295u, node->GetChildDataULONG("u"));
     EXPECT_EQ(5, node->GetChildDataNumber("b"));
-    EXPECT_EQ(4294967301u, node->GetChildDataULONG("b"));
+    EXPECT_EQ(static_cast<unsigned long>(4294967301), node->GetChildDataULONG("b"));
     EXPECT_EQ(0, node->GetChildDataNumber("n"));
 }
 

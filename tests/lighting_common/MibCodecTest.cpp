@@ -484,8 +484,8 @@ TEST(MibCodecWarnings, AnIndexFarPastTheEnd_IsWarnedOfAsItIs)
     LogKeeper log;
     int value = 9;
     EXPECT_FALSE(Packet({}).GetHexParam<int>(value, SIZE_MAX));
-    log.ExpectWarning("Requested parameter is outside range (index: 18446744073709551615)"
-                      "(parameters: 0)(packet: nx.dmx.bmc)",
+    log.ExpectWarning("Requested parameter is outside range (index: " + std::to_string(SIZE_MAX) +
+                          ")(parameters: 0)(packet: nx.dmx.bmc)",
                       "int");
 }
 
