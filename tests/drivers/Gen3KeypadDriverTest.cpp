@@ -153,6 +153,15 @@ TEST_F(Gen3KeypadDriverTest, NewButtonWithAnIdInUse_Replaces)
     EXPECT_THAT(driver.ButtonIds(), ElementsAre(1));
 }
 
+TEST_F(Gen3KeypadDriverTest, ButtonsThatAreMadeOrDeleted_ArePersistedAtOnce)
+{
+    house.TakePersistRequests();
+    house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);
+    EXPECT_EQ(house.TakePersistRequests(), 1);
+    house.Command("DELETE_KEYPAD_BUTTON", {{"BUTTON_ID", "1"}});
+    EXPECT_EQ(house.TakePersistRequests(), 1);
+}
+
 TEST_F(Gen3KeypadDriverTest, ReplacedOrDeletedButton_TakesItsHoldTimerAlong)
 {
     house.Command("NEW_KEYPAD_BUTTON", BUTTON_1);

@@ -264,6 +264,22 @@ TEST_F(HouseOfDriversTest, ForwardedPressOfTheDownButton_StartsARampDown)
               Forwarded(Command("BUTTON_ACTION", {"BUTTON_ID", "1", "ACTION", "1"})));
 }
 
+TEST_F(HouseOfDriversTest, ForwardedPress_SaysTheTypesOfWhatItAdds)
+{
+    TestDriver& sofa = Load("sofa", 1);
+    std::string types;
+    Made("ceiling", 2)
+        .OnCommand("GROUP_START_RAMP",
+                   [&types](const ICmdMessage& message, ICmdReturn*)
+                   {
+                       for (const MessageParam& param : ParamsOf(message))
+                           types += param.name + " " + param.type + " ";
+                   });
+    house.AddGroup(2, {"ceiling"});
+    sofa.ForwardToGroup(2, Command("BUTTON_ACTION", {"BUTTON_ID", "0", "ACTION", "1"}));
+    EXPECT_EQ(types, "RATE INT RAMP_UP BOOL GROUP_ID INT ");
+}
+
 TEST_F(HouseOfDriversTest, ForwardedRelease_StopsTheRamp)
 {
     EXPECT_EQ(

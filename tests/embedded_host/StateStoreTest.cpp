@@ -236,6 +236,15 @@ TEST_F(StateStoreTest, SameDriverTwiceInOneSave_KeepsTheLast)
     EXPECT_EQ(Open()->Load("hall", PUCK), "<b/>");
 }
 
+TEST_F(StateStoreTest, SameStateAgain_IsNotWritten)
+{
+    const auto store = Open();
+    store->Save(TWO);
+    const std::uintmax_t log = fs::file_size(m_path.string() + "-wal");
+    store->Save(TWO);
+    EXPECT_EQ(fs::file_size(m_path.string() + "-wal"), log);
+}
+
 TEST_F(StateStoreTest, EmptyText_RemovesTheState)
 {
     Keep(TWO);
