@@ -77,6 +77,9 @@ bool EffectMatcher::Meets(const std::string& effect, const std::string& line) co
 void EffectMatcher::DescribeTo(std::ostream* out) const
 {
     *out << m_sentence;
+    // The sentence says it all: what is compared is a part of a line.
+    if (m_scope == Scope::Ending)
+        return;
     for (const std::string& line : m_lines)
         *out << (&line == &m_lines.front() ? ": " : ", ") << '"' << line << '"';
 }
@@ -119,7 +122,7 @@ EffectMatcher SetVariable(unsigned id, const std::string& value)
 {
     const std::string begin = "variable set " + std::to_string(id) + " ";
     return EffectMatcher(EffectMatcher::Scope::Ending, begin, {" '" + value + "'"},
-                         "set the variable " + std::to_string(id));
+                         "set the variable " + std::to_string(id) + " to \"" + value + "\"");
 }
 
 EffectMatcher Did(const std::string& text)

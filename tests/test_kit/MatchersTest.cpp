@@ -71,5 +71,7 @@ TEST_F(MatchersTest, SentenceThatDoesNotHold_TellsWhatItWantedAndWhatIsThere)
     EXPECT_FALSE(matcher.MatchAndExplain(m_caused, &why));
     EXPECT_EQ("fired exactly these events in this order: \"event 1\", \"event 2\"",
               testing::DescribeMatcher<const Caused&>(matcher));
+    EXPECT_EQ("set the variable 2000 to \"1\"",
+              testing::DescribeMatcher<const Caused&>(SetVariable(2000, "1")));
     EXPECT_THAT(testing::PrintToString(m_caused), testing::HasSubstr("\n    event 7001"));
 }
