@@ -576,8 +576,9 @@ class Example(OnBroker):
         self.assertEqual(listeners, ["listener 1883 127.0.0.1"])
         broker = self.start(text.replace("/var/lib/mosquitto/", self.folder.name + "/"))
         listener = Listener(broker)
-        House(PROGRAM, broker.url, house=self.small_house()).end_when_told(
-            listener, "lighting/small/status")
+        program = House(PROGRAM, broker.url, house=self.small_house())
+        self.addCleanup(program.kill_if_alive)
+        program.end_when_told(listener, "lighting/small/status")
 
     def test_WithItsSecondListener_OnlyTheUserWithThePasswordComesIn(self):
         authority = Authority(self.path("certificates"))

@@ -646,6 +646,7 @@ TEST_F(Gen3KeypadDriverTest, UseThatWasOnItsWay_IsGivenUpOnceWhenTheKeypadIsBack
     EXPECT_THAT(Warnings(),
                 ElementsAre("a use of button 1 was given up, since the keypad was not there"));
     EXPECT_EQ(Waiting(), 0u);
+    EXPECT_FALSE(house.NextWake());
 }
 
 TEST_F(Gen3KeypadDriverTest, StateWithoutAnAnswer_IsSentAgain)
