@@ -155,6 +155,27 @@ INSTANTIATE_TEST_SUITE_P(Types, DriverSettingsTest,
                                          Documented{"wired_dimmer", &wired_dimmer::Settings},
                                          Documented{"energy_switch", &energy_switch::Settings}));
 
+TEST(OwnStateTest, NumbersThatAreBounded_HaveTheirBounds)
+{
+    using Range = std::pair<std::int64_t, std::int64_t>;
+    std::map<std::string, Range> ranges;
+    for (const drivers::Schema* schema :
+         {&puck::Settings(), &gen3_keypad::Settings(), &zigbee_light::Settings()})
+    {
+        for (const drivers::StateElement& row : schema->state)
+        {
+            if (row.least != INT32_MIN && std::string(row.parent) != "ENERGY_DATA")
+                ranges[row.name] = {row.least, row.most};
+        }
+    }
+    EXPECT_EQ(ranges, (std::map<std::string, Range>{{"CONTACT_NUMBER", {0, 1}},
+                                                    {"BUTTON_NUMBER", {0, 5}},
+                                                    {"BUTTON_ID", {-128, 127}},
+                                                    {"SceneID", {0, 4294967295}},
+                                                    {"Level", {0, 100}},
+                                                    {"Time", {0, INT32_MAX}}}));
+}
+
 TEST(OwnStateTest, EachTypesState_IsWhatItsTableSays)
 {
     ExpectOwnStateToBeKnown<PuckDriver>(puck::Settings());

@@ -379,6 +379,21 @@ TEST_F(Gen3ButtonTest, NoState_FollowingLedThatIsOff_TakesANewOffColor)
     EXPECT_THAT(Seen(), ElementsAre("led 3 3 00cc00", COLOR_UNCHANGED));
 }
 
+TEST_F(Gen3ButtonTest, NoState_FollowingLed_DoesNotShowTwiceWhatItShows)
+{
+    Given("3", "1", "0");
+    Settings({{"STATE", "0"}});
+    button->SetCurColor("0000ff", false);
+    record.Forget();
+    Settings({{"OFF_COLOR", "0000ff"}});
+    EXPECT_THAT(Seen(), ElementsAre("led 3 4 0000cc"));
+    Settings({{"STATE", "1"}});
+    button->SetCurColor("00ff00", false);
+    record.Forget();
+    Settings({{"ON_COLOR", "00ff00"}});
+    EXPECT_THAT(Seen(), ElementsAre("led 3 3 00cc00"));
+}
+
 TEST_F(Gen3ButtonTest, NoState_FollowingLed_SameColorIsNoChange)
 {
     Given("3", "1", "0");
