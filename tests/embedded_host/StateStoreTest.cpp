@@ -302,6 +302,15 @@ TEST_F(StateStoreTest, Closing_LeavesOneFile)
     EXPECT_EQ(FilesIn(m_folder).size(), 1U);
 }
 
+TEST_F(StateStoreTest, MakingAFile_GivesBackAllMemory)
+{
+    Keep(TWO);
+    const sqlite3_int64 used = sqlite3_memory_used();
+    m_path = m_folder / "another.db";
+    Keep(TWO);
+    EXPECT_EQ(sqlite3_memory_used(), used);
+}
+
 TEST_F(StateStoreTest, NewFiles_MayBeReadByOthersAndChangedByTheirOwner)
 {
     const auto store = Open();
