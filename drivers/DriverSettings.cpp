@@ -2,13 +2,16 @@
 
 #include "nxshared/XmlNode.h"
 
+#include <cstdlib>
+
 namespace drivers
 {
 std::int64_t ReadSetting(const nx::XmlNode* config, const Setting& setting)
 {
     if (!config || !config->HasChild(setting.name))
         return setting.usual;
-    return static_cast<std::int64_t>(config->GetChildDataULONG(setting.name));
+    // The host's own readers give what a long holds, which is less on machines with 32 bits.
+    return std::strtoll(config->GetChildData(setting.name).c_str(), nullptr, 10);
 }
 
 std::vector<StateElement> EnergyState()

@@ -214,4 +214,5 @@ TEST(ReadSettingTest, NumberIsRead_AndWithoutOneTheUsualValueHolds)
     EXPECT_EQ(Read(setting, "<config><pause>7</pause></config>"), 7);
     EXPECT_EQ(Read(setting, "<config><pause>-1</pause></config>"), -1);
     EXPECT_EQ(Read(setting, "<config><pause>12 monkeys</pause></config>"), 12);
+    EXPECT_EQ(Read(setting, "<config><pause>4294967297</pause></config>"), 4294967297);
 }
