@@ -12,10 +12,18 @@
 #include "lighting_host/types/zigbee_light/RemoteLight.h"
 #include "nxshared/XmlDocument.h"
 
+#include <malloc.h>
+
 #include <fmt/format.h>
 
 namespace lighting_host
 {
+namespace
+{
+// From here on a start leaves so much behind that it is worth giving back.
+constexpr std::size_t MANY_DRIVERS = 1000;
+} // namespace
+
 Session::Session(const HouseFile& file, const SessionOptions& options,
                  embedded_host::OutputSink& sink)
     : m_housePath(file.path), m_draw(options.draw), m_random(options.seed, options.draw)
@@ -114,6 +122,9 @@ void Session::AddDriver(const HouseFileDriver& driver, boost::shared_ptr<nx::Xml
 void Session::Start()
 {
     m_house->StartAll();
+    // Reading the states of many drivers takes far more memory than the drivers keep.
+    if (m_house->Drivers().size() >= MANY_DRIVERS)
+        malloc_trim(0);
     for (const auto& driver : m_house->Drivers())
     {
         if (!driver->Driver())
